@@ -1,0 +1,1 @@
+// Keeps the archive well formed when a checkout has no rooms yet.

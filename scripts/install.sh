@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs what the build, the tests or the demo need from Debian's packages, and says what it installs.
+# Usage: scripts/install.sh build|bench|demo ...   (as root; without root it names what is missing)
+set -euo pipefail
+
+declare -A packages=(
+  [build]="g++ cmake ninja-build pkg-config libicu-dev libfmt-dev libmicrohttpd-dev rapidjson-dev libgtest-dev libgmock-dev curl ca-certificates"
+  [bench]="libbenchmark-dev libprotobuf-dev protobuf-compiler"
+  [demo]="default-jdk-headless libtomcat10-java curl"
+)
+
+missing=()
+for group in "$@"; do
+  for package in ${packages[$group]:?"unknown group '$group': build, bench or demo"}; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+  done
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+if [ "$(id -u)" -ne 0 ]; then
+  echo "These Debian packages are missing: ${missing[*]}" >&2
+  echo "Install them as root:  apt-get install ${missing[*]}" >&2
+  exit 1
+fi
+echo "Installing from Debian's packages: ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -qq
+apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,109 @@
+#pragma once
+// Trace. Every source file owns one unit, named by its eight-character tag; a unit carries the flag bits
+// that are on for it. ZOV_TRACE (environment) sets them at DGT1_Open: words ERROR, DETAIL, FLOW, MESSAGE,
+// STATE or ALL, each alone or with units in brackets, e.g. "ERROR MESSAGE FLOW(ZOVCSOCK,ZOVCLOCK)"; the
+// default is "ERROR MESSAGE". Lines go to standard error, or to ZOV_TRACE_FILE, which is reopened after a
+// rename. A line is time, thread, unit, line number, text.
+//
+// Any thread may trace at any time, also before main and after the environment is gone. A line is written
+// whole. Tracing never raises, never fails towards its caller, and takes no lock of the agent's.
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+enum DGT1_Flag : std::uint32_t {
+  DGT1_ERROR = 0x01,
+  DGT1_STATE = 0x04,        ///< dumps of rows and records
+  DGT1_STATE_ENTER = 0x08,  ///< "table entered" lines and dumps of filters
+  DGT1_DETAIL = 0x10,
+  DGT1_FLOW = 0x40,
+  DGT1_MESSAGE = 0x80,  ///< numbered messages
+};
+
+/// The trace unit of one source file. Constructed statically; lives for the whole process.
+class DGT1_Unit {
+ public:
+  explicit DGT1_Unit(const char* tag);
+  DGT1_Unit(const DGT1_Unit&) = delete;
+  DGT1_Unit& operator=(const DGT1_Unit&) = delete;
+
+  const char* tag() const { return _tag; }
+  bool on(std::uint32_t flags) const { return (_flags.load(std::memory_order_relaxed) & flags) != 0; }
+  std::uint32_t flags() const { return _flags.load(std::memory_order_relaxed); }
+
+ private:
+  friend class DGT1_Registry;
+  const char* _tag;
+  std::atomic<std::uint32_t> _flags{0};
+  DGT1_Unit* _next = nullptr;  // guarded by the registry's mutex
+};
+
+/// One argument of a trace line, with the type that the caller gave; so a wrong conversion letter in a
+/// format prints oddly, and is never undefined.
+struct DGT1_Arg {
+  enum class Kind { Signed, Unsigned, Double, Text, Pointer } kind;
+  union {
+    long long asSigned;
+    unsigned long long asUnsigned;
+    double asDouble;
+    const char* asText;
+    const void* asPointer;
+  };
+  template <class T>
+  DGT1_Arg(const T& value) {  // NOLINT: implicit on purpose
+    if constexpr (std::is_same_v<T, bool> || (std::is_integral_v<T> && std::is_signed_v<T>)) {
+      kind = Kind::Signed, asSigned = value;
+    } else if constexpr (std::is_integral_v<T>) {
+      kind = Kind::Unsigned, asUnsigned = value;
+    } else if constexpr (std::is_enum_v<T>) {
+      kind = Kind::Signed, asSigned = static_cast<long long>(value);
+    } else if constexpr (std::is_floating_point_v<T>) {
+      kind = Kind::Double, asDouble = static_cast<double>(value);
+    } else if constexpr (std::is_convertible_v<T, const char*>) {
+      kind = Kind::Text, asText = value;
+    } else {
+      static_assert(std::is_pointer_v<T>, "a trace argument is a number, an enumerator, a text or a pointer");
+      kind = Kind::Pointer, asPointer = static_cast<const void*>(value);
+    }
+  }
+};
+
+/// printf-style formatting over typed arguments (also used for texts other than trace).
+std::string DGT1_Format(const char* format, const DGT1_Arg* arguments, std::size_t count);
+template <class... A>
+std::string DGT1_FormatText(const char* format, const A&... a) {
+  const DGT1_Arg arguments[] = {DGT1_Arg(0), DGT1_Arg(a)...};
+  return DGT1_Format(format, arguments + 1, sizeof...(a));
+}
+
+/// Writes a line without a test of flags. `unit` and `line` are shown; most callers use DGT1_Printf.
+void DGT1_Write(const char* unitTag, int line, std::string_view text);
+template <class... A>
+void DGT1_Print(const DGT1_Unit& unit, int line, const char* format, const A&... a) {
+  DGT1_Write(unit.tag(), line, DGT1_FormatText(format, a...));
+}
+/// Traces a formatted line when one of `flags` is on for `unit`.
+#define DGT1_Printf(unit, flags, ...)                                \
+  do {                                                               \
+    if ((unit).on(flags)) DGT1_Print((unit), __LINE__, __VA_ARGS__); \
+  } while (false)
+
+/// Hexadecimal dump under a title, sixteen bytes a line; at most 4,096 bytes are shown.
+void SnapHex(const DGT1_Unit& unit, const void* data, std::size_t length, const char* title);
+
+/// Reads ZOV_TRACE and ZOV_TRACE_FILE and sets the flags of all units, present and to come. main calls it
+/// first; a bad word is reported on standard error with the words that are accepted, and skipped.
+void DGT1_Open();
+/// Sets flags as ZOV_TRACE would, for tests. Returns false, and says why in `error`, for a bad word.
+bool DGT1_Configure(std::string_view setting, std::string* error = nullptr);
+/// Receives every line instead of the file while set; for tests. Null restores the file.
+using DGT1_Sink = void (*)(const char* unitTag, int line, std::string_view text, void* context);
+void DGT1_SetSink(DGT1_Sink sink, void* context);
+
+/// Bits that make the function preamble do work: DGT1_FLOW when any unit has it, and the internal trace mask
+/// (0x200 to 0x1000) of the environment. 0 in normal running.
+extern std::atomic<std::uint32_t> DGT1_PreambleMask;

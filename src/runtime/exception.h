@@ -1,0 +1,44 @@
+#pragma once
+// ZOVException: a raised failure, told to a recovery frame. A value type, copied freely.
+
+#include "runtime/return_code.h"
+
+class ZOVException {
+ public:
+  enum _DumpOption { DumpWhenDisplayed = 0, NoDump = 1 };
+  enum _Severity { Informational = 0, Warning = 1, Error = 2 };
+  enum _ShouldDisplayMessage { Display = 0, DoNotDisplay = 1 };
+
+  ZOVException() = default;
+  ZOVException(const ZOVReturnCode& code) : _returnCode(code) {}  // NOLINT: implicit on purpose
+  ZOVException(const ZOVReturnCode& code, int recoverable, unsigned long parameter, _DumpOption dump,
+               _Severity severity, _ShouldDisplayMessage display)
+      : _returnCode(code),
+        _recoverable(recoverable),
+        _dumpOption(dump),
+        _severity(severity),
+        _shouldDisplay(display),
+        _parameter(parameter) {}
+  virtual ~ZOVException() = default;
+  ZOVException(const ZOVException&) = default;
+  ZOVException& operator=(const ZOVException&) = default;
+
+  ZOVReturnCode getReturnCode() const { return _returnCode; }
+  const char* getExceptionType() const { return _returnCode.getDescription(); }
+  int isRecoverable() const { return _recoverable; }
+  int isLogged() const { return _logged; }
+  void setLogged() { _logged = 1; }
+  _DumpOption getDumpOption() const { return _dumpOption; }
+  _Severity getSeverity() const { return _severity; }
+  _ShouldDisplayMessage getShouldDisplay() const { return _shouldDisplay; }
+  unsigned long getParameter() const { return _parameter; }
+
+ private:
+  ZOVReturnCode _returnCode;
+  int _recoverable = 0;
+  int _logged = 0;
+  _DumpOption _dumpOption = NoDump;
+  _Severity _severity = Error;
+  _ShouldDisplayMessage _shouldDisplay = Display;
+  unsigned long _parameter = 0;
+};

@@ -1,0 +1,48 @@
+#pragma once
+// The bounded per-thread internal trace: a ring of the last N entries and exits of functions, and a stack of
+// the functions now entered. Written by its own thread alone; dumps read it without a lock. Memory is taken
+// once.
+
+#include <vector>
+
+#include "runtime/foundation/string.h"
+
+class ZOVInternalTraceEntry {
+ public:
+  virtual ~ZOVInternalTraceEntry() = default;
+  void set(const char* tag, const char* function, int type, long parameter);  ///< longer texts are cut
+  const char* getTag() const { return _tag; }
+  const char* getFunction() const { return _function; }
+  int getType() const { return _type; }
+  unsigned int getParameter() const { return _parameter; }
+
+ private:
+  char _tag[20] = {};
+  char _function[120] = {};
+  int _type = 0;  // 0 entry, 1 exit
+  unsigned int _parameter = 0;
+};
+
+class ZOVStackTraceEntry : public ZOVInternalTraceEntry {
+ public:
+  int _level = 0;
+  bool operator==(const ZOVStackTraceEntry& other) const;  ///< tag and name
+};
+
+class ZOVInternalTraceTable {
+ public:
+  explicit ZOVInternalTraceTable(int size);
+  virtual ~ZOVInternalTraceTable() = default;
+
+  void save(const char* tag, const char* function, int type, long parameter);
+  void print() const;           ///< oldest first
+  void printStackDump() const;  ///< top first
+  int getSourceFileAndFunctionName(RWCString& tag, RWCString& function, int depth) const;
+
+ private:
+  std::vector<ZOVInternalTraceEntry> _ring;
+  std::size_t _cursor = 0;
+  bool _wrapped = false;
+  std::vector<ZOVStackTraceEntry> _stack;
+  std::size_t _depth = 0;
+};

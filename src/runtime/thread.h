@@ -1,0 +1,137 @@
+#pragma once
+// ZOVThread: a thread object knows its entry point, its state, the lock that it waits for and the locks that
+// it holds; the last two are what the deadlock check walks. Threads are detached and never joined; the done
+// event tells their end. The object outlives the thread, and its destructor waits for it.
+
+#include <pthread.h>
+
+#include <atomic>
+#include <memory>
+
+#include "runtime/collectable.h"
+#include "runtime/event.h"
+#include "runtime/mutex.h"
+
+class ZOVLock;
+class ZOVThreadManager;
+
+class ZOVThread : public ZOVCollectable {
+ public:
+  using EntryPoint = int (*)(void* argument, ZOVThread* thread);
+  enum _ThreadState {
+    WaitingToRun = 0,
+    Running = 1,
+    Paused = 2,
+    WaitingForLock = 3,
+    WaitingForEvent = 4,
+    Suspended = 5,
+    Completed = 6,
+  };
+  static const char* getStateText(int state);  ///< "Unknown" outside the enumeration
+
+  /// A fixed table of 50 held locks of one mode. Changed by its thread alone, under ZOVLock::pLockMutex; read
+  /// by others under that mutex, and by its own thread without it.
+  class HeldLockPlaceholderTable {
+   public:
+    enum _Mode { ExclusiveMode = 0, SharedMode = 1 };
+    static constexpr int Capacity = 50;
+    explicit HeldLockPlaceholderTable(_Mode mode) : _mode(mode) {}
+
+    bool isFull() const { return _freeCount == 0; }
+    void addNewEntry(const ZOVLock* lock, const void* token);  ///< a full table raises code 4
+    void removeEntry(const ZOVLock* lock);                     ///< an absent lock is no error
+    const void* getTokenFor(const ZOVLock* lock) const;
+    int isLockOwned(const ZOVLock* lock) const;
+    int entries() const { return _usedCount; }
+    int getHighestIndex() const { return _highestIndex; }
+    _Mode getMode() const { return _mode; }
+
+   private:
+    friend class HeldLockPlaceholderIterator;
+    struct Pair {
+      const ZOVLock* lock = nullptr;
+      const void* token = nullptr;
+    };
+    int indexOf(const ZOVLock* lock) const;
+    void clearPair(int index);
+
+    Pair _pairs[Capacity];
+    int _freeCount = Capacity;
+    int _usedCount = 0;
+    mutable int _lastIndex = -1;  // a one-entry memory
+    int _highestIndex = -1;
+    _Mode _mode;
+  };
+  class HeldLockPlaceholderIterator {
+   public:
+    explicit HeldLockPlaceholderIterator(const HeldLockPlaceholderTable& table) : _table(table) {}
+    const ZOVLock* next();
+
+   private:
+    const HeldLockPlaceholderTable& _table;
+    int _index = 0;
+  };
+
+  ZOVThread() = default;
+  /// With argumentSize not 0 the argument is copied and owned. stackSize 0: the system's default.
+  ZOVThread(EntryPoint entry, void* argument, int argumentSize, unsigned int stackSize);
+  ZOVThread(const ZOVThread& other);  ///< entry point and argument only
+  ZOVThread& operator=(const ZOVThread&) = delete;
+  ~ZOVThread() override;
+  RWClassID isA() const override { return 32705; }
+  bool isEqual(const RWCollectable* other) const override { return this == other; }
+
+  virtual int supposedToRegister() const { return 0; }
+  virtual void registerThread() {}
+  virtual void deregisterThread() {}
+  virtual void callThreadEP();
+  virtual int start(ZOVThreadManager* manager);  ///< answers the running flag
+  virtual int kill();                            ///< 0 when the thread is not running; releases no lock
+  virtual void waitForThreadToFinish();
+  virtual int threadFailed() const { return 0; }
+  virtual int deleteThreadWhenFinished() const { return 0; }
+  virtual void setState(_ThreadState state) { _state = state; }
+  virtual int waitForUnavailableLock(const ZOVLock& lock, int type);
+  virtual void lockAcquired(ZOVLock& lock, int type, void* token);  ///< raises code 4 when the table is full
+  virtual void lockFreed(ZOVLock& lock, int type);
+  virtual void diagDump() const;
+  virtual const void* getLockToken(const ZOVLock& lock) const;
+  virtual void callForEachLockHeld(void (*function)(const ZOVLock*, const ZOVThread*, void*),
+                                   void* context) const;
+  virtual void freeAllLocks();
+
+  int isThisCurrentThread() const { return _threadId.load() == pthread_self(); }
+  unsigned long getThreadId() const { return _threadId.load(); }
+  _ThreadState getState() const { return _state; }
+  const ZOVLock* getLockWaitedFor() const { return _lockWaitedFor; }
+  int isRunning() const { return _running; }
+  int getExitCode() const { return _exitCode; }
+
+ protected:
+  std::atomic<unsigned long> _threadId{0};  // pthread_self() as seen inside the thread
+
+ private:
+  friend class ZOVThreadManager;
+  static void* ThreadDispatcher(void* object);
+  void enterNewThread();
+  int startLocked(ZOVThreadManager* manager);
+  void dumpLocks() const;
+
+  unsigned int _stackSize = 0;
+  EntryPoint _entryPoint = nullptr;
+  int _exitCode = 0;
+  void* _argument = nullptr;
+  int _argumentSize = 0;
+  int _ownsArgument = 0;
+  std::atomic<int> _running{0};
+  std::unique_ptr<ZOVEvent> _doneEvent;
+  std::unique_ptr<ZOVMutex> _stateMutex;  // orders start, kill and the end of the thread
+  std::atomic<_ThreadState> _state{WaitingToRun};
+  std::atomic<HeldLockPlaceholderTable*> _exclusiveLocks{nullptr};  // made at the first lock
+  std::atomic<HeldLockPlaceholderTable*> _sharedLocks{nullptr};
+  std::atomic<const ZOVLock*> _lockWaitedFor{nullptr};
+  pthread_t _handle{};
+  pthread_attr_t _attributes{};
+  int _attributesInitialised = 0;
+  ZOVThreadManager* _manager = nullptr;
+};
