@@ -1,0 +1,188 @@
+package zov.collector;
+
+import java.io.IOException;
+import java.net.ProtocolException;
+
+/**
+ * One session with the agent, from the first ping to the end of the connection. The agent asks and the
+ * collector answers; in the middle of a poll that takes long it pings, so that the agent waits on.
+ *
+ * Any message that is not a request of the agent ends the session. Runs on the collector's thread.
+ */
+final class Session {
+  /** The agent's answer to the ping was no; its message says why. */
+  static final class RefusedException extends IOException {
+    private static final long serialVersionUID = 1;
+
+    RefusedException(String message) { super(message); }
+  }
+
+  /** Build levels that the agent accepts: at least these. */
+  static final long BUILD_LEVEL = 6005159;
+  static final long WORKLOAD_BUILD_LEVEL = 6005164;
+
+  private static final long REQUEST_DATA = 0x100000;
+  private static final long LEVEL_ONE = 0x300;
+  private static final long LEVEL_TWO = 0x7F00;
+  private static final long GC_STOP = 2;
+
+  /** Return codes of the agent's. */
+  private static final long GC_CAPTURE_NOT_AVAILABLE = 119;
+  private static final long INVALID_REQUEST_TYPE = 165;
+
+  private static final int NO_LIMIT = 0;
+  private static final int ANSWER_MILLIS = 60_000;
+  private static final long QUIET_NANOS = 20_000_000_000L;
+
+  private final Connection connection;
+  private final PropertySampler properties;
+  private final RequestSampler requests;
+  private final long processId;
+  private final CollectorLog log;
+  private final SampleSink sink = new SampleSink() {
+    @Override
+    public void send(Message sample) throws IOException {
+      progress();
+      connection.send(sample);
+    }
+
+    @Override
+    public void progress() throws IOException {
+      if (connection.quietFor() >= QUIET_NANOS)
+        exchangePing(ping());
+    }
+  };
+  private long nextCorrelator = 1;
+
+  Session(Connection connection, long processId, PropertySampler properties, RequestSampler requests,
+      CollectorLog log) {
+    this.connection = connection;
+    this.processId = processId;
+    this.properties = properties;
+    this.requests = requests;
+    this.log = log;
+  }
+
+  /** Introduces this JVM; returns when the agent has accepted it. */
+  void greet(Options options, String platform, String locale) throws IOException {
+    exchangePing(ping()
+                     .number(Keys.BUILD_LEVEL, BUILD_LEVEL)
+                     .number(Keys.WORKLOAD_BUILD_LEVEL, WORKLOAD_BUILD_LEVEL)
+                     .text(Keys.WORKING_DIRECTORY, System.getProperty("user.dir", ""))
+                     .text(Keys.SERVER_NAME, options.serverName)
+                     .text(Keys.SERVER_ROOT, options.serverRoot)
+                     .text(Keys.PLATFORM, platform)
+                     .text(Keys.LOCALE, locale));
+  }
+
+  /** Waits for the agent's next request, however long, and answers it. */
+  void serveOne() throws IOException {
+    Message request = connection.receive(NO_LIMIT);
+    if (request.dataType != Message.REQUEST || request.subtype == Keys.RESPONSE)
+      throw unexpected(request);
+    switch (request.subtype) {
+      case Keys.PING:
+        accept(request);
+        break;
+      case Keys.POLL:
+        poll(request);
+        break;
+      case Keys.COLLECT_WORKLOAD:
+        collectWorkload(request);
+        break;
+      case Keys.COLLECT_GC_DATA:
+        collectGcData(request);
+        break;
+      default:
+        refuse(request, INVALID_REQUEST_TYPE,
+            "This collector does not offer requests of type " + request.subtype);
+    }
+    connection.flush();
+  }
+
+  private void poll(Message request) throws IOException {
+    try {
+      if ((request.number(Keys.POLL_MASK) & REQUEST_DATA) != 0) {
+        properties.sample(sink);
+        requests.sample(sink);
+      }
+    } catch (RuntimeException failure) {
+      log.line("A poll is answered in part: " + failure);
+    }
+    connection.send(
+        Message.sample(Keys.END_OF_SAMPLES).number(Keys.CORRELATOR, request.number(Keys.CORRELATOR)));
+  }
+
+  private void collectWorkload(Message request) throws IOException {
+    long level = request.number(Keys.COLLECT_LEVEL);
+    if (level != 0 && level != LEVEL_ONE && level != LEVEL_TWO) {
+      refuse(request, INVALID_REQUEST_TYPE,
+          "The collection level " + level + " is not known; known are 0, " + LEVEL_ONE + " and " + LEVEL_TWO);
+      return;
+    }
+    if (level == 0) {
+      requests.stop();
+      log.line("The agent has stopped the collection of request data");
+    } else {
+      requests.start();
+      log.line("The agent collects request data at level " + level + "; it asks for "
+          + request.number(Keys.CAPTURE_PERCENT)
+          + " percent and gets every request, as the server counts them");
+    }
+    accept(request);
+  }
+
+  private void collectGcData(Message request) throws IOException {
+    if (request.number(Keys.GC_ACTION) == GC_STOP) {
+      accept(request);
+      return;
+    }
+    refuse(request, GC_CAPTURE_NOT_AVAILABLE, "This collector does not capture garbage collection data");
+  }
+
+  private Message ping() {
+    return Message.request(Keys.PING)
+        .number(Keys.CORRELATOR, nextCorrelator++)
+        .number(Keys.PROCESS_ID, processId);
+  }
+
+  private void exchangePing(Message ping) throws IOException {
+    connection.send(ping);
+    Message answer = connection.receive(ANSWER_MILLIS);
+    if (answer.dataType != Message.REQUEST || answer.subtype != Keys.RESPONSE
+        || answer.number(Keys.CORRELATOR) != ping.number(Keys.CORRELATOR)) {
+      throw unexpected(answer);
+    }
+    if (answer.number(Keys.STATUS) != Keys.STATUS_ACCEPTED)
+      throw refusal(answer);
+  }
+
+  private static RefusedException refusal(Message answer) {
+    long code = answer.number(Keys.VALUE);
+    String reason = code == 104 || code == 105 ? "it wants another build level"
+        : code == 174                          ? "a collector of that name and root is connected already"
+                                               : "it gives no reason that is known here";
+    return new RefusedException("The agent refuses this collector with code " + code + ": " + reason);
+  }
+
+  private static ProtocolException unexpected(Message message) {
+    return new ProtocolException("The agent has sent a message of data type " + message.dataType
+        + " and type " + message.subtype + ", which is not expected here");
+  }
+
+  private void accept(Message request) throws IOException {
+    connection.send(response(request, Keys.STATUS_ACCEPTED));
+  }
+
+  private void refuse(Message request, long code, String reason) throws IOException {
+    log.line("A request of the agent is refused: " + reason);
+    connection.send(
+        response(request, Keys.STATUS_REFUSED).number(Keys.VALUE, code).text(Keys.MESSAGE, reason));
+  }
+
+  private static Message response(Message request, int status) {
+    return Message.request(Keys.RESPONSE)
+        .number(Keys.CORRELATOR, request.number(Keys.CORRELATOR))
+        .number(Keys.STATUS, status);
+  }
+}
