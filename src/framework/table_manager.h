@@ -1,0 +1,46 @@
+#pragma once
+// The manager of one table: the framework reaches a table through it.
+
+#include <string>
+
+#include "framework/linked_list.h"
+#include "platform/services.h"
+
+class tqbox;
+struct RequestDetail;
+struct ContextInfo;
+
+/// Made once per table by the agent's loader, and registered for the rest of the process's life.
+///
+/// `lock` guards `openRequests` and whatever is done to a request that is in it. It is recursive, and is
+/// never held while TakeSample runs. Requests in the list are those that stay open for events; one that is
+/// made to run a query is never in it, so that an event cannot meet a sample under way.
+class TableManager {
+ public:
+  TableManager(const char* application, const char* table);
+  TableManager(const TableManager&) = delete;
+  TableManager& operator=(const TableManager&) = delete;
+  /// Takes the table out of the framework's list. No request of it may be open.
+  virtual ~TableManager();
+
+  /// Closes all open requests of the table; `reason` is traced only.
+  virtual void Shutdown(unsigned long reason);
+  /// A new request object of the table; the caller, which is the framework, owns it. The arguments go to the
+  /// constructor of tqbox as they are, and outlive the object.
+  virtual tqbox* CreateTqbox(RequestDetail* detail, ContextInfo* context) = 0;
+
+  /// Enters the table with the framework: 0, or non-zero when the table's name is empty or taken.
+  static int RegisterWithManager(TableManager* manager);
+
+  const std::string& application() const { return _application; }
+  const std::string& table() const { return _table; }
+
+ protected:
+  friend class ZOVHubRequest;
+  OSL1_Lock lock;
+  LinkedList openRequests;
+
+ private:
+  const std::string _application;
+  const std::string _table;
+};
