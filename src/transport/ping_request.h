@@ -1,0 +1,73 @@
+#pragma once
+// ZOVPingRequest: hello and liveness. The first message of every connection: with it a collector tells who it
+// is, and at what build levels; a remote statistics process tells its token.
+
+#include "transport/request.h"
+
+class ZOVPingRequest : public ZOVRequest {
+ public:
+  enum _PingKey {
+    ProcessIdKey = 4,
+    AppServerNameKey = 5,
+    ProfilerBuildLevelKey = 24,
+    WorkloadBuildLevelKey = 25,
+    PingText1Key = 26,
+    PingFlagsKey = 27,
+    PingText4Key = 29,
+    WorkingDirectoryKey = 31,
+    ServerRootDirectoryKey = 38,
+    AliasNameKey = 39,
+    LocaleNameKey = 41,
+    PingText2Key = 655,
+    PingText3Key = 657,
+    PingText5Key = 850,
+    PingTypeKey = 1340,
+    RemoteTokenKey = 1341,
+  };
+  static constexpr int RemoteStatisticsPing = 2;  ///< a _pingType; any other is a data collector's
+
+  ZOVPingRequest() = default;
+  explicit ZOVPingRequest(int processId) : _processId(processId) {}
+  ZOVPingRequest(const ZOVPingRequest& other);
+  /// A reduced ping: process id, build levels and the five texts; not the names, the token, the type or
+  /// flags.
+  ZOVPingRequest& operator=(const ZOVPingRequest& other);
+
+  int getRequestType() const override { return PingRequestType; }
+  int getNumNumericKeys() const override;
+  int getNumStringKeys() const override;
+  void numericKeys(int* out) const override;
+  void stringKeys(int* out) const override;
+  void saveNumericData(int key, long long value) override;
+  long long getNumericData(int key) const override;
+  void saveStringData(int key, std::string_view text) override;
+  const RWCString& getStringData(int key) const override;
+  ZOVPingRequest* clone() const override { return new ZOVPingRequest(*this); }
+
+  long long getProcessId() const { return _processId; }
+  long long getProfilerBuildLevel() const { return _profilerBuildLevel; }
+  long long getWorkloadAnalysisBuildLevel() const { return _workloadAnalysisBuildLevel; }
+  long long getRemoteToken() const { return _remoteToken; }
+  int getPingType() const { return _pingType; }
+  const RWCString& getWorkingDirectory() const { return _workingDirectory; }
+  const RWCString& getAppServerName() const { return _appServerName; }
+  const RWCString& getServerRootDirectory() const { return _serverRootDirectory; }
+  const RWCString& getAliasName() const { return _aliasName; }
+  const RWCString& getLocaleName() const { return _localeName; }
+
+ private:
+  const RWCString* textField(int key) const;  // null for a key without a field
+
+  long long _processId = 0;
+  long long _profilerBuildLevel = 0;
+  long long _workloadAnalysisBuildLevel = 0;  // 0: the part is not present
+  long long _remoteToken = 0;
+  int _pingType = 0;
+  int _pingFlags = 0;
+  RWCString _pingText1, _pingText2, _pingText3, _pingText4, _pingText5;  // kept, not read
+  RWCString _workingDirectory;
+  RWCString _appServerName;
+  RWCString _serverRootDirectory;
+  RWCString _aliasName;
+  RWCString _localeName;
+};

@@ -1,0 +1,95 @@
+#pragma once
+// ZOVProfilerSocketMonitor: greets collectors. One task listens on the agent's port; the first message of
+// each connection must be a ping. A data collector's ping is checked for its build levels and bound to the
+// server that it names, known or new; from then on the connection is the server's. A remote statistics
+// process's ping (type 2) goes to the resource manager.
+//
+// One connection is handled at a time, and its first frame is waited for without a limit: a silent peer holds
+// up those behind it, until it speaks, closes, or the listener is shut down. shutdown may be called by any
+// other thread, and shuts down every connection so that nothing blocks a stop; deleteSocket by any thread.
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+#include "runtime/return_code.h"
+#include "runtime/task.h"
+#include "transport/ping_request.h"
+#include "transport/server_socket.h"
+
+class ZOVApplicationServer;
+class ZOVResponse;
+
+/// What the listener needs of the application context, the servers and the resource manager. The agent
+/// implements it; all calls but shutDownServerSockets come from the listener's thread.
+class ZOVSessionDirectory {
+ public:
+  virtual ~ZOVSessionDirectory() = default;
+
+  /// Asks the servers in turn, under the context's shared lock, whether the ping is theirs. 0: `server` is
+  /// the one. 174: the ping's server has a healthy connection. 173: no server is meant by it.
+  virtual ZOVReturnCode findServer(const ZOVPingRequest& ping,
+                                   std::shared_ptr<ZOVApplicationServer>& server) = 0;
+  /// Makes the server that the ping describes and defines it in the context. Non-zero: why it cannot be.
+  virtual ZOVReturnCode defineNewServer(const ZOVPingRequest& ping,
+                                        std::shared_ptr<ZOVApplicationServer>& server) = 0;
+  /// Binds the connection to the server. False when the server is excluded from monitoring: the connection is
+  /// then the listener's to delete. Called with no lock held.
+  virtual bool foundProfiler(ZOVApplicationServer& server,
+                             const std::shared_ptr<ZOVSocketConnection>& connection,
+                             const ZOVPingRequest& ping) = 0;
+  /// Whether a remote statistics process with this ping is waited for; false without a resource manager.
+  virtual bool isThisPingExpected(const ZOVPingRequest& ping) = 0;
+  /// False when nobody took it after all: the connection is then the listener's to delete.
+  virtual bool takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,
+                                   const ZOVPingRequest& ping) = 0;
+  /// Stops the collector monitor thread of every server, under the context's shared lock.
+  virtual void stopProfilerMonitorThreads() = 0;
+  /// Shuts down the socket of every server, under the context's shared lock and no other: whoever is blocked
+  /// on one holds the server's.
+  virtual void shutDownServerSockets() = 0;
+  /// Posts a product event (UTF-8) with the local time of now.
+  virtual void writeProductEvent(const char* file, const char* function, int line, const char* text) = 0;
+};
+
+class ZOVProfilerSocketMonitor : public ZOVAsynchronousTask {
+ public:
+  static constexpr long long ProductBuildLevel = 6005164;
+  static constexpr long long RequiredProfilerBuildLevel = 6005159;
+  static constexpr long long RequiredWorkloadBuildLevel = 6005164;
+  static constexpr int Backlog = 100;
+
+  /// The one instance, or null. Set by the constructor, cleared by the destructor.
+  static std::atomic<ZOVProfilerSocketMonitor*> pMonitor;
+
+  /// The directory must outlive the monitor. Port 0 takes any free one, told by getPort once it is open.
+  ZOVProfilerSocketMonitor(std::uint16_t port, ZOVSessionDirectory& directory);
+  ~ZOVProfilerSocketMonitor() override;
+
+  void backgroundProcessing() override;
+  void shutdown() override;
+  /// Removes an accepted connection, shuts it down and drops the reference; nothing when there is no server
+  /// socket any more.
+  void deleteSocket(const ZOVSocketConnection* connection);
+  std::uint16_t getPort();
+
+ private:
+  struct Turn;  // what is in hand for one connection
+
+  std::shared_ptr<ZOVServerSocket> serverSocket();
+  bool open();
+  void serve(ZOVServerSocket& socket);
+  void handleConnection(ZOVServerSocket& socket, const std::shared_ptr<ZOVSocketConnection>& connection);
+  void converse(ZOVServerSocket& socket, Turn& turn);
+  void greetStatisticsProcess(ZOVServerSocket& socket, Turn& turn);
+  void greetCollector(ZOVServerSocket& socket, Turn& turn);
+  ZOVReturnCode checkLevels(const ZOVPingRequest& ping);
+  void refuseLevel(const char* part, const ZOVPingRequest& ping, long long required, long long actual,
+                   const char* eventText);
+  void stopSessions();
+
+  std::mutex _serverSocketMutex;
+  std::shared_ptr<ZOVServerSocket> _serverSocket;  // guarded by the mutex; null until open
+  std::uint16_t _port;
+  ZOVSessionDirectory& _directory;
+};
