@@ -1,0 +1,55 @@
+#pragma once
+// ZOVConfigParms: reads the configuration file once, when the agent is built, and keeps the agent's own
+// parameters, the defaults of all application servers, and one set for each server that has a section. There
+// is no reading again: a change of the file needs a new start.
+//
+// The file is <prefix>ov.cfg; its keys stand in config_keys.def and its form in docs/configuration.md. A file
+// that is missing or cannot be parsed leaves the defaults, and a value that cannot be read leaves what was;
+// both are traced with what was given and what is accepted. After readFromFile nothing writes, so readers
+// need no lock, and the pointers handed out live as long as this object.
+
+#include <atomic>
+
+#include "config/agent_config_parms.h"
+#include "config/server_config_parms.h"
+#include "runtime/event.h"
+#include "runtime/foundation/collections.h"
+
+namespace VPD {
+class AgentConfig;
+class ConfigSection;
+}  // namespace VPD
+
+class ZOVConfigParms : public ZOVMemoryManager {
+ public:
+  ZOVConfigParms() = default;
+  ~ZOVConfigParms() override { _appServerParms.clearAndDestroy(); }
+  ZOVConfigParms(const ZOVConfigParms&) = delete;
+  ZOVConfigParms& operator=(const ZOVConfigParms&) = delete;
+
+  /// Reads <prefix>ov.cfg. Answers 0, whatever became of it. Sections are taken in file order, and a server's
+  /// section takes the defaults as they stand when it is reached.
+  int readFromFile(const char* prefix);
+
+  /// Both wait until the file has been read.
+  ZOVAgentConfigParms* getAgentConfigParms();
+  /// The parameters of the server of this name and root, or the defaults: also for a null name.
+  ZOVAppServerConfigParms* getAppServerConfigParms(const char* name, const char* serverRoot);
+
+  static int isNumeric(const char* text);  ///< 1 when all characters are digits, or there are none
+  void waitUntilReady();
+  void print() const;  ///< traces all parameters
+
+ private:
+  void readSections(const char* path);
+  void readSection(const VPD::ConfigSection& section);
+  void readKeys(const VPD::ConfigSection& section);
+  void addServer(const VPD::ConfigSection& section);
+  ZOVAppServerConfigParms* findServer(const char* name, const char* serverRoot) const;
+
+  RWSlistCollectables _appServerParms;  // ZOVAppServerConfigParms, in file order
+  ZOVAgentConfigParms _agentParms;
+  ZOVAppServerConfigParms _defaultAppServerParms{nullptr};
+  ZOVEvent _readyEvent;
+  std::atomic<int> _ready{0};
+};
