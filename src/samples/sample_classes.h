@@ -1,0 +1,331 @@
+#pragma once
+// The sample classes. Each names its string fields and makes the anchor that identifies its resource; its
+// keys are in samples/keys/, its type and data source in sample_types.def. Default-constructed samples are
+// empty, with the present time.
+
+#include "samples/sample.h"
+
+/// What every class of samples has beside its fields: its record, its constructors and clone.
+#define ZOV_SAMPLE_CLASS(Class, Base)                                          \
+ public:                                                                       \
+  static const ZOVSampleClass sampleClassInfo;                                 \
+  explicit Class(const ZOVSampleClass& info = sampleClassInfo) : Base(info) {} \
+  Class(const Class&) = default;                                               \
+  Class& operator=(const Class&) = default;                                    \
+  Class* clone() const override {                                              \
+    return new Class(*this);                                                   \
+  }
+
+class ZOVAppServerSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVAppServerSample, ZOVSample)
+
+  const RWCString& getResourceName() const override { return serverName; }
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  /// Stores ten server-wide totals under keys 78, 240, 241, 242, 207, 129, 130, 131, 260, 261, in this order.
+  void saveRollUpValues(const long long (&totals)[10]);
+  /// Milliseconds of CPU that the process has used so far, or -1.
+  static long long getProcessCPUUsage(unsigned int processId);
+  static long long getNumProcessors();
+
+  RWCString serverName, instanceName;
+};
+
+/// What the samples of EJB containers share.
+class ZOVEJBBaseSample : public ZOVSample {
+ public:
+  const RWCString& getResourceName() const override { return containerName; }
+
+  RWCString containerName;
+
+ protected:
+  using ZOVSample::ZOVSample;
+  ZOVEJBBaseSample(const ZOVEJBBaseSample&) = default;
+  ZOVEJBBaseSample& operator=(const ZOVEJBBaseSample&) = default;
+};
+
+/// Receives the statistics of entity, stateful and stateless beans and folds them into those of the
+/// container.
+class ZOVContainerSample : public ZOVEJBBaseSample {
+  ZOV_SAMPLE_CLASS(ZOVContainerSample, ZOVEJBBaseSample)
+
+  /// A per-kind bean counter goes into its roll-up key only.
+  void saveNumericData(int key, long long value) override;
+  /// A per-kind bean load goes into its roll-up key and is stored itself.
+  void saveStatInfoData(int key, double total, double numSamples) override;
+  ZOVResourceAnchor* getResourceAnchor() const override;
+};
+
+class ZOVTransactionSample : public ZOVEJBBaseSample {
+  ZOV_SAMPLE_CLASS(ZOVTransactionSample, ZOVEJBBaseSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+};
+
+class ZOVObjectPoolSample : public ZOVEJBBaseSample {
+  ZOV_SAMPLE_CLASS(ZOVObjectPoolSample, ZOVEJBBaseSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+};
+
+class ZOVEJBSample : public ZOVEJBBaseSample {
+  ZOV_SAMPLE_CLASS(ZOVEJBSample, ZOVEJBBaseSample)
+
+  const RWCString& getResourceName() const override { return ejbName; }
+  /// The loads of the three kinds of bean are stored in one place each: 210 live, 209 active.
+  void saveStatInfoData(int key, double total, double numSamples) override;
+  ZOVResourceAnchor* getResourceAnchor() const override;
+
+  RWCString ejbName;
+};
+
+class ZOVDBConnectPoolSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVDBConnectPoolSample, ZOVSample)
+
+  const RWCString& getResourceName() const override { return dataSourceName; }
+  ZOVResourceAnchor* getResourceAnchor() const override;
+
+  RWCString dataSourceName;
+
+ protected:
+  /// A pool in use in which nobody waited has a mean wait of 0 rather than none.
+  void rate(const ZOVSample* previous) override;
+};
+
+class ZOVApplicationSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVApplicationSample, ZOVSample)
+
+  const RWCString& getResourceName() const override { return applicationName; }
+  ZOVResourceAnchor* getResourceAnchor() const override;
+
+  RWCString applicationName, virtualHostName;
+};
+
+class ZOVServletSample : public ZOVApplicationSample {
+  ZOV_SAMPLE_CLASS(ZOVServletSample, ZOVApplicationSample)
+  /// Key 272; ServletAny is a filter's wildcard.
+  enum _ServletType : int { ServletAny = -1, ServletPlain = 0, ServletJSP = 1 };
+
+  const RWCString& getResourceName() const override { return servletName; }
+  ZOVResourceAnchor* getResourceAnchor() const override;
+
+  RWCString servletName, jspPath;
+};
+
+class ZOVCacheSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVCacheSample, ZOVSample)
+  const RWCString& getResourceName() const override { return cacheName; }
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  RWCString cacheName;
+};
+
+class ZOVCacheTemplateSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVCacheTemplateSample, ZOVSample)
+  const RWCString& getResourceName() const override { return templateName; }
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  RWCString templateName;
+};
+
+class ZOVJ2CPoolSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVJ2CPoolSample, ZOVSample)
+  const RWCString& getResourceName() const override { return connectionFactoryName; }
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  RWCString connectionFactoryName;
+};
+
+class ZOVServletSessionsSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVServletSessionsSample, ZOVSample)
+  const RWCString& getResourceName() const override { return applicationName; }
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  RWCString applicationName;
+};
+
+class ZOVThreadPoolSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVThreadPoolSample, ZOVSample)
+  const RWCString& getResourceName() const override { return threadPoolName; }
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  RWCString threadPoolName;
+};
+
+class ZOVWLMClientSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVWLMClientSample, ZOVSample)
+  const RWCString& getResourceName() const override { return clientName; }
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  RWCString clientName;
+};
+
+class ZOVWLMServerSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVWLMServerSample, ZOVSample)
+  const RWCString& getResourceName() const override { return serverName; }
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  RWCString serverName;
+};
+
+class ZOVBSMailSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVBSMailSample, ZOVSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+};
+
+class ZOVBSImapSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVBSImapSample, ZOVSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+};
+
+class ZOVBSPopSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVBSPopSample, ZOVSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+};
+
+class ZOVBSQueueManagerSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVBSQueueManagerSample, ZOVSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+};
+
+class ZOVGarbageCollectionSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVGarbageCollectionSample, ZOVSample)
+  /// Keys 354 and 355 come only from parts with collections behind them (key 352).
+  void mergeNumericData(const ZOVSample* other, int key, _NumericValue* entry) override;
+  ZOVResourceAnchor* getResourceAnchor() const override;
+};
+
+class ZOVAFDetailSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVAFDetailSample, ZOVSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  RWCString afTimeStamp;
+};
+
+class ZOVGCDetailSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVGCDetailSample, ZOVSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+};
+
+/// What the samples of requests share.
+class ZOVWorkloadBaseSample : public ZOVSample {
+ public:
+  /// Key 700; the collector's number for the kind of request. WorkloadAny is a filter's wildcard.
+  enum _WorloadType : int { WorkloadAny = 0 };
+
+  RWCString applicationName, requestName;
+
+ protected:
+  using ZOVSample::ZOVSample;
+  ZOVWorkloadBaseSample(const ZOVWorkloadBaseSample&) = default;
+  ZOVWorkloadBaseSample& operator=(const ZOVWorkloadBaseSample&) = default;
+};
+
+class ZOVWorkloadSumSample : public ZOVWorkloadBaseSample {
+  ZOV_SAMPLE_CLASS(ZOVWorkloadSumSample, ZOVWorkloadBaseSample)
+
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  bool shouldCreateSummarySamples() const override { return true; }
+  /// Adds counts and times to the server-wide ZOVServerRequestSummary in `anchors`.
+  void createSummarizedSamples(RWCollection& anchors) override;
+  bool isPopulated() const { return populated; }
+
+  bool populated = false;  ///< set by who fills the sample
+};
+
+class ZOVWorkloadDetailSample : public ZOVWorkloadBaseSample {
+  ZOV_SAMPLE_CLASS(ZOVWorkloadDetailSample, ZOVWorkloadBaseSample)
+  /// Key 750; the collector's number for where the time went. DelayAny is a filter's wildcard.
+  enum _DelayType : int { DelayAny = 0 };
+
+  /// Works out the category of the delay (key 763) first, when the collector has not sent it.
+  ZOVResourceAnchor* getResourceAnchor() const override;
+
+  RWCString delayDetail1, delayDetail2;
+};
+
+/// A session; its parts merge by their time, key 770.
+class ZOVHTTPSample : public ZOVWorkloadBaseSample {
+  ZOV_SAMPLE_CLASS(ZOVHTTPSample, ZOVWorkloadBaseSample)
+
+  /// The names come from the part with the smaller key 770.
+  void mergeSampleData(const ZOVSample* other) override;
+  void mergeNumericData(const ZOVSample* other, int key, _NumericValue* entry) override;
+  ZOVResourceAnchor* getResourceAnchor() const override;
+
+  RWCString sessionName, text771, text772, text777;
+};
+
+class ZOVDataSourceDetSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVDataSourceDetSample, ZOVSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  RWCString dataSourceName, detail1, detail2;
+};
+
+class ZOVXQAccessSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVXQAccessSample, ZOVSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  RWCString connectionName, queueName;
+};
+
+class ZOVAppServerOverviewSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVAppServerOverviewSample, ZOVSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  RWCString nodeName, serverName, text832, text837, text838;
+};
+
+/// All requests of one server in one interval.
+class ZOVServerRequestSummary : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVServerRequestSummary, ZOVSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+
+  /// Takes time, duration and the running counts of keys 314, 703 and 704.
+  void assign(const ZOVWorkloadSumSample& sum);
+};
+
+/// A name and a value of one server (key 833).
+class ZOVTSLKeyValueSample : public ZOVSample {
+ public:
+  const RWCString& getResourceName() const override { return name; }
+
+  RWCString name, value;
+
+ protected:
+  using ZOVSample::ZOVSample;
+  ZOVTSLKeyValueSample(const ZOVTSLKeyValueSample&) = default;
+  ZOVTSLKeyValueSample& operator=(const ZOVTSLKeyValueSample&) = default;
+};
+
+class ZOVTSLJavaPropertySample : public ZOVTSLKeyValueSample {
+  ZOV_SAMPLE_CLASS(ZOVTSLJavaPropertySample, ZOVTSLKeyValueSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+};
+
+class ZOVTSLEnvVarsSample : public ZOVTSLKeyValueSample {
+  ZOV_SAMPLE_CLASS(ZOVTSLEnvVarsSample, ZOVTSLKeyValueSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+};
+
+class ZOVMessageSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVMessageSample, ZOVSample)
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  RWCString messageSeverity, messageText;
+};
+
+/// A long text and the short form by which the collector will name it. Has no anchor.
+class ZOVStringAbbreviationSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVStringAbbreviationSample, ZOVSample)
+  RWCString fullString, abbreviation;
+};
+
+/// A processor figure as a sample by itself.
+class AppServerCpuSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(AppServerCpuSample, ZOVSample)
+
+  const RWCString& getResourceName() const override { return resourceName; }
+  ZOVResourceAnchor* getResourceAnchor() const override;
+  long long getAsCpu() const { return as_cpup; }
+
+  RWCString resourceName;
+  long long as_cpup = NullValue;
+};
+
+/// One answer of the statistics client. Has no anchor.
+class ZOVPSISample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVPSISample, ZOVSample)
+  RWCString text5, psiText;
+};
+
+/// Closes a stream of samples. Has no anchor.
+class ZOVEndSample : public ZOVSample {
+  ZOV_SAMPLE_CLASS(ZOVEndSample, ZOVSample)
+};

@@ -1,0 +1,57 @@
+#pragma once
+// ZOVStringAbbreviationTable: the short forms ("#" and a decimal number) under which one server's collector
+// sends its long texts. The collector tells each text once; a text that really begins with "#" is sent with
+// the "#" doubled.
+//
+// Collector threads define and look up; readers of tables never come here, since samples are converted as
+// they arrive. The table has its own lock: exclusive for changes, shared for look-ups, which give copies.
+// An unknown short form is no error.
+
+#include <atomic>
+#include <optional>
+
+#include "runtime/collectable.h"
+#include "runtime/foundation/collections.h"
+#include "runtime/lock.h"
+
+class ZOVStringAbbreviationSample;
+
+class ZOVStringAbbreviationTable : private RWHashTable {
+ public:
+  /// One short form and its text.
+  class Entry : public ZOVCollectable {
+   public:
+    Entry(std::string_view itsFullString, std::string_view itsAbbreviation);
+    RWClassID isA() const override { return 31080; }
+    unsigned int hash() const override { return hashValue; }
+    /// By the abbreviation alone.
+    bool isEqual(const RWCollectable* other) const override;
+    const RWCString& getFullString() const { return fullString; }
+    const RWCString& getAbbreviation() const { return abbreviation; }
+
+   private:
+    RWCString fullString, abbreviation;
+    unsigned int hashValue;  // the number behind the "#"
+  };
+
+  explicit ZOVStringAbbreviationTable(unsigned int size);
+  ~ZOVStringAbbreviationTable() override;
+
+  /// The newest definition of a short form stands.
+  void createAbbreviation(const ZOVStringAbbreviationSample& sample);
+  /// A copy of the text, or nothing when the short form is unknown.
+  std::optional<RWCString> getFullStringForAbbreviation(std::string_view abbreviation) const;
+  void clearAndDestroy();
+  using RWHashTable::entries;
+
+  /// "#" and something behind it that is not another "#".
+  static bool isAbbreviatedString(std::string_view text);
+  /// Two leading "#" become one; anything else stays.
+  static void convertNonAbbreviatedString(RWCString& text);
+
+ private:
+  mutable ZOVLock _lock{"StringAbbreviationTable"};
+  // The entry found or made last: serves runs of one text in a poll. Written under a shared hold too; it only
+  // ever is null or an entry of the table.
+  mutable std::atomic<const Entry*> lastEntry{nullptr};
+};
