@@ -100,10 +100,13 @@ void SnapHex(const DGT1_Unit& unit, const void* data, std::size_t length, const 
 void DGT1_Open();
 /// Sets flags as ZOV_TRACE would, for tests. Returns false, and says why in `error`, for a bad word.
 bool DGT1_Configure(std::string_view setting, std::string* error = nullptr);
-/// Receives every line instead of the file while set; for tests. Null restores the file.
+/// Receives every line instead of the file while set, one line at a time; for tests. It must not trace. Null
+/// restores the file; after that the former sink is not called any more.
 using DGT1_Sink = void (*)(const char* unitTag, int line, std::string_view text, void* context);
 void DGT1_SetSink(DGT1_Sink sink, void* context);
 
 /// Bits that make the function preamble do work: DGT1_FLOW when any unit has it, and the internal trace mask
 /// (0x200 to 0x1000) of the environment. 0 in normal running.
 extern std::atomic<std::uint32_t> DGT1_PreambleMask;
+/// Sets the internal trace bits in DGT1_PreambleMask.
+void DGT1_SetInternalTraceMask(std::uint32_t mask);

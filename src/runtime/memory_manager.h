@@ -6,8 +6,6 @@
 #include <atomic>
 #include <cstddef>
 
-class ZOVMutex;
-
 class ZOVMemoryManager {
  public:
   virtual ~ZOVMemoryManager() = default;

@@ -4,13 +4,15 @@
 // isEqual unless "reference" is in the name. A null is never inserted.
 //
 // An iterator gives the members in order and survives insertions; it does not survive the removal of its
-// current member except through its own remove(). Removing the member that will come next is safe.
+// current member except through its own remove(). Removing any other member, also the one that would come
+// next, is safe. A walk over a hash table or a tree that takes members out as it goes collects them first and
+// removes them behind the walk.
 
 #include <cstddef>
+#include <cstdint>
 #include <list>
 #include <memory>
 #include <set>
-#include <unordered_map>
 #include <vector>
 
 #include "runtime/foundation/collectable.h"
@@ -107,12 +109,13 @@ class RWOrderedIterator : public RWIterator {
  public:
   explicit RWOrderedIterator(const RWOrdered& ordered) : _ordered(ordered) {}
   RWCollectable* operator()() override;
-  void reset() override { _next = 0; }
-  RWCollectable* key() const override;
+  void reset() override { _next = 0, _current = nullptr; }
+  RWCollectable* key() const override { return _current; }
 
  private:
   const RWOrdered& _ordered;
   std::size_t _next = 0;
+  RWCollectable* _current = nullptr;
 };
 
 /// Hash table. The bucket count, fixed at construction, fixes the order of iteration: bucket by bucket by
@@ -140,21 +143,22 @@ class RWHashTable : public RWCollection {
 class RWHashTableIterator : public RWIterator {
  public:
   explicit RWHashTableIterator(const RWHashTable& table);
-  ~RWHashTableIterator() override;
   RWCollectable* operator()() override;
   void reset() override;
   RWCollectable* key() const override;
 
  private:
-  struct Walk;
-  std::unique_ptr<Walk> _walk;
+  enum class State { Fresh, Walking };
+  const RWHashTable::Table& _table;
+  std::uint32_t _node = 0;
+  State _state = State::Fresh;
 };
 
 /// Sorted by compareTo; members that compare equal stand in the order of their insertion. Balanced, so that a
 /// sorted or an all-equal input costs no more than any other.
 class RWBinaryTree : public RWCollection {
  public:
-  RWCollectable* insert(RWCollectable* member) override { return *_members.insert(member); }
+  RWCollectable* insert(RWCollectable* member) override;
   RWCollectable* find(const RWCollectable* target) const override;
   RWCollectable* remove(const RWCollectable* target) override;
   std::size_t entries() const override { return _members.size(); }
@@ -166,7 +170,10 @@ class RWBinaryTree : public RWCollection {
   struct Before {
     bool operator()(const RWCollectable* a, const RWCollectable* b) const { return a->compareTo(b) < 0; }
   };
-  std::multiset<RWCollectable*, Before> _members;
+  using Members = std::multiset<RWCollectable*, Before>;
+  Members::const_iterator place(const RWCollectable* target) const;
+
+  Members _members;
 };
 
 class RWBinaryTreeIterator : public RWIterator {
@@ -178,6 +185,7 @@ class RWBinaryTreeIterator : public RWIterator {
 
  private:
   const RWBinaryTree& _tree;
-  std::multiset<RWCollectable*, RWBinaryTree::Before>::const_iterator _next;
+  RWBinaryTree::Members::const_iterator _position;
   RWCollectable* _current = nullptr;
+  bool _started = false;
 };

@@ -1,0 +1,334 @@
+#include "platform/trace.h"
+
+#include <fcntl.h>
+#include <fmt/args.h>
+#include <fmt/printf.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <climits>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/services.h"
+
+constinit std::atomic<std::uint32_t> DGT1_PreambleMask{0};
+
+namespace {
+
+struct Word {
+  const char* name;
+  std::uint32_t flags;
+};
+constexpr Word words[] = {
+    {"ERROR", DGT1_ERROR},
+    {"DETAIL", DGT1_DETAIL},
+    {"FLOW", DGT1_FLOW},
+    {"MESSAGE", DGT1_MESSAGE},
+    {"STATE", DGT1_STATE | DGT1_STATE_ENTER},
+    {"ALL", DGT1_ERROR | DGT1_STATE | DGT1_STATE_ENTER | DGT1_DETAIL | DGT1_FLOW | DGT1_MESSAGE},
+};
+constexpr std::uint32_t defaultFlags = DGT1_ERROR | DGT1_MESSAGE;
+constexpr const char* acceptedWords =
+    "accepted are ERROR, DETAIL, FLOW, MESSAGE, STATE and ALL, each alone or with units in brackets";
+
+/// Flags for one unit, or for all when the tag is empty.
+struct Rule {
+  std::string tag;
+  std::uint32_t flags;
+};
+
+std::string upperCase(std::string_view text) {
+  std::string upper(text);
+  for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return upper;
+}
+
+/// Reads one word with its bracketed units into rules. False when it is none.
+bool parseWord(const std::string& text, std::vector<Rule>& rules) {
+  const std::size_t bracket = text.find('(');
+  const std::string name = text.substr(0, bracket);
+  const Word* word = nullptr;
+  for (const Word& known : words) {
+    if (name == known.name) word = &known;
+  }
+  if (!word) return false;
+  if (bracket == std::string::npos) {
+    rules.push_back({"", word->flags});
+    return true;
+  }
+  if (text.back() != ')') return false;
+  std::string tag;
+  for (char c : text.substr(bracket + 1)) {
+    if (c != ',' && c != ')') {
+      tag.push_back(c);
+      continue;
+    }
+    if (!tag.empty()) rules.push_back({tag, word->flags});
+    tag.clear();
+  }
+  return true;
+}
+
+/// Words are separated by blanks; a blank inside brackets is skipped.
+std::vector<std::string> splitWords(std::string_view setting) {
+  std::vector<std::string> found(1);
+  bool inBrackets = false;
+  for (char c : upperCase(setting)) {
+    if (c == '(') inBrackets = true;
+    if (c == ')') inBrackets = false;
+    if (c != ' ' && c != '\t') {
+      found.back().push_back(c);
+    } else if (!inBrackets && !found.back().empty()) {
+      found.emplace_back();
+    }
+  }
+  if (found.back().empty()) found.pop_back();
+  return found;
+}
+
+void writeFully(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+std::string timeStamp() {
+  const std::int64_t now = ZOVClock::microseconds();
+  const std::time_t seconds = now / 1'000'000;
+  struct tm fields {};
+  ARK_localtime(&seconds, &fields);
+  char text[32];
+  const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &fields);
+  return fmt::format("{}.{:06}", std::string_view(text, length), now % 1'000'000);
+}
+
+/// Keeps a traced thread from being cancelled half-way through a line, and from being cancelled at all where
+/// an unwinding could not pass (a destructor that traces).
+class CancellationOff {
+ public:
+  CancellationOff() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &_former); }
+  ~CancellationOff() { pthread_setcancelstate(_former, nullptr); }
+
+ private:
+  int _former = 0;
+};
+
+}  // namespace
+
+/// All units, the rules that are in force, and where lines go. One object, never destroyed; the mutex guards
+/// everything in it.
+class DGT1_Registry {
+ public:
+  static DGT1_Registry& instance() {
+    static auto* const registry = new DGT1_Registry;
+    return *registry;
+  }
+
+  void add(DGT1_Unit& unit) {
+    const std::lock_guard lock(_mutex);
+    unit._next = _units;
+    _units = &unit;
+    apply(unit);
+    updatePreamble();
+  }
+
+  void setRules(std::vector<Rule> rules) {
+    const std::lock_guard lock(_mutex);
+    _rules = std::move(rules);
+    for (DGT1_Unit* unit = _units; unit; unit = unit->_next) apply(*unit);
+    updatePreamble();
+  }
+
+  void setInternalMask(std::uint32_t mask) {
+    const std::lock_guard lock(_mutex);
+    _internalMask = mask;
+    updatePreamble();
+  }
+
+  void setFile(const char* path) {
+    const std::lock_guard lock(_mutex);
+    _path = path;
+  }
+
+  void setSink(DGT1_Sink sink, void* context) {
+    const std::lock_guard lock(_mutex);
+    _sink = sink;
+    _sinkContext = context;
+  }
+
+  void write(const char* tag, int line, std::string_view text) {
+    const std::lock_guard lock(_mutex);
+    if (_sink) return _sink(tag, line, text, _sinkContext);
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.remove_suffix(1);
+    writeFully(descriptor(), fmt::format("{} {} {} {} {}\n", timeStamp(), ::gettid(), tag, line, text));
+  }
+
+ private:
+  void apply(DGT1_Unit& unit) {
+    std::uint32_t flags = 0;
+    for (const Rule& rule : _rules) {
+      if (rule.tag.empty() || rule.tag == unit._tag) flags |= rule.flags;
+    }
+    unit._flags.store(flags, std::memory_order_relaxed);
+  }
+
+  void updatePreamble() {
+    std::uint32_t mask = _internalMask;
+    for (const DGT1_Unit* unit = _units; unit; unit = unit->_next) mask |= unit->flags() & DGT1_FLOW;
+    DGT1_PreambleMask.store(mask, std::memory_order_relaxed);
+  }
+
+  /// Standard error, or the trace file, opened anew when its path names another file than before.
+  int descriptor() {
+    if (_path.empty()) return STDERR_FILENO;
+    struct stat current {};
+    const bool present = ::stat(_path.c_str(), &current) == 0;
+    if (_file >= 0 && present && current.st_ino == _inode && current.st_dev == _device) return _file;
+    if (_file >= 0) ::close(_file);
+    _file = ::open(_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0640);
+    if (_file < 0 || ::fstat(_file, &current) != 0) return STDERR_FILENO;
+    _inode = current.st_ino;
+    _device = current.st_dev;
+    return _file;
+  }
+
+  std::mutex _mutex;
+  DGT1_Unit* _units = nullptr;
+  std::vector<Rule> _rules{{"", defaultFlags}};
+  std::uint32_t _internalMask = 0;
+  std::string _path;
+  int _file = -1;
+  ino_t _inode = 0;
+  dev_t _device = 0;
+  DGT1_Sink _sink = nullptr;
+  void* _sinkContext = nullptr;
+};
+
+DGT1_Unit::DGT1_Unit(const char* tag) : _tag(tag) {
+  DGT1_Registry::instance().add(*this);
+}
+
+namespace {
+
+using ArgumentStore = fmt::dynamic_format_arg_store<fmt::printf_context>;
+
+void push(ArgumentStore& store, const DGT1_Arg& argument) {
+  switch (argument.kind) {
+    case DGT1_Arg::Kind::Signed:
+      // An int stays one, so that "%X" of a negative number has eight digits.
+      if (argument.asSigned >= INT_MIN && argument.asSigned <= INT_MAX) {
+        return store.push_back(static_cast<int>(argument.asSigned));
+      }
+      return store.push_back(argument.asSigned);
+    case DGT1_Arg::Kind::Unsigned:
+      return store.push_back(argument.asUnsigned);
+    case DGT1_Arg::Kind::Double:
+      return store.push_back(argument.asDouble);
+    case DGT1_Arg::Kind::Text:  // by reference: not copied, and a null stays one and shows as "(null)"
+      return store.push_back(std::cref(argument.asText));
+    case DGT1_Arg::Kind::Pointer:
+      return store.push_back(argument.asPointer);
+  }
+}
+
+/// For a format that does not fit its arguments: the format as it stands, and the arguments behind it.
+std::string plainText(const char* format, const DGT1_Arg* arguments, std::size_t count) {
+  std::string text = format;
+  for (std::size_t i = 0; i < count; ++i) {
+    const DGT1_Arg& argument = arguments[i];
+    switch (argument.kind) {
+      case DGT1_Arg::Kind::Signed:
+        text += fmt::format(" [{}]", argument.asSigned);
+        break;
+      case DGT1_Arg::Kind::Unsigned:
+        text += fmt::format(" [{}]", argument.asUnsigned);
+        break;
+      case DGT1_Arg::Kind::Double:
+        text += fmt::format(" [{}]", argument.asDouble);
+        break;
+      case DGT1_Arg::Kind::Text:
+        text += fmt::format(" [{}]", argument.asText ? argument.asText : "(null)");
+        break;
+      case DGT1_Arg::Kind::Pointer:
+        text += fmt::format(" [{}]", argument.asPointer);
+        break;
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string DGT1_Format(const char* format, const DGT1_Arg* arguments, std::size_t count) {
+  if (!format) return "(null)";
+  try {
+    ArgumentStore store;
+    store.reserve(count, 0);
+    for (std::size_t i = 0; i < count; ++i) push(store, arguments[i]);
+    return fmt::vsprintf(fmt::string_view(format), store);
+  } catch (const fmt::format_error&) {
+    return plainText(format, arguments, count);
+  }
+}
+
+void DGT1_Write(const char* unitTag, int line, std::string_view text) {
+  const CancellationOff cancellationOff;
+  try {
+    DGT1_Registry::instance().write(unitTag, line, text);
+  } catch (const std::exception&) {  // out of storage: the line is lost, the caller goes on
+  }
+}
+
+void SnapHex(const DGT1_Unit& unit, const void* data, std::size_t length, const char* title) {
+  constexpr std::size_t most = 4096, perLine = 16;
+  const auto* bytes = static_cast<const unsigned char*>(data);
+  const std::size_t shown = data ? std::min(length, most) : 0;
+  std::string text = fmt::format("{} ({} bytes)", title ? title : "", length);
+  for (std::size_t start = 0; start < shown; start += perLine) {
+    std::string hex, plain;
+    for (std::size_t i = start; i < std::min(start + perLine, shown); ++i) {
+      hex += fmt::format("{:02X}{}", bytes[i], i % 4 == 3 ? " " : "");
+      plain += bytes[i] >= 0x20 && bytes[i] < 0x7F ? static_cast<char>(bytes[i]) : '.';
+    }
+    text += fmt::format("\n{:04X}  {:<36} *{}*", start, hex, plain);
+  }
+  DGT1_Write(unit.tag(), 0, text);
+}
+
+bool DGT1_Configure(std::string_view setting, std::string* error) {
+  std::vector<Rule> rules;
+  std::string bad;
+  for (const std::string& word : splitWords(setting)) {
+    if (!parseWord(word, rules)) bad += (bad.empty() ? "'" : ", '") + word + "'";
+  }
+  DGT1_Registry::instance().setRules(std::move(rules));
+  if (bad.empty()) return true;
+  if (error) *error = fmt::format("unknown trace word {} was skipped; {}", bad, acceptedWords);
+  return false;
+}
+
+void DGT1_Open() {
+  DGT1_Registry::instance().setFile(OSL1_GetEnv("ZOV_TRACE_FILE", ""));
+  std::string error;
+  if (!DGT1_Configure(OSL1_GetEnv("ZOV_TRACE", "ERROR MESSAGE"), &error)) {
+    writeFully(STDERR_FILENO, "ZOV_TRACE: " + error + "\n");
+  }
+}
+
+void DGT1_SetInternalTraceMask(std::uint32_t mask) {
+  DGT1_Registry::instance().setInternalMask(mask);
+}
+
+void DGT1_SetSink(DGT1_Sink sink, void* context) {
+  DGT1_Registry::instance().setSink(sink, context);
+}

@@ -1,0 +1,6 @@
+#include "runtime/waits.h"
+
+ZOVWaits& zovWaits() {
+  static constinit ZOVWaits waits;
+  return waits;
+}
