@@ -40,7 +40,7 @@ final class HostServer {
       for (ObjectName name : server.queryNames(pattern("*:type=Server"), null)) {
         try {
           String info = String.valueOf(server.getAttribute(name, "serverInfo"));
-          return info.substring(info.lastIndexOf('/') + 1);
+          return info.substring(info.lastIndexOf('/') + 1).split(" ")[0];
         } catch (JMException | RuntimeException notThatServer) {
           continue;
         }

@@ -205,7 +205,7 @@ final class SamplingTests {
       server.registerMBean(new Bean(Map.of("requestCount", "3", "processingTime", 20L, "maxTime", 7L)),
           new ObjectName(PAGE + "3"));
       server.registerMBean(
-          new Bean(Map.of("serverInfo", "Example Server/10.1.60")), new ObjectName("Test:type=Server"));
+          new Bean(Map.of("serverInfo", "Example Server/10.1.60 (Example)")), new ObjectName("Test:type=Server"));
       Map<String, String> read = new TreeMap<>();
       int[] steps = {0};
       for (ServletCounters page : HostServer.readServlets(() -> steps[0]++).values()) {

@@ -1,0 +1,146 @@
+package zov.demo;
+
+import java.io.IOException;
+import java.util.ArrayList;
+import java.util.HashSet;
+import java.util.List;
+import java.util.Map;
+import java.util.Set;
+
+/**
+ * Shows the agent's view: its servers, and their requests in the last interval.
+ *
+ * {@code URL live} prints a block every two seconds; {@code URL terminal FOOTER} does so in place and with
+ * colour. {@code URL once SECONDS PAGE...} waits until a connected server and every page named are there,
+ * prints them once and ends with 0; when the seconds are over it ends with 1.
+ */
+public final class LiveTable {
+  private static final long REFRESH_MILLIS = 2000;
+  private static final int MOST_FAILURES = 10;
+  private static final String NULL = "-1";
+
+  private final Rows rows;
+  private final boolean terminal;
+  private List<Map<String, String>> servers = List.of();
+  private List<Map<String, String>> requests = List.of();
+
+  private LiveTable(String base, boolean terminal) {
+    rows = new Rows(base);
+    this.terminal = terminal;
+  }
+
+  public static void main(String[] arguments) throws InterruptedException {
+    String mode = arguments.length < 2 ? "" : arguments[1];
+    if (mode.equals("live") && arguments.length == 2) {
+      System.exit(new LiveTable(arguments[0], false).live(""));
+    }
+    if (mode.equals("terminal") && arguments.length == 3) {
+      System.exit(new LiveTable(arguments[0], true).live(arguments[2] + "\n"));
+    }
+    if (mode.equals("once") && arguments.length > 3) {
+      System.exit(new LiveTable(arguments[0], false).once(arguments));
+    }
+    System.err.println("Usage: zov.demo.LiveTable URL live | terminal FOOTER | once SECONDS PAGE...");
+    System.exit(2);
+  }
+
+  private int live(String footer) throws InterruptedException {
+    int failures = 0;
+    while (failures < MOST_FAILURES) {
+      try {
+        read();
+        failures = 0;
+        System.out.print((terminal ? "\033[H\033[2J" : "") + page() + footer);
+        System.out.flush();
+      } catch (IOException failure) {
+        failures++;
+        System.err.println("The agent does not answer: " + failure);
+      }
+      Thread.sleep(REFRESH_MILLIS);
+    }
+    return 1;
+  }
+
+  private int once(String[] arguments) throws InterruptedException {
+    Set<String> wanted = new HashSet<>(List.of(arguments).subList(3, arguments.length));
+    long end = System.nanoTime() + Long.parseLong(arguments[2]) * 1_000_000_000L;
+    String lastFailure = "";
+    while (System.nanoTime() < end) {
+      try {
+        read();
+        Set<String> pages = new HashSet<>();
+        for (Map<String, String> request : requests) pages.add(request.get("req_detail"));
+        boolean connected = servers.stream().anyMatch(server -> "1".equals(server.get("status")));
+        if (connected && pages.containsAll(wanted)) {
+          System.out.print(page());
+          return 0;
+        }
+      } catch (IOException failure) {
+        lastFailure = failure.toString();
+      }
+      Thread.sleep(500);
+    }
+    System.out.print(page());
+    System.err.println("Not all of " + wanted + " came within " + arguments[2] + " seconds. " + lastFailure);
+    return 1;
+  }
+
+  private void read() throws IOException, InterruptedException {
+    servers = rows.of("ZOVAPSRV");
+    requests = rows.of("ZOVREQUEST");
+  }
+
+  private String page() {
+    StringBuilder out = new StringBuilder();
+    title(out, "Servers", "ZOVAPSRV");
+    heading(out, String.format("  %-20s %-13s %8s  %-8s", "server", "status", "pid", "version"));
+    for (Map<String, String> row : sorted(servers, "server_nam", "pid")) {
+      boolean up = "1".equals(row.get("status"));
+      String status = String.format("%-13s", up ? "connected" : "disconnected");
+      out.append(String.format("  %-20s %s %8s  %-8s%n", row.get("server_nam"),
+          colour(up ? "32" : "31", status), value(row, "pid"), row.getOrDefault("tsl_vers", "")));
+    }
+    out.append('\n');
+    title(out, "Requests in the last interval", "ZOVREQUEST");
+    heading(out,
+        String.format("  %-14s %-24s %8s %8s %10s %12s %10s", "application", "page", "count", "per s",
+            "average ms", "longest ms", "interval s"));
+    for (Map<String, String> row : sorted(requests, "req_name", "req_detail")) {
+      out.append(
+          String.format("  %-14s %-24s %8s %8s %10s %12s %10s%n", row.get("req_name"), row.get("req_detail"),
+              value(row, "c7"), perSecond(row), value(row, "c10"), value(row, "c11"), value(row, "c3")));
+    }
+    if (requests.isEmpty())
+      out.append("  none yet: the first ones come with the next interval\n");
+    return out.append('\n').toString();
+  }
+
+  private void title(StringBuilder out, String text, String table) {
+    out.append(colour("1", text)).append(colour("2", "  " + table)).append('\n');
+  }
+
+  private void heading(StringBuilder out, String text) { out.append(colour("4", text)).append('\n'); }
+
+  private String colour(String code, String text) {
+    return terminal ? "\033[" + code + "m" + text + "\033[0m" : text;
+  }
+
+  private static List<Map<String, String>> sorted(
+      List<Map<String, String>> rows, String first, String second) {
+    List<Map<String, String>> sorted = new ArrayList<>(rows);
+    sorted.sort(
+        (a, b) -> (a.get(first) + '\0' + a.get(second)).compareTo(b.get(first) + '\0' + b.get(second)));
+    return sorted;
+  }
+
+  private static String value(Map<String, String> row, String column) {
+    String value = row.getOrDefault(column, NULL);
+    return value.equals(NULL) ? "-" : value;
+  }
+
+  /** The rate comes in thousandths. */
+  private static String perSecond(Map<String, String> row) {
+    String rate = value(row, "c8");
+    return rate.equals("-") ? rate : String.format("%.1f", Long.parseLong(rate) / 1000.0);
+  }
+}

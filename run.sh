@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Builds and starts; installs what is missing (as root).
+#   ./run.sh          the agent and an example Tomcat with the collector inside it, with a live table
+#   ./run.sh --once   the same, until the rows are there; prints them and ends
+#   ./run.sh agent    the agent alone
+set -euo pipefail
+cd "$(dirname "$0")"
+build=build/release
+
+# build TARGET...
+build() {
+  echo "Building (the first time takes some minutes) ..." >&2
+  cmake --preset release >/dev/null
+  cmake --build --preset release --target "$@"
+}
+
+case "${1:-}" in
+  "" | --once)
+    scripts/install.sh build demo
+    build zovagent zov-collector zov-demo
+    exec scripts/demo.sh "$build" "$@"
+    ;;
+  agent)
+    scripts/install.sh build
+    build zovagent
+    export ZOV_CONFIG_DIR=${ZOV_CONFIG_DIR:-$PWD/build/agent}
+    export ZOV_LOCAL_ADDRESS=${ZOV_LOCAL_ADDRESS-127.0.0.1}
+    mkdir -p "$ZOV_CONFIG_DIR"
+    echo "Configuration is in $ZOV_CONFIG_DIR; rows at http://${ZOV_HUB_ADDRESS:-127.0.0.1:63390}/v1/tables" >&2
+    exec "$build/bin/zovagent"
+    ;;
+  *)
+    sed -n '2,5s/^# *//p' "$0" >&2
+    exit 2
+    ;;
+esac
