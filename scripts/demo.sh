@@ -13,7 +13,7 @@ pids=()
 work=$(mktemp -d)
 
 cleanup() {
-  trap '' INT TERM
+  trap '' HUP INT TERM
   for pid in "${pids[@]}"; do kill -TERM "$pid" 2>/dev/null || true; done
   for pid in "${pids[@]}"; do
     for _ in {1..80}; do
@@ -26,6 +26,7 @@ cleanup() {
   rm -rf "$work"
 }
 trap cleanup EXIT
+trap 'exit 129' HUP
 trap 'exit 130' INT
 trap 'exit 143' TERM
 

@@ -31,6 +31,7 @@ public final class Agent {
     Thread thread =
         new Thread(null, new Collector(options, log, TimeUnit.SECONDS::sleep), "zov-collector", 0, false);
     thread.setDaemon(true);
+    thread.setUncaughtExceptionHandler((ended, failure) -> {}); // the default one prints
     thread.start();
   }
 }

@@ -204,8 +204,8 @@ final class SamplingTests {
       server.registerMBean(new Bean(Map.of("requestCount", 3)), new ObjectName(PAGE + "2"));
       server.registerMBean(new Bean(Map.of("requestCount", "3", "processingTime", 20L, "maxTime", 7L)),
           new ObjectName(PAGE + "3"));
-      server.registerMBean(
-          new Bean(Map.of("serverInfo", "Example Server/10.1.60 (Example)")), new ObjectName("Test:type=Server"));
+      server.registerMBean(new Bean(Map.of("serverInfo", "Example Server/10.1.60 (Example)")),
+          new ObjectName("Test:type=Server"));
       Map<String, String> read = new TreeMap<>();
       int[] steps = {0};
       for (ServletCounters page : HostServer.readServlets(() -> steps[0]++).values()) {
