@@ -1,0 +1,65 @@
+#pragma once
+// ZOVServerServices: what a monitored server needs of the agent around it. ZOVAgent registers the one object
+// for its lifetime; tests register a small stand-in; with none registered the defaults below hold. Any thread
+// may call any operation, and no operation may be called with a server's lock held.
+
+#include <memory>
+
+#include "runtime/foundation/string.h"
+#include "runtime/return_code.h"
+
+class ZOVAgentConfigParms;
+class ZOVAppServerConfigParms;
+class ZOVApplicationServer;
+class ZOVApplicationServerBase;
+class ZOVResourceManagerProxy;
+struct ZOVSampleCallbackParms;
+
+/// The follower of one server's activity log. Owned by its server; destroyed with no lock held but the
+/// server's log file lock.
+class ZOVServerLogFile {
+ public:
+  virtual ~ZOVServerLogFile() = default;
+  /// True when this follows the file of that name, as the server was told it.
+  virtual bool isNamed(const char* name) const = 0;
+  /// Hands each retained event to the callback, oldest first.
+  virtual void returnSamples(unsigned int (*callback)(ZOVSampleCallbackParms*, const void*,
+                                                      const ZOVApplicationServerBase*),
+                             ZOVSampleCallbackParms* parms, const ZOVApplicationServerBase* server) = 0;
+};
+
+class ZOVServerServices {
+ public:
+  virtual ~ZOVServerServices() = default;
+
+  /// The object that is registered, or one that answers the defaults.
+  static ZOVServerServices& current();
+  /// Registers `services`, which must outlive its registration; null takes it back.
+  static void setCurrent(ZOVServerServices* services);
+
+  /// The parameters of a server, never freed while the agent lives; null when there is no configuration.
+  virtual ZOVAppServerConfigParms* getConfigParms(const char* /*name*/, const char* /*root*/) {
+    return nullptr;
+  }
+  virtual ZOVAgentConfigParms* getConfigParms() { return nullptr; }
+  virtual RWCString getSubsystemId() { return {}; }  ///< the framework's; empty when none is set
+  virtual RWCString getCurrentSystemName();          ///< the host's short name, UTF-8
+  /// 1 when no known server has this subnode name (local form, compared exactly).
+  virtual int isSubNodeNameUnique(const char* /*subnode*/) { return 1; }
+  /// Tells the framework of a subnode: 0, or 36.
+  virtual ZOVReturnCode registerSubnode(const char* /*subnode*/, const char* /*affinity*/) { return 0; }
+  virtual ZOVReturnCode deregisterSubnode(const char* /*subnode*/) { return 0; }
+  /// Writes the context file again. Takes the context lock shared.
+  virtual void rewriteContextInfo() {}
+  /// Null while there is none.
+  virtual std::shared_ptr<ZOVResourceManagerProxy> resourceManager() { return nullptr; }
+  /// Runs `path`/`command` with the arguments on the system command thread.
+  virtual void queueSystemCommand(const RWCString& /*path*/, const RWCString& /*command*/,
+                                  const RWCString& /*arguments*/) {}
+  /// Begins to follow an activity log: a look every `scanInterval` seconds, at most `retain` events kept.
+  /// Null when logs are not followed.
+  virtual std::unique_ptr<ZOVServerLogFile> followLogFile(const char* /*name*/, int /*scanInterval*/,
+                                                          int /*retain*/, ZOVApplicationServer* /*server*/) {
+    return nullptr;
+  }
+};
