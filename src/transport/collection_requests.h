@@ -3,30 +3,21 @@
 // receive both, and sends a prepared initiate; its own steering goes by ZOVCollectWorkload and
 // ZOVCollectGCData.
 
-#include "transport/request.h"
+#include "transport/fielded_request.h"
 
-class ZOVInitiateCollectionRequest : public ZOVRequest {
+class ZOVInitiateCollectionRequest
+    : public ZOVFieldedRequest<ZOVInitiateCollectionRequest, ZOVRequest::InitiateCollectionRequestType> {
  public:
-  enum _InitiateKey { ValueKey = 12, OptionKey = 16, Text1Key = 18, Text2Key = 19, IntervalKey = 23 };
-
+  ZOVInitiateCollectionRequest() : ZOVInitiateCollectionRequest(0, 0, nullptr, nullptr, 0) {}
   ZOVInitiateCollectionRequest(long long value, unsigned int option, const char* text1, const char* text2,
                                unsigned int interval)
       : _value(value), _option(option), _text1(text1), _text2(text2), _interval(interval) {}
-  ZOVInitiateCollectionRequest(const ZOVInitiateCollectionRequest& other);
-  ZOVInitiateCollectionRequest& operator=(const ZOVInitiateCollectionRequest&) = default;
-
-  int getRequestType() const override { return InitiateCollectionRequestType; }
-  int getNumNumericKeys() const override;
-  int getNumStringKeys() const override;
-  void numericKeys(int* out) const override;
-  void stringKeys(int* out) const override;
-  void saveNumericData(int key, long long value) override;
-  long long getNumericData(int key) const override;
-  void saveStringData(int key, std::string_view text) override;
-  const RWCString& getStringData(int key) const override;
-  ZOVInitiateCollectionRequest* clone() const override { return new ZOVInitiateCollectionRequest(*this); }
 
  private:
+  friend ZOVFieldedRequest;
+  static std::span<const NumericField> numericFields();
+  static std::span<const TextField> textFields();
+
   long long _value;
   unsigned int _option;
   RWCString _text1;

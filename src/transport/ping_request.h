@@ -2,28 +2,10 @@
 // ZOVPingRequest: hello and liveness. The first message of every connection: with it a collector tells who it
 // is, and at what build levels; a remote statistics process tells its token.
 
-#include "transport/request.h"
+#include "transport/fielded_request.h"
 
-class ZOVPingRequest : public ZOVRequest {
+class ZOVPingRequest : public ZOVFieldedRequest<ZOVPingRequest, ZOVRequest::PingRequestType> {
  public:
-  enum _PingKey {
-    ProcessIdKey = 4,
-    AppServerNameKey = 5,
-    ProfilerBuildLevelKey = 24,
-    WorkloadBuildLevelKey = 25,
-    PingText1Key = 26,
-    PingFlagsKey = 27,
-    PingText4Key = 29,
-    WorkingDirectoryKey = 31,
-    ServerRootDirectoryKey = 38,
-    AliasNameKey = 39,
-    LocaleNameKey = 41,
-    PingText2Key = 655,
-    PingText3Key = 657,
-    PingText5Key = 850,
-    PingTypeKey = 1340,
-    RemoteTokenKey = 1341,
-  };
   static constexpr int RemoteStatisticsPing = 2;  ///< a _pingType; any other is a data collector's
 
   ZOVPingRequest() = default;
@@ -32,17 +14,6 @@ class ZOVPingRequest : public ZOVRequest {
   /// A reduced ping: process id, build levels and the five texts; not the names, the token, the type or
   /// flags.
   ZOVPingRequest& operator=(const ZOVPingRequest& other);
-
-  int getRequestType() const override { return PingRequestType; }
-  int getNumNumericKeys() const override;
-  int getNumStringKeys() const override;
-  void numericKeys(int* out) const override;
-  void stringKeys(int* out) const override;
-  void saveNumericData(int key, long long value) override;
-  long long getNumericData(int key) const override;
-  void saveStringData(int key, std::string_view text) override;
-  const RWCString& getStringData(int key) const override;
-  ZOVPingRequest* clone() const override { return new ZOVPingRequest(*this); }
 
   long long getProcessId() const { return _processId; }
   long long getProfilerBuildLevel() const { return _profilerBuildLevel; }
@@ -56,7 +27,9 @@ class ZOVPingRequest : public ZOVRequest {
   const RWCString& getLocaleName() const { return _localeName; }
 
  private:
-  const RWCString* textField(int key) const;  // null for a key without a field
+  friend ZOVFieldedRequest;
+  static std::span<const NumericField> numericFields();
+  static std::span<const TextField> textFields();
 
   long long _processId = 0;
   long long _profilerBuildLevel = 0;

@@ -2,20 +2,10 @@
 // ZOVPollRequest: asks a collector for samples. What is wanted is a mask of bits, one or more sample types to
 // a bit.
 
-#include "transport/request.h"
+#include "transport/fielded_request.h"
 
-class ZOVPollRequest : public ZOVRequest {
+class ZOVPollRequest : public ZOVFieldedRequest<ZOVPollRequest, ZOVRequest::PollRequestType> {
  public:
-  enum _PollKey {
-    PollTypeKey = 1,
-    PollParmKey = 2,
-    Parm1Key = 6,
-    Parm2Key = 7,
-    Parm3Key = 8,
-    Parm4Key = 9,
-    Parm5Key = 10,
-    Parm6Key = 11
-  };
   using _PollMask = unsigned long long;
   static constexpr _PollMask GCData = 0x2000;           ///< all garbage collection data
   static constexpr _PollMask RequestData = 0x100000;    ///< all request (workload) data
@@ -29,17 +19,6 @@ class ZOVPollRequest : public ZOVRequest {
   /// All but the second text, which stays as it is.
   ZOVPollRequest& operator=(const ZOVPollRequest& other);
 
-  int getRequestType() const override { return PollRequestType; }
-  int getNumNumericKeys() const override;
-  int getNumStringKeys() const override;
-  void numericKeys(int* out) const override;
-  void stringKeys(int* out) const override;
-  void saveNumericData(int key, long long value) override;
-  long long getNumericData(int key) const override;
-  void saveStringData(int key, std::string_view text) override;
-  const RWCString& getStringData(int key) const override;
-  ZOVPollRequest* clone() const override { return new ZOVPollRequest(*this); }
-
   long long getPollType() const { return _pollType; }
   /// The bit of a sample type; 0 for a type that no poll asks for.
   static _PollMask getPollType(int sampleType);
@@ -47,9 +26,11 @@ class ZOVPollRequest : public ZOVRequest {
   static bool collectOnDemandOnly(int sampleType) { return (getPollType(sampleType) & Everything) == 0; }
 
  private:
-  static constexpr int ParmCount = 6;
+  friend ZOVFieldedRequest;
+  static std::span<const NumericField> numericFields();
+  static std::span<const TextField> textFields();
 
   long long _pollType = 0;
-  RWCString _parms[ParmCount];  // keys 6 to 11
+  RWCString _parm1, _parm2, _parm3, _parm4, _parm5, _parm6;
   int _pollParm = 0;
 };

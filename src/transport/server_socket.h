@@ -9,10 +9,13 @@
 // once its peer has closed. That is looked after while clientAccept or waitForShutdown waits.
 
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "runtime/lock.h"
 #include "transport/socket_connection.h"
+
+struct pollfd;
 
 class ZOVServerSocket : public ZOVSocketConnection {
  public:
@@ -40,7 +43,7 @@ class ZOVServerSocket : public ZOVSocketConnection {
 
  private:
   ZOVReturnCode waitForClient(long timeout);
-  void deleteClosedPeers();
+  void deleteClosedPeers(std::span<const pollfd> watched);
 
   ZOVLock _allSocketsLock;
   std::vector<std::shared_ptr<ZOVSocketConnection>> _allSockets;  // guarded by _allSocketsLock

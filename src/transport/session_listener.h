@@ -77,16 +77,13 @@ class ZOVProfilerSocketMonitor : public ZOVAsynchronousTask {
   struct Turn;  // what is in hand for one connection
 
   std::shared_ptr<ZOVServerSocket> serverSocket();
-  bool open();
-  void serve(ZOVServerSocket& socket);
-  void handleConnection(ZOVServerSocket& socket, const std::shared_ptr<ZOVSocketConnection>& connection);
-  void converse(ZOVServerSocket& socket, Turn& turn);
-  void greetStatisticsProcess(ZOVServerSocket& socket, Turn& turn);
-  void greetCollector(ZOVServerSocket& socket, Turn& turn);
+  std::shared_ptr<ZOVServerSocket> open();
+  void tryToOpen(const char* address);
+  bool serveNext(ZOVServerSocket& socket);  // false: accepting has ended
+  void greet(Turn& turn);
+  void greetStatisticsProcess(Turn& turn, const ZOVPingRequest& ping, ZOVResponse& response);
+  void greetCollector(Turn& turn, const ZOVPingRequest& ping, ZOVResponse& response);
   ZOVReturnCode checkLevels(const ZOVPingRequest& ping);
-  void refuseLevel(const char* part, const ZOVPingRequest& ping, long long required, long long actual,
-                   const char* eventText);
-  void stopSessions();
 
   std::mutex _serverSocketMutex;
   std::shared_ptr<ZOVServerSocket> _serverSocket;  // guarded by the mutex; null until open

@@ -12,6 +12,8 @@
 
 #include <netinet/in.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -66,6 +68,11 @@ class ZOVSocketConnection : public ZOVCollectable {
   static int getLastError() { return LastError; }
 
  protected:
+  static constexpr unsigned int Interrupted = 27;
+  /// A wait in seconds, cut to what a deadline can be reckoned with.
+  static std::chrono::seconds limitedSeconds(long seconds) {
+    return std::chrono::seconds(std::clamp(seconds, 0L, 1000000000L));
+  }
   void fail(ZOVReturnCode code) { _valid = false, _lastRC = code; }
   void logFailure(const char* function, int line, const ZOVReturnCode& code) const;
 

@@ -1,0 +1,86 @@
+#pragma once
+// ZOVFieldedRequest: a request whose own fields are told by two tables, in the order of the wire. From them
+// come its keys, behind those of ZOVRequest, and all access by key; other keys go to ZOVRequest.
+//
+//   class ZOVSomeRequest : public ZOVFieldedRequest<ZOVSomeRequest, ZOVRequest::SomeType> {
+//     friend ZOVFieldedRequest;
+//     static std::span<const NumericField> numericFields();   // { numeric<&ZOVSomeRequest::_count>(12) }
+//     static std::span<const TextField> textFields();         // { {18, &ZOVSomeRequest::_name} }
+//     ...
+
+#include <algorithm>
+#include <span>
+
+#include "transport/request.h"
+
+template <class Class, ZOVRequest::_RequestType Type>
+class ZOVFieldedRequest : public ZOVRequest {
+ public:
+  int getRequestType() const override { return Type; }
+  ZOVRequest* clone() const override { return new Class(self()); }
+
+  int getNumNumericKeys() const override {
+    return ZOVRequest::getNumNumericKeys() + static_cast<int>(Class::numericFields().size());
+  }
+  void numericKeys(int* out) const override {
+    ZOVRequest::numericKeys(out);
+    std::ranges::transform(Class::numericFields(), out + ZOVRequest::getNumNumericKeys(), &NumericField::key);
+  }
+  void saveNumericData(int key, long long value) override {
+    if (const NumericField* field = find(Class::numericFields(), key)) {
+      field->set(static_cast<Class&>(*this), value);
+    } else {
+      ZOVRequest::saveNumericData(key, value);
+    }
+  }
+  long long getNumericData(int key) const override {
+    const NumericField* field = find(Class::numericFields(), key);
+    return field ? field->get(self()) : ZOVRequest::getNumericData(key);
+  }
+
+  int getNumStringKeys() const override { return static_cast<int>(Class::textFields().size()); }
+  void stringKeys(int* out) const override {
+    std::ranges::transform(Class::textFields(), out, &TextField::key);
+  }
+  void saveStringData(int key, std::string_view text) override {
+    if (const TextField* field = find(Class::textFields(), key)) {
+      static_cast<Class&>(*this).*field->member = RWCString(text);
+    }
+  }
+  const RWCString& getStringData(int key) const override {
+    const TextField* field = find(Class::textFields(), key);
+    return field ? self().*field->member : emptyText();
+  }
+
+ protected:
+  struct NumericField {
+    int key;
+    long long (*get)(const Class&);
+    void (*set)(Class&, long long);
+  };
+  struct TextField {
+    int key;
+    RWCString Class::*member;
+  };
+
+  /// A field kept in `Member`, of whatever integer type; values are cut to its width.
+  template <auto Member>
+  static constexpr NumericField numeric(int key) {
+    return {key, [](const Class& object) { return static_cast<long long>(object.*Member); },
+            [](Class& object, long long value) {
+              object.*Member = static_cast<std::remove_reference_t<decltype(object.*Member)>>(value);
+            }};
+  }
+  /// A key that is known and not kept: it reads as 0, and what is received for it is dropped.
+  static constexpr NumericField notKept(int key) {
+    return {key, [](const Class&) { return 0LL; }, [](Class&, long long) {}};
+  }
+
+ private:
+  template <class Field>
+  static const Field* find(std::span<const Field> fields, int key) {
+    const auto found = std::ranges::find(fields, key, &Field::key);
+    return found == fields.end() ? nullptr : &*found;
+  }
+  const Class& self() const { return static_cast<const Class&>(*this); }
+};

@@ -1,0 +1,19 @@
+#include "transport/response.h"
+
+// The status is biased by 1, so that a false one is sent too.
+std::span<const ZOVResponse::NumericField> ZOVResponse::numericFields() {
+  static constexpr NumericField fields[] = {
+      {14, [](const ZOVResponse& response) { return response._status ? 2LL : 1LL; },
+       [](ZOVResponse& response, long long value) {
+         response._status = static_cast<int>(static_cast<unsigned long long>(value) - 1);
+       }},
+      numeric<&ZOVResponse::_value>(15),
+      numeric<&ZOVResponse::_secondValue>(37),
+  };
+  return fields;
+}
+
+std::span<const ZOVResponse::TextField> ZOVResponse::textFields() {
+  static constexpr TextField fields[] = {{28, &ZOVResponse::_message}};
+  return fields;
+}

@@ -1,0 +1,154 @@
+#include "transport/server_socket.h"
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <utility>
+
+#include "platform/trace.h"
+#include "runtime/recovery.h"
+#include "runtime/trace_scope.h"
+
+static DGT1_Unit traceUnit("ZOVCSRVS");
+
+ZOVServerSocket::ZOVServerSocket(const char* address, std::uint16_t port, const char* name, int backlog)
+    : ZOVSocketConnection(port, name), _allSocketsLock("AllSocketsLock") {
+  ZOV_TRACE(Public, "ZOVServerSocket::ZOVServerSocket");
+  if (!_valid) return;
+  _address.sin_addr.s_addr = address && *address ? ::inet_addr(address) : INADDR_ANY;
+  _wakeEvent = ::eventfd(0, EFD_CLOEXEC);
+  socklen_t size = sizeof _address;
+  if (_wakeEvent < 0 || ::bind(_socket, reinterpret_cast<const sockaddr*>(&_address), size) != 0 ||
+      ::listen(_socket, backlog) != 0 ||
+      ::getsockname(_socket, reinterpret_cast<sockaddr*>(&_address), &size) != 0) {
+    fail(determineError());
+    logFailure("bind or listen", __LINE__, getLastRC());
+    return;
+  }
+  _port = ntohs(_address.sin_port);
+}
+
+ZOVServerSocket::~ZOVServerSocket() {
+  ZOV_TRACE(Public, "ZOVServerSocket::~ZOVServerSocket");
+  shutdownAll();
+  if (_wakeEvent >= 0) ::close(_wakeEvent);
+}
+
+std::shared_ptr<ZOVSocketConnection> ZOVServerSocket::clientAccept(ZOVReturnCode& rc, long timeout) {
+  ZOV_TRACE(Public, "ZOVServerSocket::clientAccept");
+  int accepted = -1;
+  do {
+    rc = waitForClient(timeout);
+    if (rc != ZOV_OK) return nullptr;
+    accepted = ::accept4(_socket, nullptr, nullptr, SOCK_CLOEXEC);
+    // A signal, or a client that is gone again, is no failure of the listening socket.
+  } while (accepted < 0 && (errno == EINTR || errno == ECONNABORTED));
+  if (accepted < 0) {
+    rc = determineError();
+    return nullptr;
+  }
+  std::shared_ptr<ZOVSocketConnection> connection;
+  const auto failure = guarded("ZOVCSRVS", "ZOVServerSocket::clientAccept", [&] {
+    connection = std::make_shared<ZOVSocketConnection>(accepted, _port, nullptr);
+    const ZOVLockScope scope(_allSocketsLock, Exclusive);
+    _allSockets.push_back(connection);
+    if (_shutDown) connection->shutdownSocket();
+  });
+  if (failure) {
+    if (!connection) ::close(accepted);
+    connection.reset();
+    rc = failure->getReturnCode();
+    zovRaise(*failure);
+  }
+  return connection;
+}
+
+/// Waits for the listening descriptor, the wake event and the peers of ownerless connections in one.
+ZOVReturnCode ZOVServerSocket::waitForClient(long timeout) {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point deadline = Clock::now() + limitedSeconds(timeout);
+  std::vector<pollfd> watched;
+  for (;;) {
+    watched.assign({{_socket, POLLIN, 0}, {_wakeEvent, POLLIN, 0}});
+    for (const auto& connection : _ownerless) watched.push_back({connection->getSocket(), POLLRDHUP, 0});
+    int limit = -1;
+    if (timeout != 0) {
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+      limit = static_cast<int>(std::clamp<long long>(left, 0, 1000LL * 3600));
+    }
+    const int ready = ::poll(watched.data(), watched.size(), limit);
+    if (ready < 0) {
+      const ZOVReturnCode code = determineError();
+      if (code != Interrupted) return code;
+      continue;
+    }
+    if (watched[1].revents != 0) return ZOV_SOCKET_CLOSED;
+    deleteClosedPeers(watched);
+    if (watched[0].revents != 0) return ZOV_OK;
+    if (timeout != 0 && Clock::now() >= deadline) return ZOV_SOCKET_TIMED_OUT;
+  }
+}
+
+void ZOVServerSocket::deleteClosedPeers(std::span<const pollfd> watched) {
+  std::vector<std::shared_ptr<ZOVSocketConnection>> left;
+  for (std::size_t i = 0; i < _ownerless.size(); ++i) {
+    if (watched[i + 2].revents != 0) {
+      deleteSocket(_ownerless[i].get());
+    } else {
+      left.push_back(std::move(_ownerless[i]));
+    }
+  }
+  _ownerless.swap(left);
+}
+
+void ZOVServerSocket::waitForShutdown() {
+  ZOV_TRACE(Public, "ZOVServerSocket::waitForShutdown");
+  while (waitForClient(0) == ZOV_OK) {
+  }
+}
+
+void ZOVServerSocket::abandon(const std::shared_ptr<ZOVSocketConnection>& connection) {
+  ZOV_TRACE(Public, "ZOVServerSocket::abandon");
+  _ownerless.push_back(connection);
+}
+
+void ZOVServerSocket::deleteSocket(const ZOVSocketConnection* connection) {
+  ZOV_TRACE(Public, "ZOVServerSocket::deleteSocket");
+  std::shared_ptr<ZOVSocketConnection> found;
+  {
+    const ZOVLockScope scope(_allSocketsLock, Exclusive);
+    const auto place = std::ranges::find(_allSockets, connection, &std::shared_ptr<ZOVSocketConnection>::get);
+    if (place == _allSockets.end()) return;
+    found = std::move(*place);
+    *place = std::move(_allSockets.back());
+    _allSockets.pop_back();
+  }
+  found->shutdownSocket();
+}
+
+void ZOVServerSocket::closeListening() {
+  ZOV_TRACE(Public, "ZOVServerSocket::closeListening");
+  const ZOVLockScope scope(_allSocketsLock, Exclusive);
+  if (_socket >= 0) ::close(std::exchange(_socket, -1));
+  _valid = false;
+}
+
+void ZOVServerSocket::shutdownAll() {
+  ZOV_TRACE(Public, "ZOVServerSocket::shutdownAll");
+  const ZOVLockScope scope(_allSocketsLock, Exclusive);
+  if (std::exchange(_shutDown, true)) return;
+  shutdownSocket();
+  for (const auto& connection : _allSockets) connection->shutdownSocket();
+  if (_wakeEvent >= 0) ::eventfd_write(_wakeEvent, 1);
+}
+
+std::size_t ZOVServerSocket::getNumConnections() {
+  const ZOVLockScope scope(_allSocketsLock, Shared);
+  return _allSockets.size();
+}
