@@ -138,8 +138,10 @@ class ZOVResourceAnchor : public ZOVCollectable {
   RWCString resourceName;
 
  private:
-  void merge(ZOVSample* sample);
-  void accumulateHistory(const ZOVSample* sample);
+  void mergeLaterPart(ZOVSample* part);
+  void addToHistory(const ZOVSample& sample);
+  void returnHistory(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
+                     const ZOVApplicationServerBase* server);
 
   ZOVSample* lastSample = nullptr;            // owned
   ZOVSample* lastHistoricalSample = nullptr;  // owned

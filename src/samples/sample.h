@@ -19,6 +19,7 @@
 
 #include "runtime/foundation/collections.h"
 #include "samples/key_table.h"
+#include "samples/sample_types.h"
 #include "transport/transportable_data.h"
 
 class ZOVResourceAnchor;
@@ -48,12 +49,8 @@ enum _SaveSampleType { SaveSampleInterval = 0, SaveSampleHistorical = 1 };
 
 class ZOVSample : public ZOVTransportableData {
  public:
-  enum _SampleType : int {
-    SampleTypeNone = 0,
-#define SAMPLE(value, name, sampleClass, english, source, interval) SampleType##name = value,
-#define SAMPLE_WITHOUT_CLASS(value, name, english, source) SampleType##name = value,
-#include "samples/sample_types.def"
-  };
+  using _SampleType = ::_SampleType;
+  using enum ::_SampleType;
   enum _DataSource : int {
     DataSourceResource = 0,
     DataSourceProfiler = 1,
@@ -82,29 +79,15 @@ class ZOVSample : public ZOVTransportableData {
   static _DataSource getDataSource(_SampleType type);
 
   // --- What the sample is.
-  const ZOVSampleClass& sampleClass() const {
-    return _class;
-  }
-  _SampleType getSampleType() const {
-    return static_cast<_SampleType>(_class.type);
-  }
-  _DataSource getDataSource() const {
-    return getDataSource(getSampleType());
-  }
-  bool isIntervalSample() const {
-    return _class.interval;
-  }
-  const int* getKeyPlacementArray() const {
-    return _class.placement;
-  }
-  const ZOVRPXKeyword* getRPXKeywordTable() const {
-    return _class.keywords;
-  }
+  const ZOVSampleClass& sampleClass() const { return _class; }
+  _SampleType getSampleType() const { return static_cast<_SampleType>(_class.type); }
+  _DataSource getDataSource() const { return getDataSource(getSampleType()); }
+  bool isIntervalSample() const { return _class.interval; }
+  const int* getKeyPlacementArray() const { return _class.placement; }
+  const ZOVRPXKeyword* getRPXKeywordTable() const { return _class.keywords; }
   virtual const RWCString& getResourceName() const;  ///< empty in most classes
   /// A new anchor that describes the sample's resource, owned by the caller; null for a class without.
-  virtual ZOVResourceAnchor* getResourceAnchor() const {
-    return nullptr;
-  }
+  virtual ZOVResourceAnchor* getResourceAnchor() { return nullptr; }
   ZOVSample* clone() const override = 0;
 
   // --- Values.
@@ -120,12 +103,8 @@ class ZOVSample : public ZOVTransportableData {
   long long getPercent(int key) const;     ///< of the percent kind: scaled
   double getTotalForStatinfo(int key) const;
   long long getTotalNumSamplesForStatinfo(int key) const;
-  std::uint32_t getSampleTime() const {
-    return sampleTime;
-  }
-  std::uint32_t getDuration() const {
-    return duration;
-  }
+  std::uint32_t getSampleTime() const { return sampleTime; }
+  std::uint32_t getDuration() const { return duration; }
   /// Fills the 16 bytes at `out` with the time in the framework's form, and *durationOut with the seconds.
   void copySampleTimeAndDuration(char* out, long* durationOut) const;
 
@@ -136,9 +115,7 @@ class ZOVSample : public ZOVTransportableData {
 
   // --- Rates. Against the sample before it (may be null); does nothing for a sample that is rated.
   virtual void calculateRates(const ZOVSample* previous);
-  bool isRated() const {
-    return ratesCalculated.load(std::memory_order_acquire) == Rated;
-  }
+  bool isRated() const { return ratesCalculated.load(std::memory_order_acquire) == Rated; }
   /// Back to unrated, so that a copy can be rated against another predecessor.
   void resetRates();
 
@@ -151,47 +128,40 @@ class ZOVSample : public ZOVTransportableData {
   virtual void mergeSampleData(const ZOVSample* other);
   /// Takes the next interval: as above, with the newer time and the sum of the durations.
   void mergeIntoHistoricalSample(const ZOVSample* other);
-  virtual bool shouldCreateSummarySamples() const {
-    return false;
-  }
+  virtual bool shouldCreateSummarySamples() const { return false; }
   /// Adds this sample to the summaries of `anchors`, which the caller owns and destroys.
   virtual void createSummarizedSamples(RWCollection& anchors);
 
   // --- Travelling.
-  int getDataType() const override {
-    return 2;
-  }
+  int getDataType() const override { return 2; }
   int getNumNumericKeys() const override {
-    return NumSampleIntKeys + static_cast<int>(numNumericKeys);
+    return NumSampleIntKeys + static_cast<int>(_class.numericKeys.size());
   }
-  int getNumStringKeys() const override {
-    return static_cast<int>(_class.strings.size());
-  }
+  int getNumStringKeys() const override { return static_cast<int>(_class.strings.size()); }
   void numericKeys(int* out) const override;
   void stringKeys(int* out) const override;
   void streamID(ZOVBuffer& buffer) const override;
   long long getNumericValueForStream(
       unsigned int key) const override;  ///< running counts; statistics travel as 0
   using ZOVTransportableData::valueIsNull;
-  bool valueIsNull(long long value) const override {
-    return value == NullValue;
-  }
+  bool valueIsNull(long long value) const override { return value == NullValue; }
 
   /// 10 to the power of `digits`, 0 to 6.
   static long long getScaleFactorMultiplier(unsigned int digits);
   /// The text as a fixed-point integer with `decimals` digits behind the point; further ones are cut off.
-  static long long convertStringValueToInt(const char* text, unsigned int decimals);
-  static double convertStringValueToDouble(const char* text);
+  static long long convertStringValueToInt(std::string_view text, unsigned int decimals);
+  static double convertStringValueToDouble(std::string_view text);
   /// "total/observations".
-  static void convertPerfLoadValue(const char* text, double& total, double& numSamples);
+  static void convertPerfLoadValue(std::string_view text, double& total, double& numSamples);
 
  protected:
   explicit ZOVSample(const ZOVSampleClass& sampleClass);
   ZOVSample& operator=(const ZOVSample& other);  ///< between samples of one class only
 
+  /// This class's place for the key, or null.
   _NumericValue* getNumericValueEntry(int key) const {
-    const int place = zovIsKey(key) ? _class.placement[key] : 0;
-    return place == 0 ? nullptr : &numericValues[place - 1];
+    const int place = placeOf(key);
+    return place < 0 ? nullptr : &numericValues[place];
   }
   /// The rating itself, called once by calculateRates.
   virtual void rate(const ZOVSample* previous);
@@ -202,8 +172,11 @@ class ZOVSample : public ZOVTransportableData {
  private:
   enum : std::uint32_t { Unrated = 0, Rated = 1, BeingRated = 2 };
 
+  int placeOf(int key) const { return zovIsKey(key) ? _class.placement[key] - 1 : -1; }
+  _KeyKind kindAt(int place) const { return _class.rows[static_cast<std::size_t>(place)].kind; }
+  std::size_t valueBytes() const { return _class.numericKeys.size() * sizeof(_NumericValue); }
+  void saveKeywordValue(std::string_view keyword, std::string_view value);
   _NumericValue* numericValues;  // owned; one per key of the class
-  std::uint32_t numNumericKeys;
   std::atomic<std::uint32_t> ratesCalculated{Unrated};
   std::uint32_t eyeCatcher = 0x504d4153;  // "SAMP" in a memory dump
   const ZOVSampleClass& _class;

@@ -20,7 +20,7 @@ class ZOVAppServerSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVAppServerSample, ZOVSample)
 
   const RWCString& getResourceName() const override { return serverName; }
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   /// Stores ten server-wide totals under keys 78, 240, 241, 242, 207, 129, 130, 131, 260, 261, in this order.
   void saveRollUpValues(const long long (&totals)[10]);
   /// Milliseconds of CPU that the process has used so far, or -1.
@@ -52,17 +52,17 @@ class ZOVContainerSample : public ZOVEJBBaseSample {
   void saveNumericData(int key, long long value) override;
   /// A per-kind bean load goes into its roll-up key and is stored itself.
   void saveStatInfoData(int key, double total, double numSamples) override;
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 };
 
 class ZOVTransactionSample : public ZOVEJBBaseSample {
   ZOV_SAMPLE_CLASS(ZOVTransactionSample, ZOVEJBBaseSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 };
 
 class ZOVObjectPoolSample : public ZOVEJBBaseSample {
   ZOV_SAMPLE_CLASS(ZOVObjectPoolSample, ZOVEJBBaseSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 };
 
 class ZOVEJBSample : public ZOVEJBBaseSample {
@@ -71,7 +71,7 @@ class ZOVEJBSample : public ZOVEJBBaseSample {
   const RWCString& getResourceName() const override { return ejbName; }
   /// The loads of the three kinds of bean are stored in one place each: 210 live, 209 active.
   void saveStatInfoData(int key, double total, double numSamples) override;
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 
   RWCString ejbName;
 };
@@ -80,7 +80,7 @@ class ZOVDBConnectPoolSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVDBConnectPoolSample, ZOVSample)
 
   const RWCString& getResourceName() const override { return dataSourceName; }
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 
   RWCString dataSourceName;
 
@@ -93,7 +93,7 @@ class ZOVApplicationSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVApplicationSample, ZOVSample)
 
   const RWCString& getResourceName() const override { return applicationName; }
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 
   RWCString applicationName, virtualHostName;
 };
@@ -104,7 +104,7 @@ class ZOVServletSample : public ZOVApplicationSample {
   enum _ServletType : int { ServletAny = -1, ServletPlain = 0, ServletJSP = 1 };
 
   const RWCString& getResourceName() const override { return servletName; }
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 
   RWCString servletName, jspPath;
 };
@@ -112,88 +112,88 @@ class ZOVServletSample : public ZOVApplicationSample {
 class ZOVCacheSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVCacheSample, ZOVSample)
   const RWCString& getResourceName() const override { return cacheName; }
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   RWCString cacheName;
 };
 
 class ZOVCacheTemplateSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVCacheTemplateSample, ZOVSample)
   const RWCString& getResourceName() const override { return templateName; }
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   RWCString templateName;
 };
 
 class ZOVJ2CPoolSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVJ2CPoolSample, ZOVSample)
   const RWCString& getResourceName() const override { return connectionFactoryName; }
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   RWCString connectionFactoryName;
 };
 
 class ZOVServletSessionsSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVServletSessionsSample, ZOVSample)
   const RWCString& getResourceName() const override { return applicationName; }
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   RWCString applicationName;
 };
 
 class ZOVThreadPoolSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVThreadPoolSample, ZOVSample)
   const RWCString& getResourceName() const override { return threadPoolName; }
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   RWCString threadPoolName;
 };
 
 class ZOVWLMClientSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVWLMClientSample, ZOVSample)
   const RWCString& getResourceName() const override { return clientName; }
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   RWCString clientName;
 };
 
 class ZOVWLMServerSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVWLMServerSample, ZOVSample)
   const RWCString& getResourceName() const override { return serverName; }
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   RWCString serverName;
 };
 
 class ZOVBSMailSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVBSMailSample, ZOVSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 };
 
 class ZOVBSImapSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVBSImapSample, ZOVSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 };
 
 class ZOVBSPopSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVBSPopSample, ZOVSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 };
 
 class ZOVBSQueueManagerSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVBSQueueManagerSample, ZOVSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 };
 
 class ZOVGarbageCollectionSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVGarbageCollectionSample, ZOVSample)
   /// Keys 354 and 355 come only from parts with collections behind them (key 352).
   void mergeNumericData(const ZOVSample* other, int key, _NumericValue* entry) override;
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 };
 
 class ZOVAFDetailSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVAFDetailSample, ZOVSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   RWCString afTimeStamp;
 };
 
 class ZOVGCDetailSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVGCDetailSample, ZOVSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 };
 
 /// What the samples of requests share.
@@ -213,7 +213,7 @@ class ZOVWorkloadBaseSample : public ZOVSample {
 class ZOVWorkloadSumSample : public ZOVWorkloadBaseSample {
   ZOV_SAMPLE_CLASS(ZOVWorkloadSumSample, ZOVWorkloadBaseSample)
 
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   bool shouldCreateSummarySamples() const override { return true; }
   /// Adds counts and times to the server-wide ZOVServerRequestSummary in `anchors`.
   void createSummarizedSamples(RWCollection& anchors) override;
@@ -228,7 +228,7 @@ class ZOVWorkloadDetailSample : public ZOVWorkloadBaseSample {
   enum _DelayType : int { DelayAny = 0 };
 
   /// Works out the category of the delay (key 763) first, when the collector has not sent it.
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 
   RWCString delayDetail1, delayDetail2;
 };
@@ -240,33 +240,33 @@ class ZOVHTTPSample : public ZOVWorkloadBaseSample {
   /// The names come from the part with the smaller key 770.
   void mergeSampleData(const ZOVSample* other) override;
   void mergeNumericData(const ZOVSample* other, int key, _NumericValue* entry) override;
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 
   RWCString sessionName, text771, text772, text777;
 };
 
 class ZOVDataSourceDetSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVDataSourceDetSample, ZOVSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   RWCString dataSourceName, detail1, detail2;
 };
 
 class ZOVXQAccessSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVXQAccessSample, ZOVSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   RWCString connectionName, queueName;
 };
 
 class ZOVAppServerOverviewSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVAppServerOverviewSample, ZOVSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   RWCString nodeName, serverName, text832, text837, text838;
 };
 
 /// All requests of one server in one interval.
 class ZOVServerRequestSummary : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVServerRequestSummary, ZOVSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 
   /// Takes time, duration and the running counts of keys 314, 703 and 704.
   void assign(const ZOVWorkloadSumSample& sum);
@@ -287,17 +287,17 @@ class ZOVTSLKeyValueSample : public ZOVSample {
 
 class ZOVTSLJavaPropertySample : public ZOVTSLKeyValueSample {
   ZOV_SAMPLE_CLASS(ZOVTSLJavaPropertySample, ZOVTSLKeyValueSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 };
 
 class ZOVTSLEnvVarsSample : public ZOVTSLKeyValueSample {
   ZOV_SAMPLE_CLASS(ZOVTSLEnvVarsSample, ZOVTSLKeyValueSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
 };
 
 class ZOVMessageSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVMessageSample, ZOVSample)
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   RWCString messageSeverity, messageText;
 };
 
@@ -312,7 +312,7 @@ class AppServerCpuSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(AppServerCpuSample, ZOVSample)
 
   const RWCString& getResourceName() const override { return resourceName; }
-  ZOVResourceAnchor* getResourceAnchor() const override;
+  ZOVResourceAnchor* getResourceAnchor() override;
   long long getAsCpu() const { return as_cpup; }
 
   RWCString resourceName;

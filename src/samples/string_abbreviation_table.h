@@ -24,6 +24,7 @@ class ZOVStringAbbreviationTable : private RWHashTable {
     Entry(std::string_view itsFullString, std::string_view itsAbbreviation);
     RWClassID isA() const override { return 31080; }
     unsigned int hash() const override { return hashValue; }
+    unsigned int lookupHash() const override { return abbreviation.hash(); }
     /// By the abbreviation alone.
     bool isEqual(const RWCollectable* other) const override;
     const RWCString& getFullString() const { return fullString; }

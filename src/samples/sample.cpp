@@ -1,0 +1,258 @@
+#include "samples/sample.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#include "runtime/time.h"
+#include "runtime/trace_scope.h"
+#include "samples/arithmetic.h"
+#include "samples/resource_anchor.h"
+#include "samples/sample_classes.h"
+#include "transport/buffer.h"
+
+static DGT1_Unit traceUnit("ZOVCSMPL");
+
+namespace {
+
+[[maybe_unused]] const bool factoryRegistered = [] {
+  ZOVTransportableData::registerSampleFactory(
+      [](ZOVBuffer& buffer) -> ZOVTransportableData* { return ZOVSample::buildFromBuffer(buffer); });
+  return true;
+}();
+
+constexpr bool among(_KeyKind kind, std::initializer_list<_KeyKind> kinds) {
+  for (_KeyKind one : kinds) {
+    if (one == kind) return true;
+  }
+  return false;
+}
+constexpr bool holdsValue(_KeyKind kind) {
+  return among(kind, {KeyKindNumeric, KeyKindMaximum, KeyKindMinimum});
+}
+constexpr bool holdsTotal(_KeyKind kind) {
+  return among(kind, {KeyKindCounter, KeyKindCounterFromZero, KeyKindPercent});
+}
+constexpr bool isStatistic(_KeyKind kind) {
+  return among(kind, {KeyKindStatInfo, KeyKindPerfLoad});
+}
+
+}  // namespace
+
+ZOVSample::ZOVSample(const ZOVSampleClass& sampleClass)
+    : sampleTime(RWTime::currentTime().seconds()),
+      numericValues(static_cast<_NumericValue*>(
+          ZOVMemoryManager::operator new(sampleClass.numericKeys.size() * sizeof(_NumericValue)))),
+      _class(sampleClass) {
+  std::uninitialized_value_construct_n(numericValues, _class.numericKeys.size());
+}
+
+ZOVSample::ZOVSample(const ZOVSample& other)
+    : ZOVTransportableData(other),
+      sampleTime(other.sampleTime),
+      duration(other.duration),
+      numericValues(static_cast<_NumericValue*>(ZOVMemoryManager::operator new(other.valueBytes()))),
+      ratesCalculated(other.isRated() ? Rated : Unrated),
+      _class(other._class) {
+  std::memcpy(numericValues, other.numericValues, valueBytes());
+}
+
+ZOVSample& ZOVSample::operator=(const ZOVSample& other) {
+  if (this == &other) return *this;
+  ZOVTransportableData::operator=(other);
+  sampleTime = other.sampleTime;
+  duration = other.duration;
+  ratesCalculated.store(other.isRated() ? Rated : Unrated, std::memory_order_release);
+  std::memcpy(numericValues, other.numericValues, valueBytes());
+  return *this;
+}
+
+ZOVSample::~ZOVSample() {
+  ZOVMemoryManager::release(numericValues, valueBytes());
+}
+
+ZOVSample* ZOVSample::buildFromType(_SampleType type) {
+  switch (type) {
+#define SAMPLE(value, name, sampleClass, english, source, interval) \
+  case SampleType##name:                                            \
+    return new sampleClass;
+#include "samples/sample_types.def"
+    default:
+      return nullptr;
+  }
+}
+
+ZOVSample* ZOVSample::buildFromBuffer(ZOVBuffer& buffer) {
+  return buildFromType(static_cast<_SampleType>(buffer.getNextIntField()));
+}
+
+ZOVSample* ZOVSample::buildFromSampleString(_SampleType type, const char* text) {
+  ZOVSample* sample = buildFromType(type);
+  if (sample != nullptr) sample->buildFromSampleString(text);
+  return sample;
+}
+
+const char* ZOVSample::getSampleTypeInEnglish(_SampleType type) {
+  const char* name = "";
+  switch (type) {
+#define SAMPLE(value, typeName, sampleClass, english, source, interval) \
+  case value:                                                           \
+    name = english;                                                     \
+    break;
+#define SAMPLE_WITHOUT_CLASS(value, typeName, english, source) \
+  case value:                                                  \
+    name = english;                                            \
+    break;
+#include "samples/sample_types.def"
+    default:
+      break;
+  }
+  return *name != '\0' ? name : "Unknown";
+}
+
+ZOVSample::_DataSource ZOVSample::getDataSource(_SampleType type) {
+  switch (type) {
+#define SAMPLE(value, name, sampleClass, english, source, interval) \
+  case value:                                                       \
+    return DataSource##source;
+#define SAMPLE_WITHOUT_CLASS(value, name, english, source) \
+  case value:                                              \
+    return DataSource##source;
+#include "samples/sample_types.def"
+    default:
+      return DataSourceNone;
+  }
+}
+
+const RWCString& ZOVSample::getResourceName() const {
+  return emptyText();
+}
+
+void ZOVSample::createSummarizedSamples(RWCollection&) {}
+
+void ZOVSample::saveNumericData(int key, long long value) {
+  if (key == KeySampleTime) {
+    sampleTime = static_cast<std::uint32_t>(value);
+    return;
+  }
+  if (key == KeyDuration) {
+    duration = static_cast<std::uint32_t>(value);
+    return;
+  }
+  const int place = placeOf(key);
+  if (place < 0) return;
+  _NumericValue& entry = numericValues[place];
+  entry.isSet = value == NullValue ? 0 : 1;
+  // The place of `total` is that of `value`.
+  if (entry.isSet && !isStatistic(kindAt(place))) entry.value = value;
+}
+
+long long ZOVSample::getNumericData(int key) const {
+  if (key == KeySampleTime) return sampleTime;
+  if (key == KeyDuration) return duration;
+  const int place = placeOf(key);
+  if (place < 0) return 0;
+  const _NumericValue& entry = numericValues[place];
+  const _KeyKind kind = kindAt(place);
+  if (holdsValue(kind)) return entry.isSet ? entry.value : NullValue;
+  if (!entry.rateValid) return NullValue;
+  return holdsTotal(kind) ? entry.delta : entry.average;
+}
+
+void ZOVSample::saveStringData(int key, std::string_view text) {
+  for (const ZOVStringKey& string : _class.strings) {
+    if (string.key == key) {
+      this->*string.field = RWCString(text);
+      return;
+    }
+  }
+}
+
+const RWCString& ZOVSample::getStringData(int key) const {
+  for (const ZOVStringKey& string : _class.strings) {
+    if (string.key == key) return this->*string.field;
+  }
+  return emptyText();
+}
+
+void ZOVSample::saveStatInfoData(int key, double total, double numSamples) {
+  const int place = placeOf(key);
+  if (place < 0 || !isStatistic(kindAt(place))) return;
+  _NumericValue& entry = numericValues[place];
+  entry.statTotal = total;
+  entry.statNumSamples = numSamples;
+  entry.isSet = 1;
+}
+
+long long ZOVSample::getTotalCount(int key) const {
+  const int place = placeOf(key);
+  if (place < 0) return 0;
+  const _NumericValue& entry = numericValues[place];
+  if (!entry.isSet) return NullValue;
+  return isStatistic(kindAt(place)) ? 0 : entry.total;
+}
+
+long long ZOVSample::getRate(int key) const {
+  const int place = placeOf(key);
+  if (place < 0 || !among(kindAt(place), {KeyKindCounter, KeyKindCounterFromZero})) return 0;
+  return numericValues[place].rateValid ? numericValues[place].rate : NullValue;
+}
+
+long long ZOVSample::getPercent(int key) const {
+  const int place = placeOf(key);
+  if (place < 0 || kindAt(place) != KeyKindPercent) return 0;
+  return numericValues[place].rateValid ? numericValues[place].rate : NullValue;
+}
+
+double ZOVSample::getTotalForStatinfo(int key) const {
+  const int place = placeOf(key);
+  if (place < 0) return 0.0;
+  if (!numericValues[place].isSet) return -1.0;
+  return isStatistic(kindAt(place)) ? numericValues[place].statTotal : 0.0;
+}
+
+long long ZOVSample::getTotalNumSamplesForStatinfo(int key) const {
+  const int place = placeOf(key);
+  if (place < 0) return 0;
+  if (!numericValues[place].isSet) return NullValue;
+  return isStatistic(kindAt(place)) ? zovToInteger(numericValues[place].statNumSamples) : 0;
+}
+
+void ZOVSample::copySampleTimeAndDuration(char* out, long* durationOut) const {
+  constexpr std::size_t width = 16;
+  char text[width + 1] = {};
+  ZOVTime(sampleTime).getCTTime(text, sizeof text);
+  std::memset(out, ' ', width);
+  std::memcpy(out, text, std::strlen(text));
+  *durationOut = duration;
+}
+
+void ZOVSample::numericKeys(int* out) const {
+  *out++ = KeySampleTime;
+  *out++ = KeyDuration;
+  std::copy(_class.numericKeys.begin(), _class.numericKeys.end(), out);
+}
+
+void ZOVSample::stringKeys(int* out) const {
+  for (const ZOVStringKey& string : _class.strings) *out++ = string.key;
+}
+
+void ZOVSample::streamID(ZOVBuffer& buffer) const {
+  ZOVTransportableData::streamID(buffer);
+  buffer.streamInt(static_cast<unsigned long>(_class.type));
+}
+
+long long ZOVSample::getNumericValueForStream(unsigned int key) const {
+  const int place = placeOf(static_cast<int>(key));
+  return place < 0 ? getNumericData(static_cast<int>(key)) : getTotalCount(static_cast<int>(key));
+}
+
+void saveSummarizedSamples(ZOVSampleKeeper& keeper, RWIterator& anchors, unsigned int collectionId) {
+  ZOV_TRACE(Public, "ZOVSample::saveSummarizedSamples");
+  while (auto* anchor = static_cast<ZOVResourceAnchor*>(anchors())) {
+    if (anchor->getLastSample() == nullptr) continue;
+    ZOVSample* copy = anchor->getLastSample()->clone();
+    copy->resetRates();
+    keeper.saveSample(copy, SaveSampleInterval, collectionId);
+  }
+}

@@ -1,0 +1,63 @@
+#include "samples/string_abbreviation_table.h"
+
+#include <cstdlib>
+
+#include "runtime/trace_scope.h"
+#include "samples/sample_classes.h"
+
+static DGT1_Unit traceUnit("ZOVCABBR");
+
+ZOVStringAbbreviationTable::Entry::Entry(std::string_view itsFullString, std::string_view itsAbbreviation)
+    : fullString(itsFullString),
+      abbreviation(itsAbbreviation),
+      hashValue(abbreviation.isNull()
+                    ? 0
+                    : static_cast<unsigned int>(std::strtol(abbreviation.data() + 1, nullptr, 10))) {}
+
+bool ZOVStringAbbreviationTable::Entry::isEqual(const RWCollectable* other) const {
+  return other != nullptr && other->isA() == isA() &&
+         abbreviation == static_cast<const Entry*>(other)->abbreviation;
+}
+
+ZOVStringAbbreviationTable::ZOVStringAbbreviationTable(unsigned int size) : RWHashTable(size) {}
+
+ZOVStringAbbreviationTable::~ZOVStringAbbreviationTable() {
+  RWHashTable::clearAndDestroy();
+}
+
+void ZOVStringAbbreviationTable::createAbbreviation(const ZOVStringAbbreviationSample& sample) {
+  ZOV_TRACE(Public, "ZOVStringAbbreviationTable::createAbbreviation");
+  auto* entry = new Entry(sample.fullString.view(), sample.abbreviation.view());
+  ZOVLockScope exclusive(_lock, Exclusive);
+  removeAndDestroy(entry);
+  insert(entry);
+  lastEntry = entry;
+}
+
+std::optional<RWCString> ZOVStringAbbreviationTable::getFullStringForAbbreviation(
+    std::string_view abbreviation) const {
+  const Entry wanted({}, abbreviation);
+  ZOVLockScope shared(_lock, Shared);
+  const Entry* entry = lastEntry;
+  if (entry == nullptr || !entry->isEqual(&wanted)) {
+    entry = static_cast<const Entry*>(find(&wanted));
+    lastEntry = entry;
+  }
+  if (entry == nullptr) return std::nullopt;
+  return entry->getFullString();
+}
+
+void ZOVStringAbbreviationTable::clearAndDestroy() {
+  ZOV_TRACE(Public, "ZOVStringAbbreviationTable::clearAndDestroy");
+  ZOVLockScope exclusive(_lock, Exclusive);
+  lastEntry = nullptr;
+  RWHashTable::clearAndDestroy();
+}
+
+bool ZOVStringAbbreviationTable::isAbbreviatedString(std::string_view text) {
+  return text.size() > 1 && text[0] == '#' && text[1] != '#';
+}
+
+void ZOVStringAbbreviationTable::convertNonAbbreviatedString(RWCString& text) {
+  if (text.view().starts_with("##")) text.remove(0, 1);
+}
