@@ -12,6 +12,7 @@
 #include <span>
 
 #include "platform/trace.h"
+#include "runtime/foundation/error_handler.h"
 #include "runtime/foundation/string.h"
 #include "runtime/foundation/time.h"
 #include "runtime/thread_table.h"
@@ -19,6 +20,7 @@
 class ZOV_Agent_Log;
 class ZOV_Agent_Log_Messages;
 class ZOVProductEventCollector;
+class ZOVException;
 class ZOVRecoverableThread;
 class ZOVReturnCode;
 class ZOVThreadRecoveryEnvironmentElement;
@@ -90,10 +92,17 @@ class ZOVAgentEnvironment {
   void setInternalTrace(std::uint32_t mask);
 
  private:
-  std::uint32_t _internalTraceMask = 0;
-  int _internalTraceTableSize = 0;
+  void logExceptionMessage(ZOVException& exception, const char* tag, const char* function) const;
+
+  std::atomic<std::uint32_t> _internalTraceMask{0};
+  std::atomic<int> _internalTraceTableSize{0};
   std::atomic<int> _errorRecoveryEnabled{0};
   std::unique_ptr<ZOVDiagnosticServices> _services;
   RWTime _startTime;
   std::unique_ptr<ZOVThreadTable> _threadTable;
 };
+
+/// The foundation's error path: raises code 1, recoverable, where a recovery environment stands.
+void ZOVRWErrorHandler(const RWxmsg& message);
+/// Traces the active thread's internal trace and a dump. Nothing installs it.
+void ZOVTerminateHandler();

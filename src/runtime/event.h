@@ -1,6 +1,6 @@
 #pragma once
 // ZOVEvent: an auto-reset event. A post with no waiter stays until the next wait; one post releases one
-// waiter.
+// waiter. Waits are counted on the steady clock, so a step of the wall clock neither cuts nor stretches them.
 
 #include <pthread.h>
 
@@ -18,12 +18,18 @@ class ZOVEvent : public ZOVCollectable {
   virtual void wait();  ///< until posted; clears the post
   virtual void post();
   virtual void reset();  ///< forgets a post
-  /// Non-zero when posted, 0 for a time-out. Clears the post.
+  /// Non-zero when posted, 0 for a time-out. Clears the post. Below one second it only looks.
   virtual int waitWithTimeout(long seconds);
+  /// The same in milliseconds, for waits of less than a second. The milliseconds are added to the
+  /// microseconds of the wall clock, and the sum carries one second only: a longer wait may end at once.
   virtual int waitWithMillisecondTimeout(long milliseconds);
 
+  int isValid() const { return _valid; }
+  int getErrorCode() const { return _errorNumber; }
+
  private:
-  int waitUntil(const struct timespec& deadline);
+  int waitUntil(const struct timespec& deadline);  // on the steady clock
+  int take();                                      // with _mutex held
 
   pthread_cond_t _condition;
   pthread_mutex_t _mutex;

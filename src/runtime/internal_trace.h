@@ -1,8 +1,9 @@
 #pragma once
 // The bounded per-thread internal trace: a ring of the last N entries and exits of functions, and a stack of
-// the functions now entered. Written by its own thread alone; dumps read it without a lock. Memory is taken
-// once.
+// the functions now entered. Written by its own thread; a dump may read it from another, so a small mutex of
+// its own stands before both. All memory is taken at construction.
 
+#include <mutex>
 #include <vector>
 
 #include "runtime/foundation/string.h"
@@ -34,12 +35,18 @@ class ZOVInternalTraceTable {
   explicit ZOVInternalTraceTable(int size);
   virtual ~ZOVInternalTraceTable() = default;
 
+  /// Type 0 is an entry, 1 an exit. A full stack drops the entry; an exit leaves all functions down to its
+  /// own, so that what a raise has cut off is cleaned out.
   void save(const char* tag, const char* function, int type, long parameter);
   void print() const;           ///< oldest first
   void printStackDump() const;  ///< top first
+  /// The function that lies `depth` below the top of the stack; 0 when there is none.
   int getSourceFileAndFunctionName(RWCString& tag, RWCString& function, int depth) const;
 
  private:
+  void printRange(std::size_t from, std::size_t to) const;
+
+  mutable std::mutex _mutex;
   std::vector<ZOVInternalTraceEntry> _ring;
   std::size_t _cursor = 0;
   bool _wrapped = false;

@@ -2,10 +2,11 @@
 // ZOVRecoverableThread: a thread with a stack of recovery elements, an optional internal trace, and a place
 // in the thread table. A raise that reaches its entry ends the thread alone: its message is written, its
 // locks are given back, the process goes on.
+//
+// The recovery stack is touched by its own thread; a dump reads it without a lock.
 
 #include <memory>
 
-#include "runtime/foundation/collections.h"
 #include "runtime/foundation/string.h"
 #include "runtime/internal_trace.h"
 #include "runtime/thread.h"
@@ -26,22 +27,25 @@ class ZOVRecoverableThread : public ZOVThread {
   void diagDump() const override;
 
   virtual int canBeDeleted() const;  ///< not registered, not being deleted, no live element
-  virtual ZOVThreadRecoveryEnvironmentElement* getCurrentRecoveryElement() const;  ///< null when none is live
+  /// Null when none is live.
+  virtual ZOVThreadRecoveryEnvironmentElement* getCurrentRecoveryElement() const { return _top; }
   virtual void prepareToDelete();
   virtual int getSourceFileAndFunctionName(RWCString& tag, RWCString& function, int depth) const;
 
   void pushRecoveryEnvironment(const char* tag, const char* function);
   void popRecoveryEnvironment();
-  int getRecoveryDepth() const { return _recoveryDepth; }
+  /// Makes `element`, one of this thread's, the current one again: what lies above it was left by a raise.
+  void cutRecoveryStackTo(ZOVThreadRecoveryEnvironmentElement* element) { _top = element; }
+  int getRecoveryDepth() const;
   void saveTraceEntry(const char* tag, const char* function, int type, long parameter);
   void printInternalTrace() const;
   void printStackDump() const;
 
  private:
-  RWOrdered _recoveryStack;  // elements, kept for reuse after a pop; touched by this thread alone
-  std::atomic<int> _recoveryDepth{0};
+  std::atomic<ZOVThreadRecoveryEnvironmentElement*> _top{nullptr};
+  ZOVThreadRecoveryEnvironmentElement* _bottom = nullptr;  // the elements are kept for reuse after a pop
   std::atomic<int> _failed{0};
   std::unique_ptr<ZOVInternalTraceTable> _internalTrace;  // null unless internal trace is on
-  int _registered = 0;
+  std::atomic<int> _registered{0};
   int _beingDeleted = 0;
 };

@@ -6,36 +6,56 @@
 //   auto failure = guarded("ZOVCAGNT", "ZOVAgent::Process", [&] { ... });
 //   if (failure) ...                       // what reached the frame; it has been displayed already
 //
-// A C++ exception that leaves the body (std::bad_alloc: code 3, any other std::exception: code 5) is taken as
-// a raise; a thread's cancellation passes through, with the frame popped.
+//   holding(_lock, Exclusive, [&] { ... });             // given back on every path
+//   withCleanup([&] { use(fd); }, [&] { close(fd); });  // the cleanup runs on every path
+//
+// guarded ends a failure; holding and withCleanup let it pass on. A C++ exception that reaches guarded
+// (std::bad_alloc: code 3, any other: code 5) is taken as a raise; a thread's cancellation passes through all
+// three, with the frame popped.
 
+#include <atomic>
 #include <exception>
 #include <optional>
 #include <type_traits>
+#include <utility>
 
 #include "runtime/collectable.h"
 #include "runtime/exception.h"
 #include "runtime/lock.h"
 
-/// The record of one recovery frame. Belongs to its thread, and is touched by no other but for dumps.
+/// The record of one recovery frame. Belongs to its thread, and is touched by no other but for dumps. The
+/// elements of a thread are chained, and an element stays for reuse when its frame ends.
 class ZOVThreadRecoveryEnvironmentElement : public ZOVCollectable {
  public:
-  ZOVThreadRecoveryEnvironmentElement(const char* tag, const char* function)
-      : _tag(tag), _function(function) {}
+  ZOVThreadRecoveryEnvironmentElement(const char* tag, const char* function,
+                                      ZOVThreadRecoveryEnvironmentElement* below = nullptr)
+      : _tag(tag), _function(function), _below(below) {
+    if (below != nullptr) below->_above = this;
+  }
   RWClassID isA() const override { return 32701; }
   bool isEqual(const RWCollectable* other) const override { return this == other; }
 
+  /// Makes it the record of a new frame.
+  void reset(const char* tag, const char* function) {
+    _exception = ZOVException();
+    _tag.store(tag, std::memory_order_relaxed);
+    _function.store(function, std::memory_order_relaxed);
+  }
   void setException(const ZOVException& exception) { _exception = exception; }
   ZOVException& getException() { return _exception; }
   /// Stores the exception here and jumps to the innermost frame.
   [[noreturn]] void throwException(const ZOVException& exception);
-  const char* getSourceTag() const { return _tag; }
-  const char* getFunctionName() const { return _function; }
+  const char* getSourceTag() const { return _tag.load(std::memory_order_relaxed); }
+  const char* getFunctionName() const { return _function.load(std::memory_order_relaxed); }
+  ZOVThreadRecoveryEnvironmentElement* above() const { return _above; }
+  ZOVThreadRecoveryEnvironmentElement* below() const { return _below; }
 
  private:
   ZOVException _exception;
-  const char* _tag;       // not copied
-  const char* _function;  // not copied
+  std::atomic<const char*> _tag;       // not copied
+  std::atomic<const char*> _function;  // not copied
+  ZOVThreadRecoveryEnvironmentElement* const _below;
+  ZOVThreadRecoveryEnvironmentElement* _above = nullptr;
 };
 
 /// Raises on the calling thread's current element. Returns, having done nothing, when there is none: a raise
@@ -43,50 +63,51 @@ class ZOVThreadRecoveryEnvironmentElement : public ZOVCollectable {
 void zovRaise(const ZOVException& exception);
 
 namespace zov_detail {
-/// Runs body(context) in a frame with a recovery element. The exception that reached the frame, displayed, or
-/// nothing on the normal path.
-std::optional<ZOVException> runGuarded(const char* tag, const char* function, void (*body)(void*),
-                                       void* context);
+using Action = void (*)(void* context);
+
+std::optional<ZOVException> runGuarded(const char* tag, const char* function, Action body, void* context);
+/// False when a failure has ended the body and no frame stands that it could go on to.
+bool runWithCleanup(Action body, void* bodyContext, Action cleanup, void* cleanupContext);
+bool runHolding(ZOVLock& lock, _LockRequestType mode, Action body, void* context);
+
+template <class Body>
+Action actionOf() {
+  return [](void* context) { (*static_cast<std::remove_reference_t<Body>*>(context))(); };
+}
+template <class Body>
+void* contextOf(Body& body) {
+  return const_cast<void*>(static_cast<const void*>(&body));
+}
 }  // namespace zov_detail
 
 /// Runs body inside a recovery frame named (tag, function). Returns nothing on the normal path, and the
 /// exception that reached the frame on the raised path. Both texts are kept by pointer.
 template <class Body>
 std::optional<ZOVException> guarded(const char* tag, const char* function, Body&& body) {
-  using Plain = std::remove_reference_t<Body>;
-  return zov_detail::runGuarded(
-      tag, function, [](void* context) { (*static_cast<Plain*>(context))(); },
-      const_cast<void*>(static_cast<const void*>(&body)));
+  return zov_detail::runGuarded(tag, function, zov_detail::actionOf<Body>(), zov_detail::contextOf(body));
+}
+
+/// Runs body, and then cleanup on every path: return, raise, C++ exception, cancellation. What ended the body
+/// then goes on. The cleanup must not raise.
+template <class Body, class Cleanup>
+void withCleanup(Body&& body, Cleanup&& cleanup) {
+  zov_detail::runWithCleanup(zov_detail::actionOf<Body>(), zov_detail::contextOf(body),
+                             zov_detail::actionOf<Cleanup>(), zov_detail::contextOf(cleanup));
 }
 
 /// Holds lock in the given mode while body runs; gives it back on every path (return, raise, C++ exception,
-/// cancellation) and then raises or throws again. Answers what body answers.
+/// cancellation), and what ended the body then goes on. Answers what body answers. Without an outer frame a
+/// failed body gives a default result; so does a lock that could not be had, with body not run.
 template <class Body>
 auto holding(ZOVLock& lock, _LockRequestType mode, Body&& body) {
-  lock.get(mode, Wait);
-  struct Release {
-    ZOVLock& lock;
-    _LockRequestType mode;
-    ~Release() { lock.release(mode); }
-  };
-  using Result = std::invoke_result_t<Body>;
+  using Result = std::invoke_result_t<Body&>;
   if constexpr (std::is_void_v<Result>) {
-    std::optional<ZOVException> failure;
-    {
-      Release release{lock, mode};
-      failure = guarded("ZOVCLOCK", lock.getName(), body);
-    }
-    if (failure) zovRaise(*failure);
+    zov_detail::runHolding(lock, mode, zov_detail::actionOf<Body>(), zov_detail::contextOf(body));
   } else {
     std::optional<Result> result;
-    std::optional<ZOVException> failure;
-    {
-      Release release{lock, mode};
-      failure = guarded("ZOVCLOCK", lock.getName(), [&] { result.emplace(body()); });
-    }
-    if (failure) zovRaise(*failure);
-    // With no frame around this one the raise is skipped; the caller gets a default result.
+    auto keep = [&] { result.emplace(body()); };
+    zov_detail::runHolding(lock, mode, zov_detail::actionOf<decltype(keep)>(), &keep);
     if (!result) return Result{};
-    return std::move(*result);
+    return Result(std::move(*result));
   }
 }

@@ -8,8 +8,8 @@ class ZOVReturnCode {
  public:
   using _ReturnCode = unsigned int;
   static constexpr unsigned int Count = 180;
-  /// The texts by code; an empty string where a code has no meaning. Exactly Count entries.
-  static const char* const Descriptions[Count];
+  /// The texts by code, exactly Count of them; an empty string where a code has no meaning.
+  static const char* const* const Descriptions;
 
   ZOVReturnCode(unsigned int code = 0) : _code(code) {}  // NOLINT: implicit on purpose
   operator unsigned int() const { return _code; }        // NOLINT: implicit on purpose

@@ -5,9 +5,10 @@
 // thread start, answers 0.
 //
 // A raise in backgroundProcessing ends the thread; the task's last steps run on that path too, so that a
-// later shutdown does not hang.
+// later shutdown does not hang. The thread gives back what it holds before them.
 
 #include <atomic>
+#include <memory>
 
 #include "runtime/collectable.h"
 #include "runtime/event.h"
@@ -24,12 +25,15 @@ class ZOVAsynchronousTask : public ZOVCollectable {
   ~ZOVAsynchronousTask() override;
 
   virtual void backgroundProcessing() = 0;
-  virtual int startBackgroundThread();  ///< answers the startup result
-  virtual void shutdown();              ///< safe twice, and on a task that never started
+  /// Answers the startup result. A task that runs already is left as it is.
+  virtual int startBackgroundThread();
+  virtual void shutdown();  ///< safe twice, and on a task that never started
 
   int lock(_LockRequestType type, _WaitRequestType wait) { return _taskLock.get(type, wait); }
   void release(_LockRequestType type) { _taskLock.release(type); }
   int isShutdownRequested() const { return _shutdownRequested; }
+  /// Non-zero between the start of the thread and its end.
+  int isThreadRunning() const { return _thread.load() != nullptr; }
 
  protected:
   void startupCompleted(int result);
@@ -40,10 +44,13 @@ class ZOVAsynchronousTask : public ZOVCollectable {
 
  private:
   static int launchBackgroundProcessing(void* task, ZOVThread* thread);
+  void lastSteps(ZOVThread& thread);
 
   ZOVEvent _threadDoneEvent;
   ZOVEvent _startupEvent;
   std::atomic<int> _shutdownRequested{0};  // set once, never reset
   std::atomic<int> _startupResult{0};
+  std::atomic<int> _started{0};                         // startupCompleted has been called in this run
   std::atomic<ZOVRecoverableThread*> _thread{nullptr};  // null when none
+  std::unique_ptr<ZOVRecoverableThread> _threadObject;  // outlives its thread
 };

@@ -31,6 +31,7 @@ class ZOVThread : public ZOVCollectable {
 
   /// A fixed table of 50 held locks of one mode. Changed by its thread alone, under ZOVLock::pLockMutex; read
   /// by others under that mutex, and by its own thread without it.
+  class HeldLockPlaceholderIterator;
   class HeldLockPlaceholderTable {
    public:
     enum _Mode { ExclusiveMode = 0, SharedMode = 1 };
@@ -53,12 +54,11 @@ class ZOVThread : public ZOVCollectable {
       const void* token = nullptr;
     };
     int indexOf(const ZOVLock* lock) const;
-    void clearPair(int index);
 
     Pair _pairs[Capacity];
     int _freeCount = Capacity;
     int _usedCount = 0;
-    mutable int _lastIndex = -1;  // a one-entry memory
+    mutable std::atomic<int> _lastIndex{-1};  // a one-entry memory
     int _highestIndex = -1;
     _Mode _mode;
   };
@@ -98,7 +98,13 @@ class ZOVThread : public ZOVCollectable {
   virtual const void* getLockToken(const ZOVLock& lock) const;
   virtual void callForEachLockHeld(void (*function)(const ZOVLock*, const ZOVThread*, void*),
                                    void* context) const;
+  /// Gives back what the calling thread holds, this object being its own. An entry that cannot be given back
+  /// is dropped.
   virtual void freeAllLocks();
+  /// False when lockAcquired of the type would raise code 4.
+  bool canHoldAnotherLock(int type) const { return !tableFor(type).isFull(); }
+  /// Forgets a lock that is about to go. With ZOVLock::pLockMutex held.
+  void forgetLock(const ZOVLock& lock);
 
   int isThisCurrentThread() const { return _threadId.load() == pthread_self(); }
   unsigned long getThreadId() const { return _threadId.load(); }
@@ -108,14 +114,26 @@ class ZOVThread : public ZOVCollectable {
   int getExitCode() const { return _exitCode; }
 
  protected:
+  /// Waits for the end of the thread, and cuts it off from this object when it was killed and has yet to
+  /// unwind. The first line of the destructor of each class that the thread's end uses.
+  void partFromThread();
+
   std::atomic<unsigned long> _threadId{0};  // pthread_self() as seen inside the thread
 
  private:
   friend class ZOVThreadManager;
-  static void* ThreadDispatcher(void* object);
+  struct Life;  // what a running thread and its object share, so that either may go first
+  class LifeScope;
+  static void* ThreadDispatcher(void* life);
   void enterNewThread();
-  int startLocked(ZOVThreadManager* manager);
+  void endOfThread();
+  void createLocked(ZOVThreadManager* manager);
+  void markEnded();
   void dumpLocks() const;
+  HeldLockPlaceholderTable& tableFor(int type) { return type == 1 ? _exclusiveLocks : _sharedLocks; }
+  const HeldLockPlaceholderTable& tableFor(int type) const {
+    return type == 1 ? _exclusiveLocks : _sharedLocks;
+  }
 
   unsigned int _stackSize = 0;
   EntryPoint _entryPoint = nullptr;
@@ -127,11 +145,12 @@ class ZOVThread : public ZOVCollectable {
   std::unique_ptr<ZOVEvent> _doneEvent;
   std::unique_ptr<ZOVMutex> _stateMutex;  // orders start, kill and the end of the thread
   std::atomic<_ThreadState> _state{WaitingToRun};
-  std::atomic<HeldLockPlaceholderTable*> _exclusiveLocks{nullptr};  // made at the first lock
-  std::atomic<HeldLockPlaceholderTable*> _sharedLocks{nullptr};
+  HeldLockPlaceholderTable _exclusiveLocks{HeldLockPlaceholderTable::ExclusiveMode};
+  HeldLockPlaceholderTable _sharedLocks{HeldLockPlaceholderTable::SharedMode};
   std::atomic<const ZOVLock*> _lockWaitedFor{nullptr};
   pthread_t _handle{};
   pthread_attr_t _attributes{};
   int _attributesInitialised = 0;
   ZOVThreadManager* _manager = nullptr;
+  std::shared_ptr<Life> _life;
 };

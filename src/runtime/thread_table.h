@@ -1,12 +1,15 @@
 #pragma once
 // ZOVThreadTable: the threads that the process knows, at most 512. Changes are made under its mutex; look-ups
-// take no lock. Slots are never freed while a thread may read them.
+// take no lock. The slots are never freed, since a thread that still runs may read them. A thread finds
+// itself through a cache of its own, which is kept right by whoever changes its entry.
 
 #include <atomic>
+#include <cstdint>
 
 #include "runtime/foundation/collections.h"
 #include "runtime/mutex.h"
 
+class ZOVLock;
 class ZOVRecoverableThread;
 
 class ZOVThreadTable {
@@ -14,8 +17,7 @@ class ZOVThreadTable {
   static constexpr int Capacity = 512;
 
   ZOVThreadTable();
-  /// Waits 3 seconds when threads other than the caller's still run, and leaves the slots allocated if they
-  /// stay.
+  /// Waits once (zovWaits().threadTableSeconds) when threads other than the caller's still run.
   virtual ~ZOVThreadTable();
   ZOVThreadTable(const ZOVThreadTable&) = delete;
   ZOVThreadTable& operator=(const ZOVThreadTable&) = delete;
@@ -29,12 +31,21 @@ class ZOVThreadTable {
   void lock() { _mutex.get(); }
   void release() { _mutex.release(); }
   void diagDump() const;
+  /// Has every thread forget a lock that is about to go. With ZOVLock::pLockMutex held.
+  void forgetLock(const ZOVLock& lock) const;
 
  private:
   struct Slot {
     std::atomic<unsigned long> id{0};  // 0: free
     std::atomic<ZOVRecoverableThread*> thread{nullptr};
   };
+  struct Cache;
+  static thread_local Cache ownEntry;
+  static std::atomic<std::uint64_t> changes;  // made to entries other than the changer's own; never reset
+
+  Slot* freeSlot();  // with _mutex held; null when the table is full
+  void waitForSlot();
+  void entryChanged(unsigned long id);
 
   Slot* _slots;
   mutable ZOVMutex _mutex;

@@ -1,0 +1,41 @@
+#include "runtime/asynchronous_request.h"
+
+#include "runtime/recovery.h"
+#include "runtime/trace_scope.h"
+
+static DGT1_Unit traceUnit("ZOVCARQS");
+
+RPXAsynchronousCollectionRequest::~RPXAsynchronousCollectionRequest() {
+  clearAndDestroy();
+}
+
+RWCollectable* RPXAsynchronousCollectionRequest::insert(RWCollectable* sample) {
+  ZOV_TRACE(Restricted, "RPXAsynchronousCollectionRequest::insert");
+  return holding(_lock, Exclusive, [&] {
+    RWCollectable* inserted = append(sample);
+    _arrival.post();
+    return inserted;
+  });
+}
+
+void RPXAsynchronousCollectionRequest::setComplete(const ZOVReturnCode& code) {
+  ZOV_TRACE(Restricted, "RPXAsynchronousCollectionRequest::setComplete");
+  holding(_lock, Exclusive, [&] {
+    _result = code;
+    _complete = 1;
+    _arrival.post();
+  });
+}
+
+RWCollectable* RPXAsynchronousCollectionRequest::get() {
+  ZOV_TRACE(Restricted, "RPXAsynchronousCollectionRequest::get");
+  for (;;) {
+    bool ended = false;
+    RWCollectable* sample = holding(_lock, Exclusive, [&] {
+      ended = _complete != 0;
+      return removeFirst();
+    });
+    if (sample != nullptr || ended) return sample;
+    _arrival.wait();
+  }
+}

@@ -1,0 +1,33 @@
+#pragma once
+// RPXAsynchronousCollectionRequest: one request for samples, handed from the thread that collects to the
+// thread that waits. The collecting thread calls insert for each sample and setComplete at the end; the
+// waiting thread calls get until it answers null. Its creator destroys it, after that null at the earliest;
+// samples that nobody took go with it.
+
+#include <atomic>
+
+#include "runtime/event.h"
+#include "runtime/foundation/collections.h"
+#include "runtime/lock.h"
+#include "runtime/return_code.h"
+
+class RPXAsynchronousCollectionRequest : public RWDlistCollectables, public ZOVMemoryManager {
+ public:
+  RPXAsynchronousCollectionRequest() = default;
+  ~RPXAsynchronousCollectionRequest() override;
+  RPXAsynchronousCollectionRequest(const RPXAsynchronousCollectionRequest&) = delete;
+  RPXAsynchronousCollectionRequest& operator=(const RPXAsynchronousCollectionRequest&) = delete;
+
+  RWCollectable* insert(RWCollectable* sample) override;  ///< the request's from here on
+  void setComplete(const ZOVReturnCode& code);
+  /// Waits for a sample, which is the caller's then; null at the end.
+  RWCollectable* get();
+  ZOVReturnCode getResult() const { return ZOVReturnCode(_result.load()); }
+  int isComplete() const { return _complete; }
+
+ private:
+  std::atomic<unsigned int> _result{0};
+  ZOVEvent _arrival;  // posted for each sample and at the end
+  ZOVLock _lock;      // guards the list; never held during a wait
+  std::atomic<int> _complete{0};
+};

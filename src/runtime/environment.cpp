@@ -1,0 +1,178 @@
+#include "runtime/environment.h"
+
+#include "runtime/lock.h"
+#include "runtime/memory_manager.h"
+#include "runtime/recoverable_thread.h"
+#include "runtime/recovery.h"
+#include "runtime/trace_scope.h"
+
+// What runs below the function preamble (findThread, saveTraceEntry) carries none itself.
+static DGT1_Unit traceUnit("ZOVCENVR");
+
+std::atomic<ZOVAgentEnvironment*> ZOVAgentEnvironment::pEnvironment{nullptr};
+
+namespace {
+constexpr int TraceEntriesPerThread = 200;
+constexpr std::uint32_t AllTraceLevels = 0x1E00;
+
+int messageFor(ZOVException::_Severity severity) {
+  if (severity == ZOVException::Warning) return 55;
+  return severity == ZOVException::Informational ? 56 : 2;
+}
+}  // namespace
+
+ZOVAgentEnvironment::ZOVAgentEnvironment(std::unique_ptr<ZOVDiagnosticServices> services)
+    : _services(std::move(services)),
+      _startTime(RWTime::currentTime()),
+      _threadTable(std::make_unique<ZOVThreadTable>()) {
+  ZOVLock::init();
+  pEnvironment = this;
+  _services->open();
+  if (traceUnit.on(DGT1_ERROR)) {
+    _services->printMessages();
+    ZOVReturnCode::print();
+  }
+  _errorRecoveryEnabled = 1;
+  rwSetErrHandler(ZOVRWErrorHandler);
+}
+
+ZOVAgentEnvironment::~ZOVAgentEnvironment() {
+  pEnvironment = nullptr;
+  DGT1_PreambleMask.fetch_and(~AllTraceLevels);
+  _threadTable.reset();
+}
+
+void ZOVAgentEnvironment::setInternalTrace(std::uint32_t mask) {
+  _internalTraceMask = mask;
+  if (mask == 0) return;
+  _internalTraceTableSize = TraceEntriesPerThread;
+  DGT1_PreambleMask.fetch_or(mask & AllTraceLevels);
+}
+
+void ZOVAgentEnvironment::removeThread(ZOVRecoverableThread* thread) {
+  deregisterThread(thread);
+  delete thread;
+}
+
+ZOVRecoverableThread* ZOVAgentEnvironment::findThread() const {
+  return _threadTable->findCurrentThread();
+}
+
+ZOVRecoverableThread* ZOVAgentEnvironment::findThread(const unsigned long* id) const {
+  return _threadTable->findThread(id);
+}
+
+ZOVRecoverableThread* ZOVAgentEnvironment::createThread() const {
+  return new ZOVRecoverableThread;
+}
+
+void ZOVAgentEnvironment::registerThread(ZOVRecoverableThread* thread) {
+  _threadTable->insert(thread);
+}
+
+void ZOVAgentEnvironment::deregisterThread(ZOVRecoverableThread* thread) {
+  thread->freeAllLocks();
+  // A dump holds the same two while it shows a thread.
+  ZOVMutexScope locks(*ZOVLock::pLockMutex);
+  _threadTable->lock();
+  thread->prepareToDelete();
+  _threadTable->remove(thread);
+  _threadTable->release();
+}
+
+ZOVThreadRecoveryEnvironmentElement* ZOVAgentEnvironment::getCurrentRecoveryElement() const {
+  const ZOVRecoverableThread* thread = findThread();
+  return thread != nullptr ? thread->getCurrentRecoveryElement() : nullptr;
+}
+
+void ZOVAgentEnvironment::displayException(const char* tag, const char* function) const {
+  ZOVThreadRecoveryEnvironmentElement* element = getCurrentRecoveryElement();
+  if (element != nullptr) {
+    ZOVException& exception = element->getException();
+    if (exception.isLogged() || exception.getShouldDisplay() == ZOVException::DoNotDisplay) return;
+    logExceptionMessage(exception, tag, function);
+    if (exception.getDumpOption() == ZOVException::NoDump) return;
+  }
+  const ZOVRecoverableThread* thread = findThread();
+  if (_internalTraceMask != 0 && thread != nullptr) thread->printInternalTrace();
+  diagDump();
+}
+
+void ZOVAgentEnvironment::logExceptionMessage(ZOVException& exception, const char* tag,
+                                              const char* function) const {
+  const RWCString tagText = _services->fromLocal(tag);
+  const RWCString functionText = _services->fromLocal(function);
+  const DGT1_Arg arguments[] = {exception.getExceptionType(), tagText.data(), functionText.data()};
+  _services->logError(traceUnit.tag(), "ZOVAgentEnvironment::displayException", __LINE__,
+                      messageFor(exception.getSeverity()), arguments);
+  if (exception.getDumpOption() != ZOVException::NoDump) exception.setLogged();
+}
+
+void ZOVAgentEnvironment::saveTraceEntry(const char* tag, const char* function, _ZOVInternalTraceType type,
+                                         long parameter) {
+  if (ZOVRecoverableThread* thread = findThread()) thread->saveTraceEntry(tag, function, type, parameter);
+}
+
+void ZOVAgentEnvironment::diagDump() const {
+  guarded("ZOVCENVR", "ZOVAgentEnvironment::diagDump", [this] {
+    ZOVMemoryManager::displayMemoryUse();
+    DGT1_Printf(traceUnit, DGT1_ERROR, "Dump of all registered threads follows");
+    _threadTable->diagDump();
+  });
+}
+
+int ZOVAgentEnvironment::startQuiesce(const ZOVReturnCode&) {
+  return 1;
+}
+
+int ZOVAgentEnvironment::getSourceFileAndFunctionName(RWCString& tag, RWCString& function, int depth) const {
+  const ZOVRecoverableThread* thread = findThread();
+  return thread != nullptr ? thread->getSourceFileAndFunctionName(tag, function, depth) : 0;
+}
+
+int ZOVAgentEnvironment::isErrorRecoveryEnabled() {
+  const ZOVAgentEnvironment* environment = pEnvironment.load();
+  return environment != nullptr ? environment->_errorRecoveryEnabled.load() : 0;
+}
+
+void ZOVAgentEnvironment::setRecoveryEnvironment(const char* tag, const char* function) {
+  ZOVAgentEnvironment* environment = pEnvironment.load();
+  if (environment == nullptr) return;
+  ZOVRecoverableThread* thread = environment->findThread();
+  if (thread == nullptr) {
+    thread = environment->createThread();
+    thread->setState(ZOVThread::Running);
+    environment->_threadTable->insert(thread);
+  }
+  thread->pushRecoveryEnvironment(tag, function);
+}
+
+int ZOVAgentEnvironment::deleteRecoveryEnvironment() {
+  ZOVAgentEnvironment* environment = pEnvironment.load();
+  if (environment == nullptr) return 0;
+  if (ZOVRecoverableThread* thread = environment->findThread()) {
+    thread->popRecoveryEnvironment();
+    if (thread->canBeDeleted()) environment->removeThread(thread);
+  }
+  return 1;
+}
+
+ZOVRecoverableThread* ZOVAgentEnvironment::getActiveThread() {
+  const ZOVAgentEnvironment* environment = pEnvironment.load(std::memory_order_acquire);
+  return environment != nullptr ? environment->findThread() : nullptr;
+}
+
+void ZOVRWErrorHandler(const RWxmsg& message) {
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Error of the foundation: %s", message.text);
+  zovRaise(ZOVException(ZOV_FOUNDATION_STORAGE, 1, 0, ZOVException::NoDump, ZOVException::Error,
+                        ZOVException::Display));
+}
+
+void ZOVTerminateHandler() {
+  DGT1_Printf(traceUnit, DGT1_ERROR, "ZOV Termination Handler entered");
+  const ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load();
+  if (environment == nullptr) return;
+  const ZOVRecoverableThread* thread = environment->findThread();
+  if (environment->getInternalTraceMask() != 0 && thread != nullptr) thread->printInternalTrace();
+  if (ZOVAgentEnvironment::isErrorRecoveryEnabled()) environment->diagDump();
+}

@@ -1,0 +1,84 @@
+#include "runtime/task.h"
+
+#include <cstdint>
+
+#include "runtime/recoverable_thread.h"
+#include "runtime/recovery.h"
+#include "runtime/trace_scope.h"
+
+static DGT1_Unit traceUnit("ZOVCATSK");
+
+namespace {
+constexpr unsigned int StackSize = 0x100000;
+}
+
+ZOVAsynchronousTask::ZOVAsynchronousTask(const char* lockName) : _taskLock(lockName) {}
+
+ZOVAsynchronousTask::~ZOVAsynchronousTask() {
+  ZOVAsynchronousTask::shutdown();
+  _threadObject.reset();  // waits for the very end of the thread, which uses the events
+}
+
+int ZOVAsynchronousTask::startBackgroundThread() {
+  ZOV_TRACE(Public, "ZOVAsynchronousTask::startBackgroundThread");
+  return holding(_taskLock, Exclusive, [this]() -> int {
+    if (_thread != nullptr) return _startupResult;
+    _threadObject.reset();
+    _threadDoneEvent.reset();
+    _startupEvent.reset();
+    _started = 0;
+    _threadObject = std::make_unique<ZOVRecoverableThread>(&ZOVAsynchronousTask::launchBackgroundProcessing,
+                                                           this, 0, StackSize);
+    _thread = _threadObject.get();
+    if (!_threadObject->start(nullptr)) {
+      _thread = nullptr;
+      startupCompleted(0);
+    }
+    _startupEvent.wait();
+    return _startupResult;
+  });
+}
+
+void ZOVAsynchronousTask::startupCompleted(int result) {
+  ZOV_TRACE(Public, "ZOVAsynchronousTask::startupCompleted");
+  _startupResult = result;
+  _started = 1;
+  _startupEvent.post();
+}
+
+int ZOVAsynchronousTask::launchBackgroundProcessing(void* object, ZOVThread* thread) {
+  ZOV_TRACE(Public, "ZOVAsynchronousTask::launchBackgroundProcessing");
+  auto* task = static_cast<ZOVAsynchronousTask*>(object);
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Thread %X is launched", reinterpret_cast<std::uintptr_t>(task));
+  withCleanup([task] { task->backgroundProcessing(); }, [task, thread] { task->lastSteps(*thread); });
+  return 0;
+}
+
+void ZOVAsynchronousTask::lastSteps(ZOVThread& thread) {
+  thread.freeAllLocks();
+  if (!_started) startupCompleted(0);
+  {
+    ZOVLockScope scope(_taskLock, Exclusive);
+    _thread = nullptr;
+    _startupResult = 0;
+  }
+  _threadDoneEvent.post();
+}
+
+void ZOVAsynchronousTask::shutdown() {
+  ZOV_TRACE(Public, "ZOVAsynchronousTask::shutdown");
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Attempting to shutdown thread %X",
+              reinterpret_cast<std::uintptr_t>(this));
+  const bool runs = holding(_taskLock, Exclusive, [this] {
+    if (_thread == nullptr) return false;
+    _shutdownRequested = 1;
+    _shutdownEvent.post();
+    return true;
+  });
+  if (runs) {
+    _threadDoneEvent.wait();
+    _threadDoneEvent.post();  // for another that shuts down at the same time
+    _thread = nullptr;
+  }
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Thread %X is shutdown", reinterpret_cast<std::uintptr_t>(this));
+}
