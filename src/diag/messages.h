@@ -13,6 +13,7 @@
 
 #include <unicode/ucnv.h>
 
+#include <array>
 #include <span>
 #include <string>
 #include <string_view>
@@ -46,7 +47,7 @@ const ZOVMessageRow* zovFindMessage(int number);
 
 /// The English texts by number, each beginning with its key; empty where there is no message.
 constexpr int ZOVMessageCount = 155;
-extern const char* const zovenu[ZOVMessageCount];
+extern const std::array<const char*, ZOVMessageCount> zovenu;
 
 class ZOV_Agent_Log_Messages {
  public:
@@ -76,12 +77,14 @@ class ZOV_Agent_Log_Messages {
   virtual void print() const;
 
  private:
-  struct Patterns;
+  struct Text16;
+  struct Wording;
   void close();
-  void openBundle(const char* localeName);
-  bool findPatterns(const char* key, const char* internalText, const char* failure, Patterns& patterns) const;
-  bool convertResults(const char* key, const Patterns& texts, char* result, char* localResult,
-                      int size) const;
+  void openLocale();
+  void openBundle();
+  Text16 findTranslation(const Wording& wording, const char* key) const;
+  bool convertResults(const Wording& wording, const char* key, Text16 translated, Text16 internal,
+                      char* result, char* localResult, int size) const;
 
   RWCString _bundlePath;
   RWCString _localeName;

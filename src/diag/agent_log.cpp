@@ -1,0 +1,86 @@
+#include "diag/agent_log.h"
+
+#include <array>
+
+#include "diag/utf8_handler.h"
+#include "runtime/time.h"
+#include "runtime/trace_scope.h"
+
+static DGT1_Unit traceUnit("ZOVCALOG");
+
+namespace {
+
+RWCString numberText(char kind, const DGT1_Arg& argument) {
+  if (kind != 'x') return RWCString(DGT1_Format("%i", &argument, 1));
+  const bool negative = argument.kind == DGT1_Arg::Kind::Signed && argument.asSigned < 0;
+  if (negative) return RWCString(DGT1_FormatText("%X", static_cast<unsigned int>(argument.asSigned)));
+  return RWCString(DGT1_Format("%X", &argument, 1));
+}
+
+/// The parameter number `index` of a message, in UTF-8.
+RWCString parameterText(std::size_t index, char kind, const DGT1_Arg& argument) {
+  if (argument.kind == DGT1_Arg::Kind::Text) {
+    const RWCString text = argument.asText ? argument.asText : "(null)";
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "parm #%d char = \"%s\"", index, text.data());
+    return text;
+  }
+  const RWCString text = numberText(kind, argument);
+  if (kind == 'x') {
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "parm #%d hex = %08X", index, argument);
+  } else {
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "parm #%d num = %d", index, argument);
+  }
+  return ZOVUTF8Handler::createFromLocalString(text.data());
+}
+
+void traceParameters(const ZOVMessageRow& row, std::span<const RWCString> parameters) {
+  if (!traceUnit.on(DGT1_DETAIL)) return;
+  RWCString line;
+  for (const RWCString& parameter : parameters) {
+    ZOVDebug_PrintUTF8::Buffer shown;
+    line.append(line.isNull() ? "" : ", ");
+    line.append(ZOVDebug_PrintUTF8(shown, parameter.data()).data());
+  }
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "About to retrieve message %s%04i%c with these\nparms: %s", "ZOVA",
+              row.number, "IWES"[static_cast<int>(row.severity)], line.data());
+}
+
+}  // namespace
+
+void ZOV_Log::SendMessage(const char* file, const char* function, int line, int message,
+                          std::span<const DGT1_Arg> arguments, bool isError) const {
+  if (!_names || message < 1 || message > _size) return;
+  SendMessage(file, function, line, _names[message - 1], arguments, isError);
+}
+
+void ZOV_Agent_Log::SendMessage(const char* file, const char* function, int line, int message,
+                                std::span<const DGT1_Arg> arguments, bool /*isError*/) const {
+  ZOV_TRACE(Public, "ZOV_Agent_Log::SendMessage");
+  const ZOVMessageRow* row = zovFindMessage(message);
+  if (!row) return;
+
+  constexpr std::size_t Count = ZOV_Agent_Log_Messages::MaximumParameters;
+  std::array<RWCString, Count> parameters;
+  std::array<const char*, Count> texts;
+  for (std::size_t i = 0; i < Count; ++i) {
+    const bool given = i < row->parameters.size() && i < arguments.size();
+    parameters[i] = given ? parameterText(i, row->parameters[i], arguments[i]) : RWCString("(null)");
+    texts[i] = parameters[i].data();
+  }
+  traceParameters(*row, parameters);
+
+  char text[ZOV_Agent_Log_Messages::ResultSize];
+  char localText[ZOV_Agent_Log_Messages::ResultSize];
+  _messages.RetrieveMessage2(text, localText, sizeof text, zovenu.data(), "ZOVA", message, texts);
+
+  const ZOVTime now = ZOVTime::currentTime();
+  struct tm when = {};
+  now.extract(&when);
+  ZOVDebug_PrintUTF8::Buffer shown;
+  DGT1_Printf(traceUnit, DGT1_ERROR, "%s", ZOVDebug_PrintUTF8(shown, text).data());
+  if (traceUnit.on(DGT1_MESSAGE)) {
+    // Under the caller's file and line, so that the message shows as the caller's.
+    DGT1_Write(file, line, DGT1_FormatText("\n%s %s\r\n", now.asString().data(), localText));
+  }
+  _receiver.postProductEvent(file, function, line, &when, static_cast<int>(row->severity), text);
+}

@@ -1,0 +1,64 @@
+#include "diag/component_trace.h"
+
+#include "diag/utf8_handler.h"
+#include "platform/trace.h"
+#include "runtime/recovery.h"
+#include "runtime/trace_scope.h"
+
+static DGT1_Unit traceUnit("ZOVCCTRC");
+
+void ZOVComponentTraceEntryArgument::print() const {
+  SnapHex(traceUnit, _value.data(), _value.length(), _title.data());
+}
+
+RWCString ZOVComponentTraceEntry::getThreadIdString() const {
+  return RWCString(DGT1_FormatText("%i", static_cast<unsigned long>(_threadId)));
+}
+
+void ZOVComponentTraceEntry::print() const {
+  const RWCString line = getTimeString() + " " + getTraceEntryType() + " Thread " + getThreadIdString();
+  DGT1_Printf(traceUnit, DGT1_ERROR, "%s", line.data());
+  RWSlistCollectablesIterator next(_arguments);
+  while (RWCollectable* argument = next()) {
+    static_cast<const ZOVComponentTraceEntryArgument*>(argument)->print();
+  }
+}
+
+RWCString ZOVAgentFrameworkComponentTraceEntry::getTraceEntryType() const {
+  return RWCString(DGT1_FormatText("TSL agent framework processing request for table %s", _table.data()));
+}
+
+RWCollectable* ZOVComponentTrace::insert(RWCollectable* entry) {
+  ZOV_TRACE(Restricted, "ZOVComponentTrace::insert");
+  _mutex.get();
+  const auto failure = guarded("ZOVCCTRC", "ZOVComponentTrace::insert", [&] {
+    append(entry);
+    while (entries() > static_cast<std::size_t>(_limit)) delete get();
+  });
+  _mutex.release();
+  if (failure) zovRaise(*failure);
+  return entry;
+}
+
+void ZOVComponentTrace::print() const {
+  ZOV_TRACE(Public, "ZOVComponentTrace::print");
+  ZOVMutexScope scope(_mutex);
+  DGT1_Printf(traceUnit, DGT1_ERROR, "%s", getTraceTitle().data());
+  printEntries(nullptr);
+}
+
+void ZOVComponentTrace::printForThread(const unsigned long* threadId) const {
+  ZOV_TRACE(Public, "ZOVComponentTrace::printForThread");
+  ZOVMutexScope scope(_mutex);
+  DGT1_Printf(traceUnit, DGT1_ERROR, "%s for thread id %i ", getTraceTitle().data(), *threadId);
+  printEntries(threadId);
+}
+
+/// With the mutex held: the entries of one thread, or of all.
+void ZOVComponentTrace::printEntries(const unsigned long* threadId) const {
+  RWSlistCollectablesIterator next(*this);
+  while (RWCollectable* member = next()) {
+    const auto* entry = static_cast<const ZOVComponentTraceEntry*>(member);
+    if (!threadId || entry->getThreadId() == *threadId) entry->print();
+  }
+}
