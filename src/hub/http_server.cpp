@@ -323,7 +323,7 @@ void ZOVHubHttp::route(const ExchangePointer& exchange, std::string_view method)
 
 void ZOVHubHttp::startQuery(const ExchangePointer& exchange, const std::string& table) {
   auto query = ZOVHubQuery::read(table, exchange->target.parameters, exchange->answer);
-  if (query.valid()) answerLater(exchange, _queries, [query] { return query.run(); });
+  if (query.valid()) answerLater(exchange, _queries, [this, query] { return query.run(_givenUp); });
 }
 
 void ZOVHubHttp::startCommand(const ExchangePointer& exchange) {
@@ -508,6 +508,7 @@ void ZOVHubHttp::keepAlive() {
 void ZOVHubHttp::stop(std::chrono::steady_clock::time_point deadline) {
   using std::chrono::milliseconds;
   if (_daemon == nullptr) return;
+  _givenUp = true;
   const int listening = MHD_quiesce_daemon(_daemon);
   if (listening >= 0) ::close(listening);
   {

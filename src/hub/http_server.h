@@ -1,6 +1,7 @@
 #pragma once
 // The HTTP side of the hub.
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -39,8 +40,8 @@ class ZOVHubHttp : public std::enable_shared_from_this<ZOVHubHttp> {
   /// Binds, listens and starts the thread: "" or a sentence about what failed.
   std::string start();
   std::uint16_t port() const { return _port; }
-  /// To be called every keepAliveSeconds: puts a comment into each event stream, which also finds out those
-  /// whose reader has gone while there were no events.
+  /// To be called every keepAliveMilliseconds: puts a comment into each event stream, which also finds out
+  /// those whose reader has gone while there were no events.
   void keepAlive();
   /// Answers those who wait with 503, ends event streams, and closes everything; then waits for the workers,
   /// until `deadline` at most.
@@ -86,6 +87,8 @@ class ZOVHubHttp : public std::enable_shared_from_this<ZOVHubHttp> {
   ZOVHubWorkers _commands;
   MHD_Daemon* _daemon = nullptr;
   std::uint16_t _port = 0;
+
+  std::atomic<bool> _givenUp{false};  ///< queries inside the agent are to come back
 
   std::mutex _mutex;
   std::condition_variable _answered;  // an exchange has gone

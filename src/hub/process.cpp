@@ -46,7 +46,6 @@ int Process::run() {
     DGT1_Printf(traceUnit, DGT1_ERROR, "No eventfd could be made; the framework does not start");
     return 1;
   }
-  zovHubEnding() = false;
   if (const auto loader = ZOVHubRegistry::instance().loader.load()) {
     const int code = loader();
     DGT1_Printf(traceUnit, DGT1_DETAIL, "The agent loader returned %d", code);
@@ -65,11 +64,11 @@ void Process::serve() {
   for (;;) {
     if (_settings.serve && _http == nullptr) tryToListen();
     const ZOVHubLimits& limits = zovHubLimits();
-    const int seconds = !_settings.serve   ? -1
-                        : _http == nullptr ? limits.bindRetrySeconds
-                                           : limits.keepAliveSeconds;
+    const int wait = !_settings.serve   ? -1
+                     : _http == nullptr ? limits.bindRetryMilliseconds
+                                        : limits.keepAliveMilliseconds;
     pollfd event{shutdownEvent, POLLIN, 0};
-    const int ready = poll(&event, 1, seconds < 0 ? -1 : seconds * 1000);
+    const int ready = poll(&event, 1, wait);
     if (ready > 0) break;
     if (ready == 0 && _http != nullptr) _http->keepAlive();
   }
@@ -92,13 +91,12 @@ void Process::tryToListen() {
   DGT1_Printf(traceUnit, DGT1_MESSAGE,
               "HTTP cannot be served: %s. It is tried again every %d seconds; ZOV_HUB_ADDRESS sets another "
               "address and port.",
-              wrong.c_str(), zovHubLimits().bindRetrySeconds);
+              wrong.c_str(), zovHubLimits().bindRetryMilliseconds / 1000);
 }
 
 void Process::stop() {
   const auto deadline =
       std::chrono::steady_clock::now() + std::chrono::milliseconds(zovHubLimits().stopMilliseconds);
-  zovHubEnding() = true;
   servedPort = 0;
   if (_http != nullptr) _http->stop(deadline);
   for (TableManager* manager : ZOVHubRegistry::instance().managers()) manager->Shutdown(0);

@@ -169,9 +169,10 @@ std::vector<std::string> ZOVHubQuery::addressedNodes() const {
   return ZOVHubRegistry::instance().subnodeNames();
 }
 
-std::vector<ContextInfo> ZOVHubQuery::requests() const {
+std::vector<ContextInfo> ZOVHubQuery::requests(const std::atomic<bool>& givenUp) const {
   ContextInfo context;
   context.history = _history;
+  context.givenUp = &givenUp;
   context.filters = _filters;
   if (!_history || _nodes.empty()) {
     context.subnodes = addressedNodes();
@@ -188,7 +189,7 @@ std::vector<ContextInfo> ZOVHubQuery::requests() const {
   return contexts;
 }
 
-ZOVHubAnswer ZOVHubQuery::run() const {
+ZOVHubAnswer ZOVHubQuery::run(const std::atomic<bool>& givenUp) const {
   ZOVHubAnswer answer;
   ZOVHubJsonStream stream(answer.body);
   ZOVHubJsonWriter writer(stream);
@@ -197,7 +198,7 @@ ZOVHubAnswer ZOVHubQuery::run() const {
   zovHubWriteText(writer, _table->manager->table());
   zovHubWriteKey(writer, "rows");
   writer.StartArray();
-  for (ContextInfo& context : requests()) {
+  for (ContextInfo& context : requests(givenUp)) {
     const ZOVHubVisit visit;
     ZOVHubRequest request(*_table->manager, std::move(context));
     request.box().TakeSample();

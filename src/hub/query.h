@@ -1,6 +1,7 @@
 #pragma once
 // What the paths of the HTTP interface do, without HTTP: parameters in, answer out.
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -32,7 +33,8 @@ class ZOVHubQuery {
 
   /// Asks the table and writes the rows. For history with nodes the table is asked once for each, as it reads
   /// history of one node or of all.
-  ZOVHubAnswer run() const;
+  /// Once `givenUp` is set it comes back as soon as the table does.
+  ZOVHubAnswer run(const std::atomic<bool>& givenUp) const;
 
  private:
   /// Each gives "" or a sentence about what is wrong.
@@ -40,7 +42,7 @@ class ZOVHubQuery {
   std::string takeFilter(const ZOVHubColumn& column, const std::string& value);
   /// The nodes given; else the one that a filter on ORIGINNODE names; else all registered subnodes.
   std::vector<std::string> addressedNodes() const;
-  std::vector<ContextInfo> requests() const;
+  std::vector<ContextInfo> requests(const std::atomic<bool>& givenUp) const;
 
   std::shared_ptr<const ZOVHubTable> _table;
   bool _history = false;

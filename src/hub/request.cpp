@@ -128,11 +128,6 @@ std::size_t ZOVHubRequest::openCount(TableManager& manager) {
   return count;
 }
 
-std::atomic<bool>& zovHubEnding() {
-  static std::atomic<bool> ending{false};
-  return ending;
-}
-
 void tqbox::UseHandle(unsigned long id) {
   HandleTable::instance().hold(static_cast<std::uint32_t>(id));
 }

@@ -46,6 +46,9 @@ struct ContextInfo {
   std::function<bool(const tqbox&)> deliver;
   /// Takes the reply of a command.
   std::function<void(const TqboxAutomationCapsule&)> finished;
+  /// Once set, the request gets no more subnodes and takes no more rows, so that it comes back soon. May be
+  /// null; outlives the request.
+  const std::atomic<bool>* givenUp = nullptr;
   bool overflowed = false;  ///< InsertRow has refused rows for their size
 };
 
@@ -77,7 +80,3 @@ class ZOVHubRequest {
   std::shared_ptr<State> _state;
   TableManager* _manager = nullptr;
 };
-
-/// While set, requests get no more subnodes and take no more rows, so that those inside the agent come back
-/// soon.
-std::atomic<bool>& zovHubEnding();

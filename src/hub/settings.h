@@ -18,8 +18,8 @@ struct ZOVHubLimits {
   std::size_t parameters = 64;               ///< query parameters of a request
   std::size_t parameterBytes = 4 * 1024;     ///< value of a query parameter
   unsigned idleSeconds = 30;                 ///< a connection on which nothing moves is closed
-  int keepAliveSeconds = 15;                 ///< comment lines in quiet event streams
-  int bindRetrySeconds = 10;                 ///< between attempts to get the port
+  int keepAliveMilliseconds = 15000;         ///< comment lines in quiet event streams
+  int bindRetryMilliseconds = 10000;         ///< between attempts to get the port
   int stopMilliseconds = 1500;               ///< arkmain's wait for requests inside the agent
 };
 

@@ -44,6 +44,10 @@ std::string_view withoutPadding(std::string_view text) {
   return text;
 }
 
+bool isGivenUp(const ContextInfo* context) {
+  return context != nullptr && context->givenUp != nullptr && context->givenUp->load();
+}
+
 bool sameName(const char* lower, const char* upper) {
   for (; *lower != '\0' && *upper != '\0'; ++lower, ++upper) {
     const char c = *lower >= 'a' && *lower <= 'z' ? static_cast<char>(*lower - 'a' + 'A') : *lower;
@@ -86,7 +90,7 @@ int tqbox::ColumnIsException(const char*, const char*, _IntfOper, const char*) {
 void tqbox::CommandCompleted(TqboxAutomationCapsule*) {}
 
 int tqbox::InsertRow(const char* row) {
-  if (_rowSize <= 0 || _data.count < 0 || zovHubEnding()) return noMoreRows;
+  if (_rowSize <= 0 || _data.count < 0 || isGivenUp(_context)) return noMoreRows;
   const auto rowSize = static_cast<std::size_t>(_rowSize);
   const auto count = static_cast<std::size_t>(_data.count);
   if (count == _data.rows.size() / rowSize) {
@@ -136,7 +140,7 @@ int tqbox::Dispatch() {
 }
 
 const char* tqbox::GetSubnode() {
-  if (_context == nullptr || _nextSubnode >= _context->subnodes.size() || zovHubEnding()) return nullptr;
+  if (_context == nullptr || _nextSubnode >= _context->subnodes.size() || isGivenUp(_context)) return nullptr;
   return _context->subnodes[_nextSubnode++].c_str();
 }
 
