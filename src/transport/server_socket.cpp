@@ -20,18 +20,31 @@ static DGT1_Unit traceUnit("ZOVCSRVS");
 ZOVServerSocket::ZOVServerSocket(const char* address, std::uint16_t port, const char* name, int backlog)
     : ZOVSocketConnection(port, name), _allSocketsLock("AllSocketsLock") {
   ZOV_TRACE(Public, "ZOVServerSocket::ZOVServerSocket");
-  if (!_valid) return;
-  _address.sin_addr.s_addr = address && *address ? ::inet_addr(address) : INADDR_ANY;
-  _wakeEvent = ::eventfd(0, EFD_CLOEXEC);
+  if (!_valid || open(address, backlog)) return;
+  fail(determineError());
+  logFailure("bind or listen", __LINE__, getLastRC());
+}
+
+/// False with the reason in errno.
+bool ZOVServerSocket::open(const char* address, int backlog) {
+  _address.sin_addr.s_addr = INADDR_ANY;
+  if (address && *address) {
+    _address.sin_addr.s_addr = ::inet_addr(address);
+    if (_address.sin_addr.s_addr == INADDR_NONE) {
+      // The system would take it for everybody's address, and hear nobody.
+      errno = EADDRNOTAVAIL;
+      return false;
+    }
+  }
   socklen_t size = sizeof _address;
+  _wakeEvent = ::eventfd(0, EFD_CLOEXEC);
   if (_wakeEvent < 0 || ::bind(_socket, reinterpret_cast<const sockaddr*>(&_address), size) != 0 ||
       ::listen(_socket, backlog) != 0 ||
       ::getsockname(_socket, reinterpret_cast<sockaddr*>(&_address), &size) != 0) {
-    fail(determineError());
-    logFailure("bind or listen", __LINE__, getLastRC());
-    return;
+    return false;
   }
   _port = ntohs(_address.sin_port);
+  return true;
 }
 
 ZOVServerSocket::~ZOVServerSocket() {

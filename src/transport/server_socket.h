@@ -42,6 +42,7 @@ class ZOVServerSocket : public ZOVSocketConnection {
   std::size_t getNumConnections();
 
  private:
+  bool open(const char* address, int backlog);
   ZOVReturnCode waitForClient(long timeout);
   void deleteClosedPeers(std::span<const pollfd> watched);
 

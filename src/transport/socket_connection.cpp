@@ -147,6 +147,12 @@ ZOVReturnCode ZOVSocketConnection::receiveBody(std::string& body, std::uint32_t 
   return code;
 }
 
+/// A transfer of 0 bytes; no errno goes with it.
+ZOVReturnCode ZOVSocketConnection::peerClosed() {
+  errno = LastError = 0;
+  return ZOV_SOCKET_TERMINATED;
+}
+
 ZOVReturnCode ZOVSocketConnection::sendFrom(const char* bytes, std::size_t count) {
   return sendFrom(bytes, count, 0);
 }
@@ -159,7 +165,7 @@ ZOVReturnCode ZOVSocketConnection::sendFrom(const char* bytes, std::size_t count
       bytes += sent;
       count -= static_cast<std::size_t>(sent);
     } else if (sent == 0) {
-      code = ZOV_SOCKET_TERMINATED;
+      code = peerClosed();
     } else {
       code = determineError();
       if (code == Interrupted) code = ZOV_OK;
@@ -176,7 +182,7 @@ ZOVReturnCode ZOVSocketConnection::receiveInto(char* bytes, std::size_t count) {
       bytes += received;
       count -= static_cast<std::size_t>(received);
     } else if (received == 0) {
-      code = ZOV_SOCKET_TERMINATED;
+      code = peerClosed();
     } else {
       code = determineError();
       if (code == Interrupted) code = ZOV_OK;

@@ -84,6 +84,7 @@ class ZOVSocketConnection : public ZOVCollectable {
 
  private:
   ZOVReturnCode sendFrom(const char* bytes, std::size_t count, int flags);
+  static ZOVReturnCode peerClosed();
   ZOVReturnCode receiveBody(std::string& body, std::uint32_t length);
 
   static thread_local int LastError;

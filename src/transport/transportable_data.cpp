@@ -172,7 +172,7 @@ std::unique_ptr<ZOVTransportableData> ZOVTransportableData::buildFromBuffer(ZOVB
   object->_receivedFormat = format;
   object->saveData(buffer);
   if (buffer.isDamaged()) {
-    DGT1_Printf(traceUnit, DGT1_ERROR, "A body of %u bytes that ends within a field is dropped",
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "A body of %u bytes that ends within a field is dropped",
                 buffer.length());
     object.reset();
   }

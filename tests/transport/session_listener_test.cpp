@@ -1,0 +1,391 @@
+// The listener before a directory of the test's own: who is answered what, what stays open, and that hostile
+// peers and faults cost their own connection only.
+
+#include "transport/session_listener.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <condition_variable>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <random>
+#include <thread>
+
+#include "runtime/recovery.h"
+#include "runtime/waits.h"
+#include "support/diagnostic_environment.h"
+#include "support/fake_collector.h"
+#include "transport/client_socket.h"
+
+namespace {
+
+std::size_t openDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+/// Waits for what another thread is about to bring about; gives up after 30 seconds.
+template <class Condition>
+bool comesTrue(Condition condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
+
+/// Servers by name; the listener knows them only as opaque objects.
+class FakeDirectory : public ZOVSessionDirectory {
+ public:
+  struct Server {
+    std::shared_ptr<ZOVSocketConnection> connection;
+    bool excluded = false;
+  };
+
+  ZOVReturnCode findServer(const ZOVPingRequest& ping,
+                           std::shared_ptr<ZOVApplicationServer>& server) override {
+    if (ping.getAppServerName() == "raise") zovRaise(ZOVException(ZOV_EXCEPTION_CAUGHT));
+    const std::scoped_lock lock(_mutex);
+    const auto found = _servers.find(nameOf(ping));
+    if (found == _servers.end()) return ZOV_NOT_MATCHING_PING;
+    if (found->second->connection) return ZOV_PING_NOT_EXPECTED;
+    server = opaque(found->second);
+    return ZOV_OK;
+  }
+  ZOVReturnCode defineNewServer(const ZOVPingRequest& ping,
+                                std::shared_ptr<ZOVApplicationServer>& server) override {
+    if (ping.getAppServerName().isNull()) return ZOV_NO_SUCH_SERVER;
+    const std::scoped_lock lock(_mutex);
+    server = opaque(_servers[nameOf(ping)] = std::make_shared<Server>());
+    return ZOV_OK;
+  }
+  bool foundProfiler(ZOVApplicationServer& server, const std::shared_ptr<ZOVSocketConnection>& connection,
+                     const ZOVPingRequest&) override {
+    const std::scoped_lock lock(_mutex);
+    auto& bound = reinterpret_cast<Server&>(server);
+    if (bound.excluded) return false;
+    bound.connection = connection;
+    _changed.notify_all();
+    return true;
+  }
+  bool isThisPingExpected(const ZOVPingRequest& ping) override { return ping.getRemoteToken() < 10; }
+  bool takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,
+                           const ZOVPingRequest& ping) override {
+    const std::scoped_lock lock(_mutex);
+    if (ping.getRemoteToken() == 9) return false;
+    _statistics = connection;
+    return true;
+  }
+  void stopProfilerMonitorThreads() override { stopped = true; }
+  void shutDownServerSockets() override { shutDown = true; }
+  void writeProductEvent(const char*, const char*, int, const char* text) override {
+    const std::scoped_lock lock(_mutex);
+    _events.push_back(text);
+  }
+
+  void addServer(const std::string& name, bool excluded = false) {
+    const std::scoped_lock lock(_mutex);
+    (_servers[name] = std::make_shared<Server>())->excluded = excluded;
+  }
+  /// The connection bound to "name root", once it is.
+  std::shared_ptr<ZOVSocketConnection> waitForConnection(const std::string& name) {
+    std::unique_lock lock(_mutex);
+    _changed.wait_for(lock, std::chrono::seconds(30),
+                      [&] { return _servers.contains(name) && _servers[name]->connection; });
+    return _servers[name]->connection;
+  }
+  /// Ends every session.
+  void unbindAll(ZOVProfilerSocketMonitor& monitor) {
+    const std::scoped_lock lock(_mutex);
+    for (auto& [name, server] : _servers) {
+      monitor.deleteSocket(server->connection.get());
+      server->connection.reset();
+    }
+  }
+  std::vector<std::string> events() {
+    const std::scoped_lock lock(_mutex);
+    return _events;
+  }
+  std::size_t numServers() {
+    const std::scoped_lock lock(_mutex);
+    return _servers.size();
+  }
+
+  std::atomic<bool> stopped{false};
+  std::atomic<bool> shutDown{false};
+
+ private:
+  static std::string nameOf(const ZOVPingRequest& ping) {
+    return (ping.getAppServerName() + " " + ping.getServerRootDirectory()).str();
+  }
+  static std::shared_ptr<ZOVApplicationServer> opaque(const std::shared_ptr<Server>& server) {
+    return {server, reinterpret_cast<ZOVApplicationServer*>(server.get())};
+  }
+
+  std::mutex _mutex;  // guards what follows
+  std::condition_variable _changed;
+  std::map<std::string, std::shared_ptr<Server>> _servers;
+  std::shared_ptr<ZOVSocketConnection> _statistics;
+  std::vector<std::string> _events;
+};
+
+class SessionListenerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ::setenv("ZOV_LOCAL_ADDRESS", "127.0.0.1", 1);
+    monitor = std::make_unique<ZOVProfilerSocketMonitor>(0, directory);
+    ASSERT_EQ(monitor->startBackgroundThread(), 1);
+    ASSERT_TRUE(comesTrue([&] { return (port = monitor->getPort()) != 0; }));
+  }
+  /// The response to a first frame, in hexadecimal; empty when the agent closes without one.
+  std::string answerTo(const WireFrame& frame) {
+    FakeCollector collector(port);
+    collector.send(frame);
+    return wireHex(collector.receiveBytes());
+  }
+  static std::string positive(const char* correlator) {
+    return wireHex(wireBytes("00000038 00020001 00000005 00000001 0000000D " + std::string(correlator) +
+                             "00000001 0000000E 0000000000000002 00000001 0000000F 00000000005BA1AC"));
+  }
+  static std::string refusal(const char* correlator, const char* value) {
+    return wireHex(wireBytes("00000038 00020001 00000005 00000001 0000000D " + std::string(correlator) +
+                             "00000001 0000000E 0000000000000001 00000001 0000000F " + value));
+  }
+  /// Opens a session and ends it; whatever was sent before has been dealt with then.
+  void session(const char* name) {
+    FakeCollector collector(port);
+    ASSERT_TRUE(collector.send(wirePing(1, name, "/")));
+    ASSERT_EQ(collector.receive()->number(15), 6005164);
+    directory.waitForConnection(std::string(name) + " /");
+    directory.unbindAll(*monitor);
+    EXPECT_TRUE(collector.closedByAgent());
+  }
+
+  DiagnosticEnvironment environment;
+  FakeDirectory directory;
+  std::unique_ptr<ZOVProfilerSocketMonitor> monitor;
+  std::uint16_t port = 0;
+};
+
+TEST_F(SessionListenerTest, PingsAreAnsweredBitForBit) {
+  directory.addServer("excluded /", true);
+  FakeCollector bound(port);
+  bound.send(wirePing(7, "server1", "/srv"));
+  EXPECT_EQ(wireHex(bound.receiveBytes()), positive("0000000000000007"));
+  ASSERT_TRUE(directory.waitForConnection("server1 /srv"));
+
+  FakeCollector second(port);
+  second.send(wirePing(8, "server1", "/srv"));
+  EXPECT_EQ(wireHex(second.receiveBytes()), refusal("0000000000000008", "00000000000000AE"))
+      << "a server with a healthy connection";
+  EXPECT_EQ(answerTo(wirePing(9, "server1", "/other")), positive("0000000000000009"))
+      << "another root is another server";
+  EXPECT_EQ(answerTo(wirePing(10, "", "/srv")), refusal("000000000000000A", "0000000000000007"));
+  EXPECT_EQ(directory.numServers(), 3u);
+
+  FakeCollector excluded(port);
+  excluded.send(wirePing(11, "excluded", "/"));
+  EXPECT_EQ(wireHex(excluded.receiveBytes()), positive("000000000000000B"));
+  EXPECT_TRUE(excluded.closedByAgent());
+  EXPECT_TRUE(second.nothingReceived()) << "refused with 174, and left open for its peer to close";
+}
+
+TEST_F(SessionListenerTest, BuildLevelsDecide) {
+  const struct {
+    long long profiler, workload;
+    const char* refused;
+  } cases[] = {
+      {6005159, 6005164, nullptr},
+      {6005159, 0, nullptr},
+      {6005160, 6005165, nullptr},
+      {6005158, 6005164, "0000000000000068"},
+      {0, 6005164, "0000000000000068"},
+      {-1, 0, "0000000000000068"},
+      {6005158, 1, "0000000000000068"},
+      {6005159, 1, "0000000000000069"},
+      {6005159, 6005163, "0000000000000069"},
+  };
+  int number = 0;
+  for (const auto& c : cases) {
+    FakeCollector collector(port);
+    collector.send(wirePing(1, "server" + std::to_string(++number), "/", 1, c.profiler, c.workload));
+    const std::string expected =
+        c.refused ? refusal("0000000000000001", c.refused) : positive("0000000000000001");
+    EXPECT_EQ(wireHex(collector.receiveBytes()), expected) << number;
+    if (c.refused) {
+      EXPECT_TRUE(collector.closedByAgent()) << number;
+    }
+  }
+  const char* const native = "ZOVXXXXE Incompatible Data Collector Native Build Level Detected";
+  const char* const java = "ZOVXXXXE Incompatible Data Collector Build Level Detected";
+  EXPECT_EQ(directory.events(), (std::vector<std::string>{native, native, native, native, java, java}));
+}
+
+TEST_F(SessionListenerTest, AStatisticsProcessGoesToWhoWaitsForIt) {
+  const auto ping = [](int token) { return wireRequest(1, 3).number(1340, 2).number(1341, token); };
+  FakeCollector expected(port);
+  expected.send(ping(1));
+  EXPECT_EQ(wireHex(expected.receiveBytes()),
+            wireHex(wireBytes("00000028 00020001 00000005 00000001 0000000D 0000000000000003"
+                              "00000001 0000000E 0000000000000002")));
+  for (const int token : {10, 9}) {
+    FakeCollector refused(port);
+    refused.send(ping(token));
+    EXPECT_EQ(refused.receive()->number(14), token == 9 ? 2 : 1);
+    EXPECT_TRUE(refused.closedByAgent()) << token;
+  }
+  EXPECT_TRUE(expected.nothingReceived());
+}
+
+TEST_F(SessionListenerTest, AFirstFrameThatIsNoPingGetsNoByteBackAndStaysOpen) {
+  const std::size_t before = openDescriptors();
+  const std::string pingBody = wirePing(1, "server1", "/").body();
+  const std::string frames[] = {
+      wireRequest(2, 1).number(1, 0x21C0000).framed(),
+      WireFrame(3, 1).framed(),
+      wireSample(998).framed(),
+      wireBytes("00000000"),
+      wireBytes("00000003 000200"),
+      wireBytes("00000004 00020001"),
+      WireFrame(1, 1).put(2, 4).put(5, 4).put(0xFFFFFFFF, 4).raw("liar").framed(),
+      wirePing(1, "server1", "/").raw("cut").framed(),
+  };
+  std::vector<std::unique_ptr<FakeCollector>> peers;
+  for (const std::string& frame : frames) {
+    peers.push_back(std::make_unique<FakeCollector>(port));
+    ASSERT_TRUE(peers.back()->sendBytes(frame));
+  }
+  session("first");
+  for (const auto& peer : peers) EXPECT_TRUE(peer->nothingReceived());
+  peers.clear();
+  session("first");
+  EXPECT_TRUE(comesTrue([&] { return openDescriptors() == before; })) << openDescriptors() << ' ' << before;
+}
+
+TEST_F(SessionListenerTest, AStormOfHostilePeersLeavesNothingBehind) {
+  const std::size_t before = openDescriptors();
+  std::mt19937 random(20);
+  for (int wave = 0; wave < 4; ++wave) {
+    std::vector<std::unique_ptr<FakeCollector>> peers;
+    for (int i = 0; i < 50; ++i) {
+      peers.push_back(std::make_unique<FakeCollector>(port));
+      ASSERT_TRUE(peers.back()->connected());
+      std::string bytes = wirePing(1, "storm", "/").framed();
+      if (i % 3 == 0) bytes.resize(random() % bytes.size());  // half a frame, or nothing
+      if (i % 3 == 1) {
+        for (char& byte : bytes) byte = static_cast<char>(random());
+      }
+      if (i % 3 == 2) bytes[8 + random() % (bytes.size() - 8)] = static_cast<char>(random());
+      peers.back()->sendBytes(bytes);
+    }
+    peers.clear();
+    session("first");
+  }
+  EXPECT_TRUE(comesTrue([&] { return openDescriptors() == before; })) << openDescriptors() << ' ' << before;
+}
+
+TEST_F(SessionListenerTest, AFaultCostsItsConnectionOnly) {
+  const std::size_t before = openDescriptors();
+  {
+    FakeCollector collector(port);
+    collector.send(wirePing(1, "raise", "/"));
+    EXPECT_TRUE(collector.closedByAgent());
+  }
+  session("first");
+  EXPECT_TRUE(comesTrue([&] { return openDescriptors() == before; })) << openDescriptors() << ' ' << before;
+}
+
+TEST_F(SessionListenerTest, ASilentPeerHoldsUpNoStop) {
+  FakeCollector silent(port), behind(port);
+  behind.send(wirePing(1, "server1", "/"));
+  monitor->shutdown();
+  EXPECT_TRUE(silent.closedByAgent());
+  EXPECT_TRUE(directory.stopped);
+  EXPECT_TRUE(directory.shutDown);
+  EXPECT_FALSE(FakeCollector(port).connected());
+  monitor->shutdown();
+  monitor->deleteSocket(nullptr);
+}
+
+TEST_F(SessionListenerTest, AStopEndsSessionsThatStand) {
+  FakeCollector collector(port);
+  collector.send(wirePing(1, "server1", "/"));
+  collector.receive();
+  directory.waitForConnection("server1 /");
+  monitor.reset();
+  EXPECT_TRUE(collector.closedByAgent());
+  EXPECT_EQ(ZOVProfilerSocketMonitor::pMonitor.load(), nullptr);
+}
+
+TEST_F(SessionListenerTest, AnAcceptErrorEndsTheListenerAndNoSession) {
+  FakeCollector collector(port);
+  collector.send(wirePing(1, "server1", "/"));
+  collector.receive();
+  const auto session = directory.waitForConnection("server1 /");
+  ASSERT_TRUE(session);
+
+  const int extra = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit former = limit;
+  limit.rlim_cur = static_cast<rlim_t>(extra) + 1;  // the lowest free descriptor is out of reach
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ASSERT_EQ(::connect(extra, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  char byte;
+  EXPECT_LE(::recv(extra, &byte, 1, 0), 0) << "reset, with the listening descriptor";
+  ::setrlimit(RLIMIT_NOFILE, &former);
+  ::close(extra);
+
+  EXPECT_FALSE(FakeCollector(port).connected());
+  EXPECT_EQ(session->sendFrom("x", 1), 0u);
+  monitor->deleteSocket(session.get());
+  monitor->shutdown();
+  EXPECT_TRUE(directory.stopped);
+}
+
+class PortInUseTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ::setenv("ZOV_LOCAL_ADDRESS", "127.0.0.1", 1);
+    occupant = std::make_unique<ZOVServerSocket>("127.0.0.1", 0, "occupant", 1);
+    ASSERT_TRUE(occupant->isValid());
+    monitor = std::make_unique<ZOVProfilerSocketMonitor>(occupant->getPort(), directory);
+  }
+  void TearDown() override { zovWaits() = ZOVWaits(); }
+
+  DiagnosticEnvironment environment;
+  FakeDirectory directory;
+  std::unique_ptr<ZOVServerSocket> occupant;
+  std::unique_ptr<ZOVProfilerSocketMonitor> monitor;
+};
+
+TEST_F(PortInUseTest, AStopEndsTheWait) {
+  EXPECT_EQ(monitor->startBackgroundThread(), 1);
+  const std::string port = std::to_string(occupant->getPort());
+  EXPECT_TRUE(comesTrue([&] { return environment.issued().size() == 2; }));
+  EXPECT_EQ(environment.issued()[1],
+            "ZOVA0084E Unable to open server IP port 127.0.0.1:" + port +
+                ".  Incoming connections from application server regions will not be "
+                "received.  Agent will retry in 60 seconds.");
+  monitor->shutdown();
+  EXPECT_TRUE(directory.stopped);
+}
+
+TEST_F(PortInUseTest, ItIsOpenedOnceItIsFree) {
+  zovWaits().listenerRetrySeconds = 0;
+  EXPECT_EQ(monitor->startBackgroundThread(), 1);
+  const std::uint16_t port = occupant->getPort();
+  occupant.reset();
+  EXPECT_TRUE(comesTrue([&] { return FakeCollector(port).connected(); }));
+  monitor->shutdown();
+}
+
+}  // namespace

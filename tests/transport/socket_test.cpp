@@ -1,0 +1,270 @@
+// Frames and connections over real sockets.
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/resource.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <fstream>
+#include <memory>
+#include <thread>
+
+#include "platform/trace.h"
+#include "support/diagnostic_environment.h"
+#include "support/fake_collector.h"
+#include "transport/buffer.h"
+#include "transport/client_socket.h"
+#include "transport/exchange.h"
+#include "transport/poll_request.h"
+#include "transport/response.h"
+#include "transport/server_socket.h"
+
+namespace {
+
+constexpr long NoWait = -1;  // a time that has passed already
+constexpr long Patience = 30;
+
+std::atomic<int> signalsSeen{0};
+
+long peakKilobytes() {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    long value = 0;
+    if (word == "VmPeak:" && status >> value) return value;
+  }
+  return 0;
+}
+
+class SocketTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    server = std::make_unique<ZOVServerSocket>("127.0.0.1", 0, "Server Socket", 100);
+    ASSERT_TRUE(server->isValid());
+    peer = std::make_unique<FakeCollector>(server->getPort());
+    ASSERT_TRUE(peer->connected());
+    connection = accept();
+    ASSERT_TRUE(connection);
+  }
+  std::shared_ptr<ZOVSocketConnection> accept() { return server->clientAccept(rc, Patience); }
+  std::unique_ptr<ZOVBuffer> receive() { return connection->receive(rc, 0, LogEveryFailure); }
+
+  DiagnosticEnvironment environment;
+  std::unique_ptr<ZOVServerSocket> server;
+  std::unique_ptr<FakeCollector> peer;
+  std::shared_ptr<ZOVSocketConnection> connection;
+  ZOVReturnCode rc;
+};
+
+TEST_F(SocketTest, FramesKeepTheirBoundsInBothDirections) {
+  const std::string bodies[] = {"", "x", std::string("a\0b", 3), std::string(300000, 'q')};
+  std::thread sender([&] {
+    for (const std::string& body : bodies) {
+      const std::string length = wireBytes(DGT1_FormatText("%08X", static_cast<unsigned int>(body.size())));
+      for (const std::string& piece : {length.substr(0, 3), length.substr(3), body}) peer->sendBytes(piece);
+    }
+  });
+  for (const std::string& body : bodies) {
+    const auto buffer = receive();
+    ASSERT_TRUE(buffer);
+    EXPECT_EQ(rc, 0u);
+    EXPECT_EQ(buffer->str(), body);
+  }
+  sender.join();
+
+  std::thread reader([&] {
+    for (const std::string& body : bodies) EXPECT_EQ(peer->receiveBytes().substr(4), body);
+  });
+  for (const std::string& body : bodies) {
+    EXPECT_EQ(connection->Send(ZOVBuffer(*connection, RWCString(body))), 0u);
+  }
+  reader.join();
+  EXPECT_EQ(ZOVResponse(1, 0, nullptr).send(*connection), 0u);
+  EXPECT_EQ(peer->receive()->subtype, 5);
+}
+
+TEST_F(SocketTest, APeerThatClosesWithinAFrameEndsIt) {
+  std::size_t failures = 0;
+  for (const std::string& sent : {std::string(), wireBytes("0000"), wireBytes("00000009"),
+                                  wireBytes("00000009 0102"), wireBytes("FFFFFFFF 0102")}) {
+    peer->sendBytes(sent);
+    peer->close();
+    const long before = peakKilobytes();
+    EXPECT_EQ(receive(), nullptr) << wireHex(sent);
+    EXPECT_EQ(rc, 16u) << wireHex(sent);
+    EXPECT_EQ(environment.issued().size(), ++failures);
+    EXPECT_EQ(environment.issued().back(),
+              "ZOVA0079E Socket error detected.  Function=Receive  ConnectionName=**unknown**  "
+              "Reason=The socket connection has been terminated  Details=errno=0 Success.");
+    EXPECT_LT(peakKilobytes() - before, 1L << 20) << "a length that is announced takes no memory";
+    EXPECT_EQ(connection->testConnection(), 0u) << "what is closed reads as ready";
+    peer = std::make_unique<FakeCollector>(server->getPort());
+    connection = accept();
+    ASSERT_TRUE(connection);
+  }
+}
+
+TEST_F(SocketTest, WaitsEndInTime) {
+  EXPECT_EQ(connection->testConnection(), 0u) << "idle is healthy";
+  EXPECT_EQ(connection->receive(rc, NoWait, DoNotLogTimeout), nullptr);
+  EXPECT_EQ(rc, 30u);
+  EXPECT_EQ(server->clientAccept(rc, NoWait), nullptr);
+  EXPECT_EQ(rc, 30u);
+  peer->sendBytes(wireBytes("00000001 41"));
+  EXPECT_EQ(connection->receive(rc, Patience, LogEveryFailure)->str(), "A");
+  EXPECT_TRUE(environment.issued().empty()) << "a time that passes is logged nowhere";
+}
+
+TEST_F(SocketTest, SignalsAreAbsorbed) {
+  struct sigaction action {};
+  struct sigaction former {};
+  action.sa_handler = [](int) { ++signalsSeen; };  // without SA_RESTART: calls are interrupted
+  ::sigaction(SIGUSR1, &action, &former);
+  for (const long timeout : {0L, Patience}) {
+    signalsSeen = 0;
+    std::unique_ptr<ZOVBuffer> buffer;
+    ZOVReturnCode code = 99;
+    std::thread reader([&] { buffer = connection->receive(code, timeout, LogEveryFailure); });
+    for (int sent = 0; signalsSeen < 20; ++sent) {
+      ::pthread_kill(reader.native_handle(), SIGUSR1);
+      while (signalsSeen <= sent && signalsSeen < 20) std::this_thread::yield();
+    }
+    peer->sendBytes(wireBytes("00000001 42"));
+    reader.join();
+    EXPECT_EQ(code, 0u) << timeout;
+    ASSERT_TRUE(buffer);
+    EXPECT_EQ(buffer->str(), "B");
+  }
+  ::sigaction(SIGUSR1, &former, nullptr);
+}
+
+TEST_F(SocketTest, ADescriptorBeyondTheUsualSetCanBeWaitedFor) {
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit former = limit;
+  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 6000);
+  if (limit.rlim_cur < 6000 || ::setrlimit(RLIMIT_NOFILE, &limit) != 0) GTEST_SKIP() << "too few descriptors";
+  const int high = ::fcntl(connection->getSocket(), F_DUPFD_CLOEXEC, 5000);
+  ASSERT_GE(high, 5000);
+  {
+    ZOVSocketConnection distant(high, server->getPort(), "distant");
+    EXPECT_EQ(distant.testConnection(), 0u);
+    EXPECT_EQ(distant.receive(rc, NoWait, DoNotLogTimeout), nullptr);
+    EXPECT_EQ(rc, 30u);
+    peer->sendBytes(wireBytes("00000001 43"));
+    EXPECT_EQ(distant.receive(rc, Patience, LogEveryFailure)->str(), "C");
+  }
+  ::setrlimit(RLIMIT_NOFILE, &former);
+}
+
+TEST_F(SocketTest, ErrorsHaveTheirCodes) {
+  const struct {
+    int error;
+    unsigned int code;
+  } cases[] = {{EINTR, 27}, {EIO, 29},      {ENOMEM, 24},          {EACCES, 22},     {EMFILE, 23},
+               {ENOSR, 25}, {EMSGSIZE, 28}, {EPROTONOSUPPORT, 26}, {ECONNRESET, 15}, {0, 15}};
+  for (const auto& c : cases) {
+    errno = c.error;
+    EXPECT_EQ(ZOVSocketConnection::determineError(), c.code) << c.error;
+    EXPECT_EQ(ZOVSocketConnection::getLastError(), c.error);
+  }
+}
+
+TEST_F(SocketTest, WhatCannotBeOpenedTellsWhy) {
+  const ZOVServerSocket second("127.0.0.1", server->getPort(), "second", 1);
+  EXPECT_FALSE(second.isValid());
+  EXPECT_EQ(second.getLastRC(), 15u);
+  EXPECT_EQ(ZOVSocketConnection::getLastError(), EADDRINUSE);
+  EXPECT_FALSE(ZOVServerSocket("no address", 0, "third", 1).isValid());
+
+  const std::uint16_t port = server->getPort();
+  EXPECT_TRUE(ZOVClientSocket(port, "client", ::inet_addr("127.0.0.1")).isValid());
+  server.reset();
+  const ZOVClientSocket refused(port, nullptr, ::inet_addr("127.0.0.1"));
+  EXPECT_FALSE(refused.isValid());
+  EXPECT_EQ(refused.getLastRC(), 15u);
+  EXPECT_EQ(refused.getConnectionName(), "**unknown**");
+}
+
+TEST_F(SocketTest, DeletingAConnectionWakesItsReaderAndLeavesTheDescriptorToIt) {
+  const int descriptor = connection->getSocket();
+  std::thread reader([this] { receive(); });
+  server->deleteSocket(connection.get());
+  reader.join();
+  EXPECT_EQ(rc, 16u);
+  EXPECT_EQ(server->getNumConnections(), 0u);
+  EXPECT_TRUE(peer->closedByAgent());
+  EXPECT_NE(::fcntl(descriptor, F_GETFD), -1) << "the last user closes";
+  connection.reset();
+  EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1);
+  server->deleteSocket(connection.get());
+}
+
+TEST_F(SocketTest, ShutdownEndsWhatIsBlockedAndWhatComesLater) {
+  std::thread reader([this] { receive(); });
+  ZOVReturnCode acceptCode;
+  std::thread acceptor([&] { EXPECT_EQ(server->clientAccept(acceptCode, 0), nullptr); });
+  server->shutdownAll();
+  reader.join();
+  acceptor.join();
+  EXPECT_EQ(rc, 16u);
+  EXPECT_NE(acceptCode, 0u);
+  EXPECT_TRUE(peer->closedByAgent());
+  EXPECT_FALSE(FakeCollector(server->getPort()).connected());
+  server->waitForShutdown();
+}
+
+TEST_F(SocketTest, AnOwnerlessConnectionLastsUntilItsPeerCloses) {
+  server->abandon(std::move(connection));
+  peer->sendBytes("whatever it has to say");
+  EXPECT_EQ(server->clientAccept(rc, NoWait), nullptr);
+  EXPECT_EQ(server->getNumConnections(), 1u);
+  peer->close();
+  const FakeCollector next(server->getPort());
+  EXPECT_TRUE(accept());
+  EXPECT_EQ(server->getNumConnections(), 1u) << "the next one alone";
+}
+
+class ExchangeTest : public SocketTest {
+ protected:
+  /// The code of an exchange that is answered by `answer`, a function of the request's correlator.
+  template <class Answer>
+  ZOVReturnCode exchange(Answer answer) {
+    std::thread collector([&] { peer->send(answer(peer->receive()->correlator())); });
+    value = 99, text = "former";
+    const ZOVReturnCode code = zovExchange(connection.get(), ZOVPollRequest(), static_cast<int>(Patience),
+                                           ResponseExpected, &value, &text);
+    collector.join();
+    return code;
+  }
+  long long value = 0;
+  RWCString text;
+};
+
+TEST_F(ExchangeTest, OnlyTheRequestsOwnPositiveResponseIsSuccess) {
+  EXPECT_EQ(exchange([](long long id) { return wireResponse(id, true, 7, "fine"); }), 0u);
+  EXPECT_EQ(value, 0) << "only a refusal carries a reason";
+  EXPECT_TRUE(text.isNull());
+  EXPECT_EQ(exchange([](long long id) { return wireResponse(id, false, 117, "no file"); }), 18u);
+  EXPECT_EQ(value, 117);
+  EXPECT_EQ(text, "no file");
+  EXPECT_EQ(exchange([](long long id) { return wireResponse(id + 1, true, 5); }), 18u);
+  EXPECT_EQ(value, 5);
+  EXPECT_EQ(exchange([](long long id) { return wireRequest(1, id); }), 19u);
+  EXPECT_EQ(exchange([](long long) { return wireSample(998); }), 19u);
+  EXPECT_EQ(exchange([](long long) { return WireFrame(3, 5); }), 19u);
+  EXPECT_EQ(exchange([](long long id) { return wireResponse(id, true).raw("cut"); }), 19u);
+}
+
+TEST_F(ExchangeTest, SocketsAnswerForThemselves) {
+  EXPECT_EQ(zovExchange(nullptr, ZOVPollRequest(), 1, ResponseExpected, &value, nullptr), 33u);
+  EXPECT_EQ(zovExchange(connection.get(), ZOVPollRequest(), 0, NoResponseExpected, nullptr, nullptr), 0u);
+  EXPECT_EQ(peer->receive()->subtype, 2);
+  peer->close();
+  EXPECT_EQ(zovExchange(connection.get(), ZOVPollRequest(), 0, ResponseExpected, nullptr, &text), 16u);
+}
+
+}  // namespace

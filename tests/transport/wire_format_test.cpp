@@ -1,0 +1,279 @@
+// The bytes of messages, and what becomes of bytes from a peer, hostile ones among them.
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <set>
+
+#include "support/fake_collector.h"
+#include "transport/buffer.h"
+#include "transport/collect_gc_data.h"
+#include "transport/collect_workload.h"
+#include "transport/collection_requests.h"
+#include "transport/key_value_set.h"
+#include "transport/ping_request.h"
+#include "transport/poll_request.h"
+#include "transport/response.h"
+
+namespace {
+
+std::string upperHex(std::string_view spaced) {
+  return wireHex(wireBytes(spaced));
+}
+
+std::string bodyOf(const ZOVTransportableData& data) {
+  ZOVBuffer buffer;
+  data.stream(buffer);
+  return buffer.str();
+}
+
+template <class Request>
+Request correlated(Request request, std::uint32_t correlator) {
+  request.setCorrelatorId(correlator);
+  return request;
+}
+
+std::unique_ptr<ZOVTransportableData> build(std::string body) {
+  ZOVBuffer buffer{RWCString(std::move(body))};
+  return ZOVTransportableData::buildFromBuffer(buffer);
+}
+
+template <class Request>
+std::unique_ptr<Request> buildAs(const WireFrame& frame) {
+  std::unique_ptr<ZOVTransportableData> data = build(frame.body());
+  return std::unique_ptr<Request>(dynamic_cast<Request*>(data.release()));
+}
+
+TEST(WireFormat, MessagesHaveTheirBytes) {
+  ZOVResponse accepted(1, 6005164, nullptr);
+  ZOVResponse refused(0, 104, "no");
+  const struct {
+    const char* what;
+    std::string body;
+    const char* expected;
+  } cases[] = {
+      {"positive response", bodyOf(correlated(ZOVResponse(1, 6, nullptr), 7)),
+       "00020001 00000005"
+       "00000001 0000000D 0000000000000007 00000001 0000000E 0000000000000002"
+       "00000001 0000000F 0000000000000006"},
+      {"refusal with a text", bodyOf(correlated(refused, 7)),
+       "00020001 00000005"
+       "00000001 0000000D 0000000000000007 00000001 0000000E 0000000000000001"
+       "00000001 0000000F 0000000000000068 00000002 0000001C 00000002 6E6F"},
+      {"workload level 1 at 2 percent", bodyOf(correlated(ZOVCollectWorkload("A", "", 1, 2, {}, 0), 1)),
+       "00020001 00000008"
+       "00000001 0000000D 0000000000000001 00000001 00000293 0000000000000300"
+       "00000001 000002A7 0000000000000002 00000002 0000028A 00000001 41"},
+      {"verbose gc",
+       bodyOf(correlated(ZOVCollectGCData(ZOVCollectGCData::StopCollecting, "/gc", 60,
+                                          ZOVCollectGCData::DiscardOldest, 200),
+                         2)),
+       "00020001 0000000F"
+       "00000001 0000000D 0000000000000002 00000001 0000041A 0000000000000002"
+       "00000001 0000041C 000000000000003C 00000001 0000041D 00000000000000C8"
+       "00000001 0000041E 0000000000000001 00000002 0000041B 00000003 2F6763"},
+      {"poll", bodyOf(correlated(ZOVPollRequest(0x21C0000, "", "", "", "", "five", "", 0), 3)),
+       "00020001 00000002"
+       "00000001 0000000D 0000000000000003 00000001 00000001 00000000021C0000"
+       "00000002 0000000A 00000004 66697665"},
+      {"initiate", bodyOf(correlated(ZOVInitiateCollectionRequest(-2, 0xFFFFFFFF, "a", "b", 5), 4)),
+       "00020001 00000003"
+       "00000001 0000000D 0000000000000004 00000001 0000000C FFFFFFFFFFFFFFFE"
+       "00000001 00000010 00000000FFFFFFFF 00000001 00000017 0000000000000005"
+       "00000002 00000012 00000001 61 00000002 00000013 00000001 62"},
+      {"nothing but nulls", bodyOf(correlated(ZOVStopCollectionRequest(), 0)), "00020001 00000004"},
+      {"a message without a type", bodyOf(ZOVTransportableData()), "00020000"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(wireHex(c.body), upperHex(c.expected)) << c.what;
+}
+
+TEST(WireFormat, NumbersKeepTheirSignAndOrderOfBytes) {
+  ZOVResponse response(1, 0x0102030405060708, nullptr);
+  EXPECT_NE(bodyOf(response).find(wireBytes("0102030405060708")), std::string::npos);
+  for (const long long value : {-1LL, std::numeric_limits<long long>::min(), 1LL << 62}) {
+    response.setValue(value);
+    const auto back = build(bodyOf(response));
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->getNumericData(15), value);
+  }
+}
+
+TEST(WireFormat, ExtraPairsTravelWhateverTheirValueIs) {
+  auto pairs = std::make_unique<ZOVKeyValueSet>();
+  pairs->defineKeyValuePair(1500, 0LL);
+  pairs->defineKeyValuePair(1501, "");
+  pairs->defineKeyValuePair(1502, "text");
+  ZOVStopCollectionRequest request = correlated(ZOVStopCollectionRequest(), 0);
+  request.save(*pairs);
+  pairs.reset();
+  const std::unique_ptr<ZOVRequest> copy(request.clone());
+  const WireMessage message(bodyOf(*copy));
+  EXPECT_EQ(message.number(1500), 0);
+  EXPECT_EQ(message.text(1501), "");
+  EXPECT_EQ(message.text(1502), "text");
+  ASSERT_NE(copy->getExtraPairs()->find(1502), nullptr);
+  EXPECT_STREQ(copy->getExtraPairs()->find(1502)->getStringValue(), "text");
+  EXPECT_EQ(copy->getExtraPairs()->find(1503), nullptr);
+}
+
+TEST(WireFormat, DataArraysHoldNullsToo) {
+  int numericCount = 0, stringCount = 0;
+  std::unique_ptr<int[]> numericKeys, stringKeys;
+  std::unique_ptr<long long[]> numbers;
+  std::unique_ptr<RWCString[]> texts;
+  correlated(ZOVResponse(0, 0, "why"), 9)
+      .getDataArrays(numericCount, stringCount, numericKeys, numbers, stringKeys, texts);
+  ASSERT_EQ(numericCount, 4);
+  EXPECT_EQ(std::vector<int>(numericKeys.get(), numericKeys.get() + 4), (std::vector<int>{13, 14, 15, 37}));
+  EXPECT_EQ(std::vector<long long>(numbers.get(), numbers.get() + 4), (std::vector<long long>{9, 1, 0, 0}));
+  ASSERT_EQ(stringCount, 1);
+  EXPECT_EQ(stringKeys[0], 28);
+  EXPECT_EQ(texts[0], "why");
+  ZOVTransportableData().getDataArrays(numericCount, stringCount, numericKeys, numbers, stringKeys, texts);
+  EXPECT_TRUE(numericCount == 0 && stringCount == 0 && !numericKeys && !numbers && !stringKeys && !texts);
+}
+
+TEST(WireFormat, EveryFieldOfAPingArrives) {
+  WireFrame frame = wireRequest(1, 77);
+  int mark = 100;
+  for (const int key : {3, 4, 22, 24, 25, 27, 1340, 1341}) frame.number(key, mark++);
+  for (const int key : {655, 657, 26, 29, 850, 31, 5, 38, 39, 41}) frame.text(key, std::to_string(key));
+  const auto ping = buildAs<ZOVPingRequest>(frame);
+  ASSERT_TRUE(ping);
+  EXPECT_EQ(ping->getCorrelatorId(), 77u);
+  EXPECT_EQ(ping->getProcessId(), 101);
+  EXPECT_EQ(ping->getProfilerBuildLevel(), 103);
+  EXPECT_EQ(ping->getWorkloadAnalysisBuildLevel(), 104);
+  EXPECT_EQ(ping->getPingType(), 106);
+  EXPECT_EQ(ping->getRemoteToken(), 107);
+  EXPECT_EQ(ping->getAppServerName(), "5");
+  EXPECT_EQ(ping->getServerRootDirectory(), "38");
+  EXPECT_EQ(ping->getWorkingDirectory(), "31");
+  EXPECT_EQ(ping->getAliasName(), "39");
+  EXPECT_EQ(ping->getLocaleName(), "41");
+
+  // What goes out again has the order of the class, and not keys 3 and 22.
+  std::vector<int> numeric, text;
+  const WireMessage again(bodyOf(*ping));
+  for (const auto& field : again.numbers) numeric.push_back(field.first);
+  for (const auto& field : again.texts) text.push_back(field.first);
+  EXPECT_EQ(numeric, (std::vector<int>{13, 4, 24, 25, 27, 1340, 1341}));
+  EXPECT_EQ(text, (std::vector<int>{655, 657, 26, 29, 850, 31, 5, 38, 39, 41}));
+
+  // A copy is a reduced ping.
+  const std::unique_ptr<ZOVRequest> copy(ping->clone());
+  for (const int key : {13, 4, 24, 25})
+    EXPECT_EQ(copy->getNumericData(key), ping->getNumericData(key)) << key;
+  for (const int key : {27, 1340, 1341}) EXPECT_EQ(copy->getNumericData(key), 0) << key;
+  for (const int key : {655, 657, 26, 29, 850}) EXPECT_EQ(copy->getStringData(key), ping->getStringData(key));
+  for (const int key : {31, 5, 38, 39, 41}) EXPECT_TRUE(copy->getStringData(key).isNull()) << key;
+}
+
+TEST(WireFormat, TheReaderTakesWhatItKnows) {
+  const auto response = [](const WireFrame& frame) { return buildAs<ZOVResponse>(frame); };
+  EXPECT_TRUE(response(WireFrame(1, 5))->getStatus()) << "a response without key 14";
+  EXPECT_EQ(response(wireResponse(1, false))->getStatus(), 0);
+  EXPECT_EQ(response(wireResponse(1, true))->getStatus(), 1);
+  EXPECT_EQ(response(WireFrame(1, 5).number(9999, 1).text(8888, "x").number(15, 3))->getValue(), 3);
+  EXPECT_EQ(response(WireFrame(1, 5).number(15, 3).number(15, 4))->getValue(), 4) << "the last one wins";
+  EXPECT_EQ(response(WireFrame(1, 5).textOfType(7, 28, "seven"))->getMessage(), "seven");
+  EXPECT_EQ(response(WireFrame(1, 5).text(28, "x").text(28, ""))->getMessage(), "");
+  EXPECT_EQ(response(WireFrame(1, 5).text(28, std::string_view("a\0b", 3)))->getMessage().length(), 3u);
+  EXPECT_EQ(response(WireFrame(1, 5).text(15, "wrong kind"))->getValue(), 0);
+  EXPECT_EQ(response(WireFrame(1, 5).number(15, 3).put(0, 4).raw("anything"))->getValue(), 3)
+      << "a field type of 0 ends the body";
+  EXPECT_EQ(response(WireFrame(1, 5, 9))->getReceivedFormat(), 9);
+
+  const auto request = buildAs<ZOVCollectGCData>(wireRequest(15, 5).number(1365, 30).number(1052, 1LL << 33));
+  ASSERT_TRUE(request);
+  EXPECT_EQ(request->getTimeout(), 30);
+  const WireMessage sent(bodyOf(*request));
+  EXPECT_FALSE(sent.number(1365)) << "the timeout is not sent on";
+  EXPECT_FALSE(sent.number(1052)) << "cut to 32 bits, this is 0";
+  EXPECT_EQ(sent.number(1053), 200) << "a field that did not come keeps its default";
+}
+
+TEST(WireFormat, OnlySomeTypesAreBuilt) {
+  const std::set<int> built{1, 2, 3, 4, 5, 8, 15};
+  for (int type = -1; type < 100; ++type) {
+    const auto data = build(wireRequest(type, 6).body());
+    EXPECT_EQ(data != nullptr, built.contains(type)) << type;
+    if (data) {
+      EXPECT_EQ(static_cast<ZOVRequest&>(*data).getRequestType(), type);
+    }
+  }
+  for (const int dataType : {0, 3, 65535}) EXPECT_EQ(build(WireFrame(dataType, 5).body()), nullptr);
+
+  ZOVBuffer buffer{RWCString(WireFrame(1, 6).number(13, 1).body())};
+  EXPECT_EQ(ZOVTransportableData::buildFromBuffer(buffer), nullptr);
+  EXPECT_EQ(buffer.getCursor(), 8u) << "left behind the type";
+}
+
+TEST(WireFormat, ABodyCutShortBuildsNothing) {
+  const WireFrame field1 = wireRequest(1, 7);
+  const WireFrame field2 = WireFrame(field1).text(5, "server1");
+  const std::string whole = WireFrame(field2).number(24, 6005159).body();
+  const std::set<std::size_t> goodEnds{8, field1.body().size(), field2.body().size(), whole.size()};
+  for (std::size_t end = 0; end <= whole.size(); ++end) {
+    EXPECT_EQ(build(whole.substr(0, end)) != nullptr, goodEnds.contains(end)) << end;
+  }
+}
+
+TEST(WireFormat, ALyingCountReadsNothingBeyondTheBody) {
+  for (const long long count : {5LL, 0x7FFFFFFFLL, 0xFFFFFFFFLL, 0x80000000LL}) {
+    const std::string body = WireFrame(1, 5).put(2, 4).put(28, 4).put(count, 4).raw("four").body();
+    EXPECT_EQ(build(body), nullptr) << count;
+    ZOVBuffer buffer{RWCString(body.substr(12))};
+    buffer.getNextKey();
+    EXPECT_TRUE(buffer.getNextStringField().isNull());
+    EXPECT_TRUE(buffer.isDamaged());
+    EXPECT_EQ(buffer.getCursor(), buffer.length());
+    EXPECT_EQ(buffer.getNextLongField(), 0);
+    EXPECT_EQ(buffer.getNextFieldType(), 0);
+  }
+  ZOVBuffer shortBuffer{RWCString("abc", 3)};
+  EXPECT_EQ(shortBuffer.peekDataType(), -1);
+  EXPECT_EQ(shortBuffer.peekSubtype(), -1);
+}
+
+TEST(Requests, ACopyKeepsItsCorrelatorAndANewOneTakesTheNext) {
+  const ZOVPollRequest poll(1, "one", "two", "three", "four", "five", "six", 9);
+  const std::unique_ptr<ZOVRequest> copy(poll.clone());
+  const ZOVPollRequest next;
+  EXPECT_EQ(copy->getCorrelatorId(), poll.getCorrelatorId());
+  EXPECT_EQ(next.getCorrelatorId(), poll.getCorrelatorId() + 2) << "the copy took a number too";
+  for (const int key : {6, 8, 9, 10, 11}) EXPECT_EQ(copy->getStringData(key), poll.getStringData(key)) << key;
+  EXPECT_TRUE(copy->getStringData(7).isNull()) << "a copy loses the second text";
+  EXPECT_EQ(copy->getNumericData(2), 9);
+}
+
+TEST(Requests, SampleTypesHaveTheirPollBits) {
+  const struct {
+    int type;
+    unsigned long long bit;
+  } cases[] = {
+      {0, 0},           {1, 1},           {10, 0x200},      {11, 0},
+      {13, 0},          {14, 0x2000},     {17, 0x40000},    {18, 0x80000},
+      {30, 0},          {31, 0x100000},   {36, 0x100000},   {37, 0},
+      {38, 0},          {39, 0x100000},   {47, 0x100000},   {48, 0},
+      {53, 0x2000},     {54, 0x2000},     {55, 0x100000},   {62, 0x2000000},
+      {66, 0x100000},   {67, 0x4000000},  {72, 0x80000000}, {73, 1ULL << 32},
+      {74, 1ULL << 34}, {75, 1ULL << 33}, {76, 0x100000},   {77, 0x4ULL << 40},
+      {80, 1ULL << 45}, {81, 0},          {-1, 0},          {997, 0},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(ZOVPollRequest::getPollType(c.type), c.bit) << c.type;
+    EXPECT_EQ(ZOVPollRequest::collectOnDemandOnly(c.type), (c.bit & 0x7fe5fefffULL) == 0) << c.type;
+  }
+}
+
+TEST(Requests, CollectLevelsTranslateBothWays) {
+  const struct { int level, wire; } cases[] = {{0, 0}, {1, 0x300}, {2, 0x7F00}, {3, 0}, {-1, 0}};
+  for (const auto& c : cases) EXPECT_EQ(ZOVCollectWorkload::transformCollectLevel(c.level), c.wire);
+  EXPECT_EQ(ZOVCollectWorkload::detransformCollectLevel(0x300), 1);
+  EXPECT_EQ(ZOVCollectWorkload::detransformCollectLevel(0x7F00), 2);
+  EXPECT_EQ(ZOVCollectWorkload::detransformCollectLevel(2), 0);
+}
+
+}  // namespace
