@@ -129,8 +129,8 @@ void printServer(const ZOVAppServerConfigParms& parms) {
   line("Collecting Resource Data ............. %s\n", method(parms.getResourceCollectAction()));
   line("Collecting Resource Fixed Interval ... %d\n", parms.getResourceCollectPollFrequency());
   line("Collecting Resource Maximum Age ...... %d\n", parms.getResourceCollectAgeMax());
-  line("Collecting Verbose GC Data ........... %s\n", parms.getGcCollectAction() ? "ENABLE" : "DISABLE");
-  line("Verbose GC Poll Frequency ............ %d\n", parms.getGcCollectPollFrequency());
+  line("Collecting Verbose GC Data ........... %s\n", parms.getGCCollectAction() ? "ENABLE" : "DISABLE");
+  line("Verbose GC Poll Frequency ............ %d\n", parms.getGCCollectPollFrequency());
   line("Resource Monitoring .................. %s\n",
        wordFor(parms.getResourceCollectEnabled(), {"DISABLED", "ENABLED"}));
   line("Workload Capture ..................... %d%%\n", parms.getWorkloadCapturePercent());

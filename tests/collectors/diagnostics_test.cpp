@@ -1,0 +1,35 @@
+#include "collectors/diagnostics.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "runtime/return_code.h"
+#include "support/diagnostic_environment.h"
+
+static DGT1_Unit traceUnit("ZOVTDIAG");
+
+namespace {
+
+TEST(Diagnostics, MessagesOfTheProcessBecomeProductEvents) {
+  DiagnosticEnvironment environment;
+  const int line = __LINE__ + 1;
+  ZOV_LOG_MESSAGE(ZOVA0017I, "Server::activate", RWCString("shop"));
+  ZOV_LOG_ERROR(ZOVA0001I, "f");
+  EXPECT_EQ(environment.issued(),
+            (std::vector<std::string>{"ZOVA0017I Application server shop is now active.",
+                                      "ZOVA0001I Vantor for Tessaly monitoring agent startup complete."}));
+  environment.productEventCollector().forEachSample([&](const ZOVProductEventSample& sample) {
+    char file[9] = {}, function[33] = {};
+    sample.copyFile(file, 8);
+    sample.copyFunction(function, 32);
+    EXPECT_STREQ(file, "ZOVTDIAG");
+    EXPECT_TRUE(sample.getLine() == line ? std::string(function) == "Server::activate"
+                                         : sample.getLine() == line + 1);
+  });
+  EXPECT_STREQ(ZOVReturnCode::getDescription(7), "Unable to locate the application server");
+  EXPECT_STREQ(ZOVReturnCode::getDescription(8), "ZOVR0008");
+}
+
+}  // namespace

@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "collectors/product_event_collector.h"
+#include "support/diagnostic_environment.h"
+
+namespace {
+
+std::string field(const ZOVProductEventSample& sample, void (ZOVProductEventSample::*copy)(char*, int) const,
+                  int size = 400) {
+  std::string out(static_cast<std::size_t>(size), '#');
+  (sample.*copy)(out.data(), size);
+  return out.c_str();
+}
+std::string id(const ZOVProductEventSample& sample) {
+  return field(sample, &ZOVProductEventSample::copyMsgId);
+}
+std::string description(const ZOVProductEventSample& sample) {
+  return field(sample, &ZOVProductEventSample::copyMsgDesc);
+}
+
+/// A collector whose framework takes events while `answer` is 0.
+class ProductEventTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    emitted.clear();
+    answer = 0;
+    ZOVProductEventCollector::setEmitter(
+        [](const ZOVProductEventSample* sample, const ZOVApplicationServer*) {
+          if (answer == 0) emitted.push_back(id(*sample));
+          return answer;
+        });
+  }
+  void TearDown() override { ZOVProductEventCollector::setEmitter(nullptr); }
+
+  void post(const std::string& message) {
+    EXPECT_EQ(collector.postProductEvent("zovcagnt.cpp", "f", 12, &when, 2, message.c_str()), 0);
+  }
+  /// Posts messages named E<first> to E<last>.
+  void postNumbered(int first, int last) {
+    for (int i = first; i <= last; ++i) post(name(i) + " text");
+  }
+  static std::string name(int number) { return "E" + std::to_string(number); }
+  std::vector<std::string> retained() {
+    std::vector<std::string> ids;
+    collector.forEachSample([&](const ZOVProductEventSample& sample) { ids.push_back(id(sample)); });
+    return ids;
+  }
+
+  static inline std::vector<std::string> emitted;
+  static inline unsigned int answer;
+  DiagnosticEnvironment environment;
+  ZOVProductEventCollector collector;
+  struct tm when = {};
+};
+
+TEST_F(ProductEventTest, SplitsMessagesAtTheirIdentifier) {
+  const struct {
+    const char* message;
+    const char* id;
+    const char* description;
+  } cases[] = {
+      {"ZOVA0001I startup complete.", "ZOVA0001I", "startup complete."},
+      {"ZOVA0001I  two blanks", "ZOVA0001I", " two blanks"},
+      {"SHORT1 text of it", "SHORT1", "text of it"},
+      {"ABCDEFGHIJKL text", "ABCDEFGHIJKL", "text"},
+      {"ABCDEFGHIJKLMNOPQRS text", "ABCDEFGHIJKLMNO", "PQRS text"},
+      {"word", "word", ""},
+      {" x y", " x", "y"},
+      {"", "", ""},
+  };
+  for (const auto& c : cases) post(c.message);
+  std::size_t i = 0;
+  collector.forEachSample([&](const ZOVProductEventSample& sample) {
+    EXPECT_EQ(id(sample), cases[i].id) << cases[i].message;
+    EXPECT_EQ(description(sample), cases[i].description) << cases[i].message;
+    ++i;
+  });
+  EXPECT_EQ(i, std::size(cases));
+  EXPECT_EQ(collector.postProductEvent(nullptr, nullptr, 0, nullptr, 0, nullptr), 0);
+}
+
+TEST_F(ProductEventTest, FillsTheSample) {
+  when.tm_year = 126, when.tm_mon = 10, when.tm_mday = 2, when.tm_hour = 3, when.tm_min = 4, when.tm_sec = 5;
+  post("ZOVA0001I caf\xC3\xA9");
+  collector.forEachSample([&](const ZOVProductEventSample& sample) {
+    EXPECT_EQ(field(sample, &ZOVProductEventSample::copyTimeStamp), "1261102030405000");
+    EXPECT_EQ(field(sample, &ZOVProductEventSample::copyFile), "zovcagnt");
+    EXPECT_EQ(field(sample, &ZOVProductEventSample::copyFunction), "f");
+    EXPECT_EQ(sample.getLine(), 12);
+    EXPECT_EQ(sample.getSeverity(), 2);
+    char narrow[8] = {'#', '#', '#', '#', '#', '#', '#', '#'};
+    sample.copyMsgId(narrow, 7);
+    EXPECT_EQ(std::string(narrow, 8), "ZOVA000#") << "a full field has no zero byte";
+    EXPECT_EQ(std::string(narrow, 8).size(), 8U);
+  });
+}
+
+TEST_F(ProductEventTest, RetainsTheLatest) {
+  postNumbered(1, 21);
+  ASSERT_EQ(retained().size(), 20U);
+  EXPECT_EQ(retained().front(), "E2");
+  collector.setMaxSamples(5);
+  EXPECT_EQ(retained(), (std::vector<std::string>{"E18", "E19", "E20", "E21"})) << "one place stays free";
+  collector.setMaxSamples(0);
+  postNumbered(22, 22);
+  EXPECT_TRUE(retained().empty());
+  EXPECT_EQ(emitted.size(), 22U) << "all are offered";
+  collector.setMaxSamples(-3);
+  postNumbered(23, 23);
+  EXPECT_TRUE(retained().empty());
+}
+
+TEST_F(ProductEventTest, RefusedEventsWaitInOrder) {
+  answer = 45;
+  postNumbered(1, 3);
+  EXPECT_EQ(collector.releasePendingSamples(), 45U);
+  answer = 0;
+  postNumbered(4, 4);
+  EXPECT_EQ(emitted, (std::vector<std::string>{"E1", "E2", "E3", "E4"}));
+  EXPECT_EQ(collector.releasePendingSamples(), 0U);
+  EXPECT_EQ(emitted.size(), 4U) << "none is offered twice";
+}
+
+TEST_F(ProductEventTest, AtMostAHundredWait) {
+  ZOVProductEventCollector::setEmitter(nullptr);  // as before the tables are loaded
+  postNumbered(1, 101);
+  SetUp();
+  EXPECT_EQ(collector.releasePendingSamples(), 0U);
+  ASSERT_EQ(emitted.size(), 100U);
+  EXPECT_EQ(emitted.front(), "E2");
+  EXPECT_EQ(emitted.back(), "E101");
+}
+
+}  // namespace

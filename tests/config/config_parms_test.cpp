@@ -1,0 +1,288 @@
+#include "config/config_parms.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "platform/trace.h"
+
+namespace {
+
+/// Writes a configuration file, has it read, and keeps the trace of the reading.
+class ConfigParmsTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = testing::TempDir() + "zovcfgXXXXXX";
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    directory = name;
+    DGT1_SetSink([](const char*, int, std::string_view text,
+                    void* context) { static_cast<std::string*>(context)->append(text).append("\n"); },
+                 &trace);
+  }
+  void TearDown() override {
+    DGT1_SetSink(nullptr, nullptr);
+    std::filesystem::remove_all(directory);
+  }
+
+  void read(const std::string& text) {
+    std::ofstream(directory / "host_ov.cfg") << text;
+    readWithoutFile();
+  }
+  void readWithoutFile() { EXPECT_EQ(parms.readFromFile((directory / "host_").c_str()), 0); }
+  ZOVAgentConfigParms& agent() { return *parms.getAgentConfigParms(); }
+  ZOVAppServerConfigParms& defaults() { return *parms.getAppServerConfigParms(nullptr, nullptr); }
+  /// The alias of the section that serves a server; empty for the defaults.
+  std::string aliasOf(const char* name, const char* root) {
+    return parms.getAppServerConfigParms(name, root)->getSubnodeAliasName().str();
+  }
+  bool traced(const std::string& text) const { return trace.find(text) != std::string::npos; }
+
+  std::filesystem::path directory;
+  std::string trace;
+  ZOVConfigParms parms;
+};
+
+TEST_F(ConfigParmsTest, AnAbsentFileGivesTheDefaults) {
+  readWithoutFile();
+  EXPECT_EQ(agent().getCollectorSessionPort(), 63335);
+  EXPECT_EQ(agent().getLogFileMessagesMax(), 100);
+  EXPECT_EQ(agent().getSocketReceiveTimeout(), 300);
+  EXPECT_TRUE(agent().getAgentId().isNull());
+  EXPECT_EQ(defaults().getName().str(), "All Application Servers default");
+  EXPECT_EQ(defaults().getRequestCollectAction(), 2);
+  EXPECT_EQ(defaults().getResourceCollectAction(), 1);
+  EXPECT_EQ(defaults().getRetainHistory(), 3600);
+  EXPECT_EQ(parms.getAppServerConfigParms("server1", "/opt"), &defaults());
+}
+
+TEST_F(ConfigParmsTest, ADamagedFileNamesItsLineAndTheDefaultsStand) {
+  read("[Advanced_Agent_Config]\nZOV_PORT = 1234\n[Broken\n");
+  EXPECT_TRUE(traced("line 3"));
+  EXPECT_EQ(agent().getCollectorSessionPort(), 63335);
+}
+
+TEST_F(ConfigParmsTest, ReadsEveryKey) {
+  read(R"([Basic_Config]
+ZOV_REQ_SAMPLEMETHOD = ONDEMAND
+ZOV_RESOURCE_SAMPLEMETHOD = FIXEDINTERVAL
+ZOV_GC_MONITORING = DISABLE
+ZOV_REQ_MONITORING_LEVEL = LEVEL2
+ZOV_RESOURCE_MONITORING = DISABLE
+ZOV_ALT_NODEID = first
+[Advanced_Agent_Config]
+ZOV_MAX_AGENTLOG_MSGS = 7
+ZOV_PORT = 1234
+ZOV_ALT_NODEID = second
+[Advanced_J2EE_Config]
+ZOV_APPSRVR_LOGSCANINTERVAL = 11
+ZOV_GC_LOG_SCANINTERVAL = 12
+ZOV_REQ_FIXEDINTERVAL_TIME = 13
+ZOV_REQ_ONDEMAND_MAXSAMPLEAGE = 14
+ZOV_RESOURCE_FIXEDINTERVAL_TIME = 15
+ZOV_RESOURCE_ONDEMAND_MAXSAMPLEAGE = 16
+ZOV_REQ_SAMPLE_RATE = 500
+)");
+  EXPECT_EQ(defaults().getRequestCollectAction(), 1);
+  EXPECT_EQ(defaults().getResourceCollectAction(), 2);
+  EXPECT_EQ(defaults().getGCCollectAction(), 0);
+  EXPECT_EQ(defaults().getWorkloadCollectLevel(), 2);
+  EXPECT_EQ(defaults().getResourceCollectEnabled(), 0);
+  EXPECT_EQ(agent().getLogFileMessagesMax(), 7);
+  EXPECT_EQ(agent().getCollectorSessionPort(), 1234);
+  EXPECT_EQ(agent().getAgentId().str(), "second");
+  EXPECT_EQ(agent().getLogScanInterval(), 11);
+  EXPECT_EQ(defaults().getLogScanInterval(), 11);
+  EXPECT_EQ(defaults().getGCCollectPollFrequency(), 12);
+  EXPECT_EQ(defaults().getRequestCollectPollFrequency(), 13);
+  EXPECT_EQ(defaults().getRequestCollectAgeMax(), 14);
+  EXPECT_EQ(defaults().getResourceCollectPollFrequency(), 15);
+  EXPECT_EQ(defaults().getResourceCollectAgeMax(), 16);
+  EXPECT_EQ(defaults().getWorkloadCapturePercent(), 500);
+  EXPECT_EQ(trace, "") << "nothing to complain about";
+}
+
+TEST_F(ConfigParmsTest, AValueThatCannotBeReadLeavesWhatWas) {
+  const auto port = [](ZOVConfigParms& p) { return p.getAgentConfigParms()->getCollectorSessionPort(); };
+  const auto action = [](ZOVConfigParms& p) {
+    return p.getAppServerConfigParms(nullptr, nullptr)->getRequestCollectAction();
+  };
+  const auto level = [](ZOVConfigParms& p) {
+    return p.getAppServerConfigParms(nullptr, nullptr)->getWorkloadCollectLevel();
+  };
+  const struct {
+    const char* section;
+    const char* line;
+    int (*value)(ZOVConfigParms&);
+    int expected;
+    bool complains;
+  } cases[] = {
+      {"Advanced_Agent_Config", "ZOV_PORT = abc", port, 63335, true},
+      {"Advanced_Agent_Config", "ZOV_PORT =", port, 63335, true},
+      {"Advanced_Agent_Config", "ZOV_PORT = 99999999999", port, 63335, true},
+      {"Advanced_Agent_Config", "ZOV_PORT = 0", port, 0, false},
+      {"Advanced_Agent_Config", "ZOV_PORT = +12x", port, 12, false},
+      {"Advanced_Agent_Config", "ZOV_PORT = -12", port, -12, false},
+      {"Advanced_Agent_Config", "zov_port = 12", port, 63335, true},
+      {"Basic_Config", "ZOV_PORT = 12", port, 63335, true},
+      {"basic_config", "ZOV_REQ_SAMPLEMETHOD = ONDEMAND", action, 2, true},
+      {"Basic_Config", "ZOV_REQ_SAMPLEMETHOD = FIXED", action, 2, false},
+      {"Basic_Config", "ZOV_REQ_SAMPLEMETHOD = ondemand", action, 2, false},
+      {"Basic_Config", "ZOV_REQ_MONITORING_LEVEL = LEVEL3", level, 1, true},
+      {"Basic_Config", "ZOV_REQ_MONITORING_LEVEL = DISABLE", level, 0, false},
+  };
+  for (const auto& c : cases) {
+    trace.clear();
+    std::ofstream(directory / "host_ov.cfg") << '[' << c.section << "]\n" << c.line << '\n';
+    ZOVConfigParms fresh;
+    fresh.readFromFile((directory / "host_").c_str());
+    EXPECT_EQ(c.value(fresh), c.expected) << c.line;
+    EXPECT_EQ(!trace.empty(), c.complains) << c.line << ": " << trace;
+  }
+}
+
+TEST_F(ConfigParmsTest, ServersGetTheirSections) {
+  read(R"([AppServer:early]
+ZOV_APPSRVR_NAME = server0
+ZOV_APPSRVR_ROOT = /opt/zero
+[Advanced_J2EE_Config]
+ZOV_REQ_SAMPLE_RATE = 9
+[AppServer:shop]
+ZOV_APPSRVR_NAME = server1
+ZOV_APPSRVR_ROOT = /opt/shop
+[Other:bank]
+ZOV_APPSRVR_NAME = server1
+ZOV_APPSRVR_ROOT = /opt/bank
+[AppServer:shop]
+ZOV_APPSRVR_NAME = server2
+ZOV_APPSRVR_ROOT = /opt/other
+[AppServer:again]
+ZOV_APPSRVR_NAME = server1
+ZOV_APPSRVR_ROOT = /opt/shop
+[AppServer:rootless]
+ZOV_APPSRVR_NAME = server3
+[Basic_Config:basic]
+ZOV_APPSRVR_NAME = server4
+ZOV_APPSRVR_ROOT = /opt/basic
+[Advanced_J2EE_Config:both]
+ZOV_REQ_FIXEDINTERVAL_TIME = 33
+ZOV_APPSRVR_NAME = server5
+ZOV_APPSRVR_ROOT = /opt/caf)"
+       "\xC3\xA9\n");
+  EXPECT_EQ(aliasOf("server1", "/opt/shop"), "shop");
+  EXPECT_EQ(aliasOf("server1", "/opt/bank"), "bank");
+  EXPECT_EQ(aliasOf("server5", "/opt/caf\xC3\xA9"), "both");
+  for (const auto& [name, root] : {std::pair{"server2", "/opt/other"},
+                                   {"server3", ""},
+                                   {"server4", "/opt/basic"},
+                                   {"server1", "/opt/elsewhere"},
+                                   {"SERVER1", "/opt/shop"}}) {
+    EXPECT_EQ(parms.getAppServerConfigParms(name, root), &defaults()) << name;
+  }
+  EXPECT_EQ(parms.getAppServerConfigParms("server1", nullptr), &defaults());
+  // A section has the defaults that stood when it was reached.
+  EXPECT_EQ(parms.getAppServerConfigParms("server0", "/opt/zero")->getWorkloadCapturePercent(), 2);
+  EXPECT_EQ(parms.getAppServerConfigParms("server1", "/opt/shop")->getWorkloadCapturePercent(), 9);
+  EXPECT_EQ(parms.getAppServerConfigParms("server5", "/opt/caf\xC3\xA9")->getRequestCollectPollFrequency(),
+            33);
+  EXPECT_TRUE(traced("Duplicate section shop Subnode alias already exists"));
+  EXPECT_TRUE(
+      traced("Duplicate section again AppServer name server1, AppServer root /opt/shop already exists"));
+  EXPECT_TRUE(traced("Missing fields for section rootless, AppServer name server3, AppServer root "));
+}
+
+TEST_F(ConfigParmsTest, ReadersWaitForTheFile) {
+  int port = 0;
+  std::thread reader([&] { port = agent().getCollectorSessionPort(); });
+  read("[Advanced_Agent_Config]\nZOV_PORT = 1234\n");
+  reader.join();
+  EXPECT_EQ(port, 1234);
+}
+
+TEST_F(ConfigParmsTest, PrintsWhatIsInForce) {
+  ASSERT_TRUE(DGT1_Configure("DETAIL(ZOVCCFGP)"));
+  read(
+      "[Basic_Config]\nZOV_RESOURCE_MONITORING = "
+      "DISABLE\n[A:shop]\nZOV_APPSRVR_NAME=s\nZOV_APPSRVR_ROOT=/r\n");
+  defaults().setWorkloadCollectLevel(3);
+  parms.print();
+  ASSERT_TRUE(DGT1_Configure("ERROR MESSAGE"));
+  for (const char* line :
+       {"Collector Session Port ............... 63335\n", "Application Server <s> configuration",
+        "Subnode Alias Name ................... shop\n", "Server Root .......................... /r\n",
+        "Collecting Request Data .............. FIXEDINTERVAL\n",
+        "Collecting Resource Data ............. ONDEMAND\n",
+        "Resource Monitoring .................. DISABLED\n", "Workload Capture ..................... 2%\n",
+        "Workload Monitoring Level ............ *invalid*\n",
+        "Workload Monitoring Level ............ LEVEL1\n"}) {
+    EXPECT_TRUE(traced(line)) << line;
+  }
+}
+
+TEST(HistoricalCollection, ReadsItsWords) {
+  constexpr unsigned int invalid = 0x80000000U;
+  const struct {
+    const char* words;
+    unsigned int flag;
+  } cases[] = {
+      {"ALL", 127},  {"none", 0},        {" psi, WA ", 3},     {"LOG IVS,VERBOSEGC", 28}, {"heap,lock", 96},
+      {"", invalid}, {nullptr, invalid}, {"PSI PSI", invalid}, {"PSI ALL", invalid},      {",", invalid},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(zovHistoricalCollectionFlag(c.words), c.flag) << (c.words ? c.words : "(null)");
+  }
+  ZOVAppServerConfigParms parms("s");
+  parms.setHistoricalCollection("psi");
+  parms.setHistoricalCollection("nonsense");
+  EXPECT_EQ(parms.getHistoricalCollection().str(), "psi");
+  EXPECT_EQ(parms.getHistoricalCollectionFlag(), 1U);
+}
+
+TEST(ConfigParms, SmallTests) {
+  EXPECT_TRUE(ZOVConfigParms::isNumeric("0123"));
+  EXPECT_TRUE(ZOVConfigParms::isNumeric(""));
+  EXPECT_FALSE(ZOVConfigParms::isNumeric("-1"));
+  ZOVAppServerConfigParms parms("a", "/r");
+  parms.setName(nullptr);
+  EXPECT_EQ(parms.getName().str(), "a");
+  RWCollectableString other("a");
+  EXPECT_FALSE(parms.isEqual(&other));
+  EXPECT_FALSE(parms.isEqual(nullptr));
+}
+
+std::string contentsOf(const std::filesystem::path& path) {
+  std::stringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
+// The page for people names every section, key, word and environment variable.
+TEST(ConfigurationPage, IsComplete) {
+  std::set<std::string> names = {
+#define ZOV_CONFIG_KEY(section, key, kind, target, Name) "[" #section "]", "`" #key "`",
+#define ZOV_CONFIG_WORD(kind, word, value) word,
+#include "config/config_keys.def"
+  };
+  const std::filesystem::path root = std::filesystem::path(__FILE__).parent_path() / "../..";
+  const std::regex variable(R"re((?:getenv|GetEnv|FromEnvironment)\("(\w+)")re");
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(root / "src")) {
+    if (entry.path().extension() != ".cpp") continue;
+    const std::string source = contentsOf(entry.path());
+    for (std::sregex_iterator i(source.begin(), source.end(), variable), end; i != end; ++i) {
+      names.insert("`" + (*i)[1].str() + "`");
+    }
+  }
+  names.erase("*");  // stands for any other word
+  const std::string page = contentsOf(root / "docs/configuration.md");
+  for (const std::string& name : names) EXPECT_NE(page.find(name), std::string::npos) << name;
+}
+
+}  // namespace

@@ -1,0 +1,164 @@
+#include "diag/messages.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+/// A catalogue over a bundle directory of its own. What it retrieves is in `text` and `local`.
+class MessagesTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = testing::TempDir() + "zovmsgXXXXXX";
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    directory = name;
+    setenv("ZOV_RB_PATH", directory.c_str(), 1);
+  }
+  void TearDown() override {
+    unsetenv("ZOV_RB_PATH");
+    std::filesystem::remove_all(directory);
+  }
+  void bundle(const std::string& lines) { std::ofstream(directory / "root.txt") << lines; }
+
+  void retrieve(int number, std::vector<const char*> parameters) {
+    messages.RetrieveMessage2(text, local, sizeof text, zovenu.data(), "ZOVA", number, parameters);
+  }
+  void retrieveString(const char* const* table, int number) {
+    messages.RetrieveString2(text, local, sizeof text, table, "ZOVR", number);
+  }
+  void expect(const std::string& expectedText, const std::string& expectedLocal) const {
+    EXPECT_EQ(text, expectedText);
+    EXPECT_EQ(local, expectedLocal);
+  }
+
+  std::filesystem::path directory;
+  ZOV_Agent_Log_Messages messages;
+  char text[ZOV_Agent_Log_Messages::ResultSize] = "old";
+  char local[ZOV_Agent_Log_Messages::ResultSize] = "old";
+};
+
+TEST(MessageTable, TextsFitTheirRows) {
+  int rows = 0;
+  for (int number = 0; number < ZOVMessageCount; ++number) {
+    const std::string text = zovenu.at(static_cast<std::size_t>(number));
+    const ZOVMessageRow* row = zovFindMessage(number);
+    EXPECT_EQ(row != nullptr, !text.empty()) << number;
+    if (!row) continue;
+    ++rows;
+    EXPECT_EQ(zovMessageNumber(text), number);
+    EXPECT_EQ(text.at(9), ' ') << text;
+    // Every parameter has its place in the text, and no place is without a parameter.
+    for (std::size_t i = 0; i < 10; ++i) {
+      const bool shown = text.find("{" + std::to_string(i) + "}") != std::string::npos;
+      EXPECT_EQ(shown, i < row->parameters.size()) << text;
+    }
+    EXPECT_EQ(row->parameters.find_first_not_of("tnx"), std::string_view::npos);
+  }
+  EXPECT_EQ(rows, 62);
+  EXPECT_EQ(zovFindMessage(ZOVA0039E)->severity, ZOVMessageSeverity::W);
+  EXPECT_EQ(zovFindMessage(ZOVA0138W)->severity, ZOVMessageSeverity::E);
+  EXPECT_EQ(zovFindMessage(-1), nullptr);
+}
+
+TEST_F(MessagesTest, SpeaksEnglishWithoutABundle) {
+  const std::string expected = "ZOVA0003E Environmental error 1 caught in ZOVThread::start rc = 11.";
+  std::filesystem::remove_all(directory);
+  messages.open();
+  retrieve(3, {"1", "ZOVThread::start", "11"});
+  expect(expected, expected);
+
+  const char* const table[] = {"OK", ""};
+  retrieveString(table, 0);
+  expect("OK", "OK");
+  retrieveString(table, 1);
+  expect("", "");
+  retrieve(4, {});
+  expect("", "");
+}
+
+TEST_F(MessagesTest, IsEmptyBeforeItIsOpened) {
+  retrieve(1, {});
+  expect("", "");
+}
+
+TEST_F(MessagesTest, TranslatesForTheReaderOnly) {
+  bundle("ZOVA0003=ZOVA0003E L''erreur {0} dans {1}: {2} \xC3\xA9t\xC3\xA9\nZOVR0000=Bien\n");
+  messages.open();
+  retrieve(3, {"1", "f", "11"});
+  expect("ZOVA0003E L'erreur 1 dans f: 11 \xC3\xA9t\xC3\xA9",
+         "ZOVA0003E Environmental error 1 caught in f rc = 11.");
+  retrieve(1, {});  // not in the bundle
+  expect(zovenu[1], zovenu[1]);
+  const char* const table[] = {"OK"};
+  retrieveString(table, 0);
+  expect("Bien", "OK");
+}
+
+TEST_F(MessagesTest, SpeaksEnglishWithADamagedBundle) {
+  bundle("ZOVA0001 = fine\nthis is no message\n");
+  messages.open();
+  retrieve(1, {});
+  expect(zovenu[1], zovenu[1]);
+}
+
+TEST_F(MessagesTest, FillsInParametersInOrder) {
+  messages.open();
+  const struct {
+    std::vector<const char*> parameters;
+    const char* expected;
+  } cases[] = {
+      {{"a", "b", "c"}, "ZOVA0002E a exception caught in b c."},
+      {{"", "b", "c"}, "ZOVA0002E  exception caught in b c."},
+      {{nullptr, "b"}, "ZOVA0002E {0} exception caught in b {2}."},
+      {{"<{2}>", "{0}", "c"}, "ZOVA0002E <c> exception caught in {0} c."},
+      {{"\xFF", "\xC3\xA9", "''"}, "ZOVA0002E \xEF\xBF\xBD exception caught in \xC3\xA9 ''."},
+  };
+  for (const auto& c : cases) {
+    retrieve(2, c.parameters);
+    EXPECT_STREQ(text, c.expected);
+  }
+}
+
+TEST_F(MessagesTest, GivesNothingRatherThanPartOfALongText) {
+  messages.open();
+  std::string euros;
+  for (int i = 0; i < 300; ++i) euros += "\xE2\x82\xAC";
+  retrieve(79, {euros.c_str(), euros.c_str(), "r", "d"});
+  EXPECT_EQ(std::string(text).size(), 1800 + std::string(zovenu[79]).size() - 12 + 2);
+  retrieve(79, {euros.c_str(), euros.c_str(), euros.c_str(), "d"});
+  expect("", "");
+
+  // Parameters that name each other would grow to 170 to the fourth.
+  std::string names[4];
+  for (int i = 0; i < 4; ++i) {
+    for (int k = 0; k < 170; ++k) names[i] += "{" + std::to_string(i + 1) + "}";
+  }
+  retrieve(79, {names[0].c_str(), names[1].c_str(), names[2].c_str(), names[3].c_str()});
+  expect("", "");
+
+  // A parameter counts to its 512th unit.
+  const std::string longText(600, 'x');
+  retrieve(17, {longText.c_str()});
+  EXPECT_EQ(std::string(text), "ZOVA0017I Application server " + std::string(512, 'x') + " is now active.");
+}
+
+TEST(FormatMessage, SaysTheLengthAndWritesWhatFits) {
+  const char16_t* parameters[] = {u"xyz"};
+  char16_t out[8] = {};
+  UErrorCode status = U_ZERO_ERROR;
+  EXPECT_EQ(ZOV2_FormatMessage("", u"''{0}''", 7, out, 5, &status, parameters), 5);
+  EXPECT_EQ(status, U_ZERO_ERROR);
+  EXPECT_EQ(std::u16string(out), u"'xyz'");
+  out[0] = 0;
+  EXPECT_EQ(ZOV2_FormatMessage("", u"''{0}''", 7, out, 4, &status, parameters), 5);
+  EXPECT_EQ(status, U_BUFFER_OVERFLOW_ERROR);
+  EXPECT_EQ(out[0], 0);
+}
+
+}  // namespace
