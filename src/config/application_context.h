@@ -15,13 +15,14 @@
 // orders the writers of the file. The file is replaced by a rename: a crash leaves the old one or the new
 // one.
 
+#include <cstdio>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "runtime/event.h"
 #include "runtime/foundation/string.h"
 #include "runtime/lock.h"
+#include "runtime/mutex.h"
 #include "runtime/recovery.h"
 #include "runtime/task.h"
 
@@ -36,6 +37,9 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
   ~ZOVApplicationContext() override;
 
   void start();  ///< lets the thread begin to read, after its delay
+  /// Tells the thread to end, and does not wait: it gives the context lock up, also in its start delay. For a
+  /// stop that has to end others first who may be waiting for that lock.
+  void interrupt();
   void backgroundProcessing() override;
   /// Ends the thread, also in its start delay, and then lets go of all servers. The file stays.
   void shutdown() override;
@@ -67,19 +71,23 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
   /// The server that a line describes, or null with the reason in `rc` (7: no name). Unknown keys are
   /// skipped, and of a key that is repeated the last one counts.
   static Server createAppServerFromContextRecord(const char* record, ZOVReturnCode& rc);
+  /// The server's line without its end. Tab, CR and LF inside a value become blanks.
   static RWCString writeContextRecord(const ZOVApplicationServer& server);
   const RWCString& getContextFilePath() const { return _contextFilePath; }
 
  private:
   void readContextFile();
+  bool waitForStart();  // false when told to end
+  void readRecords(std::FILE* file);
   void readRecord(char* line);
   int writeContextFile();  // with the context lock held in any mode
+  RWCString makeContextText() const;
 
   ZOVLock _lock{"ApplicationContext"};
   ZOVEvent _startEvent;             // posted by start and by shutdown
   std::vector<Server> _appServers;  // guarded by _lock
   RWCString _contextFilePath;
-  std::mutex _contextFileMutex;
+  ZOVMutex _contextFileMutex;
 };
 
 /// Ends the text at its first carriage return ('R'), line feed ('F') or both ('B') when that stands less than

@@ -113,7 +113,7 @@ class ZOVApplicationServer : public ZOVApplicationServerBase {
   struct Poll;  // what is in hand during one poll
 
   template <class Body>
-  ZOVReturnCode exchange(const char* function, Body&& body);
+  ZOVReturnCode exchange(const char* function, const ZOVReturnCode& withoutSocket, Body&& body);
   void bindSocket(const std::shared_ptr<ZOVSocketConnection>& socket);
   void startDefaultCollections();
   void bindPendingDCInstance();
@@ -122,12 +122,13 @@ class ZOVApplicationServer : public ZOVApplicationServerBase {
   ZOVReturnCode collectDataFromProfilerSocket(ZOVSocketConnection& socket, const ZOVPollRequest& request,
                                               Poll& poll);
   ZOVReturnCode takeFrame(ZOVSocketConnection& socket, ZOVBuffer& frame, Poll& poll);
-  ZOVReturnCode takeSampleFrame(std::unique_ptr<ZOVTransportableData> object, Poll& poll);
+  ZOVReturnCode takeSampleFrame(std::unique_ptr<ZOVSample> sample, Poll& poll);
   void saveSamplesOfPoll(Poll& poll);
   void removeObsoleteAfter(const ZOVResourceAnchor& anchor, unsigned int collectionId);
   void processMessageSample(const ZOVMessageSample& sample);
   void addEnvVariableFromSample(const ZOVSample& sample);
-  void addJVMPropertyFromSample(const ZOVSample& sample, Poll& poll);
+  void addJVMPropertyFromSample(const ZOVSample& sample);
+  void processJVMPropertiesFromSample();
   void clearEnvVariables();
   void clearJVMProperties();
   RWCString commandArgument() const;
@@ -135,7 +136,6 @@ class ZOVApplicationServer : public ZOVApplicationServerBase {
 
   mutable ZOVLock _logFileLock{"LogFileLock"};
   std::unique_ptr<ZOVServerLogFile> _logFileFollower;  // guarded by _logFileLock
-  RWCString _followedLogFile;                          // guarded by _logFileLock
   int _logScanInterval = 60;                           // seconds; set by init
   int _retainLogFileEvents = 10;                       // set by init
 

@@ -46,6 +46,9 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
  public:
   /// "No type in particular": the poll of the collector monitor.
   static constexpr int EverythingSampleType = 997;
+  static constexpr int EverySampleType = 999;  ///< as 997, with the types that are polled on demand only
+  static constexpr std::size_t SubnodeAffinityLength = 43;  ///< blank padded
+  static constexpr int DefaultRetainHistory = 3600;         ///< seconds, without a configuration
 
   /// Texts are UTF-8, and any but the name may be null. `platform` names the kind of server; `subnodeAlias`
   /// is the alias that the subnode name was made from.
@@ -148,6 +151,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   bool findCachedSampleRequest(const ZOVResourceAnchor& anchor);
   void defineCachedSampleRequest(const ZOVResourceAnchor& anchor);
   void markResourceAnchorsLogicallyDeleted(ZOVSample::_DataSource source);
+  void markAllSourcesLogicallyDeleted();  ///< those that a collector or the statistics deliver
   /// Marks what the wanted anchor selects and collection `collectionId` did not deliver.
   void removeObsoleteResourceAnchors(const ZOVResourceAnchor* anchor, unsigned int collectionId);
   void removeObsoleteResourceAnchors(ZOVSample::_DataSource source, unsigned int collectionId);
@@ -161,7 +165,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   ZOVReturnCode returnSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                               const ZOVResourceAnchor& anchor, _SaveSampleType saveType);
   /// Adds the server-wide sums of the resources to a sample of the server.
-  void rollupTo(ZOVSample& serverSample);
+  void rollupTo(ZOVAppServerSample& serverSample);
 
   // --- Collection by the collector monitor (background_collection.cpp).
   static bool isObtainedFromProfiler(int type);
@@ -224,8 +228,11 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   std::atomic<int> _gcCollectInterval{60};     ///< seconds
   std::atomic<int> _workloadCollectLevel{0};
   std::atomic<int> _workloadCapturePercent{0};
-  std::atomic<unsigned int> _collectionId{0};
-
+  /// The number of the next poll; never 0. Called under the lock that serialises polls.
+  unsigned int nextCollectionId() {
+    if (++_collectionId == 0) _collectionId = 1;
+    return _collectionId;
+  }
   mutable ZOVLock _lock{"AppServerLock"};
   ZOVResourceAnchorTable _resourceAnchorTable;  // guarded by _lock
 
@@ -247,11 +254,11 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
 
   // The collector monitor thread.
   void backgroundProfilerMonitor();
+  void runProfilerMonitor(MonitorTimes& times);
   void profilerMonitorTurn(MonitorTimes& times);
-  void profilerMonitorEnded();
+  void profilerMonitorEnded(const ZOVReturnCode& lastResult);
   void serveRequests(MonitorTimes& times);
   std::shared_ptr<CollectProfilerSampleRequest> nextRequest();
-  void completeRequests(const ZOVReturnCode& result);
 
   // The statistics thread.
   void startRPXMonitorThread();
@@ -259,13 +266,15 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   void rpxMonitorTurn(std::uint32_t& next);
   void rpxMonitorEnded();
   void collectStatistics();
-  ZOVReturnCode collectFromRPX(const std::shared_ptr<RPXCollectionRequest>& request,
-                               const ZOVResourceAnchor* wanted);
+  ZOVReturnCode collectFromRPX(RPXCollectionRequest& request, const ZOVResourceAnchor* wanted);
+  static bool isWanted(ZOVSample& sample, const ZOVResourceAnchor* wanted);
   ZOVReturnCode takeRollUpSamples();
-  std::shared_ptr<RPXCollectionRequest> makeRPXRequest(const ZOVResourceAnchor& anchor);
-  void completeServerSample(ZOVSample& serverSample, bool withProcessCPU);
+  std::unique_ptr<RPXCollectionRequest> makeRPXRequest(const ZOVResourceAnchor& anchor);
+  void completeServerSample(ZOVAppServerSample& serverSample);
   void saveStandInSample();
 
+  static bool waitUntilStopped(const std::atomic<int>& running, ZOVEvent& stopped, long seconds);
+  static void releaseLocksOfTurn();
   void startThread(std::shared_ptr<ZOVRecoverableThread>& thread, std::atomic<int>& running,
                    std::atomic<int>& stop, ZOVEvent& wakeup, ZOVEvent& stopped,
                    int (*entry)(void*, ZOVThread*));
@@ -289,6 +298,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   std::shared_ptr<ZOVRecoverableThread> _profilerMonitorThread;  // kept after its end, until the next
   std::shared_ptr<ZOVRecoverableThread> _rpxMonitorThread;
 
+  unsigned int _collectionId = 0;  // changed by nextCollectionId alone
   std::atomic<long long> _startTime{-1};
   std::atomic<unsigned int> _dcProbeManagerProcessId{0};
   std::atomic<unsigned int> _dcResourceManagerProcessId{0};

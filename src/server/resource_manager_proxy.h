@@ -31,7 +31,7 @@ class ZOVResourceManagerProxy : public ZOVAsynchronousTask {
 
   /// Hands a request to the task's thread: 0, or 34 (given to the request too) while the manager is not
   /// ready.
-  virtual ZOVReturnCode startProcessing(const std::shared_ptr<RPXCollectionRequest>& request) = 0;
+  virtual ZOVReturnCode startProcessing(RPXCollectionRequest& request) = 0;
   virtual ZOVReturnCode createPSIClient(ZOVApplicationServerBase* /*server*/) { return 0; }
   virtual int isThisPingExpected(const ZOVPingRequest& /*ping*/) { return 0; }
   virtual int takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& /*socket*/,

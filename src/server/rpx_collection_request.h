@@ -1,40 +1,13 @@
 #pragma once
-// The requests for a server's own statistics: one request for samples, which hands the samples back as they
-// arrive, from the resource manager's thread to the thread that waits. A request is shared between the two
-// (std::shared_ptr), so that neither can free it under the other.
+// The requests for a server's own statistics, each for the sample kinds of a mask. They hand their samples
+// back as runtime/asynchronous_request.h says: the resource manager's thread inserts and completes, the
+// creator takes samples until null and then destroys the request, unless it is marked to be destroyed by its
+// processor.
 
-#include <deque>
-#include <memory>
-
-#include "runtime/event.h"
+#include "runtime/asynchronous_request.h"
 #include "runtime/foundation/string.h"
-#include "runtime/lock.h"
-#include "runtime/return_code.h"
-#include "samples/sample.h"
 
 class ZOVApplicationServerBase;
-
-class RPXAsynchronousCollectionRequest {
- public:
-  RPXAsynchronousCollectionRequest() = default;
-  virtual ~RPXAsynchronousCollectionRequest() = default;
-  RPXAsynchronousCollectionRequest(const RPXAsynchronousCollectionRequest&) = delete;
-  RPXAsynchronousCollectionRequest& operator=(const RPXAsynchronousCollectionRequest&) = delete;
-
-  void insert(std::unique_ptr<ZOVSample> sample);
-  /// Ends the request with a code. The first code stands.
-  void setComplete(const ZOVReturnCode& result);
-  /// The next sample, waiting for it; null once the request is complete and all samples were handed out.
-  std::unique_ptr<ZOVSample> get();
-  ZOVReturnCode getResult() const;
-
- private:
-  mutable ZOVLock _lock{"RPXCollectionRequest"};  // guards the fields below; never held in a wait
-  ZOVEvent _arrival;
-  std::deque<std::unique_ptr<ZOVSample>> _samples;
-  ZOVReturnCode _result;
-  bool _complete = false;
-};
 
 /// A request for the sample kinds of a mask (the bits of ZOVPollRequest::getPollType).
 class RPXCollectionRequest : public RPXAsynchronousCollectionRequest {
@@ -47,6 +20,8 @@ class RPXCollectionRequest : public RPXAsynchronousCollectionRequest {
   const RWCString& getParm1() const { return _parm1; }
   const RWCString& getParm2() const { return _parm2; }
   ZOVApplicationServerBase* getServer() const { return _server; }
+  int deleteWhenDone() const { return _deleteWhenDone; }
+  void setDeleteWhenDone() { _deleteWhenDone = 1; }
 
  protected:
   unsigned long long _mask;
@@ -55,6 +30,7 @@ class RPXCollectionRequest : public RPXAsynchronousCollectionRequest {
 
  private:
   ZOVApplicationServerBase* _server;
+  int _deleteWhenDone = 0;
 };
 
 class RPXEJBCollectionRequest : public RPXCollectionRequest {

@@ -1,7 +1,8 @@
 #pragma once
 // ZOVServerServices: what a monitored server needs of the agent around it. ZOVAgent registers the one object
 // for its lifetime; tests register a small stand-in; with none registered the defaults below hold. Any thread
-// may call any operation, and no operation may be called with a server's lock held.
+// may call any operation, with no lock of a server held; followLogFile alone is called under its log file
+// lock.
 
 #include <memory>
 

@@ -1,0 +1,178 @@
+// What a server's collector and statistics are told to collect.
+
+#include "diag/agent_log.h"
+#include "runtime/trace_scope.h"
+#include "server/application_server.h"
+#include "server/resource_manager_proxy.h"
+#include "transport/collect_gc_data.h"
+#include "transport/collect_workload.h"
+
+static DGT1_Unit traceUnit("ZOVASCOL");
+
+namespace {
+
+constexpr unsigned int GCRecordsMaximum = 200;
+constexpr int DefaultGCInterval = 60;  // seconds
+
+/// The reason behind a refusal is the collector's own code, when it gave one.
+ZOVReturnCode reasonOf(const ZOVReturnCode& rc, long long refusal) {
+  return rc == ZOV_INVALID_RESPONSE && refusal != 0 ? ZOVReturnCode(static_cast<unsigned int>(refusal)) : rc;
+}
+
+}  // namespace
+
+void ZOVApplicationServer::startedCollectingRequestData(int flag) {
+  mCollectingRequestData = flag;
+  wakeupBackgroundProfilerMonitor();
+}
+
+void ZOVApplicationServer::startedCollectingGCData(int flag) {
+  _collectingGCData = flag;
+  wakeupBackgroundProfilerMonitor();
+}
+
+// --- Request data.
+
+ZOVReturnCode ZOVApplicationServer::processCollectRequest(int level, int percent) {
+  ZOV_TRACE(Public, "ZOVApplicationServer::processCollectRequest");
+  if (isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
+  if (!isConnectedWithProfiler()) return ZOV_PROFILING_NOT_ACTIVE;
+  if (level < 0) level = _workloadCollectLevel;
+  if (percent < 0) percent = _workloadCapturePercent;
+
+  long long refusal = 0;
+  RWCString detail;
+  const char* const classTypes = level == 0 ? "" : ZOVCollectWorkload::AllCollectClassTypes;
+  const ZOVCollectWorkload request(classTypes, "", level, percent, ZOVCollectWorkload::CollectDefaultCalls,
+                                   0);
+  ZOVReturnCode rc = sendProfilerCollectionRequest(request, &refusal, &detail);
+  if (rc != 0) {
+    rc = reasonOf(rc, refusal);
+    ZOV_LOG_ERROR(ZOVA0073E, "ZOVApplicationServer::processCollectRequest", getName(), level, percent,
+                  rc.getDescription(), detail);
+    return rc;
+  }
+  if (level < 1) {
+    ZOV_LOG_MESSAGE(ZOVA0066I, "ZOVApplicationServer::processCollectRequest", getName());
+    startedCollectingRequestData(0);
+    markResourceAnchorsLogicallyDeleted(ZOVSample::DataSourceWorkload);
+  } else {
+    ZOV_LOG_MESSAGE(ZOVA0065I, "ZOVApplicationServer::processCollectRequest", getName(), level, percent);
+    startedCollectingRequestData(1);
+  }
+  _workloadCollectLevel = level;
+  _workloadCapturePercent = percent;
+  wakeupBackgroundProfilerMonitor();
+  return 0;
+}
+
+ZOVReturnCode ZOVApplicationServer::startDefaultRequestCollection() {
+  ZOV_TRACE(Restricted, "ZOVApplicationServer::startDefaultRequestCollection");
+  if (isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
+  const int action = _requestCollectAction;
+  if (action != 1 && action != 2) return 0;
+  return processCollectRequest(_workloadCollectLevel, _workloadCapturePercent);
+}
+
+// --- Garbage collection data.
+
+ZOVReturnCode ZOVApplicationServer::processGCCollectData(int action, int interval) {
+  ZOV_TRACE(Public, "ZOVApplicationServer::processGCCollectData");
+  if (isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
+  if (!isConnectedWithProfiler()) return ZOV_PROFILING_NOT_ACTIVE;
+  RWCString file = getVerboseGCLogFileName();
+  if (file.isNull()) file = getErrLogFileName();
+  if (file.isNull()) {
+    ZOV_LOG_ERROR(ZOVA0120E, "ZOVApplicationServer::processGCCollectData", getName(),
+                  std::to_string(ZOV_NO_GC_FILE).c_str());
+    return ZOV_NO_GC_FILE;
+  }
+
+  long long refusal = 0;
+  RWCString detail;
+  const ZOVCollectGCData request(
+      action == 0 ? ZOVCollectGCData::StopCollecting : ZOVCollectGCData::StartCollecting, file.data(),
+      static_cast<unsigned int>(interval), ZOVCollectGCData::DiscardOldest, GCRecordsMaximum);
+  ZOVReturnCode rc = sendProfilerCollectionRequest(request, &refusal, &detail);
+  if (rc != 0) {
+    rc = reasonOf(rc, refusal);
+    ZOV_LOG_ERROR(ZOVA0123E, "ZOVApplicationServer::processGCCollectData", getName(), rc.getDescription(),
+                  detail);
+    return rc;
+  }
+  if (action == 0) {
+    ZOV_LOG_MESSAGE(ZOVA0124I, "ZOVApplicationServer::processGCCollectData", getName());
+    startedCollectingGCData(0);
+    markResourceAnchorsLogicallyDeleted(ZOVSample::DataSourceVerboseGC);
+    _gcCollectAction = 0;
+    _gcCollectInterval = DefaultGCInterval;
+  } else {
+    ZOV_LOG_MESSAGE(ZOVA0122I, "ZOVApplicationServer::processGCCollectData", getName());
+    startedCollectingGCData(1);
+    _gcCollectAction = action;
+    _gcCollectInterval = interval;
+  }
+  wakeupBackgroundProfilerMonitor();
+  return 0;
+}
+
+ZOVReturnCode ZOVApplicationServer::startDefaultGCCollection() {
+  ZOV_TRACE(Restricted, "ZOVApplicationServer::startDefaultGCCollection");
+  if (isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
+  const int action = _gcCollectAction;
+  return action == _collectingGCData ? ZOVReturnCode(0) : processGCCollectData(action, _gcCollectInterval);
+}
+
+ZOVReturnCode ZOVApplicationServer::suspendCollectingGCData() {
+  _gcCollectAction = 0;
+  return startDefaultGCCollection();
+}
+
+ZOVReturnCode ZOVApplicationServer::resumeCollectingGCData() {
+  _gcCollectAction = 1;
+  return startDefaultGCCollection();
+}
+
+// --- Resource data.
+
+ZOVReturnCode ZOVApplicationServer::suspendCollectingResourceData() {
+  ZOV_TRACE(Public, "ZOVApplicationServer::suspendCollectingResourceData");
+  if (isResourceDataCollected()) {
+    ZOV_LOG_MESSAGE(ZOVA0068I, "ZOVApplicationServer::suspendCollectingResourceData", getName());
+  }
+  _resourceCollectionSuspended = 1;
+  ZOVReturnCode rc = 0;
+  if (const auto manager = ZOVServerServices::current().resourceManager()) {
+    rc = manager->suspendCollectingResourceData(this);
+  }
+  markResourceAnchorsLogicallyDeleted(ZOVSample::DataSourceResource);
+  return rc;
+}
+
+ZOVReturnCode ZOVApplicationServer::resumeCollectingResourceData() {
+  ZOV_TRACE(Public, "ZOVApplicationServer::resumeCollectingResourceData");
+  _resourceCollectionSuspended = 0;
+  const auto manager = ZOVServerServices::current().resourceManager();
+  if (_connectedWithResourceManager) {
+    ZOV_LOG_MESSAGE(ZOVA0067I, "ZOVApplicationServer::resumeCollectingResourceData", getName());
+  } else if (manager) {
+    manager->createPSIClient(this);
+  }
+  const ZOVReturnCode rc = manager ? manager->resumeCollectingResourceData(this) : ZOVReturnCode(0);
+  return rc == ZOV_NO_RESOURCE_MANAGER ? ZOVReturnCode(0) : rc;
+}
+
+void ZOVApplicationServer::connectedWithResourceManager() {
+  ZOV_TRACE(Public, "ZOVApplicationServer::connectedWithResourceManager");
+  _connectedWithResourceManager = 1;
+  if (_resourceCollectionSuspended) return;
+  ZOV_LOG_MESSAGE(ZOVA0067I, "ZOVApplicationServer::connectedWithResourceManager", getName());
+}
+
+void ZOVApplicationServer::disconnectedFromResourceManager() {
+  ZOV_TRACE(Public, "ZOVApplicationServer::disconnectedFromResourceManager");
+  if (isResourceDataCollected()) {
+    ZOV_LOG_MESSAGE(ZOVA0068I, "ZOVApplicationServer::disconnectedFromResourceManager", getName());
+  }
+  _connectedWithResourceManager = 0;
+}

@@ -1,0 +1,79 @@
+#include "server/resource_anchor_table.h"
+
+#include "platform/clock.h"
+#include "server/cached_sample_request.h"
+
+namespace {
+bool isInRange(int type) {
+  return type >= 0 && type < ZOVResourceAnchorTable::Types;
+}
+}  // namespace
+
+ZOVResourceAnchorTable::~ZOVResourceAnchorTable() {
+  for (auto table = _tables.rbegin(); table != _tables.rend(); ++table) table->clearAndDestroy();
+}
+
+ZOVResourceAnchor* ZOVResourceAnchorTable::find(const ZOVResourceAnchor* anchor) const {
+  const int type = anchor->getSampleType();
+  if (!isInRange(type)) return nullptr;
+  return static_cast<ZOVResourceAnchor*>(_tables[static_cast<std::size_t>(type)].find(anchor));
+}
+
+bool ZOVResourceAnchorTable::insert(ZOVResourceAnchor* anchor) {
+  const int type = anchor->getSampleType();
+  if (!isInRange(type)) return false;
+  _tables[static_cast<std::size_t>(type)].insert(anchor);
+  return true;
+}
+
+void ZOVResourceAnchorTable::removeAndDestroy(const ZOVResourceAnchor* anchor) {
+  const int type = anchor->getSampleType();
+  if (isInRange(type)) _tables[static_cast<std::size_t>(type)].removeAndDestroy(anchor);
+}
+
+std::unique_ptr<RWHashTableIterator> ZOVResourceAnchorTable::getIteratorForSampleType(int type) const {
+  if (!isInRange(type)) return nullptr;
+  return std::make_unique<RWHashTableIterator>(_tables[static_cast<std::size_t>(type)]);
+}
+
+std::size_t ZOVResourceAnchorTable::entries(int type) const {
+  return isInRange(type) ? _tables[static_cast<std::size_t>(type)].entries() : 0;
+}
+
+bool ZOVResourceAnchorTableIterator::advance() {
+  _iterator.reset();
+  while (++_typeIndex < ZOVResourceAnchorTable::Types) {
+    if (_table.entries(_typeIndex) == 0) continue;
+    _iterator = _table.getIteratorForSampleType(_typeIndex);
+    return true;
+  }
+  _typeIndex = ZOVResourceAnchorTable::Types;
+  return false;
+}
+
+ZOVResourceAnchor* ZOVResourceAnchorTableIterator::operator()() {
+  while (_iterator || advance()) {
+    _current = static_cast<ZOVResourceAnchor*>((*_iterator)());
+    if (_current) return _current;
+    _iterator.reset();
+  }
+  return _current = nullptr;
+}
+
+ZOVResourceAnchor* ZOVResourceAnchorTableIterator::findNext(const ZOVResourceAnchor* target) {
+  while (_iterator || advance()) {
+    _current = static_cast<ZOVResourceAnchor*>(_iterator->findNext(target));
+    if (_current) return _current;
+    _iterator.reset();
+  }
+  return _current = nullptr;
+}
+
+void ZOVResourceAnchorTableIterator::reset() {
+  _iterator.reset();
+  _typeIndex = -1;
+  _current = nullptr;
+}
+
+CachedSampleRequest::CachedSampleRequest(const ZOVResourceAnchor& anchor)
+    : _time(ZOVClock::seconds()), _anchor(anchor.clone()) {}

@@ -1,0 +1,298 @@
+// The anchors of a server: how samples reach them, how they lapse, and how their samples are read.
+
+#include <algorithm>
+#include <iterator>
+
+#include "config/historical_collection.h"
+#include "config/server_config_parms.h"
+#include "diag/agent_log.h"
+#include "platform/clock.h"
+#include "runtime/recovery.h"
+#include "runtime/trace_scope.h"
+#include "samples/sample_classes.h"
+#include "server/application_server_base.h"
+
+static DGT1_Unit traceUnit("ZOVASANC");
+
+namespace {
+
+enum : int { KeyProcessId = 4, KeyServerName = 5, KeyStatus = 61 };
+
+unsigned int historyBit(ZOVSample::_DataSource source) {
+  switch (source) {
+    case ZOVSample::DataSourceResource:
+      return ZOV_HISTORY_PSI;
+    case ZOVSample::DataSourceWorkload:
+      return ZOV_HISTORY_WA;
+    case ZOVSample::DataSourceEvent:
+      return ZOV_HISTORY_LOG;
+    case ZOVSample::DataSourceVerboseGC:
+      return ZOV_HISTORY_VERBOSEGC;
+    default:
+      return 0;
+  }
+}
+
+ZOVSample::_DataSource dataSourceOf(int type) {
+  return ZOVSample::getDataSource(static_cast<ZOVSample::_SampleType>(type));
+}
+
+bool isReadable(const ZOVResourceAnchor& anchor, _SaveSampleType saveType) {
+  return saveType == SaveSampleHistorical ? !anchor.isHistoryOnly() : !anchor.isLogicallyDeleted();
+}
+
+}  // namespace
+
+// --- Saving.
+
+void ZOVApplicationServerBase::saveSample(ZOVSample* sample, _SaveSampleType type,
+                                          unsigned int collectionId) {
+  ZOV_TRACE(Minor, "ZOVApplicationServerBase::saveSample");
+  if (!sample) return;
+  holding(_lock, Exclusive, [&] {
+    if (sample->getSampleType() == ZOVSample::SampleTypeApplicationServer) {
+      saveServerSample(sample, type, collectionId);
+    } else {
+      saveResourceSample(sample, type, collectionId);
+    }
+  });
+}
+
+void ZOVApplicationServerBase::saveServerSample(ZOVSample* sample, _SaveSampleType type,
+                                                unsigned int collectionId) {
+  sample->saveNumericData(KeyProcessId, getProcessId());
+  if (type == SaveSampleHistorical) {
+    saveNewHistoricalSample(sample);
+    return;
+  }
+  sample->saveNumericData(KeyStatus, _status);
+  saveNewSample(sample, collectionId);
+}
+
+void ZOVApplicationServerBase::saveResourceSample(ZOVSample* sample, _SaveSampleType type,
+                                                  unsigned int collectionId) {
+  std::unique_ptr<ZOVResourceAnchor> described(sample->getResourceAnchor());
+  ZOVResourceAnchor* anchor = described ? _resourceAnchorTable.find(described.get()) : nullptr;
+  if (!anchor && described && _resourceAnchorTable.insert(described.get())) {
+    anchor = described.release();
+    anchor->setCollectHistory(collectingHistoricalDataForSampleType(anchor->getSampleType()));
+  }
+  if (!anchor) {
+    delete sample;
+  } else if (type == SaveSampleHistorical) {
+    anchor->saveNewHistoricalSample(sample);
+  } else {
+    anchor->saveNewSample(sample, collectionId);
+  }
+}
+
+// --- Recent requests.
+
+int ZOVApplicationServerBase::getMinSamplingInterval(int type) const {
+  const ZOVSample::_DataSource source = dataSourceOf(type);
+  const bool resource = source == ZOVSample::DataSourceResource || source == ZOVSample::DataSourceVerboseGC;
+  return resource ? _resourceCollectAgeMax : _requestCollectAgeMax;
+}
+
+bool ZOVApplicationServerBase::findCachedSampleRequest(const ZOVResourceAnchor& anchor) {
+  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::findCachedSampleRequest");
+  const std::int64_t now = ZOVClock::seconds();
+  ZOVLockScope scope(_lock, Exclusive);
+  for (auto request = _cachedSampleRequests.begin(); request != _cachedSampleRequests.end();) {
+    if (now - request->getTime() > getMinSamplingInterval(request->getAnchor().getSampleType())) {
+      request = _cachedSampleRequests.erase(request);
+    } else if (anchor.doesItMatch(&request->getAnchor())) {
+      return true;
+    } else {
+      ++request;
+    }
+  }
+  return false;
+}
+
+void ZOVApplicationServerBase::defineCachedSampleRequest(const ZOVResourceAnchor& anchor) {
+  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::defineCachedSampleRequest");
+  CachedSampleRequest request(anchor);
+  ZOVLockScope scope(_lock, Exclusive);
+  _cachedSampleRequests.push_back(std::move(request));
+}
+
+// --- Anchors that no longer report.
+
+void ZOVApplicationServerBase::markResourceAnchorsLogicallyDeleted(ZOVSample::_DataSource source) {
+  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::markResourceAnchorsLogicallyDeleted");
+  holding(_lock, Exclusive, [&] {
+    if (getDataSource() == source) markLogicallyDeleted();
+    ZOVResourceAnchorTableIterator next(_resourceAnchorTable);
+    while (ZOVResourceAnchor* anchor = next()) {
+      if (anchor->getDataSource() == source) anchor->markLogicallyDeleted();
+    }
+  });
+}
+
+void ZOVApplicationServerBase::markAllSourcesLogicallyDeleted() {
+  for (const auto source : {ZOVSample::DataSourceResource, ZOVSample::DataSourceProfiler,
+                            ZOVSample::DataSourceWorkload, ZOVSample::DataSourceVerboseGC}) {
+    markResourceAnchorsLogicallyDeleted(source);
+  }
+}
+
+void ZOVApplicationServerBase::removeObsoleteResourceAnchors(const ZOVResourceAnchor* wanted,
+                                                             unsigned int collectionId) {
+  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::removeObsoleteResourceAnchors");
+  if (!wanted) return;
+  holding(_lock, Exclusive, [&] {
+    if (wanted->isSpecific()) {
+      ZOVResourceAnchor* const anchor = _resourceAnchorTable.find(wanted);
+      if (anchor && anchor->isObsolete(collectionId)) anchor->markLogicallyDeleted();
+      return;
+    }
+    const auto next = _resourceAnchorTable.getIteratorForSampleType(wanted->getSampleType());
+    if (!next) return;
+    while (auto* anchor = static_cast<ZOVResourceAnchor*>((*next)())) {
+      if (anchor->doesItMatch(wanted) && anchor->isObsolete(collectionId)) anchor->markLogicallyDeleted();
+    }
+  });
+}
+
+void ZOVApplicationServerBase::removeObsoleteResourceAnchors(ZOVSample::_DataSource source,
+                                                             unsigned int collectionId) {
+  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::removeObsoleteResourceAnchors");
+  holding(_lock, Exclusive, [&] {
+    ZOVResourceAnchorTableIterator next(_resourceAnchorTable);
+    while (ZOVResourceAnchor* anchor = next()) {
+      if (anchor->getDataSource() != source || collectOnDemandOnly(anchor->getSampleType())) continue;
+      if (anchor->isObsolete(collectionId)) anchor->markLogicallyDeleted();
+    }
+  });
+}
+
+int ZOVApplicationServerBase::isRemovableByTime(const ZOVResourceAnchor& anchor, std::uint32_t now,
+                                                int retain) const {
+  if (anchor.isPinned()) return 0;
+  if (anchor.isLogicallyDeleted() && retain <= 0) return 1;
+  const ZOVSample* const last = anchor.getLastSample();
+  if (!last) return 0;
+  const std::int64_t age = std::int64_t{now} - last->getSampleTime();
+  if (anchor.isLogicallyDeleted()) return age >= retain;
+  return last->isIntervalSample() && age > 2 * std::int64_t{last->getDuration()} && age > retain;
+}
+
+void ZOVApplicationServerBase::removeObsoleteResourceAnchorsByTime(ZOVSample::_DataSource source) {
+  ZOV_TRACE(Public, "ZOVApplicationServerBase::removeObsoleteResourceAnchorsByTime");
+  const int retain = _configParms ? _configParms->getRetainHistory() : DefaultRetainHistory;
+  const std::uint32_t now = ZOVClock::seconds();
+  holding(_lock, Exclusive, [&] {
+    ZOVResourceAnchorTableIterator next(_resourceAnchorTable);
+    ZOVResourceAnchor* following = next();
+    while (ZOVResourceAnchor* const anchor = following) {
+      following = next();
+      if (anchor->getDataSource() == source && isRemovableByTime(*anchor, now, retain)) {
+        _resourceAnchorTable.removeAndDestroy(anchor);
+      }
+    }
+  });
+}
+
+// --- Reading.
+
+int ZOVApplicationServerBase::collectingHistoricalDataForSampleType(int type) const {
+  return (_historicalCollection & historyBit(dataSourceOf(type))) != 0;
+}
+
+ZOVReturnCode ZOVApplicationServerBase::returnSamples(ZOVSampleCallback callback,
+                                                      ZOVSampleCallbackParms* parms,
+                                                      const ZOVResourceAnchor& anchor,
+                                                      _SaveSampleType saveType) {
+  ZOV_TRACE(Public, "ZOVApplicationServerBase::returnSamples");
+  if (_excludedFromMonitoring) return ZOV_SERVER_EXCLUDED;
+  const bool history = saveType == SaveSampleHistorical;
+  const ZOVSample::_SampleType type = anchor.getSampleType();
+  if (history && !collectingHistoricalDataForSampleType(type)) {
+    ZOV_LOG_MESSAGE(ZOVA0099W, "ZOVApplicationServerBase::returnSamples",
+                    ZOVSample::getSampleTypeInEnglish(type), getName());
+    return ZOV_NO_HISTORY;
+  }
+  const bool server = type == ZOVSample::SampleTypeApplicationServer;
+  if (!server && !history && _status != ServerConnected) return ZOV_SERVER_NOT_ACTIVE;
+  const unsigned int returned = holding(_lock, history ? Exclusive : Shared, [&] {
+    return server ? returnServerSample(callback, parms, saveType)
+                  : returnResourceSamples(callback, parms, anchor, saveType);
+  });
+  return returned ? ZOV_OK : ZOV_NO_SUCH_RESOURCE;
+}
+
+unsigned int ZOVApplicationServerBase::returnServerSample(ZOVSampleCallback callback,
+                                                          ZOVSampleCallbackParms* parms,
+                                                          _SaveSampleType saveType) {
+  if (isReadable(*this, saveType) && returnSamples(callback, parms, saveType, this)) return 1;
+  ZOVAppServerSample placeholder;
+  placeholder.saveStringData(KeyServerName, getName().view());
+  placeholder.saveNumericData(KeyStatus, _status);
+  callback(parms, static_cast<const ZOVSample*>(&placeholder), this);
+  return 1;
+}
+
+unsigned int ZOVApplicationServerBase::returnResourceSamples(ZOVSampleCallback callback,
+                                                             ZOVSampleCallbackParms* parms,
+                                                             const ZOVResourceAnchor& wanted,
+                                                             _SaveSampleType saveType) {
+  if (wanted.isSpecific()) {
+    ZOVResourceAnchor* const anchor = _resourceAnchorTable.find(&wanted);
+    if (!anchor || !isReadable(*anchor, saveType)) return 0;
+    return anchor->returnSamples(callback, parms, saveType, this);
+  }
+  unsigned int returned = 0;
+  const auto next = _resourceAnchorTable.getIteratorForSampleType(wanted.getSampleType());
+  if (!next) return 0;
+  while (auto* anchor = static_cast<ZOVResourceAnchor*>((*next)())) {
+    if (!isReadable(*anchor, saveType) || !anchor->doesItMatch(&wanted)) continue;
+    returned |= anchor->returnSamples(callback, parms, saveType, this);
+  }
+  return returned;
+}
+
+// --- Roll-up.
+
+void ZOVApplicationServerBase::rollupTo(ZOVAppServerSample& serverSample) {
+  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::rollupTo");
+  struct Term {
+    ZOVSample::_SampleType type;
+    int key;
+    std::size_t total;  // its place in the totals
+  };
+  enum : std::size_t { Pool1 = 1, Pool2, Pool3, BeansMade, Begun, Committed, RolledBack, Errors, Requests };
+  static constexpr Term Terms[] = {
+      {ZOVSample::SampleTypeContainer, 152, BeansMade},
+      {ZOVSample::SampleTypeContainer, 157, BeansMade},
+      {ZOVSample::SampleTypeContainer, 168, BeansMade},
+      {ZOVSample::SampleTypeContainer, 178, BeansMade},
+      {ZOVSample::SampleTypeTransaction, 370, Begun},
+      {ZOVSample::SampleTypeTransaction, 372, Begun},
+      {ZOVSample::SampleTypeTransaction, 383, Committed},
+      {ZOVSample::SampleTypeTransaction, 384, Committed},
+      {ZOVSample::SampleTypeTransaction, 385, RolledBack},
+      {ZOVSample::SampleTypeTransaction, 386, RolledBack},
+      {ZOVSample::SampleTypeDBConnection, 240, Pool1},
+      {ZOVSample::SampleTypeDBConnection, 241, Pool2},
+      {ZOVSample::SampleTypeDBConnection, 242, Pool3},
+      {ZOVSample::SampleTypeWebApplication, 260, Errors},
+      {ZOVSample::SampleTypeWebApplication, 261, Requests},
+  };
+  unsigned long long totals[10] = {};  // counts of peers: sums wrap
+  holding(_lock, Shared, [&] {
+    for (const Term& term : Terms) {
+      const auto next = _resourceAnchorTable.getIteratorForSampleType(term.type);
+      while (const auto* anchor = static_cast<const ZOVResourceAnchor*>((*next)())) {
+        const ZOVSample* const last = anchor->getLastSample();
+        const long long count = last ? last->getTotalCount(term.key) : ZOVSample::NullValue;
+        if (count != ZOVSample::NullValue) totals[term.total] += static_cast<unsigned long long>(count);
+      }
+    }
+  });
+  long long sums[10];
+  std::transform(std::begin(totals), std::end(totals), std::begin(sums),
+                 [](unsigned long long total) { return static_cast<long long>(total); });
+  sums[0] = ZOVSample::NullValue;  // key 78: nothing here counts it
+  serverSample.saveRollUpValues(sums);
+}
