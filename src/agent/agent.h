@@ -37,6 +37,7 @@ class ZOVHouseKeeper;
 class ZOVProfilerSocketMonitor;
 class ZOVQuotedStringParser;
 class ZOVSystemCommandManager;
+class ZOVTakeActionParser;
 class tqbox;
 struct QFL1_FILTERINFO;
 
@@ -48,12 +49,13 @@ class ZOVAgent : public ZOVAgentEnvironment {
   using _FilterTableDef = ZOVFilterTableDef;
   using _KeywordTable = ZOVKeywordTableEntry;
   using _GetNewSample = ZOVGetNewSample;
+  using TakeActionParser = ZOVTakeActionParser;
   using _StringTruncationType = ZOVNodeNames::_StringTruncationType;
 
   static constexpr const char* CommandPrefix = "OV";  ///< the product; routes commands to the agent
   static constexpr const char* Feature = "AFF_FEAT_INTERNATIONALIZATION";
   static constexpr const char* Affinity = "0000000000000000000000000000001000000000000";
-  static constexpr int DefaultCollectorSessionPort = 63335;
+  static constexpr std::uint16_t DefaultCollectorSessionPort = 63335;
   static constexpr int ComponentTraceEntries = 50;
 
   /// The argument changes nothing: where the configuration file stands is told by the environment alone.
@@ -89,7 +91,6 @@ class ZOVAgent : public ZOVAgentEnvironment {
   /// Takes over the entry and answers 1; answers 0, with the entry still the caller's, when component tracing
   /// is off.
   int saveComponentTraceEntry(ZOVAgentFrameworkComponentTraceEntry* entry);
-  void diagDump() const override;  ///< adds the component trace to the dump of the base
 
   // --- Names (names.cpp); the rules stand at ZOVNodeNames.
   /// The short host name in UTF-8. The first call is the constructor's, so that later ones only read.
@@ -160,9 +161,11 @@ class ZOVAgent : public ZOVAgentEnvironment {
   void buildConfigFilePrefix();
   void registerWithFramework();
   void startComponents();
+  std::uint16_t collectorSessionPort() const;
   void shutdownComponents();
-  unsigned int performCommand(const RWCString& commandName, ZOVQuotedStringParser& parser,
-                              const std::shared_ptr<ZOVApplicationServer>& server);
+  struct Command;
+  unsigned int carryOut(const TqboxAutomationCapsule& capsule, Command& command);
+  unsigned int perform(ZOVQuotedStringParser& parser, const Command& command);
 
   ZOVLock _agentLock{"AgentLock"};
   std::unique_ptr<ZOVAgentServerServices> _serverServices;  // registered for the agent's life
@@ -180,11 +183,3 @@ class ZOVAgent : public ZOVAgentEnvironment {
   std::atomic<int> _shuttingDown{0};
   RWCString _agentVersion;
 };
-
-/// The tasks' shutdown probe. A pipe is made at start; closing its read end would be the signal. As set up
-/// the probe always answers 0: the tasks end by the shutdown flag of their own.
-void initShutdownRequested();
-int execShutdownRequested();  ///< closes the pipe's read end, when there is one; answers 0
-int isShutdownRequested();
-/// -1 when select fails, 1 when the descriptor can be read, else 0.
-int isready(int fd);

@@ -1,7 +1,7 @@
 #pragma once
 // What a table query and the agent tell each other on the road from a query to rows: the query's filters, its
-// request for a sort and a limit (the PARMA filter), and what the callback of a walk receives. Everything here
-// lives for one query, on the framework's thread; nothing is shared.
+// request for a sort and a limit (the PARMA filter), and what the callback of a walk receives. Everything
+// here lives for one query, on the framework's thread; nothing is shared.
 
 #include <memory>
 #include <vector>

@@ -1,0 +1,175 @@
+#include "agent/agent.h"
+
+#include <unistd.h>
+
+#include <cstring>
+
+#include "agent/agent_server_services.h"
+#include "agent/house_keeper.h"
+#include "agent/tables/table_inits.h"
+#include "collectors/diagnostics.h"
+#include "config/session_directory.h"
+#include "diag/agent_log.h"
+#include "diag/component_trace.h"
+#include "diag/utf8_handler.h"
+#include "framework/process.h"
+#include "platform/services.h"
+#include "remote/system_command_manager.h"
+#include "runtime/recovery.h"
+#include "runtime/shutdown_probe.h"
+#include "runtime/trace_scope.h"
+#include "transport/session_listener.h"
+
+static DGT1_Unit traceUnit("ZOVCAGNT");
+
+namespace {
+/// How long the agent's end waits for the framework's threads to leave the agent.
+constexpr int RequestEndMilliseconds = 1000;
+constexpr int VersionBytes = 9;
+
+/// Words of ZOV_INTERNAL_TRACE.
+constexpr struct {
+  const char* word;
+  std::uint32_t mask;
+} InternalTraceWords[] = {
+    {"YES", 0x1E00}, {"MINOR", 0x1E00}, {"PRIVATE", 0xE00}, {"RESTRICTED", 0x600}, {"PUBLIC", 0x200}};
+}  // namespace
+
+ZOVAgent::ZOVAgent(const char* /*configurationFile*/)
+    : ZOVAgentEnvironment(std::make_unique<ZOVDiagnostics>()) {
+  ZOV_TRACE(Public, "ZOVAgent::ZOVAgent");
+  initShutdownRequested();
+  createComponentTrace();
+  readInternalTraceSetting();
+  _configParms = std::make_unique<ZOVConfigParms>();
+  buildConfigFilePrefix();
+  if (_configParms->readFromFile(_configFilePrefix.data()) == 0) {
+    productEventCollector().setMaxSamples(getConfigParms()->getLogFileMessagesMax());
+    registerWithFramework();
+    startComponents();
+    ARQ_RegisterCommandCallback(CommandPrefix, handleQTCommand);
+    ARQ_SetCurrency(2, 10);
+    _initialised = 1;
+  }
+}
+
+void ZOVAgent::createComponentTrace() {
+  if (std::strcmp(OSL1_GetEnv("ZOV_AGENT_COMPONENT_TRACE", "YES"), "NO") == 0) return;
+  _componentTrace = std::make_unique<ZOVAgentFrameworkComponentTrace>(ComponentTraceEntries);
+}
+
+void ZOVAgent::readInternalTraceSetting() {
+  const RWCString setting = OSL1_GetEnv("ZOV_INTERNAL_TRACE", "NO");
+  for (const auto& entry : InternalTraceWords) {
+    if (setting.equals(entry.word, RWCString::ignoreCase)) return setInternalTrace(entry.mask);
+  }
+}
+
+void ZOVAgent::buildConfigFilePrefix() {
+  _configFilePrefix = OSL1_GetEnv("ZOV_CONFIG_DIR", "");
+  if (!_configFilePrefix.isNull()) {
+    const char last = _configFilePrefix[_configFilePrefix.length() - 1];
+    if (last != '/' && last != '\\') _configFilePrefix.append('/');
+  }
+  _configFilePrefix += getCurrentSystemName() + "_";
+}
+
+void ZOVAgent::registerWithFramework() {
+  ZOV_TRACE(Private, "ZOVAgent::registerWithFramework");
+  ARQ_SetAffinity(Affinity);
+  ARQ_SetAffinity(Feature);
+  const RWCString substitute = ZOVUTF8Handler::defaultMBSubstituteString;
+  ARQ_SetSubsystemId(
+      ZOVUTF8Handler(getConfigParms()->getAgentId()).convertToSBLocalString(substitute.data()).data());
+  ARQ_RegisterAgentLoader(LoadAgents);
+  ARQ_SetCurrency(2, 100);
+  char version[VersionBytes] = {};
+  ARQ_SetVersionUsingProduct(CommandPrefix, version, VersionBytes);
+  _agentVersion = version;
+}
+
+/// The context before the listener: what a collector's ping finds must exist.
+void ZOVAgent::startComponents() {
+  ZOV_TRACE(Private, "ZOVAgent::startComponents");
+  _serverServices = std::make_unique<ZOVAgentServerServices>(*this);
+  _applicationContext = std::make_unique<ZOVApplicationContext>(_configFilePrefix.data());
+  _applicationContext->startBackgroundThread();
+  _systemCommandManager = new ZOVSystemCommandManager;
+  _systemCommandManager->startBackgroundThread();
+
+  _sessionDirectory = std::make_unique<ZOVContextSessionDirectory>(*_applicationContext);
+  _profilerSocketMonitor =
+      std::make_unique<ZOVProfilerSocketMonitor>(collectorSessionPort(), *_sessionDirectory);
+  _profilerSocketMonitor->startBackgroundThread();
+  _houseKeeper = std::make_unique<ZOVHouseKeeper>(*this);
+  _houseKeeper->startBackgroundThread();
+}
+
+std::uint16_t ZOVAgent::collectorSessionPort() const {
+  const int port = getConfigParms()->getCollectorSessionPort();
+  if (port > 0 && port <= UINT16_MAX) return static_cast<std::uint16_t>(port);
+  if (port != 0) {
+    DGT1_Printf(traceUnit, DGT1_ERROR, "The port for collectors is %d; accepted are 0 to %d; %d is used",
+                port, UINT16_MAX, DefaultCollectorSessionPort);
+  }
+  return DefaultCollectorSessionPort;
+}
+
+int ZOVAgent::Process(int argc, char** argv) {
+  ZOV_TRACE(Public, "ZOVAgent::Process");
+  ZOV_LOG_MESSAGE(ZOVA0001I, "ZOVAgent::Process");
+  _applicationContext->start();
+  int result = 0;
+  const auto failure = guarded(traceUnit.tag(), "ZOVAgent::Process", [&] { result = arkmain(argc, argv); });
+  return failure ? 0 : result;
+}
+
+int ZOVAgent::LoadAgents() {
+  ZOV_TRACE(Public, "ZOVAgent::LoadAgents");
+#define ZOV_TABLE(stem, ...) zov_##stem##_init();
+#include "agent/tables/tables.def"
+  if (ZOVAgentEnvironment* environment = pEnvironment) {
+    environment->productEventCollector().releasePendingSamples();
+  }
+  return 0;
+}
+
+ZOVAgent::~ZOVAgent() {
+  ZOV_TRACE(Public, "ZOVAgent::~ZOVAgent");
+  _shuttingDown = 1;
+  _houseKeeper.reset();
+  shutdownComponents();
+  execShutdownRequested();
+  if (const int remaining = ARQ_AwaitRequests(RequestEndMilliseconds); remaining != 0) {
+    // They hold servers and locks, so nothing may be freed under them; all that must be kept is on disk.
+    DGT1_Printf(traceUnit, DGT1_ERROR, "%d requests did not end; the process ends without them", remaining);
+    ::_exit(0);
+  }
+  _profilerSocketMonitor.reset();
+  _sessionDirectory.reset();
+  _resourceManagerProxy.reset();
+  _configParms.reset();
+  _applicationContext.reset();  // last, since every server lives in it
+  _serverServices.reset();
+}
+
+void ZOVAgent::shutdownComponents() {
+  ZOV_TRACE(Private, "ZOVAgent::shutdownComponents");
+  if (_profilerSocketMonitor) _profilerSocketMonitor->shutdown();
+  if (_resourceManagerProxy) _resourceManagerProxy->shutdown();
+  if (_applicationContext) _applicationContext->shutdown();
+}
+
+ZOVAgentConfigParms* ZOVAgent::getConfigParms() const {
+  return _configParms ? _configParms->getAgentConfigParms() : nullptr;
+}
+
+ZOVAppServerConfigParms* ZOVAgent::getConfigParms(const char* name, const char* root) const {
+  return _configParms ? _configParms->getAppServerConfigParms(name, root) : nullptr;
+}
+
+int ZOVAgent::saveComponentTraceEntry(ZOVAgentFrameworkComponentTraceEntry* entry) {
+  if (!_componentTrace) return 0;
+  _componentTrace->insert(entry);
+  return 1;
+}

@@ -1,0 +1,20 @@
+#include "agent/tables/sample_table.h"
+#include "samples/anchors.h"
+
+#define ZOV_STEM zovdatas
+#define ZOV_COLUMNS "agent/tables/columns/zovdatas.def"
+#define ZOV_BASE ZOVSampleTable
+#include "agent/tables/define_table.inc"
+
+class zov_zovdatas_agent : public zov_zovdatas_base {
+ public:
+  using zov_zovdatas_base::zov_zovdatas_base;
+  void TakeSample() override { ZOVSampleTable::TakeSample(); }
+
+ protected:
+  Anchors makeAnchors(const ZOVFilterValues& filters) const override {
+    return oneAnchor<ZOVDataSourceAnchor>(filters.number("PID", 0), filters.text("NAME"));
+  }
+};
+
+ZOV_DEFINE_INIT(zovdatas);

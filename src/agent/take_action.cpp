@@ -1,0 +1,233 @@
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#include "agent/agent.h"
+#include "agent/take_action_parser.h"
+#include "diag/agent_log.h"
+#include "diag/quoted_string_parser.h"
+#include "diag/utf8_handler.h"
+#include "framework/tqbox.h"
+#include "runtime/recovery.h"
+#include "runtime/trace_scope.h"
+#include "server/application_server.h"
+
+static DGT1_Unit traceUnit("ZOVCTAKE");
+
+namespace {
+constexpr const char* Delimiters = " \t\n";
+constexpr int KeepAsItIs = -1;  // a level or percentage that was not given
+
+/// The reply's value for a return code; 0 for any other.
+constexpr struct {
+  unsigned int code;
+  int value;
+} MapArray[] = {{ZOV_OK, 1},
+                {ZOV_INVALID_COMMAND, 2},
+                {ZOV_NO_SUCH_SERVER, 3},
+                {ZOV_COMMAND_QUEUED, 4},
+                {ZOV_REQUEST_COLLECTION_SUSPENDED, 5}};
+
+int replyValue(unsigned int rc) {
+  const auto* found = std::find_if(std::begin(MapArray), std::end(MapArray),
+                                   [rc](const auto& entry) { return entry.code == rc; });
+  return found == std::end(MapArray) ? 0 : found->value;
+}
+
+/// The command's text in the local code page, without the product's prefix.
+RWCString commandText(const TqboxAutomationCapsule& capsule) {
+  const std::size_t length = ::strnlen(capsule.command, TqboxAutomationCapsule::CommandBytes);
+  RWCString text =
+      ZOVUTF8Handler(RWCString(capsule.command, length)).convertToLocalString().strip(RWCString::trailing);
+  if (text(0, 3) == "OV:") text.remove(0, 3);
+  return text;
+}
+
+/// What is left of the command, each token with a blank before it.
+RWCString readOptions(ZOVQuotedStringParser& parser) {
+  RWCString options;
+  int done = 0;
+  for (RWCString token = parser.next(done, Delimiters); done == 0; token = parser.next(done, Delimiters)) {
+    options += " " + token;
+  }
+  return options;
+}
+
+bool hasArgument(ZOVQuotedStringParser& parser) {
+  int done = 0;
+  return !parser.next(done, Delimiters).isNull();
+}
+
+/// Reads an optional number from `minimum` to `maximum`; KeepAsItIs when there is none. False for anything
+/// else.
+bool readNumber(ZOVQuotedStringParser& parser, int minimum, int maximum, int& number) {
+  int done = 0;
+  const RWCString token = parser.next(done, Delimiters);
+  number = KeepAsItIs;
+  if (token.isNull()) return true;
+  return zovParseDigits(token, number) && number >= minimum && number <= maximum;
+}
+
+void logResult(const RWCString& name, const ZOVApplicationServer* server, unsigned int rc) {
+  if (rc == ZOV_COMMAND_QUEUED) return;  // the work still lies ahead
+  const RWCString command = ZOVUTF8Handler::createFromLocalString(name.data());
+  const RWCString serverName = server ? server->getName() : RWCString("unknown");
+  if (rc == ZOV_OK) {
+    ZOV_LOG_ERROR(ZOVA0071I, "ZOVAgent::handleQTCommand", command, serverName);
+  } else {
+    ZOV_LOG_ERROR(ZOVA0072E, "ZOVAgent::handleQTCommand", command, serverName,
+                  ZOVReturnCode::getDescription(rc));
+  }
+}
+}  // namespace
+
+/// What is in hand while a command is carried out.
+struct ZOVAgent::Command {
+  RWCString name;                                // local code page
+  std::shared_ptr<ZOVApplicationServer> server;  // null until found
+};
+
+long ZOVAgent::handleQTCommand(TqboxAutomationCapsule* capsule) {
+  ZOV_TRACE(Public, "ZOVAgent::handleQTCommand");
+  Command command;
+  unsigned int rc = ZOV_NO_SUCH_SERVER;
+  ZOVAgent* agent = current();
+  const auto failure = guarded(traceUnit.tag(), "ZOVAgent::handleQTCommand", [&] {
+    if (agent != nullptr) rc = agent->carryOut(*capsule, command);
+  });
+  if (failure) rc = failure->getReturnCode();
+
+  const std::string reply = DGT1_FormatText("TYPE=ATR;ATTR=ZOVCOMND.RESULT;ENUM=%d;~", replyValue(rc));
+  capsule->rowOrStatus = static_cast<std::int32_t>(rc);
+  capsule->SetMessage(reply.c_str());
+  if (capsule->owner != nullptr) capsule->owner->FinishedAutomationCommand(capsule);
+  logResult(command.name, command.server.get(), rc);
+  return static_cast<long>(rc);
+}
+
+unsigned int ZOVAgent::carryOut(const TqboxAutomationCapsule& capsule, Command& command) {
+  ZOV_TRACE(Private, "ZOVAgent::carryOut");
+  RWCString subnode = DetermineName(capsule.owner, capsule.rowOrStatus);
+  const RWCString text = commandText(capsule);
+  ZOVQuotedStringParser parser(text, '\'');
+  int done = 0;
+  command.name = parser.next(done, Delimiters);
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "CommandName = <%s>", command.name.data());
+
+  // Two separators make a subnode's name; a request that came through the agent's own node names the server.
+  const std::size_t separator = subnode.first(getSysSepChar());
+  if (separator == subnode.last(getSysSepChar())) {
+    const RWCString serverToken = parser.next(done, Delimiters);
+    subnode = assembleSubnodeName(serverToken, subnode(0, separator));
+  }
+  if (_applicationContext != nullptr) {
+    command.server = _applicationContext->findAppServerMatchingSubnode(subnode.data());
+  }
+  return command.server ? perform(parser, command) : static_cast<unsigned int>(ZOV_NO_SUCH_SERVER);
+}
+
+unsigned int ZOVAgent::perform(ZOVQuotedStringParser& parser, const Command& command) {
+  ZOV_TRACE(Private, "ZOVAgent::perform");
+  using Handler = unsigned int (ZOVAgent::*)(ZOVQuotedStringParser&, ZOVApplicationServer*);
+  static constexpr struct {
+    const char* name;
+    Handler handler;
+  } Commands[] = {
+      {"StartAppSvr", &ZOVAgent::handleAppServerStartCommand},
+      {"StopAppSvr", &ZOVAgent::handleAppServerStopCommand},
+      {"CycleAppSvr", &ZOVAgent::handleAppServerRecycleCommand},
+      {"StartResourceMonitor", &ZOVAgent::handleStartResourceDataCollectionCommand},
+      {"StopResourceMonitor", &ZOVAgent::handleStopResourceDataCollectionCommand},
+      {"StartGCMonitor", &ZOVAgent::handleStartGCDataCollectionCommand},
+      {"StopGCMonitor", &ZOVAgent::handleStopGCDataCollectionCommand},
+      {"StartRequestMonitor", &ZOVAgent::handleStartRequestDataCollectionCommand},
+      {"StopRequestMonitor", &ZOVAgent::handleStopRequestDataCollectionCommand},
+      {"SetRequestSamplingRate", &ZOVAgent::handleSetRequestDataCollectionCommand},
+  };
+  if (command.name.equals("RemSubNode", RWCString::ignoreCase)) {
+    return handleRemoveSubNodeCommand(command.server);
+  }
+  for (const auto& entry : Commands) {
+    if (command.name.equals(entry.name, RWCString::ignoreCase)) {
+      return (this->*entry.handler)(parser, command.server.get());
+    }
+  }
+  return ZOV_INVALID_COMMAND;
+}
+
+unsigned int ZOVAgent::handleRemoveSubNodeCommand(const std::shared_ptr<ZOVApplicationServer>& server) {
+  ZOV_TRACE(Public, "ZOVAgent::handleRemoveSubNodeCommand");
+  return _applicationContext->deleteAppServerContext(server);
+}
+
+unsigned int ZOVAgent::handleAppServerStartCommand(ZOVQuotedStringParser& parser,
+                                                   ZOVApplicationServer* server) {
+  ZOV_TRACE(Public, "ZOVAgent::handleAppServerStartCommand");
+  return server->startAppServer(readOptions(parser));
+}
+
+unsigned int ZOVAgent::handleAppServerStopCommand(ZOVQuotedStringParser& parser,
+                                                  ZOVApplicationServer* server) {
+  ZOV_TRACE(Public, "ZOVAgent::handleAppServerStopCommand");
+  return server->stopAppServer(readOptions(parser));
+}
+
+unsigned int ZOVAgent::handleAppServerRecycleCommand(ZOVQuotedStringParser& parser,
+                                                     ZOVApplicationServer* server) {
+  ZOV_TRACE(Public, "ZOVAgent::handleAppServerRecycleCommand");
+  const RWCString options = readOptions(parser);
+  const ZOVReturnCode stopped = server->stopAppServer(options);
+  return stopped == ZOV_COMMAND_QUEUED ? server->startAppServer(options) : stopped;
+}
+
+unsigned int ZOVAgent::handleStartResourceDataCollectionCommand(ZOVQuotedStringParser& parser,
+                                                                ZOVApplicationServer* server) {
+  ZOV_TRACE(Public, "ZOVAgent::handleStartResourceDataCollectionCommand");
+  if (hasArgument(parser)) return ZOV_INVALID_COMMAND;
+  return server->resumeCollectingResourceData();
+}
+
+unsigned int ZOVAgent::handleStopResourceDataCollectionCommand(ZOVQuotedStringParser& parser,
+                                                               ZOVApplicationServer* server) {
+  ZOV_TRACE(Public, "ZOVAgent::handleStopResourceDataCollectionCommand");
+  if (hasArgument(parser)) return ZOV_INVALID_COMMAND;
+  return server->suspendCollectingResourceData();
+}
+
+unsigned int ZOVAgent::handleStartGCDataCollectionCommand(ZOVQuotedStringParser& parser,
+                                                          ZOVApplicationServer* server) {
+  ZOV_TRACE(Public, "ZOVAgent::handleStartGCDataCollectionCommand");
+  if (hasArgument(parser)) return ZOV_INVALID_COMMAND;
+  return server->resumeCollectingGCData();
+}
+
+unsigned int ZOVAgent::handleStopGCDataCollectionCommand(ZOVQuotedStringParser& parser,
+                                                         ZOVApplicationServer* server) {
+  ZOV_TRACE(Public, "ZOVAgent::handleStopGCDataCollectionCommand");
+  if (hasArgument(parser)) return ZOV_INVALID_COMMAND;
+  return server->suspendCollectingGCData();
+}
+
+unsigned int ZOVAgent::handleStartRequestDataCollectionCommand(ZOVQuotedStringParser& parser,
+                                                               ZOVApplicationServer* server) {
+  ZOV_TRACE(Public, "ZOVAgent::handleStartRequestDataCollectionCommand");
+  int level;
+  if (!readNumber(parser, 0, INT_MAX, level)) return ZOV_INVALID_COMMAND;
+  return server->processCollectRequest(level, KeepAsItIs);
+}
+
+unsigned int ZOVAgent::handleStopRequestDataCollectionCommand(ZOVQuotedStringParser& parser,
+                                                              ZOVApplicationServer* server) {
+  ZOV_TRACE(Public, "ZOVAgent::handleStopRequestDataCollectionCommand");
+  if (hasArgument(parser)) return ZOV_INVALID_COMMAND;
+  return server->suspendCollectingRequestData();
+}
+
+unsigned int ZOVAgent::handleSetRequestDataCollectionCommand(ZOVQuotedStringParser& parser,
+                                                             ZOVApplicationServer* server) {
+  ZOV_TRACE(Public, "ZOVAgent::handleSetRequestDataCollectionCommand");
+  if (!server->CollectingRequestData()) return ZOV_REQUEST_COLLECTION_SUSPENDED;
+  int percent;
+  if (!readNumber(parser, 1, 100, percent)) return ZOV_INVALID_COMMAND;
+  return server->processCollectRequest(KeepAsItIs, percent);
+}

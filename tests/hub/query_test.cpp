@@ -1,0 +1,317 @@
+#include "hub_fixture.h"
+
+TEST_F(HubTest, ListsTablesAndNodes) {
+  start();
+  EXPECT_EQ(zovTestGet(port, "/healthz").body, "ok\n");
+  EXPECT_EQ(zovTestGet(port, "/v1/tables").body,
+            "[{\"table\":\"FAKE\",\"application\":\"TST\",\"row_bytes\":52,\"columns\":["
+            "{\"name\":\"number\",\"offset\":0,\"size\":4,\"type\":\"int\"},"
+            "{\"name\":\"text\",\"offset\":4,\"size\":16,\"type\":\"utf8\"},"
+            "{\"name\":\"originnode\",\"offset\":20,\"size\":32,\"type\":\"text\"}]}]\n");
+
+  char version[9] = {};
+  ARQ_SetVersionUsingProduct("OV", version, sizeof version);
+  EXPECT_NE(version[0], '\0');
+  ARQ_SetSubsystemId("ID");
+  EXPECT_STREQ(ARQ_GetSubsystemId(), "ID");
+  EXPECT_EQ(ARQ_Subnode_Register_nAff("b:host:ZOVS", "OV", version, 2, "AFF", "FEATURE"), 0);
+  EXPECT_EQ(ARQ_Subnode_Register_nAff("a:host:ZOVS", "OV", version, 2, "AFF", "FEATURE"), 0);
+  EXPECT_NE(ARQ_Subnode_Register_nAff("", "OV", version, 2, "AFF", "FEATURE"), 0);
+  EXPECT_NE(ARQ_Subnode_Register_nAff(std::string(33, 'x').c_str(), "OV", version, 2, "", ""), 0);
+  EXPECT_EQ(zovTestGet(port, "/v1/nodes").body.find("a:host:ZOVS"), std::string::npos) << "not sent yet";
+  ARQ_Subnode_SendRequest();
+  const std::string nodes = zovTestGet(port, "/v1/nodes").body;
+  EXPECT_TRUE(nodes.starts_with("{\"agent\":\"ID:")) << nodes;
+  EXPECT_NE(nodes.find(":ZOVA\",\"product\":\"OV\""), std::string::npos) << nodes;
+  EXPECT_NE(nodes.find("\"subnodes\":[{\"name\":\"a:host:ZOVS\",\"affinity\":\"AFF\",\"version\":\"06"),
+            std::string::npos)
+      << nodes;
+
+  // A query without a node goes to all subnodes.
+  table.sample = [](FakeBox& box) {
+    box.ResetGetSubnode();
+    while (const char* const node = box.GetSubnode()) {
+      const FakeRow row(box.samptype, "", node);
+      box.AddData(&row, 1);
+    }
+  };
+  EXPECT_EQ(rows(),
+            "{\"table\":\"FAKE\",\"rows\":[{\"number\":1,\"text\":\"\",\"originnode\":\"a:host:ZOVS\"},"
+            "{\"number\":1,\"text\":\"\",\"originnode\":\"b:host:ZOVS\"}]}\n");
+  EXPECT_EQ(ARQ_Subnode_Deregister("a:host:ZOVS"), 0);
+  EXPECT_NE(ARQ_Subnode_Deregister("a:host:ZOVS"), 0);
+  EXPECT_EQ(ARQ_Subnode_Deregister("b:host:ZOVS"), 0);
+  ARQ_Subnode_SendRequest();
+  ARQ_SetSubsystemId("");
+  EXPECT_EQ(rows(), "{\"table\":\"FAKE\",\"rows\":[]}\n");
+}
+
+TEST_F(HubTest, GivesParametersToTheTable) {
+  start();
+  struct Asked {
+    int samptype;
+    bool history;
+    std::vector<std::string> nodes;
+    std::vector<std::string> filters;
+    bool operator==(const Asked&) const = default;
+  };
+  std::vector<Asked> asked;
+  table.sample = [&](FakeBox& box) {
+    Asked now{box.samptype, box.historyAtConstruction, {}, box.filters()};
+    while (const char* const node = box.GetSubnode()) now.nodes.push_back(node);
+    asked.push_back(now);
+  };
+  const struct {
+    const char* query;
+    std::vector<Asked> expected;
+  } cases[] = {
+      {"", {{1, false, {}, {}}}},
+      {"?node=x:h:ZOVS&node=y", {{1, false, {"x:h:ZOVS", "y"}, {}}}},
+      {"?NUMBER=-2147483648&TEXT=a+b%3D&PARMA=TOP%3BROWS;5",
+       {{3, false, {}, {"NUMBER 496 -2147483648", "TEXT 460 a b=", "PARMA 452 TOP;ROWS;5"}}}},
+      {"?&TEXT=&&TEXT", {{3, false, {}, {"TEXT 460 ", "TEXT 460 "}}}},
+      {"?ORIGINNODE=z", {{3, false, {"z"}, {"ORIGINNODE 452 z"}}}},
+      {"?history=1", {{1, true, {}, {}}}},
+      {"?history=0&node=x", {{1, false, {"x"}, {}}}},
+      {"?node=x&history=1&NUMBER=1&node=y",
+       {{3, true, {"x"}, {"NUMBER 496 1", "ORIGINNODE 452 x"}},
+        {3, true, {"y"}, {"NUMBER 496 1", "ORIGINNODE 452 y"}}}},
+  };
+  for (const auto& [query, expected] : cases) {
+    asked.clear();
+    EXPECT_EQ(zovTestGet(port, std::string("/v1/tables/FAKE/rows") + query).status, 200) << query;
+    EXPECT_TRUE(asked == expected) << query;
+  }
+}
+
+TEST_F(HubTest, WritesAnyRowAsValidJson) {
+  start();
+  table.sample = [](FakeBox& box) {
+    const FakeRow samples[] = {FakeRow(-1, "plain  "),
+                               FakeRow(2147483647, "\"\\\n\x01"),
+                               FakeRow(0, "z\xC3\xBC\xE2\x82\xAC\xF0\x9F\x98\x80"),
+                               FakeRow(0, std::string("cut\0off", 7)),
+                               FakeRow(0, "\xFF\xC0\xAFx\xED\xA0\x80\xE2\x82 \xC3"),
+                               FakeRow(0, " lead")};
+    box.AddData(samples, 6);
+  };
+  const char* const texts[] = {"plain", "\\\"\\\\\\n\\u0001", "z\xC3\xBC\xE2\x82\xAC\xF0\x9F\x98\x80",
+                               "cut",   "???x????? ?",        " lead"};
+  const std::string body = rows();
+  for (std::string text : texts) {
+    for (std::size_t i; (i = text.find('?')) != std::string::npos;) text.replace(i, 1, "\xEF\xBF\xBD");
+    EXPECT_NE(body.find("\"text\":\"" + text + "\""), std::string::npos) << text << " in " << body;
+  }
+  EXPECT_NE(body.find("{\"number\":-1,"), std::string::npos);
+  EXPECT_NE(body.find("{\"number\":2147483647,"), std::string::npos);
+}
+
+TEST_F(HubTest, RefusesWithAStatusAndASentence) {
+  start();
+  const std::string json = "Content-Type: application/json\r\n";
+  const auto request = &ZOVTestHttpClient::request;
+  const struct {
+    std::string request;
+    int status;
+    const char* sentence;  // part of the error
+  } cases[] = {
+      {request("GET", "/v1/tables/fake/rows", "", ""), 404, "there is no table fake; the tables are FAKE"},
+      {request("GET", "/v1/tables/FAKE/rows?number=1", "", ""), 400, "the columns NUMBER TEXT ORIGINNODE"},
+      {request("GET", "/v1/tables/FAKE/rows?NUMBER=1x", "", ""), 400,
+       "NUMBER is \\\"1x\\\"; accepted is an integer"},
+      {request("GET", "/v1/tables/FAKE/rows?NUMBER=2147483648", "", ""), 400, "accepted is an integer"},
+      {request("GET", "/v1/tables/FAKE/rows?NUMBER=", "", ""), 400, "accepted is an integer"},
+      {request("GET", "/v1/tables/FAKE/rows?history=yes", "", ""), 400, "accepted are 1 and 0"},
+      {request("GET", "/v1/tables/FAKE/rows?node=", "", ""), 400, "node is empty"},
+      {request("GET", "/v1/tables/FAKE/rows?TEXT=%4", "", ""), 400, "malformed % escape"},
+      {request("GET", "/v1/tables/FAKE/rows?TEXT=%00", "", ""), 400, "zero byte"},
+      {request("GET", "/v1/tables/FAKE/rows?TEXT=" + std::string(5000, 'x'), "", ""), 414,
+       "TEXT has 5000 bytes"},
+      {request("GET", "/v1/tables/FAKE/rows?" + std::string(9000, 'x'), "", ""), 414,
+       "accepted are at most 8192"},
+      {request("GET", "/v1/tables//rows", "", ""), 404, "there is no path"},
+      {request("GET", "/nothing", "", ""), 404, "there is no path /nothing"},
+      {request("DELETE", "/v1/tables", "", ""), 405, "accepted for /v1/tables is GET, HEAD"},
+      {request("GET", "/v1/actions", "", ""), 405, "is POST"},
+      {request("HEAD", "/v1/events", "", ""), 405, ""},
+      {request("GET", "/v1/events?table=NONE", "", ""), 404, "there is no table NONE"},
+      {request("GET", "/v1/events?node=x", "", ""), 400, "accepted is table"},
+      {request("GET", "/healthz", "Host: evil.example\r\n", ""), 403, "evil.example"},
+      {request("GET", "/healthz", "Host: localhost:x\r\n", ""), 403, "accepted are 127.0.0.1 and localhost"},
+      {request("POST", "/v1/actions", "Content-Type: text/plain\r\n", "{}"), 415,
+       "accepted is application/json"},
+      {request("POST", "/v1/actions", json, std::string(65537, ' ')), 413, "the body has 65537 bytes"},
+      {request("POST", "/v1/actions", json, "{\"node\":"), 400, "the body is not JSON"},
+      {request("POST", "/v1/actions", json, std::string(60000, '[')), 400, "the body is not JSON"},
+      {request("POST", "/v1/actions", json, "{\"node\":\"\xFF\",\"command\":\"x\"}"), 400, "not JSON"},
+      {request("POST", "/v1/actions", json, "[]"), 400, "not an object"},
+      {request("POST", "/v1/actions", json, "{\"node\":1}"), 400, "node is not a text"},
+      {request("POST", "/v1/actions", json, "{\"node\":\"n\"}"), 400, "command is missing"},
+      {request("POST", "/v1/actions", json, "{\"nodes\":\"n\"}"), 400, "nodes"},
+      {request("POST", "/v1/actions", json, "{\"node\":\"n\",\"command\":\"a\\u0000\"}"), 400,
+       "zero character"},
+      {request("POST", "/v1/actions", json,
+               "{\"node\":\"n\",\"command\":\"" + std::string(1024, 'c') + "\"}"),
+       400, "accepted are at most 1023"},
+  };
+  for (const auto& [text, status, sentence] : cases) {
+    ZOVTestHttpClient client(port);
+    client.send(text);
+    if (text.starts_with("HEAD")) {
+      EXPECT_EQ(client.receiveHead().status, status);
+      continue;
+    }
+    const ZOVTestAnswer answer = client.receive();
+    EXPECT_EQ(answer.status, status) << text.substr(0, 100) << answer.body;
+    EXPECT_TRUE(answer.body.starts_with("{\"error\":\"")) << answer.body;
+    EXPECT_NE(answer.body.find(sentence), std::string::npos) << sentence << " in " << answer.body;
+  }
+}
+
+TEST_F(HubTest, EndlessBodiesAndHeadersCostOnlyTheirConnection) {
+  start();
+  ZOVTestHttpClient chunked(port);
+  chunked.send(
+      "POST /v1/actions HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\n"
+      "Transfer-Encoding: chunked\r\n\r\n");
+  const std::string chunk = "4000\r\n" + std::string(0x4000, ' ') + "\r\n";
+  while (chunked.send(chunk)) {
+  }
+  EXPECT_TRUE(chunked.closedByServer());
+
+  ZOVTestHttpClient headers(port);
+  headers.send("GET /healthz HTTP/1.1\r\n");
+  while (headers.send("X-Filler: " + std::string(1000, 'x') + "\r\n")) {
+  }
+  EXPECT_TRUE(headers.closedByServer());
+
+  ZOVTestHttpClient noise(port);
+  noise.send(std::string("\x16\x03\x01\0\xFF\r\n\r\n\0\0", 12));
+  noise.receive();
+  ZOVTestHttpClient cut(port);
+  cut.send("GET /v1/tables/FAKE/rows HTTP/1.1\r\nHo");
+  cut.close();
+  EXPECT_EQ(zovTestGet(port, "/healthz").status, 200);
+}
+
+TEST_F(HubTest, SlowQueriesHoldUpNothingElse) {
+  zovHubLimits().queryThreads = 2;
+  zovHubLimits().queriesWaiting = 1;
+  start();
+  Gate gate;
+  table.sample = [&](FakeBox& box) {
+    gate.wait();
+    const FakeRow row(7);
+    box.AddData(&row, 1);
+  };
+  std::vector<ZOVTestHttpClient> slow;
+  for (int i = 0; i < 3; ++i) {
+    slow.emplace_back(port).send(ZOVTestHttpClient::request("GET", "/v1/tables/FAKE/rows"));
+  }
+  ASSERT_TRUE(gate.awaitWaiting(2));
+  EXPECT_EQ(zovTestGet(port, "/healthz").status, 200);
+  EXPECT_EQ(zovTestGet(port, "/v1/tables").status, 200);
+  // The third may still be on its way when others come; whichever is one too many is refused.
+  int refused = 0;
+  for (int i = 0; i < 2; ++i) {
+    ZOVTestHttpClient client(port);
+    const ZOVTestAnswer answer = client.get("/v1/tables/FAKE/rows");
+    if (answer.status != 503) break;
+    EXPECT_EQ(answer.headers.at("retry-after"), "1");
+    ++refused;
+  }
+  EXPECT_EQ(refused, 2);
+  EXPECT_EQ(table.AddDataToEvent(FakeRow(1)), 0) << "a query is not in the list of open requests";
+  gate.open();
+  for (ZOVTestHttpClient& client : slow) {
+    EXPECT_NE(client.receive().body.find("\"number\":7"), std::string::npos);
+  }
+}
+
+TEST_F(HubTest, AnswersManyQueriesAtOnceOnKeptConnections) {
+  start();
+  table.sample = [](FakeBox& box) {
+    for (int i = 0; i < 100; ++i) {
+      const FakeRow row(i, "row");
+      box.AddData(&row, 1);
+    }
+  };
+  std::vector<std::thread> threads;
+  std::atomic<int> good{0};
+  for (int t = 0; t < 8; ++t) {
+    threads.emplace_back([&] {
+      ZOVTestHttpClient client(port);
+      for (int i = 0; i < 25; ++i) {
+        const ZOVTestAnswer answer = client.get("/v1/tables/FAKE/rows");
+        good += answer.status == 200 &&
+                answer.body.ends_with("{\"number\":99,\"text\":\"row\",\"originnode\":\"\"}]}\n");
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(good, 200);
+  EXPECT_TRUE(eventually([&] { return table.boxes == 0; }));
+}
+
+TEST_F(HubTest, RefusesMoreRowsThanOneQueryMayHold) {
+  zovHubLimits().rowBytes = 10 * sizeof(FakeRow);
+  start();
+  int rowsTaken = 0;
+  table.sample = [&](FakeBox& box) {
+    const FakeRow row(1);
+    for (rowsTaken = 0; rowsTaken < 1000 && box.AddData(&row, 1) == 0; ++rowsTaken) {
+    }
+  };
+  const ZOVTestAnswer answer = zovTestGet(port, "/v1/tables/FAKE/rows");
+  EXPECT_EQ(answer.status, 400);
+  EXPECT_NE(answer.body.find("narrow the query"), std::string::npos);
+  EXPECT_EQ(rowsTaken, 10);
+}
+
+TEST_F(HubTest, AFailureOfTheTableIsAnAnswer) {
+  start();
+  table.sample = [](FakeBox&) { throw std::bad_alloc(); };
+  EXPECT_EQ(zovTestGet(port, "/v1/tables/FAKE/rows").status, 500);
+  EXPECT_EQ(zovTestGet(port, "/healthz").status, 200);
+}
+
+namespace {
+std::atomic<int> commandsInside{0};
+std::atomic<int> mostInside{0};
+
+long answerCommand(TqboxAutomationCapsule* capsule) {
+  mostInside = std::max(mostInside.load(), ++commandsInside);
+  const std::string command = capsule->command;
+  capsule->owner->ResetGetSubnode();
+  const std::string reply = capsule->owner->requestDetail->table + " " + capsule->owner->originText + " " +
+                            capsule->owner->GetSubnode() + " " + command;
+  capsule->rowOrStatus = command == "bad" ? 52 : 0;
+  capsule->SetMessage(reply.c_str());
+  capsule->owner->FinishedAutomationCommand(capsule);
+  --commandsInside;
+  return capsule->rowOrStatus;
+}
+}  // namespace
+
+TEST_F(HubTest, CommandsGoThroughOneByOne) {
+  start();
+  ZOVTestHttpClient client(port);
+  EXPECT_EQ(client.post("/v1/actions", "{\"node\":\"n\",\"command\":\"c\"}").status, 503)
+      << "no callback yet";
+  ARQ_RegisterCommandCallback("OV", &answerCommand);
+  const ZOVTestAnswer answer =
+      client.post("/v1/actions", "{\"node\":\"n:h:ZOVS\",\"command\":\"OV:Go \\u00fc\"}",
+                  "Content-Type: application/json; charset=utf-8\r\n");
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_EQ(answer.body, "{\"message\":\"CLACTRMT n:h:ZOVS n:h:ZOVS OV:Go \xC3\xBC\",\"status\":0}\n");
+  EXPECT_NE(client.post("/v1/actions", "{\"node\":\"n\",\"command\":\"bad\"}").body.find("\"status\":52"),
+            std::string::npos);
+  std::vector<ZOVTestHttpClient> clients;
+  for (int i = 0; i < 20; ++i) {
+    clients.emplace_back(port).send(ZOVTestHttpClient::request(
+        "POST", "/v1/actions", "Content-Type: application/json\r\n", "{\"node\":\"n\",\"command\":\"x\"}"));
+  }
+  for (ZOVTestHttpClient& each : clients) EXPECT_EQ(each.receive().status, 200);
+  EXPECT_EQ(mostInside, 1);
+  ARQ_RegisterCommandCallback("OV", nullptr);
+}

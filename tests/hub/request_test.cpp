@@ -1,0 +1,117 @@
+#include "hub_fixture.h"
+
+namespace {
+
+ContextInfo withThresholds(std::vector<ZOVHubThreshold> thresholds) {
+  ContextInfo context;
+  context.thresholds = std::move(thresholds);
+  return context;
+}
+
+}  // namespace
+
+TEST(HubRequest, ARowPassesWhenAllThresholdsHold) {
+  using enum _IntfOper;
+  FakeTable table;
+  const struct {
+    std::vector<ZOVHubThreshold> thresholds;
+    bool passes;
+  } cases[] = {
+      {{}, true},
+      {{{"NUMBER", Equal, "-5"}}, true},
+      {{{"NUMBER", Equal, " -5"}}, false},
+      {{{"NUMBER", NotEqual, "-5"}}, false},
+      {{{"NUMBER", Less, "-4"}, {"NUMBER", Greater, "-6"}}, true},
+      {{{"NUMBER", LessOrEqual, "-5"}, {"NUMBER", GreaterOrEqual, "-5"}}, true},
+      {{{"NUMBER", Less, "0"}, {"NUMBER", Greater, "0"}}, false},
+      {{{"NUMBER", NotEqual, "five"}}, false},
+      {{{"NUMBER", NotEqual, ""}}, false},
+      {{{"NUMBER", Less, "99999999999999999999"}}, false},
+      {{{"TEXT", Equal, "abc"}}, true},
+      {{{"TEXT", Equal, "abc   "}}, true},
+      {{{"TEXT", Equal, "ab"}}, false},
+      {{{"TEXT", Greater, "abb"}, {"TEXT", Less, "abcd"}}, true},
+      {{{"number", NotEqual, "0"}}, false},
+      {{{"OTHER", NotEqual, "x"}}, false},
+  };
+  for (const auto& [thresholds, passes] : cases) {
+    ZOVHubRequest request(table, withThresholds(thresholds));
+    const FakeRow row(-5, "abc");
+    static_cast<FakeBox&>(request.box()).AddData(&row, 1);
+    EXPECT_EQ(request.box()._data.count, passes ? 1 : 0)
+        << testing::PrintToString(&thresholds - &cases[0].thresholds);
+  }
+}
+
+TEST(HubRequest, RowsGrowByStepsAndKeepTheirBytes) {
+  FakeTable table;
+  ZOVHubRequest request(table, {});
+  tqbox& box = request.box();
+  for (int i = 0; i < 1000; ++i) {
+    const FakeRow row(i);
+    ASSERT_EQ(box.InsertRow(reinterpret_cast<const char*>(&row)), 0);
+  }
+  EXPECT_EQ(box._data.count, 1000);
+  EXPECT_GE(box._data.allocated, 1000);
+  for (int i = 0; i < 1000; ++i) {
+    const FakeRow row(i);
+    ASSERT_EQ(std::memcmp(box.rowAt(i), &row, sizeof row), 0);
+  }
+  EXPECT_EQ(box.rowAt(1000), nullptr);
+  EXPECT_EQ(box.rowAt(-1), nullptr);
+}
+
+TEST(HubRequest, ColumnsAreFoundByTheirNameInUpperCase) {
+  FakeTable table;
+  ZOVHubRequest request(table, {});
+  ColumnInfo info;
+  EXPECT_EQ(request.box().GetColumnInfoByName(&info, "ORIGINNODE"), 0);
+  EXPECT_EQ(info.offset, 20);
+  EXPECT_EQ(info.size, 32);
+  for (const char* name : {"originnode", "ORIGIN", "ORIGINNODES", ""}) {
+    EXPECT_NE(request.box().GetColumnInfoByName(&info, name), 0) << name;
+  }
+}
+
+TEST(HubRequest, ClosesAtOnceAndGoesWithItsLastHold) {
+  FakeTable table;
+  std::vector<std::int32_t> delivered;
+  ContextInfo context = withThresholds({{"NUMBER", _IntfOper::Greater, "10"}});
+  context.deliver = [&](const tqbox& box) {
+    for (std::int32_t i = 0; i < box._data.count; ++i)
+      delivered.push_back(FakeRow(*reinterpret_cast<const FakeRow*>(box.rowAt(i))).number);
+    return true;
+  };
+  auto request = std::make_unique<ZOVHubRequest>(table, context);
+  EXPECT_EQ(table.AddDataToEvent(FakeRow(20)), 0);
+  EXPECT_TRUE(delivered.empty()) << "not subscribed yet";
+  request->subscribe();
+  table.AddDataToEvent(FakeRow(21));
+  table.AddDataToEvent(FakeRow(9));
+  EXPECT_EQ(delivered, std::vector<std::int32_t>{21});
+
+  tqbox& box = request->box();
+  const std::uint32_t id = box.handle.id;
+  box.UseHandle(id);
+  box.UseHandle(id);
+  request.reset();
+  EXPECT_EQ(ZOVHubRequest::openCount(table), 0U);
+  table.AddDataToEvent(FakeRow(22));
+  EXPECT_EQ(delivered.size(), 1U);
+  RCL1_Drop(id);
+  EXPECT_EQ(table.boxes, 1);
+  RCL1_Drop(id);
+  EXPECT_EQ(table.boxes, 0);
+  RCL1_Drop(id);
+  RCL1_Drop(0);
+}
+
+TEST(HubRequest, ATableNameIsTakenOnce) {
+  FakeTable table;
+  FakeTable same;
+  FakeTable nameless("");
+  EXPECT_EQ(TableManager::RegisterWithManager(&table), 0);
+  EXPECT_NE(TableManager::RegisterWithManager(&same), 0);
+  EXPECT_NE(TableManager::RegisterWithManager(&nameless), 0);
+  EXPECT_NE(TableManager::RegisterWithManager(nullptr), 0);
+}

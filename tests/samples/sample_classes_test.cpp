@@ -1,0 +1,360 @@
+#include "samples/sample_classes.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "runtime/foundation/collections.h"
+#include "samples/anchors.h"
+#include "samples/key_value_samples.h"
+#include "transport/buffer.h"
+
+namespace {
+
+const ZOVSample::_SampleType catalogue[] = {
+#define SAMPLE(value, name, sampleClass, english, source, interval) ZOVSample::SampleType##name,
+#include "samples/sample_types.def"
+};
+
+std::string frameOf(const ZOVSample& sample) {
+  ZOVBuffer buffer;
+  sample.stream(buffer);
+  return buffer.str();
+}
+
+std::unique_ptr<ZOVSample> sampleOf(const std::string& frame) {
+  ZOVBuffer buffer{RWCString(frame)};
+  return std::unique_ptr<ZOVSample>(
+      static_cast<ZOVSample*>(ZOVTransportableData::buildFromBuffer(buffer).release()));
+}
+
+/// Fills every key of the class as a collector would.
+std::unique_ptr<ZOVSample> filled(ZOVSample::_SampleType type) {
+  std::unique_ptr<ZOVSample> sample(ZOVSample::buildFromType(type));
+  sample->saveNumericData(20, 1'600'000'000);
+  sample->saveNumericData(21, 60);
+  for (int key : sample->sampleClass().numericKeys) sample->saveNumericData(key, 1000LL + key);
+  for (const ZOVStringKey& string : sample->sampleClass().strings) {
+    sample->saveStringData(string.key, "text \xc3\xa4 of key " + std::to_string(string.key));
+  }
+  return sample;
+}
+
+TEST(SampleCatalogue, EveryClassTravels) {
+  for (ZOVSample::_SampleType type : catalogue) {
+    const std::unique_ptr<ZOVSample> sent = filled(type);
+    const std::string frame = frameOf(*sent);
+    const std::unique_ptr<ZOVSample> received = sampleOf(frame);
+    ASSERT_TRUE(received) << type;
+    EXPECT_EQ(received->getSampleType(), type);
+    EXPECT_EQ(received->isIntervalSample(), sent->isIntervalSample());
+    std::vector<int> keys(static_cast<std::size_t>(received->getNumNumericKeys()));
+    received->numericKeys(keys.data());
+    for (int key : keys) {
+      const auto streamed = static_cast<unsigned int>(key);
+      EXPECT_EQ(received->getNumericValueForStream(streamed), sent->getNumericValueForStream(streamed))
+          << key;
+    }
+    for (const ZOVStringKey& string : received->sampleClass().strings) {
+      EXPECT_EQ(received->getStringData(string.key), sent->getStringData(string.key)) << string.key;
+    }
+    const std::unique_ptr<ZOVSample> copy(received->clone());
+    EXPECT_EQ(copy->sampleClass().name, received->sampleClass().name);
+    EXPECT_EQ(frameOf(*copy), frameOf(*received)) << type;
+  }
+}
+
+/// A percentage is worked out when its denominator has been.
+TEST(SampleCatalogue, DenominatorsStandAheadOfTheirPercentages) {
+  for (ZOVSample::_SampleType type : catalogue) {
+    const std::unique_ptr<ZOVSample> sample(ZOVSample::buildFromType(type));
+    const ZOVSampleClass& info = sample->sampleClass();
+    for (std::size_t i = 0; i < info.rows.size(); ++i) {
+      if (info.rows[i].kind != KeyKindPercent) continue;
+      const int place = info.placement[info.rows[i].relatedKey];
+      EXPECT_TRUE(place > 0 && static_cast<std::size_t>(place) <= i)
+          << info.name << ' ' << info.numericKeys[i];
+    }
+  }
+}
+
+TEST(SampleCatalogue, EveryKeywordReachesAKeyOfItsClass) {
+  for (ZOVSample::_SampleType type : catalogue) {
+    const std::unique_ptr<ZOVSample> empty(ZOVSample::buildFromType(type));
+    for (const ZOVRPXKeyword* k = empty->getRPXKeywordTable(); k != nullptr && k->keyword != nullptr; ++k) {
+      const std::unique_ptr<ZOVSample> sample(empty->clone());
+      sample->buildFromDataString((std::string(k->keyword) + "=7/2").c_str());
+      bool reached = sample->getStringData(k->key) == "7/2";
+      for (int key : sample->sampleClass().numericKeys) {
+        reached = reached || sample->getTotalCount(key) == 7 || sample->getTotalForStatinfo(key) == 7;
+      }
+      EXPECT_TRUE(reached) << empty->sampleClass().name << ' ' << k->keyword;
+    }
+  }
+}
+
+TEST(SampleCatalogue, TypesWithoutAClass) {
+  for (int type : {-1, 0, 6, 10, 60, 82, 997, 999, 0x7fffffff}) {
+    EXPECT_EQ(ZOVSample::buildFromType(static_cast<ZOVSample::_SampleType>(type)), nullptr) << type;
+  }
+  struct {
+    int type;
+    const char* english;
+    int source;
+  } const cases[] = {
+      {1, "Application Server", 0},
+      {6, "EJB Method", 0},
+      {13, "Heap", 1},
+      {14, "Garbage Collection", 6},
+      {15, "Application Server Event", 3},
+      {18, "Unknown", 1},
+      {36, "Workload Exceptionl", 2},
+      {38, "Unknown", 7},
+      {48, "Web Container", 7},
+      {62, "Unknown", 2},
+      {76, "Server Request Summary", 2},
+      {81, "Unknown", 7},
+      {998, "End of samples", 7},
+      {12345, "Unknown", 7},
+  };
+  for (const auto& c : cases) {
+    const auto type = static_cast<ZOVSample::_SampleType>(c.type);
+    EXPECT_STREQ(ZOVSample::getSampleTypeInEnglish(type), c.english) << c.type;
+    EXPECT_EQ(ZOVSample::getDataSource(type), c.source) << c.type;
+  }
+}
+
+TEST(SampleCatalogue, AnEndSampleOnTheWire) {
+  ZOVEndSample end;
+  end.saveNumericData(20, -1);
+  end.saveNumericData(13, 0x21C0000);
+  const unsigned char expected[] = {0, 2, 0, 2, 0, 0, 3, 0xe6};
+  EXPECT_EQ(frameOf(end).substr(0, 8), std::string(reinterpret_cast<const char*>(expected), 8));
+  EXPECT_EQ(sampleOf(frameOf(end))->getNumericData(13), 0x21C0000);
+}
+
+/// Whatever a peer sends, and in whatever order it is used: no undefined behaviour.
+TEST(SampleCatalogue, HostileValuesAreHarmless) {
+  std::mt19937_64 random(7);
+  const long long odd[] = {0, 1, -1, -2, INT64_MAX, INT64_MIN, INT64_MIN + 1, 1LL << 32, 999'999'999'999};
+  const double oddDouble[] = {0, -1, 1e308, -1e308, 1e-308, HUGE_VAL, -HUGE_VAL, std::nan(""), 9.3e18};
+  for (ZOVSample::_SampleType type : catalogue) {
+    std::unique_ptr<ZOVSample> samples[3];
+    for (auto& sample : samples) {
+      sample.reset(ZOVSample::buildFromType(type));
+      for (int i = 0; i < 300; ++i) {
+        const auto& keys = sample->sampleClass().numericKeys;
+        const int key = random() % 4 ? keys[random() % keys.size()] : static_cast<int>(random());
+        sample->saveNumericData(
+            key, random() % 2 ? odd[random() % std::size(odd)] : static_cast<long long>(random()));
+        sample->saveStatInfoData(key, oddDouble[random() % std::size(oddDouble)],
+                                 oddDouble[random() % std::size(oddDouble)]);
+        sample->saveStringData(static_cast<int>(random() % KeyTableSize), "x");
+      }
+    }
+    samples[1]->calculateRates(samples[0].get());
+    samples[1]->mergeSampleData(samples[2].get());
+    samples[1]->resetRates();
+    samples[1]->calculateRates(samples[2].get());
+    samples[2]->mergeIntoHistoricalSample(samples[1].get());
+    const std::unique_ptr<ZOVResourceAnchor> anchor(samples[2]->getResourceAnchor());
+    if (anchor) {
+      EXPECT_TRUE(anchor->isEqual(std::unique_ptr<ZOVResourceAnchor>(anchor->clone()).get()));
+    }
+    EXPECT_TRUE(sampleOf(frameOf(*samples[2])));
+  }
+}
+
+TEST(ContainerSample, FoldsTheKindsOfBeans) {
+  struct {
+    std::vector<std::pair<int, long long>> saved;
+    int rollUp;
+    long long sum;
+  } const cases[] = {
+      {{{159, 4}, {170, 3}}, 174, 7},           {{{160, 1}, {171, 2}}, 175, 3},
+      {{{161, 1}, {172, 2}}, 176, 3},           {{{162, 1}, {173, 2}}, 177, 3},
+      {{{157, 1}, {168, 2}, {152, 4}}, 178, 7}, {{{158, 1}, {169, 2}, {153, 4}}, 179, 7},
+      {{{159, -1}, {170, 3}}, 174, 3},          {{{159, -1}}, 174, -1},
+  };
+  for (const auto& c : cases) {
+    ZOVContainerSample sample;
+    for (const auto& [key, value] : c.saved) sample.saveNumericData(key, value);
+    EXPECT_EQ(sample.getTotalCount(c.rollUp), c.sum);
+    for (const auto& [key, value] : c.saved) EXPECT_EQ(sample.getTotalCount(key), -1) << key;
+  }
+  ZOVContainerSample loads;
+  loads.saveStatInfoData(154, 10, 2);
+  loads.saveStatInfoData(165, 5, 1);
+  loads.saveStatInfoData(150, 1, -1);
+  EXPECT_EQ(loads.getTotalForStatinfo(181), 15);
+  EXPECT_EQ(loads.getTotalForStatinfo(154), 10) << "a load is kept itself, too";
+}
+
+TEST(EJBSample, KeepsTheLoadsOfAllKindsInOnePlace) {
+  for (const auto& [key, into] : {std::pair{150, 210}, {154, 210}, {165, 210}, {155, 209}, {166, 209}}) {
+    ZOVEJBSample sample;
+    sample.saveStatInfoData(key, 10, 2);
+    EXPECT_EQ(sample.getTotalForStatinfo(into), 10) << key;
+  }
+  ZOVEJBSample sample;
+  sample.buildFromDataString("concurrentLives=8/4\nstatefulBeansActive=6/3\npoolSize=1/1");
+  EXPECT_EQ(sample.getTotalForStatinfo(210), 8);
+  EXPECT_EQ(sample.getTotalForStatinfo(209), 6);
+  EXPECT_EQ(sample.getTotalForStatinfo(128), 1);
+}
+
+TEST(DBConnectPoolSample, NobodyWaitedIsAMeanOfZero) {
+  const auto rated = [](double heldCount) {
+    ZOVDBConnectPoolSample previous;
+    ZOVDBConnectPoolSample sample;
+    for (int key : {246, 247}) previous.saveStatInfoData(key, 10, 2), sample.saveStatInfoData(key, 10, 2);
+    sample.saveStatInfoData(247, 20, heldCount);
+    sample.calculateRates(&previous);
+    return sample.getNumericData(246);
+  };
+  EXPECT_EQ(rated(4), 0);
+  EXPECT_EQ(rated(2), -1) << "nor was the pool used";
+}
+
+TEST(GarbageCollectionSample, FiguresComeOnlyFromPartsWithCollections) {
+  struct {
+    long long collections, merged;
+  } const cases[] = {{0, 5}, {1, 9}, {-1, 9}};
+  for (const auto& c : cases) {
+    ZOVGarbageCollectionSample sample;
+    ZOVGarbageCollectionSample part;
+    for (int key : {354, 355, 353}) sample.saveNumericData(key, 5), part.saveNumericData(key, 9);
+    part.saveNumericData(352, c.collections);
+    sample.mergeSampleData(&part);
+    EXPECT_EQ(sample.getTotalCount(354), c.merged) << c.collections;
+    EXPECT_EQ(sample.getTotalCount(355), c.merged) << c.collections;
+    EXPECT_EQ(sample.getTotalCount(353), 9);
+  }
+}
+
+TEST(HTTPSample, PartsMergeByTheirTime) {
+  const auto part = [](long long time, long long size, const char* text) {
+    auto sample = std::make_unique<ZOVHTTPSample>();
+    sample->saveNumericData(770, time);
+    for (int key : {700, 775}) sample->saveNumericData(key, size);
+    for (int key : {701, 702, 771, 772, 774, 777}) sample->saveStringData(key, text);
+    return sample;
+  };
+  const auto earlierArrives = part(200, 5, "late");
+  earlierArrives->mergeSampleData(part(100, 9, "early").get());
+  EXPECT_EQ(earlierArrives->getNumericData(770), 100);
+  EXPECT_EQ(earlierArrives->getNumericData(775), 9) << "the larger";
+  EXPECT_EQ(earlierArrives->getNumericData(700), 9) << "the earlier part's";
+  for (int key : {701, 702, 771, 772, 777}) EXPECT_EQ(earlierArrives->getStringData(key), "early") << key;
+  EXPECT_EQ(earlierArrives->sessionName, "late");
+
+  const auto laterArrives = part(100, 9, "early");
+  laterArrives->mergeSampleData(part(200, 5, "late").get());
+  EXPECT_EQ(laterArrives->getNumericData(770), 100);
+  EXPECT_EQ(laterArrives->getNumericData(775), 9);
+  EXPECT_EQ(laterArrives->getNumericData(700), 9);
+  EXPECT_EQ(laterArrives->applicationName, "early");
+}
+
+TEST(WorkloadDetailSample, DerivesTheCategoryOfADelay) {
+  struct {
+    long long told, delay, category;
+  } const cases[] = {{-1, 2, 0},  {-1, 3, 1},  {-2, 6, 1},  {-1, 7, 2}, {-1, 10, 2},
+                     {-2, 11, 3}, {-1, 12, 0}, {-1, -1, 0}, {5, 3, 5},  {0, 3, 0}};
+  for (const auto& c : cases) {
+    ZOVWorkloadDetailSample sample;
+    sample.saveNumericData(763, c.told);
+    sample.saveNumericData(750, c.delay);
+    const std::unique_ptr<ZOVResourceAnchor> anchor(sample.getResourceAnchor());
+    EXPECT_EQ(static_cast<ZOVWorkloadDetailAnchor*>(anchor.get())->delayCategory, c.category) << c.delay;
+    EXPECT_EQ(sample.getNumericData(763), c.category) << c.delay;
+  }
+}
+
+TEST(RequestSummary, SumsTheRequestsOfAPoll) {
+  struct Keeper : ZOVSampleKeeper {
+    void saveSample(ZOVSample* sample, _SaveSampleType type, unsigned int id) override {
+      EXPECT_EQ(type, SaveSampleInterval);
+      EXPECT_EQ(id, 77U);
+      kept.emplace_back(sample);
+    }
+    std::vector<std::unique_ptr<ZOVSample>> kept;
+  } keeper;
+
+  RWOrdered anchors;
+  for (int i = 1; i <= 3; ++i) {
+    ZOVWorkloadSumSample sum;
+    sum.requestName = RWCString(std::to_string(i));
+    for (const auto& [key, value] :
+         {std::pair{20, 5000 + i}, {21, 60 * i}, {314, 100}, {703, 10 * i}, {704, 400}}) {
+      sum.saveNumericData(key, value);
+    }
+    ASSERT_TRUE(sum.shouldCreateSummarySamples());
+    sum.createSummarizedSamples(anchors);
+  }
+  ASSERT_EQ(anchors.entries(), 1U);
+  RWOrderedIterator iterator(anchors);
+  saveSummarizedSamples(keeper, iterator, 77);
+  anchors.clearAndDestroy();
+
+  ASSERT_EQ(keeper.kept.size(), 1U);
+  ZOVSample& summary = *keeper.kept[0];
+  EXPECT_EQ(summary.getSampleType(), ZOVSample::SampleTypeServerRequestSummary);
+  EXPECT_EQ(summary.getDuration(), 60U) << "that of the first";
+  EXPECT_EQ(summary.getTotalCount(703), 60);
+  EXPECT_EQ(summary.getTotalCount(704), 1200);
+  EXPECT_FALSE(summary.isRated());
+  summary.calculateRates(nullptr);
+  EXPECT_EQ(summary.getRate(703), 1000) << "one a second, scale 3";
+  EXPECT_EQ(summary.getPercent(704), 20) << "mean time";
+}
+
+TEST(AppServerSample, RollUpValuesHaveTheirOrder) {
+  ZOVAppServerSample sample;
+  sample.saveRollUpValues({1, 2, 3, 4, 5, 6, 7, 8, 9, -1});
+  const std::pair<int, long long> expected[] = {{78, 1},  {240, 2}, {241, 3}, {242, 4}, {207, 5},
+                                                {129, 6}, {130, 7}, {131, 8}, {260, 9}, {261, -1}};
+  for (const auto& [key, value] : expected) EXPECT_EQ(sample.getTotalCount(key), value) << key;
+}
+
+TEST(AppServerCpuSample, StandsByItself) {
+  AppServerCpuSample sample;
+  sample.saveStringData(6, "server1");
+  EXPECT_EQ(sample.getAsCpu(), -1);
+  sample.as_cpup = 300;
+  const std::unique_ptr<AppServerCpuSample> copy(sample.clone());
+  EXPECT_EQ(copy->getAsCpu(), 300);
+  const std::unique_ptr<ZOVResourceAnchor> anchor(copy->getResourceAnchor());
+  EXPECT_EQ(anchor->isA(), ZOVWLMClientAnchor::classIsA());
+  EXPECT_EQ(anchor->getResourceName(), "server1");
+}
+
+TEST(SampleTime, FillsTheFrameworksForm) {
+  ZOVServletSample sample;
+  sample.saveNumericData(21, 77);
+  char out[17] = "################";
+  long duration = 0;
+  sample.saveNumericData(20, 1'500'000'000);
+  sample.copySampleTimeAndDuration(out, &duration);
+  EXPECT_EQ(duration, 77);
+  EXPECT_EQ(std::string(out, 3), "117");
+  EXPECT_EQ(std::string(out + 13, 3), "000");
+  sample.saveNumericData(20, 0);
+  sample.copySampleTimeAndDuration(out, &duration);
+  EXPECT_EQ(std::string(out), std::string(16, ' '));
+}
+
+TEST(KeyValueSamples, CompareByAllThatTheyHave) {
+  const ZOVEnvVariableSample variable("PATH", "/bin", ZOVEnvVariableSample::VariableCollector);
+  EXPECT_TRUE(variable.isEqual(std::make_unique<ZOVEnvVariableSample>("PATH", "/bin", 2).get()));
+  EXPECT_FALSE(variable.isEqual(std::make_unique<ZOVEnvVariableSample>("PATH", "/bin", 1).get()));
+  EXPECT_FALSE(variable.isEqual(std::make_unique<ZOVTSLJavaProperty>("PATH", "/bin").get()));
+  EXPECT_TRUE(ZOVTSLJavaProperty("a", "b").isEqual(std::make_unique<ZOVTSLJavaProperty>("a", "b").get()));
+  EXPECT_FALSE(ZOVTSLJavaProperty("a", "b").isEqual(std::make_unique<ZOVTSLJavaProperty>("a", "c").get()));
+}
+
+}  // namespace

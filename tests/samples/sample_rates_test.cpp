@@ -1,0 +1,287 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <thread>
+#include <vector>
+
+#include "kinds_sample.h"
+
+using kinds::Sample;
+
+namespace {
+
+constexpr long long Null = -1;
+constexpr long long Largest = std::numeric_limits<long long>::max();
+constexpr long long Smallest = std::numeric_limits<long long>::min();
+
+TEST(SampleValues, EachKindReadsAsItShouldBeforeRating) {
+  Sample sample(kinds::cumulative);
+  for (int key : kinds::keys) sample.with(key, 42);
+  struct {
+    int key;
+    long long data, total, rate, percent, stream;
+  } const cases[] = {
+      {kinds::Numeric, 42, 42, 0, 0, 42},
+      {kinds::Counter, Null, 42, Null, 0, 42},
+      {kinds::FromZero, Null, 42, Null, 0, 42},
+      {kinds::Percent, Null, 42, 0, Null, 42},
+      {kinds::StatInfo, Null, 0, 0, 0, 0},
+      {kinds::PerfLoad, Null, 0, 0, 0, 0},
+      {kinds::Maximum, 42, 42, 0, 0, 42},
+      {kinds::Minimum, 42, 42, 0, 0, 42},
+      {ZOVSample::KeySampleTime, 1000, 0, 0, 0, 1000},
+      {110, 0, 0, 0, 0, 0},
+      {-1, 0, 0, 0, 0, 0},
+      {KeyTableSize, 0, 0, 0, 0, 0},
+      {std::numeric_limits<int>::min(), 0, 0, 0, 0, 0},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(sample.getNumericData(c.key), c.data) << c.key;
+    EXPECT_EQ(sample.getTotalCount(c.key), c.total) << c.key;
+    EXPECT_EQ(sample.getRate(c.key), c.rate) << c.key;
+    EXPECT_EQ(sample.getPercent(c.key), c.percent) << c.key;
+    EXPECT_EQ(sample.getNumericValueForStream(static_cast<unsigned int>(c.key)), c.stream) << c.key;
+  }
+}
+
+TEST(SampleValues, MinusOneIsNull) {
+  Sample sample(kinds::cumulative);
+  for (int key : kinds::keys) sample.with(key, 42).with(key, Null);
+  for (int key : kinds::keys) {
+    EXPECT_EQ(sample.getNumericData(key), Null) << key;
+    EXPECT_EQ(sample.getTotalCount(key), Null) << key;
+    EXPECT_EQ(sample.getTotalForStatinfo(key), -1.0) << key;
+    EXPECT_EQ(sample.getTotalNumSamplesForStatinfo(key), Null) << key;
+  }
+  EXPECT_TRUE(sample.valueIsNull(Null));
+  EXPECT_FALSE(sample.valueIsNull(0LL));
+}
+
+TEST(SampleValues, StatisticsAreKeptOnlyUnderStatisticsKeys) {
+  Sample sample(kinds::cumulative);
+  for (int key : kinds::keys) sample.withStatistic(key, 3.5, 7.9);
+  EXPECT_EQ(sample.getTotalForStatinfo(kinds::StatInfo), 3.5);
+  EXPECT_EQ(sample.getTotalNumSamplesForStatinfo(kinds::StatInfo), 7);
+  EXPECT_EQ(sample.getTotalCount(kinds::Counter), Null);
+  sample.with(kinds::Counter, 1);
+  EXPECT_EQ(sample.getTotalForStatinfo(kinds::Counter), 0.0);
+  EXPECT_EQ(sample.getTotalNumSamplesForStatinfo(kinds::Counter), 0);
+}
+
+TEST(SampleValues, TimesTakeTheLow32Bits) {
+  Sample sample(kinds::interval);
+  sample.with(ZOVSample::KeySampleTime, 0x1'0000'0005).with(ZOVSample::KeyDuration, 0x2'0000'0007);
+  EXPECT_EQ(sample.getSampleTime(), 5U);
+  EXPECT_EQ(sample.getNumericData(ZOVSample::KeyDuration), 7);
+}
+
+/// Counters between two cumulative samples.
+TEST(SampleRates, CumulativeCounters) {
+  struct {
+    const char* what;
+    int key;
+    bool hasPrevious;
+    long long before, now;
+    unsigned int seconds;
+    long long delta, rate;
+  } const cases[] = {
+      {"first sample of a counter", kinds::Counter, false, 0, 500, 0, Null, Null},
+      {"first sample of a counter from zero", kinds::FromZero, false, 0, 500, 0, 500, 0},
+      {"second sample", kinds::Counter, true, 500, 560, 8, 60, 7500},
+      {"second sample from zero", kinds::FromZero, true, 500, 560, 8, 60, 7},
+      {"counted again from the start", kinds::Counter, true, 500, 20, 8, Null, Null},
+      {"counted again from the start, from zero", kinds::FromZero, true, 500, 20, 8, Null, Null},
+      {"no count before", kinds::Counter, true, Null, 20, 8, Null, Null},
+      {"no count before, from zero", kinds::FromZero, true, Null, 20, 8, Null, Null},
+      {"no count now", kinds::Counter, true, 20, Null, 8, Null, Null},
+      {"within one second", kinds::Counter, true, 500, 560, 0, 60, 0},
+      {"truncated", kinds::FromZero, true, 0, 59, 60, 59, 0},
+      {"a difference that wraps below zero", kinds::Counter, true, Smallest, Largest, 1, Null, Null},
+      {"a product that wraps", kinds::Counter, true, 0, Largest, 1, Largest, -1000},
+  };
+  for (const auto& c : cases) {
+    Sample previous(kinds::cumulative, 1000);
+    previous.with(c.key, c.before);
+    Sample sample(kinds::cumulative, 1000 + c.seconds);
+    sample.with(c.key, c.now);
+    sample.calculateRates(c.hasPrevious ? &previous : nullptr);
+    EXPECT_EQ(sample.getNumericData(c.key), c.delta) << c.what;
+    EXPECT_EQ(sample.getRate(c.key), c.rate) << c.what;
+    EXPECT_EQ(sample.getTotalCount(c.key), c.now) << c.what;
+    EXPECT_EQ(sample.getDuration(), c.hasPrevious ? c.seconds : 0) << c.what;
+  }
+}
+
+TEST(SampleRates, PercentIsAShareOfTheRelatedKeysDifference) {
+  Sample previous(kinds::cumulative, 1000);
+  previous.with(kinds::Counter, 100).with(kinds::Percent, 10);
+  Sample sample(kinds::cumulative, 1010);
+  sample.with(kinds::Counter, 180).with(kinds::Percent, 30);
+  sample.calculateRates(&previous);
+  EXPECT_EQ(sample.getNumericData(kinds::Percent), 20);
+  EXPECT_EQ(sample.getPercent(kinds::Percent), 250);
+
+  Sample first(kinds::cumulative);
+  first.with(kinds::Percent, 30);
+  first.calculateRates(nullptr);
+  EXPECT_EQ(first.getNumericData(kinds::Percent), 30) << "counted from zero without a sample before";
+  EXPECT_EQ(first.getPercent(kinds::Percent), -30000) << "over a denominator that is null";
+
+  Sample guarded(kinds::cumulative);
+  guarded.with(kinds::Percent, Smallest);
+  guarded.calculateRates(nullptr);
+  EXPECT_EQ(guarded.getPercent(kinds::Percent), Null);
+}
+
+TEST(SampleRates, PercentOfNothingKeepsWhatItHeld) {
+  Sample sample(kinds::interval);
+  sample.with(kinds::Counter, 0).with(kinds::Percent, 30);
+  sample.calculateRates(nullptr);
+  EXPECT_EQ(sample.getPercent(kinds::Percent), 0);
+}
+
+TEST(SampleRates, Statistics) {
+  const double infinite = std::numeric_limits<double>::infinity();
+  const double notANumber = std::numeric_limits<double>::quiet_NaN();
+  struct {
+    const char* what;
+    const ZOVSampleClass& sampleClass;
+    bool hasPrevious;
+    double totalBefore, countBefore, total, count;
+    long long average;
+  } const cases[] = {
+      {"first cumulative", kinds::cumulative, false, 0, 0, 10, 4, Null},
+      {"first interval", kinds::interval, false, 0, 0, 10, 4, 2500},
+      {"against the sample before", kinds::cumulative, true, 10, 4, 25, 10, 2500},
+      {"an interval has no before", kinds::interval, true, 10, 4, 25, 10, 2500},
+      {"nothing observed", kinds::cumulative, true, 10, 4, 10, 4, Null},
+      {"nothing observed in an interval", kinds::interval, false, 0, 0, 10, 0, 0},
+      {"a total that fell", kinds::cumulative, true, 10, 4, 9, 5, Null},
+      {"truncated towards zero", kinds::cumulative, true, 0, 0, 2, 3, 666},
+      {"a part of an observation", kinds::cumulative, true, 0, 4.9, 10, 5.1, 10000},
+      {"more than fits", kinds::interval, false, 0, 0, infinite, 1, Largest},
+      {"no number", kinds::interval, false, 0, 0, notANumber, 1, 0},
+      {"a count that is no number", kinds::interval, false, 0, 0, 10, notANumber, 0},
+      {"a count out of range", kinds::interval, false, 0, 0, 10, 1e300, 0},
+  };
+  for (const auto& c : cases) {
+    Sample previous(c.sampleClass);
+    previous.withStatistic(kinds::StatInfo, c.totalBefore, c.countBefore);
+    Sample sample(c.sampleClass);
+    sample.withStatistic(kinds::StatInfo, c.total, c.count);
+    sample.calculateRates(c.hasPrevious ? &previous : nullptr);
+    EXPECT_EQ(sample.getNumericData(kinds::StatInfo), c.average) << c.what;
+  }
+}
+
+TEST(SampleRates, AnIntervalSampleIsItsOwnDifference) {
+  Sample previous(kinds::interval, 1000);
+  previous.with(kinds::Counter, 1'000'000);
+  Sample sample(kinds::interval, 5000);
+  sample.with(kinds::Counter, 120).with(kinds::FromZero, 120).with(ZOVSample::KeyDuration, 60);
+  sample.calculateRates(&previous);
+  EXPECT_EQ(sample.getDuration(), 60U);
+  EXPECT_EQ(sample.getRate(kinds::Counter), 2000);
+  EXPECT_EQ(sample.getRate(kinds::FromZero), 2);
+  EXPECT_EQ(sample.getNumericData(kinds::Counter), 120);
+}
+
+TEST(SampleRates, ASampleIsRatedOnceUntilItIsReset) {
+  Sample before(kinds::cumulative, 1000);
+  before.with(kinds::Counter, 100);
+  Sample longBefore(kinds::cumulative, 900);
+  longBefore.with(kinds::Counter, 0);
+  Sample sample(kinds::cumulative, 1010);
+  sample.with(kinds::Counter, 150);
+
+  sample.with(ZOVSample::KeyDuration, 7).resetRates();
+  EXPECT_EQ(sample.getDuration(), 7U) << "nothing to reset yet";
+  sample.calculateRates(&before);
+  sample.calculateRates(&longBefore);
+  EXPECT_EQ(sample.getNumericData(kinds::Counter), 50);
+
+  Sample copy(sample);
+  EXPECT_TRUE(copy.isRated());
+  copy.resetRates();
+  EXPECT_EQ(copy.getDuration(), 0U);
+  EXPECT_EQ(copy.getNumericData(kinds::Counter), Null);
+  copy.calculateRates(&longBefore);
+  EXPECT_EQ(copy.getNumericData(kinds::Counter), 150);
+  EXPECT_EQ(copy.getDuration(), 110U);
+  EXPECT_EQ(sample.getNumericData(kinds::Counter), 50) << "the copy has values of its own";
+}
+
+/// Two table queries may meet at one unrated sample.
+TEST(SampleRates, ReadersThatMeetRateOnce) {
+  for (int round = 0; round < 200; ++round) {
+    Sample sample(kinds::interval);
+    sample.with(kinds::Counter, 120).with(kinds::Percent, 60).with(ZOVSample::KeyDuration, 60);
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 3; ++i) {
+      readers.emplace_back([&sample] {
+        sample.calculateRates(nullptr);
+        EXPECT_EQ(sample.getRate(kinds::Counter), 2000);
+        EXPECT_EQ(sample.getPercent(kinds::Percent), 500);
+      });
+    }
+    for (std::thread& reader : readers) reader.join();
+  }
+}
+
+TEST(SampleMerge, EachKindSumsInItsWay) {
+  struct {
+    int key;
+    long long mine, theirs, merged;
+  } const cases[] = {
+      {kinds::Numeric, 5, 3, 3},
+      {kinds::Numeric, Null, 3, 3},
+      {kinds::Numeric, 5, Null, 5},
+      {kinds::Counter, 5, 3, 8},
+      {kinds::Counter, Null, 3, 3},
+      {kinds::Counter, 5, Null, 5},
+      {kinds::FromZero, 5, 3, 8},
+      {kinds::Percent, 5, 3, 8},
+      {kinds::Counter, Largest, 1, Smallest},
+      {kinds::Maximum, 5, 3, 5},
+      {kinds::Maximum, 3, 5, 5},
+      {kinds::Maximum, Null, -7, -7},
+      {kinds::Maximum, 5, Null, 5},
+      {kinds::Minimum, 5, 3, 3},
+      {kinds::Minimum, 3, 5, 3},
+      {kinds::Minimum, Null, 9, 9},
+      {kinds::Minimum, Null, Null, Null},
+  };
+  for (const auto& c : cases) {
+    Sample mine(kinds::cumulative);
+    mine.with(c.key, c.mine);
+    Sample theirs(kinds::cumulative);
+    theirs.with(c.key, c.theirs);
+    mine.mergeSampleData(&theirs);
+    EXPECT_EQ(mine.getTotalCount(c.key), c.merged) << c.key << ' ' << c.mine << ' ' << c.theirs;
+  }
+}
+
+TEST(SampleMerge, StatisticsAddUp) {
+  Sample mine(kinds::cumulative);
+  Sample theirs(kinds::cumulative);
+  theirs.withStatistic(kinds::StatInfo, 10, 4);
+  mine.mergeSampleData(&theirs);
+  mine.mergeSampleData(&theirs);
+  mine.mergeSampleData(nullptr);
+  EXPECT_EQ(mine.getTotalForStatinfo(kinds::StatInfo), 20);
+  EXPECT_EQ(mine.getTotalNumSamplesForStatinfo(kinds::StatInfo), 8);
+  EXPECT_EQ(mine.getTotalNumSamplesForStatinfo(kinds::PerfLoad), Null);
+}
+
+TEST(SampleMerge, HistoryMovesTheTimeAndSumsTheDurations) {
+  Sample history(kinds::interval, 1000);
+  history.with(kinds::Counter, 10).with(ZOVSample::KeyDuration, 60);
+  Sample next(kinds::interval, 1060);
+  next.with(kinds::Counter, 20).with(ZOVSample::KeyDuration, 65);
+  history.mergeIntoHistoricalSample(&next);
+  EXPECT_EQ(history.getSampleTime(), 1060U);
+  EXPECT_EQ(history.getDuration(), 125U);
+  EXPECT_EQ(history.getTotalCount(kinds::Counter), 30);
+}
+
+}  // namespace
