@@ -95,8 +95,8 @@ void ZOVApplicationServerBase::readConfiguration() {
     _resourcePollFrequency =
         validateConfigValue(parms.getResourceCollectPollFrequency(), 0, MaximumInterval, ZOVA0034W, 0);
   }
-  _gcCollectAction = parms.getGcCollectAction();
-  _gcCollectInterval = parms.getGcCollectPollFrequency();
+  _gcCollectAction = parms.getGCCollectAction();
+  _gcCollectInterval = parms.getGCCollectPollFrequency();
   _workloadCollectLevel = parms.getWorkloadCollectLevel();
   _workloadCapturePercent = parms.getWorkloadCapturePercent();
 }
