@@ -1,0 +1,36 @@
+// The process's entry. The exit status is always 0, also when the start failed; the trace tells.
+
+#include <csignal>
+
+#include "agent/agent.h"
+#include "framework/process.h"
+#include "platform/frames.h"
+#include "platform/trace.h"
+
+static DGT1_Unit traceUnit("ZOVCMAIN");
+
+/// All that is done of a stop here; the rest happens on the main thread, once arkmain has returned.
+static void ZOVShutdownSignalHandler(int signal) {
+  if (signal == SIGQUIT || signal == SIGTERM) ARQ_Shutdown(1);
+}
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);
+  DGT1_Open();
+  XFR1_InstallFaultHandlers();
+  ZOVLock::init();
+
+  ZOVAgent* agent = new ZOVAgent(argc > 1 ? argv[1] : nullptr);
+  if (!agent->isInitialised()) {
+    DGT1_Printf(traceUnit, DGT1_ERROR, "Agent initialization failed");
+    delete agent;
+    return 0;
+  }
+  // Only now: a signal during construction takes its default action.
+  std::signal(SIGQUIT, ZOVShutdownSignalHandler);
+  std::signal(SIGTERM, ZOVShutdownSignalHandler);
+  agent->Process(argc, argv);
+  DGT1_Printf(traceUnit, DGT1_ERROR, "Agent shutdown occurred");
+  delete agent;
+  return 0;
+}
