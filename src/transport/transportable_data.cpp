@@ -133,6 +133,7 @@ void ZOVTransportableData::getDataArrays(int& numericCount, int& stringCount,
 ZOVReturnCode ZOVTransportableData::send(ZOVSocketConnection& socket) const {
   ZOV_TRACE(Public, "ZOVTransportableData::send");
   ZOVBuffer buffer(socket);
+  buffer.reserve(512);  // most messages fit
   stream(buffer);
   return buffer.send();
 }
