@@ -44,6 +44,9 @@
   int zov_##stem##_manager::EventArrived(zov_##stem##_data_t* rows, int count) {          \
     auto* manager = zov_##stem##_static_manager.load();                                   \
     return manager == nullptr ? 0 : manager->AddDataToEvent(rows, count);                 \
+  }                                                                                       \
+  const ZOVTableInfo& zov_##stem##_table() {                                              \
+    return zov_##stem##_info;                                                             \
   }
 
 /// Those, and the initialiser.

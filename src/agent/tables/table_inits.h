@@ -1,6 +1,10 @@
 #pragma once
-// The initialisers of the tables: each makes its table's manager and registers it with the framework. The
-// result is the framework's, or 0x21060002 when there is no manager. Called once, by the agent's loader.
+// The functions that every table has. The initialiser makes the table's manager and registers it with the
+// framework, whose result it answers; the agent's loader calls each once.
 
-#define ZOV_TABLE(stem, ...) int zov_##stem##_init();
+struct ZOVTableInfo;
+
+#define ZOV_TABLE(stem, ...) \
+  int zov_##stem##_init();   \
+  const ZOVTableInfo& zov_##stem##_table();
 #include "agent/tables/tables.def"
