@@ -16,6 +16,12 @@
 #include "runtime/environment.h"
 #include "runtime/return_code.h"
 
+/// Faults, whatever the build checks for.
+[[gnu::noinline, gnu::no_sanitize("undefined")]] inline void storeToNull() {
+  int* volatile null = nullptr;
+  *null = 1;
+}
+
 /// A message as it was given to the log: its number, and the arguments as text.
 struct LoggedMessage {
   int number;

@@ -1,0 +1,428 @@
+#include "runtime/lock.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+
+#include <array>
+#include <map>
+#include <sstream>
+
+#include "runtime/recovery.h"
+#include "support/agent_thread.h"
+#include "support/test_environment.h"
+
+namespace {
+
+// An actor is a thread that does one step at a time. A step's outcome is "ok", "busy" (not acquired),
+// "waits" (for a lock), or the code that was raised.
+class Actor {
+ public:
+  Actor() : _thread([this] { live(); }) {}
+  ~Actor() {
+    _step = nullptr;
+    _go.post();
+    _thread.join();
+  }
+  static Actor* current() { return self; }
+
+  std::string act(std::function<int()> step) {
+    _step = std::move(step);
+    _waits = false;
+    _done = false;
+    _go.post();
+    return outcome();
+  }
+  /// Of the last step, once it has ended or come to wait for a lock.
+  std::string outcome() {
+    while (!_done) {
+      {
+        ZOVMutexScope scope(*ZOVLock::pLockMutex);
+        if (!_done && _waits) return "waits";
+      }
+      sched_yield();
+    }
+    return _outcome;
+  }
+  void enterWait() { _waits = true; }  // with pLockMutex held until the thread stands in the queue
+  ZOVRecoverableThread& thread() { return *_thread.operator->(); }
+
+ private:
+  void live() {
+    self = this;
+    for (_go.wait(); _step; _go.wait()) {
+      int result = 0;
+      const auto failure = guarded("ZOVTLOCK", "Actor", [&] { result = _step(); });
+      _outcome = failure ? std::to_string(failure->getReturnCode()) : result == 4 ? "busy" : "ok";
+      _done = true;
+    }
+  }
+
+  static thread_local Actor* self;
+  std::function<int()> _step;
+  std::string _outcome;
+  std::atomic<bool> _done{true};
+  std::atomic<bool> _waits{false};
+  ZOVEvent _go;
+  AgentThread _thread;
+};
+thread_local Actor* Actor::self = nullptr;
+
+// Tells its actor when a wait is about to begin.
+class StageLock : public ZOVLock {
+ public:
+  using ZOVLock::ZOVLock;
+  int testDeadlockCondition() override {
+    const int found = ZOVLock::testDeadlockCondition();
+    if (found == 0 && Actor::current() != nullptr) Actor::current()->enterWait();
+    return found;
+  }
+};
+
+class Stage {
+ public:
+  /// Plays "A e:X ok" lines: actor, step, outcome. Steps: s, e (get shared, exclusive), s?, e? (without a
+  /// wait), -s, -e, -all (release); "then" asks again for the outcome of the step before.
+  void play(const std::vector<std::string>& script) {
+    for (const std::string& line : script) {
+      std::istringstream words(line);
+      std::string name, step, expected;
+      words >> name >> step >> expected;
+      Actor& actor = _actors[name];
+      const std::string outcome = step == "then" ? settled(actor, expected) : actor.act(parse(step));
+      ASSERT_EQ(outcome, expected) << "in: " << line;
+    }
+  }
+  ZOVLock& lock(const std::string& name) { return _locks.try_emplace(name, nameOf(name)).first->second; }
+  Actor& actor(const std::string& name) { return _actors[name]; }
+
+ private:
+  static const char* nameOf(const std::string& name) {
+    static const std::map<std::string, const char*> names{{"X", "LockX"}, {"Y", "LockY"}, {"Z", "LockZ"}};
+    return names.at(name);
+  }
+  // A thread that has been posted needs a moment to get what it waited for, or to queue again.
+  static std::string settled(Actor& actor, const std::string& expected) {
+    std::string outcome = actor.outcome();
+    while (outcome == "waits" && expected != "waits") {
+      sched_yield();
+      outcome = actor.outcome();
+    }
+    return outcome;
+  }
+  std::function<int()> parse(const std::string& step) {
+    const auto colon = step.find(':');
+    const std::string what = step.substr(0, colon);
+    ZOVLock& on = lock(step.substr(colon + 1));
+    if (what[0] == '-') {
+      const auto type = what == "-all" ? All : what == "-e" ? Exclusive : ::Shared;
+      return [&on, type] { return on.release(type), 0; };
+    }
+    const auto type = what[0] == 'e' ? Exclusive : ::Shared;
+    const auto wait = what.back() == '?' ? DoNotWait : Wait;
+    return [&on, type, wait] { return on.get(type, wait); };
+  }
+
+  std::map<std::string, StageLock> _locks;
+  std::map<std::string, Actor> _actors;
+};
+
+struct Scenario {
+  const char* name;
+  std::vector<std::string> script;
+};
+
+class LockScenario : public testing::TestWithParam<Scenario> {};
+
+TEST_P(LockScenario, Plays) {
+  TestEnvironment environment;
+  {
+    Stage stage;
+    stage.play(GetParam().script);
+  }
+  EXPECT_FALSE(ZOVLock::pLockMutex->isOwned());
+}
+
+const Scenario scenarios[] = {
+    {"ExclusiveIsRecursiveInEitherMode",
+     {"A e:X ok", "A e:X ok", "A s:X ok", "B e?:X busy", "B s?:X busy", "A -s:X ok", "A -e:X ok",
+      "B e?:X busy", "A -e:X ok", "B e?:X ok"}},
+    {"SharedIsRecursive", {"A s:X ok", "A s:X ok", "A -s:X ok", "B e?:X busy", "A -s:X ok", "B e?:X ok"}},
+    {"AReaderPassesAWriterThatWaits",
+     {"A s:X ok", "B e:X waits", "C s:X ok", "A -s:X ok", "B then waits", "C -s:X ok", "B then ok"}},
+    {"WaitersFollowAnExclusiveHold",
+     {"A e:X ok", "B s:X waits", "C s:X waits", "A -e:X ok", "B then ok", "C then ok", "A e?:X busy"}},
+    {"ALoneSharedHoldConvertsAtOnce",
+     {"A s:X ok", "A e:X ok", "B s?:X busy", "A -e:X ok", "B s?:X ok", "A -s:X ok", "B e?:X ok", "B -e:X ok",
+      "B -s:X ok", "A e?:X ok"}},
+    {"AConversionWithoutAWaitIsBusy", {"A s:X ok", "B s:X ok", "A e?:X busy", "B -s:X ok", "A e?:X ok"}},
+    {"TwoConvertersDoNotBlockEachOther",
+     {"A s:X ok", "B s:X ok", "A e:X waits", "B e:X ok", "B -e:X ok", "B -s:X ok", "A then ok", "B s?:X busy",
+      "A -e:X ok", "A -s:X ok", "B e?:X ok"}},
+    {"AnUpgraderGoesBeforeAWaiter",
+     {"A s:X ok", "B s:X ok", "A e:X waits", "C e:X waits", "B -s:X ok", "A then ok", "C then waits",
+      "A -all:X ok", "A -all:X ok", "C then ok"}},
+    {"AllUndoesAnyDepth",
+     {"A e:X ok", "A e:X ok", "A e:X ok", "A -all:X ok", "B s:X ok", "B s:X ok", "B -all:X ok", "A e?:X ok"}},
+    {"AReleaseOfWhatIsNotHeldIsNothing",
+     {"A -s:X ok", "A -e:X ok", "A e:X ok", "B -e:X ok", "B -all:X ok", "B e?:X busy", "A -e:X ok",
+      "B e?:X ok"}},
+    {"TwoWayCycle",
+     {"A e:X ok", "B e:Y ok", "A e:Y waits", "B e:X 6", "B -e:Y ok", "A then ok", "A -e:X ok", "B e?:X ok"}},
+    {"TwoWayCycleOverSharedHolds",
+     {"A s:X ok", "B s:Y ok", "A e:Y waits", "B e:X 6", "B -s:Y ok", "A then ok"}},
+    {"ThreeWayCycle",
+     {"A e:X ok", "B e:Y ok", "C e:Z ok", "A e:Y waits", "B e:Z waits", "C e:X 6", "C -e:Z ok", "B then ok",
+      "B -all:Y ok", "A then ok"}},
+    {"ACycleThroughAConversion",
+     {"B e:Y ok", "A s:X ok", "B s:X ok", "B e:X waits", "A s:Y 6", "A -s:X ok", "B then ok"}},
+    {"OneReaderOfManyInACycle",
+     {"A s:X ok", "B s:X ok", "C s:X ok", "D e:Y ok", "B e:Y waits", "D e:X 6", "D -e:Y ok", "B then ok"}},
+    {"AChainIsNoCycle",
+     {"A e:X ok", "B e:Y ok", "B e:X waits", "C e:Z ok", "C e:Y waits", "A -e:X ok", "B then ok", "B -e:Y ok",
+      "C then ok"}},
+    {"AThreadThatHoldsNothingMayAlwaysWait",
+     {"A e:X ok", "B e:Y ok", "A e:Y waits", "C e:X waits", "B -e:Y ok", "A then ok", "A -e:X ok",
+      "C then ok"}},
+};
+INSTANTIATE_TEST_SUITE_P(Lock, LockScenario, testing::ValuesIn(scenarios),
+                         [](const auto& scenario) { return std::string(scenario.param.name); });
+
+TEST(Lock, AnAvertedDeadlockIsReportedWithItsThreadsAndLocks) {
+  TestEnvironment environment;
+  Stage stage;
+  TraceLines lines;
+  stage.play({"A e:X ok", "B e:Y ok", "A e:Y waits", "B e:X 6"});
+  const auto id = [&](const char* name) { return std::to_string(stage.actor(name).thread().getThreadId()); };
+  EXPECT_EQ(lines.count("Deadlock condition detected between thread " + id("B") + " and thread " + id("A") +
+                        "  Lock 1 = "),
+            1);
+  EXPECT_EQ(lines.count("   Thread id " + id("A") + "  Current State Waiting for lock"), 1);
+  EXPECT_EQ(lines.count("   Thread id " + id("B") + "  Current State Waiting for lock"), 1);
+  EXPECT_EQ(lines.count("   Dump of lock waiting for follows"), 2);
+  EXPECT_EQ(lines.count("Lock name = LockX"), 2);  // held by A, waited for by B
+  EXPECT_EQ(lines.count("Lock name = LockY"), 2);
+  EXPECT_EQ(lines.count("      Lock is held exclusively by threadid " + id("A")), 2);
+  EXPECT_EQ(lines.count("      1 threads are waiting for this lock"), 2);
+  EXPECT_THAT(environment.recorded().logged(),
+              testing::ElementsAre(testing::Field(&LoggedMessage::arguments,
+                                                  testing::Contains("A deadlock condition was averted"))));
+  stage.play({"B -e:Y ok", "A then ok"});
+}
+
+TEST(Lock, AfterAnAvertedDeadlockTheThreadCountsAsWaitingUntilItsNextLock) {
+  TestEnvironment environment;
+  Stage stage;
+  ZOVLock& x = stage.lock("X");
+  ZOVLock& y = stage.lock("Y");
+  stage.play({"A e:X ok"});
+  ZOVEvent held;
+  std::vector<int> states;
+  const ZOVLock* named = nullptr;
+  AgentThread other([&] {
+    y.get(Exclusive, Wait);
+    held.post();
+    while (stage.actor("A").outcome() != "waits") sched_yield();
+    const auto failure = guarded("ZOVTLOCK", "other", [&] { x.get(Exclusive, Wait); });
+    ASSERT_TRUE(failure);
+    const ZOVThread* self = ZOVAgentEnvironment::getActiveThread();
+    states.push_back(self->getState());
+    named = self->getLockWaitedFor();
+    ZOVLock next("Next");
+    next.get(Exclusive, Wait);
+    states.push_back(self->getState());
+    y.release(Exclusive);
+  });
+  held.wait();
+  stage.play({"A e:Y waits", "A then ok"});
+  other.join();
+  EXPECT_THAT(states, testing::ElementsAre(ZOVThread::WaitingForLock, ZOVThread::Running));
+  EXPECT_EQ(named, &x);
+}
+
+TEST(Lock, ALockThatGoesIsForgottenByTheThreadThatIsSaidToWaitForIt) {
+  TestEnvironment environment;
+  auto x = std::make_unique<StageLock>("X");
+  StageLock y("Y");
+  Actor a;
+  Actor b;
+  a.act([&] { return x->get(Exclusive, Wait); });
+  b.act([&] { return y.get(Exclusive, Wait); });
+  ASSERT_EQ(a.act([&] { return y.get(Exclusive, Wait); }), "waits");
+  ASSERT_EQ(b.act([&] { return x->get(Exclusive, Wait); }), "6");
+  EXPECT_EQ(b.thread().getLockWaitedFor(), x.get());
+  b.act([&] { return y.release(All), 0; });
+  while (a.outcome() != "ok") sched_yield();
+  a.act([&] { return x->release(All), 0; });
+  x.reset();
+  EXPECT_EQ(b.thread().getLockWaitedFor(), nullptr);
+}
+
+TEST(Lock, TheFiftyFirstLockRaisesAndLeavesNothingBehind) {
+  for (const _LockRequestType type : {Exclusive, ::Shared}) {
+    TestEnvironment environment;
+    std::array<ZOVLock, 51> locks;
+    ZOVLock& last = locks.back();
+    bool mutexFree = false;
+    AgentThread holder([&] {
+      for (std::size_t i = 0; i < 50; ++i) ASSERT_EQ(locks[i].get(type, Wait), 0);
+      EXPECT_EQ(locks[0].get(type, Wait), 0) << "one more level is no new lock";
+      const auto failure = guarded("ZOVTLOCK", "holder", [&] { last.get(type, Wait); });
+      ASSERT_TRUE(failure);
+      EXPECT_EQ(failure->getReturnCode(), ZOV_TOO_MANY_LOCKS);
+      EXPECT_FALSE(failure->isRecoverable());
+      mutexFree = !ZOVLock::pLockMutex->isOwned();
+      AgentThread([&] { EXPECT_EQ(last.get(Exclusive, DoNotWait), 0); }).join();
+    });
+    holder.join();
+    EXPECT_TRUE(mutexFree);
+    EXPECT_FALSE(holder->threadFailed());
+    AgentThread([&] {
+      for (ZOVLock& lock : locks) EXPECT_EQ(holding(lock, Exclusive, [] { return 1; }), 1);
+    }).join();
+  }
+}
+
+TEST(Lock, AThreadThatNobodyKnowsIsKnownByItsHolder) {
+  ZOVLock lock;
+  ASSERT_EQ(ZOVAgentEnvironment::getActiveThread(), nullptr);
+  EXPECT_EQ(lock.get(::Shared, Wait), 0);
+  EXPECT_EQ(lock.get(::Shared, Wait), 0);
+  lock.release(::Shared);
+  EXPECT_EQ(lock.get(Exclusive, DoNotWait), 4) << "a conversion needs a thread object";
+  lock.release(::Shared);
+  EXPECT_EQ(lock.get(Exclusive, DoNotWait), 0);
+  EXPECT_EQ(lock.get(::Shared, Wait), 0);
+  lock.release(All);
+  // Taken before the thread was known, given back while it is.
+  TestEnvironment environment;
+  EXPECT_EQ(lock.get(::Shared, Wait), 0);
+  guarded("ZOVTLOCK", "known", [&] {
+    EXPECT_EQ(lock.get(::Shared, Wait), 0);
+    lock.release(::Shared);
+    lock.release(::Shared);
+    EXPECT_EQ(lock.get(Exclusive, DoNotWait), 0);
+  });
+  TraceLines lines;
+  lock.diagDump();
+  EXPECT_EQ(lines.count("      Lock is available"), 1) << "the frame's end gave back what was held";
+}
+
+TEST(Lock, HoldingGivesBackOnEveryPathAndLetsTheFailureGoOn) {
+  TestEnvironment environment;
+  ZOVLock lock("Held");
+  const auto isFree = [&] {
+    int answer = -1;
+    AgentThread([&] { answer = lock.get(Exclusive, DoNotWait); }).join();
+    return answer == 0;
+  };
+  EXPECT_EQ(holding(lock, ::Shared, [&] { return isFree() ? std::string("free") : std::string("held"); }),
+            "held");
+  EXPECT_TRUE(isFree());
+
+  const std::vector<std::pair<std::function<void()>, unsigned int>> failures{
+      {[] { zovRaise(ZOVException(ZOV_BROKEN_PIPE)); }, ZOV_BROKEN_PIPE},
+      {[] { throw std::bad_alloc(); }, ZOV_OUT_OF_STORAGE},
+      {[] { throw std::runtime_error("odd"); }, ZOV_EXCEPTION_CAUGHT},
+      {[] { storeToNull(); }, ZOV_EXCEPTION_CAUGHT},
+  };
+  for (const auto& [fail, code] : failures) {
+    for (const _LockRequestType mode : {Exclusive, ::Shared}) {
+      const auto failure = guarded("ZOVTLOCK", "outer", [&] {
+        holding(lock, mode, [&] { holding(lock, mode, [&] { fail(); }); });
+        ADD_FAILURE() << "holding made good";
+      });
+      ASSERT_TRUE(failure);
+      EXPECT_EQ(failure->getReturnCode(), code);
+      EXPECT_TRUE(isFree());
+    }
+  }
+  EXPECT_EQ(environment.recorded().logged().size(), failures.size() * 2) << "told once each";
+
+  EXPECT_EQ(holding(lock, Exclusive,
+                    []() -> int {
+                      storeToNull();
+                      return 7;
+                    }),
+            0)
+      << "with no outer frame: a default result";
+  EXPECT_TRUE(isFree());
+}
+
+TEST(Lock, AFaultUnderTheGlobalMutexGivesItBack) {
+  TestEnvironment environment;
+  const auto failure = guarded("ZOVTLOCK", "fault", [] {
+    ZOVLock::pLockMutex->get();
+    ZOVLock::pLockMutex->get();
+    storeToNull();
+  });
+  EXPECT_TRUE(failure);
+  EXPECT_FALSE(ZOVLock::pLockMutex->isOwned());
+  ZOVLock lock;
+  AgentThread([&] { EXPECT_EQ(lock.get(Exclusive, Wait), 0); }).join();
+}
+
+TEST(Lock, AKilledWaiterLeavesTheQueueAndAKilledHolderGivesBack) {
+  TestEnvironment environment;
+  ZOVLock lock("Killed");
+  ZOVEvent held;
+  ZOVEvent never;
+  AgentThread holder([&] {
+    holding(lock, Exclusive, [&] {
+      held.post();
+      never.wait();
+    });
+  });
+  held.wait();
+  const auto untilItWaits = [](AgentThread& thread) {
+    for (bool waits = false; !waits; sched_yield()) {
+      ZOVMutexScope scope(*ZOVLock::pLockMutex);
+      waits = thread->getState() == ZOVThread::WaitingForLock;
+    }
+  };
+  AgentThread killedWaiter([&] { lock.get(Exclusive, Wait); });
+  untilItWaits(killedWaiter);
+  AgentThread waiter([&] { EXPECT_EQ(lock.get(Exclusive, Wait), 0); });
+  untilItWaits(waiter);
+  EXPECT_EQ(killedWaiter->kill(), 1);
+  EXPECT_EQ(killedWaiter->kill(), 0);
+  EXPECT_EQ(holder->kill(), 1);
+  waiter.join();
+  EXPECT_FALSE(waiter->threadFailed());
+}
+
+TEST(Lock, ThreadsThatTakeLocksInAnyOrderGetOnWithWholeData) {
+  TestEnvironment environment;
+  constexpr int Threads = 6;
+  constexpr int Rounds = 300;
+  std::array<ZOVLock, 3> locks;
+  std::array<long, 3> counters{};  // each guarded by its lock
+  std::atomic<long> added{0};
+  std::atomic<long> averted{0};
+  const auto work = [&](unsigned int seed) {
+    for (int round = 0; round < Rounds; ++round) {
+      seed = seed * 1103515245u + 12345u;
+      const std::size_t first = (seed >> 8) % locks.size();
+      const std::size_t second = (seed >> 16) % locks.size();
+      const auto failure = guarded("ZOVTLOCK", "work", [&] {
+        holding(locks[first], (seed & 1) != 0 ? ::Shared : Exclusive, [&] {
+          holding(locks[first], Exclusive, [&] { ++counters[first], ++added; });
+          holding(locks[second], Exclusive, [&] { ++counters[second], ++added; });
+        });
+      });
+      if (failure) ++averted;
+    }
+  };
+  {
+    TraceLines quiet;
+    std::vector<std::unique_ptr<AgentThread>> threads;
+    for (unsigned int i = 0; i < Threads; ++i) {
+      threads.push_back(std::make_unique<AgentThread>([&work, i] { work(i + 1); }));
+    }
+    for (auto& thread : threads) EXPECT_FALSE(thread->join()->threadFailed());
+  }
+  EXPECT_EQ(counters[0] + counters[1] + counters[2], added);
+  EXPECT_LE(averted, Threads * Rounds);
+  for (ZOVLock& lock : locks) EXPECT_EQ(lock.get(Exclusive, DoNotWait), 0);
+}
+}  // namespace
