@@ -15,6 +15,7 @@
 
 #include <atomic>
 #include <exception>
+#include <memory>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -70,13 +71,10 @@ std::optional<ZOVException> runGuarded(const char* tag, const char* function, Ac
 bool runWithCleanup(Action body, void* bodyContext, Action cleanup, void* cleanupContext);
 bool runHolding(ZOVLock& lock, _LockRequestType mode, Action body, void* context);
 
-template <class Body>
+/// The action of a pointer to a callable, whose context is the address of that pointer.
+template <class Pointer>
 Action actionOf() {
-  return [](void* context) { (*static_cast<std::remove_reference_t<Body>*>(context))(); };
-}
-template <class Body>
-void* contextOf(Body& body) {
-  return const_cast<void*>(static_cast<const void*>(&body));
+  return [](void* context) { (**static_cast<Pointer*>(context))(); };
 }
 }  // namespace zov_detail
 
@@ -84,15 +82,18 @@ void* contextOf(Body& body) {
 /// exception that reached the frame on the raised path. Both texts are kept by pointer.
 template <class Body>
 std::optional<ZOVException> guarded(const char* tag, const char* function, Body&& body) {
-  return zov_detail::runGuarded(tag, function, zov_detail::actionOf<Body>(), zov_detail::contextOf(body));
+  auto* called = std::addressof(body);
+  return zov_detail::runGuarded(tag, function, zov_detail::actionOf<decltype(called)>(), &called);
 }
 
 /// Runs body, and then cleanup on every path: return, raise, C++ exception, cancellation. What ended the body
 /// then goes on. The cleanup must not raise.
 template <class Body, class Cleanup>
 void withCleanup(Body&& body, Cleanup&& cleanup) {
-  zov_detail::runWithCleanup(zov_detail::actionOf<Body>(), zov_detail::contextOf(body),
-                             zov_detail::actionOf<Cleanup>(), zov_detail::contextOf(cleanup));
+  auto* called = std::addressof(body);
+  auto* last = std::addressof(cleanup);
+  zov_detail::runWithCleanup(zov_detail::actionOf<decltype(called)>(), &called,
+                             zov_detail::actionOf<decltype(last)>(), &last);
 }
 
 /// Holds lock in the given mode while body runs; gives it back on every path (return, raise, C++ exception,
@@ -102,11 +103,13 @@ template <class Body>
 auto holding(ZOVLock& lock, _LockRequestType mode, Body&& body) {
   using Result = std::invoke_result_t<Body&>;
   if constexpr (std::is_void_v<Result>) {
-    zov_detail::runHolding(lock, mode, zov_detail::actionOf<Body>(), zov_detail::contextOf(body));
+    auto* called = std::addressof(body);
+    zov_detail::runHolding(lock, mode, zov_detail::actionOf<decltype(called)>(), &called);
   } else {
     std::optional<Result> result;
     auto keep = [&] { result.emplace(body()); };
-    zov_detail::runHolding(lock, mode, zov_detail::actionOf<decltype(keep)>(), &keep);
+    auto* called = &keep;
+    zov_detail::runHolding(lock, mode, zov_detail::actionOf<decltype(called)>(), &called);
     if (!result) return Result{};
     return Result(std::move(*result));
   }

@@ -1,0 +1,104 @@
+#include "runtime/internal_trace.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "runtime/recovery.h"
+#include "runtime/trace_scope.h"
+#include "support/agent_thread.h"
+#include "support/test_environment.h"
+
+static DGT1_Unit traceUnit("ZOVTITRC");
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::vector<std::string> functionsOf(const ZOVInternalTraceTable& table) {
+  std::vector<std::string> names;
+  RWCString tag, function;
+  for (int depth = 0; table.getSourceFileAndFunctionName(tag, function, depth); ++depth) {
+    names.push_back(function.str());
+  }
+  return names;
+}
+
+TEST(InternalTrace, TheRingKeepsTheLastEntriesOldestFirst) {
+  for (const int saved : {0, 1, 199, 200, 201, 450}) {
+    ZOVInternalTraceTable table(200);
+    for (int i = 0; i < saved; ++i) table.save("ZOVTEST", ("f" + std::to_string(i)).c_str(), 0, i);
+    TraceLines lines;
+    table.print();
+    const auto printed = lines.all();
+    ASSERT_EQ(printed.size(), static_cast<std::size_t>(std::min(saved, 200)));
+    for (std::size_t i = 0; i < printed.size(); ++i) {
+      const std::size_t number = static_cast<std::size_t>(saved) - printed.size() + i;
+      EXPECT_THAT(printed[i], testing::StartsWith("Trace Entry: File: ZOVTEST  Function: f" +
+                                                  std::to_string(number) + "   Type: Entry  Parm: 0X"));
+    }
+  }
+}
+
+TEST(InternalTrace, AnExitLeavesAllFunctionsDownToItsOwn) {
+  ZOVInternalTraceTable table(3);
+  const auto enter = [&](const char* function) { table.save("ZOVTEST", function, 0, 0); };
+  const auto leave = [&](const char* function) { table.save("ZOVTEST", function, 1, 0); };
+  enter("a");
+  enter("b");
+  enter("c");
+  EXPECT_THAT(functionsOf(table), ElementsAre("c", "b", "a"));
+  enter("beyond the stack");
+  EXPECT_THAT(functionsOf(table), ElementsAre("c", "b", "a"));
+  leave("b");  // c was left by a raise
+  EXPECT_THAT(functionsOf(table), ElementsAre("a"));
+  enter("d");
+  leave("beyond the stack");
+  EXPECT_THAT(functionsOf(table), IsEmpty());
+  TraceLines lines;
+  enter("x");
+  enter("y");
+  table.printStackDump();
+  EXPECT_THAT(lines.all(), ElementsAre("  1 ZOVTEST y", "  0 ZOVTEST x"));
+}
+
+TEST(InternalTrace, LongTextsAreCut) {
+  ZOVInternalTraceEntry entry;
+  entry.set(std::string(40, 't').c_str(), std::string(300, 'f').c_str(), 1, -1);
+  EXPECT_EQ(std::string(entry.getTag()), std::string(19, 't'));
+  EXPECT_EQ(std::string(entry.getFunction()), std::string(119, 'f'));
+  entry.set(nullptr, nullptr, 0, 0);
+  EXPECT_STREQ(entry.getFunction(), "");
+}
+
+void minor() {
+  ZOV_TRACE(Minor, "minor");
+}
+void innermost() {
+  ZOV_TRACE(Public, "innermost");
+  minor();
+  zovRaise(
+      ZOVException(9, 1, 0, ZOVException::DumpWhenDisplayed, ZOVException::Error, ZOVException::Display));
+}
+
+TEST(InternalTrace, ThePreambleFeedsTheThreadsTableByLevel) {
+  struct Case {
+    std::uint32_t mask;
+    int outers, minors;
+  };
+  for (const Case& c : {Case{0, 0, 0}, Case{0x200, 1, 0}, Case{0x1E00, 1, 1}}) {
+    TestEnvironment environment;
+    environment.setInternalTrace(c.mask);
+    EXPECT_EQ(environment.getInternalTraceTableSize(), c.mask != 0 ? 200 : 0);
+    TraceLines lines;
+    AgentThread([] {
+      ZOV_TRACE(Public, "outer");
+      guarded("ZOVTITRC", "frame", innermost);
+    }).join();
+    EXPECT_EQ(lines.count("Function: outer   Type: Entry"), c.outers);
+    EXPECT_EQ(lines.count("Function: minor   Type: Entry"), c.minors);
+    EXPECT_EQ(lines.count("ZOVTITRC innermost"), c.outers) << "the stack dump names where the raise began";
+  }
+  EXPECT_EQ(DGT1_PreambleMask.load() & 0x1E00u, 0u);
+}
+}  // namespace
