@@ -1,0 +1,11 @@
+#pragma once
+// While one lives, pthread_create fails for the calling thread.
+
+class ThreadCreationFails {
+ public:
+  ThreadCreationFails() { active = true; }
+  ~ThreadCreationFails() { active = false; }
+  ThreadCreationFails(const ThreadCreationFails&) = delete;
+  ThreadCreationFails& operator=(const ThreadCreationFails&) = delete;
+  static thread_local bool active;
+};
