@@ -18,7 +18,7 @@
 
 /// Faults, whatever the build checks for.
 [[gnu::noinline, gnu::no_sanitize("undefined")]] inline void storeToNull() {
-  int* volatile null = nullptr;
+  volatile int* volatile null = nullptr;
   *null = 1;
 }
 
