@@ -3,6 +3,7 @@
 #include <setjmp.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <ucontext.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -62,17 +63,15 @@ bool sentFromOutside(const siginfo_t* info) {
   return info->si_code <= 0 && info->si_pid != getpid();
 }
 
-void onFault(int signal, siginfo_t* info, void*) {
+void onFault(int signal, siginfo_t* info, void* context) {
   if (threadBlock.current == nullptr || sentFromOutside(info)) {
     ::signal(signal, SIG_DFL);
     // A fault comes again when the instruction is repeated; a signal that was sent does not.
     if (info->si_code <= 0) raise(signal);
     return;
   }
-  sigset_t set;
-  sigemptyset(&set);
-  sigaddset(&set, signal);
-  pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+  // The handler is left by a jump: the mask that a return would have restored is restored here.
+  pthread_sigmask(SIG_SETMASK, &static_cast<const ucontext_t*>(context)->uc_sigmask, nullptr);
   XFR1__Raise(&threadBlock, static_cast<unsigned long>(signal));
 }
 

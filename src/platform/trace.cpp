@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <cctype>
-#include <climits>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
@@ -225,10 +224,7 @@ using ArgumentStore = fmt::dynamic_format_arg_store<fmt::printf_context>;
 void push(ArgumentStore& store, const DGT1_Arg& argument) {
   switch (argument.kind) {
     case DGT1_Arg::Kind::Signed:
-      // An int stays one, so that "%X" of a negative number has eight digits.
-      if (argument.asSigned >= INT_MIN && argument.asSigned <= INT_MAX) {
-        return store.push_back(static_cast<int>(argument.asSigned));
-      }
+      if (!argument.isWide) return store.push_back(static_cast<int>(argument.asSigned));
       return store.push_back(argument.asSigned);
     case DGT1_Arg::Kind::Unsigned:
       return store.push_back(argument.asUnsigned);

@@ -46,6 +46,7 @@ class DGT1_Unit {
 /// format prints oddly, and is never undefined.
 struct DGT1_Arg {
   enum class Kind { Signed, Unsigned, Double, Text, Pointer } kind;
+  bool isWide = false;  ///< an integer wider than int: decides the digits of a negative number in "%X"
   union {
     long long asSigned;
     unsigned long long asUnsigned;
@@ -54,7 +55,7 @@ struct DGT1_Arg {
     const void* asPointer;
   };
   template <class T>
-  DGT1_Arg(const T& value) {  // NOLINT: implicit on purpose
+  DGT1_Arg(const T& value) : isWide(sizeof(T) > sizeof(int)) {  // NOLINT: implicit on purpose
     if constexpr (std::is_same_v<T, bool> || (std::is_integral_v<T> && std::is_signed_v<T>)) {
       kind = Kind::Signed, asSigned = value;
     } else if constexpr (std::is_integral_v<T>) {

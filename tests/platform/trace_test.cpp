@@ -1,0 +1,139 @@
+#include "platform/trace.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "support/environment_variable.h"
+#include "support/temporary_directory.h"
+#include "support/trace_capture.h"
+
+static DGT1_Unit traceUnit("ZOVTTRC1");
+static DGT1_Unit otherUnit("ZOVTTRC2");
+
+namespace {
+
+std::vector<std::string> linesOf(const std::string& path) {
+  std::ifstream file(path);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  return lines;
+}
+
+TEST(TraceFormat, FollowsPrintf) {
+  const char* const none = nullptr;
+  const int number = 5;
+  EXPECT_EQ(DGT1_FormatText("%s %04d|%-4i|%u", "a", 42, 7, 8U), "a 0042|7   |8");
+  EXPECT_EQ(DGT1_FormatText("%08X %x %lX", -1, 255U, -1L), "FFFFFFFF ff FFFFFFFFFFFFFFFF");
+  EXPECT_EQ(DGT1_FormatText("%i %ld %llu", std::size_t{5'000'000'000}, -5'000'000'000L, ~0ULL),
+            "5000000000 -5000000000 18446744073709551615");
+  EXPECT_EQ(DGT1_FormatText("%s|%.2s|%c|%5.1f%%", none, "abc", 'x', 2.25), "(null)|ab|x|  2.2%");
+  EXPECT_EQ(DGT1_FormatText("%.3s", std::string("abcd").c_str()), "abc");
+  EXPECT_EQ(DGT1_FormatText("%p", static_cast<const void*>(&number)),
+            DGT1_FormatText("0x%lx", reinterpret_cast<std::uintptr_t>(&number)));
+  EXPECT_EQ(DGT1_FormatText("plain"), "plain");
+}
+
+TEST(TraceFormat, KeepsFormatAndArgumentsThatDoNotFit) {
+  EXPECT_EQ(DGT1_FormatText("%d %s", "text", 5), "%d %s [text] [5]");
+  EXPECT_EQ(DGT1_FormatText("%d %d", 1), "%d %d [1]");
+  EXPECT_EQ(DGT1_FormatText("%y", 1.5), "%y [1.5]");
+  EXPECT_EQ(DGT1_FormatText("%"), "%");
+}
+
+TEST(TraceSetting, TurnsFlagsOnForUnits) {
+  constexpr std::uint32_t state = DGT1_STATE | DGT1_STATE_ENTER;
+  const struct {
+    const char* setting;
+    std::uint32_t first, second;
+  } cases[] = {
+      {"", 0, 0},
+      {"ERROR MESSAGE", DGT1_ERROR | DGT1_MESSAGE, DGT1_ERROR | DGT1_MESSAGE},
+      {"error  FLOW(ZOVTTRC2)", DGT1_ERROR, DGT1_ERROR | DGT1_FLOW},
+      {"STATE(ZOVTTRC1, ZOVTTRC2) DETAIL(zovttrc1)", state | DGT1_DETAIL, state},
+      {"FLOW(ZOVNOUNI)", 0, 0},
+      {"ALL", 0xDD, 0xDD},
+  };
+  for (const auto& c : cases) {
+    EXPECT_TRUE(DGT1_Configure(c.setting)) << c.setting;
+    EXPECT_EQ(traceUnit.flags(), c.first) << c.setting;
+    EXPECT_EQ(otherUnit.flags(), c.second) << c.setting;
+    EXPECT_EQ(DGT1_PreambleMask.load() & DGT1_FLOW, (c.first | c.second) & DGT1_FLOW) << c.setting;
+  }
+  DGT1_Configure("ERROR MESSAGE");
+}
+
+TEST(TraceSetting, SkipsBadWordsAndNamesThem) {
+  for (const char* setting : {"DETAIL LOUD", "DETAIL LOUD(ZOVTTRC1)", "DETAIL LOUD(ZOVTTRC1"}) {
+    std::string error;
+    EXPECT_FALSE(DGT1_Configure(setting, &error)) << setting;
+    EXPECT_THAT(error, testing::AllOf(testing::HasSubstr("LOUD"), testing::HasSubstr("MESSAGE, STATE")));
+    EXPECT_EQ(traceUnit.flags(), DGT1_DETAIL) << setting;
+  }
+  DGT1_Configure("ERROR MESSAGE");
+}
+
+TEST(TraceSetting, AppliesToUnitsMadeLater) {
+  DGT1_Configure("FLOW(ZOVTLATE)");
+  EXPECT_EQ(DGT1_PreambleMask.load(), 0U);
+  static DGT1_Unit late("ZOVTLATE");
+  EXPECT_TRUE(late.on(DGT1_FLOW));
+  EXPECT_EQ(DGT1_PreambleMask.load(), DGT1_FLOW);
+  DGT1_SetInternalTraceMask(0x600);
+  DGT1_Configure("ERROR MESSAGE");
+  EXPECT_EQ(DGT1_PreambleMask.load(), 0x600U);
+  DGT1_SetInternalTraceMask(0);
+  EXPECT_EQ(DGT1_PreambleMask.load(), 0U);
+}
+
+TEST(Trace, DumpsBytesAndStopsAt4096) {
+  const TraceCapture capture;
+  SnapHex(traceUnit, "0123456789ABCDEF\x01~\xFF", 19, "Record");
+  const std::string large(5000, 'x');
+  SnapHex(traceUnit, large.data(), large.size(), "Large");
+  SnapHex(traceUnit, nullptr, 10, "Nothing");
+  const auto lines = capture.lines();
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_EQ(lines[0],
+            "ZOVTTRC1: Record (19 bytes)\n"
+            "0000  30313233 34353637 38394142 43444546  *0123456789ABCDEF*\n"
+            "0010  017EFF                               *.~.*");
+  EXPECT_EQ(std::count(lines[1].begin(), lines[1].end(), '\n'), 4096 / 16);
+  EXPECT_EQ(lines[2], "ZOVTTRC1: Nothing (10 bytes)");
+}
+
+TEST(TraceFile, IsWrittenInWholeLinesAndReopenedAfterARename) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("trace.log"), renamed = directory.file("trace.old");
+  const EnvironmentVariable file("ZOV_TRACE_FILE", path.c_str());
+  const EnvironmentVariable setting("ZOV_TRACE", "DETAIL(ZOVTTRC1)");
+  DGT1_Open();
+  constexpr int threads = 4, each = 100;
+  std::vector<std::thread> writers;
+  for (int t = 0; t < threads; ++t) {
+    writers.emplace_back([] {
+      for (int i = 0; i < each; ++i) {
+        DGT1_Printf(traceUnit, DGT1_DETAIL, "line %d ends here\r\n", i);
+        DGT1_Printf(otherUnit, DGT1_DETAIL, "never shown");
+      }
+    });
+  }
+  for (std::thread& writer : writers) writer.join();
+  std::filesystem::rename(path, renamed);
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "after the rename");
+
+  const char* const form = "[-0-9]{10} [:0-9]{8}[.][0-9]{6} [0-9]+ ZOVTTRC1 [0-9]+ line [0-9]+ ends here";
+  const auto before = linesOf(renamed);
+  EXPECT_EQ(before.size(), std::size_t{threads * each});
+  EXPECT_THAT(before, testing::Each(testing::MatchesRegex(form)));
+  EXPECT_THAT(linesOf(path), testing::ElementsAre(testing::EndsWith(" after the rename")));
+
+  const EnvironmentVariable noFile("ZOV_TRACE_FILE", nullptr), noSetting("ZOV_TRACE", nullptr);
+  DGT1_Open();
+  EXPECT_EQ(traceUnit.flags(), DGT1_ERROR | DGT1_MESSAGE);
+}
+
+}  // namespace
