@@ -148,12 +148,6 @@ class DGT1_Registry {
     updatePreamble();
   }
 
-  void setInternalMask(std::uint32_t mask) {
-    const std::lock_guard lock(_mutex);
-    _internalMask = mask;
-    updatePreamble();
-  }
-
   void setFile(const char* path) {
     const std::lock_guard lock(_mutex);
     _path = path;
@@ -182,9 +176,13 @@ class DGT1_Registry {
   }
 
   void updatePreamble() {
-    std::uint32_t mask = _internalMask;
-    for (const DGT1_Unit* unit = _units; unit; unit = unit->_next) mask |= unit->flags() & DGT1_FLOW;
-    DGT1_PreambleMask.store(mask, std::memory_order_relaxed);
+    bool flow = false;
+    for (const DGT1_Unit* unit = _units; unit; unit = unit->_next) flow = flow || unit->on(DGT1_FLOW);
+    if (flow) {
+      DGT1_PreambleMask.fetch_or(DGT1_FLOW, std::memory_order_relaxed);
+    } else {
+      DGT1_PreambleMask.fetch_and(~std::uint32_t{DGT1_FLOW}, std::memory_order_relaxed);
+    }
   }
 
   /// Standard error, or the trace file, opened anew when its path names another file than before.
@@ -204,7 +202,6 @@ class DGT1_Registry {
   std::mutex _mutex;
   DGT1_Unit* _units = nullptr;
   std::vector<Rule> _rules{{"", defaultFlags}};
-  std::uint32_t _internalMask = 0;
   std::string _path;
   int _file = -1;
   ino_t _inode = 0;
@@ -319,10 +316,6 @@ void DGT1_Open() {
   if (!DGT1_Configure(OSL1_GetEnv("ZOV_TRACE", "ERROR MESSAGE"), &error)) {
     writeFully(STDERR_FILENO, "ZOV_TRACE: " + error + "\n");
   }
-}
-
-void DGT1_SetInternalTraceMask(std::uint32_t mask) {
-  DGT1_Registry::instance().setInternalMask(mask);
 }
 
 void DGT1_SetSink(DGT1_Sink sink, void* context) {

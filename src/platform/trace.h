@@ -106,8 +106,6 @@ bool DGT1_Configure(std::string_view setting, std::string* error = nullptr);
 using DGT1_Sink = void (*)(const char* unitTag, int line, std::string_view text, void* context);
 void DGT1_SetSink(DGT1_Sink sink, void* context);
 
-/// Bits that make the function preamble do work: DGT1_FLOW when any unit has it, and the internal trace mask
-/// (0x200 to 0x1000) of the environment. 0 in normal running.
+/// Bits that make the function preamble do work: DGT1_FLOW, kept here, when any unit has it; and the internal
+/// trace mask (0x200 to 0x1000), kept by the environment. 0 in normal running.
 extern std::atomic<std::uint32_t> DGT1_PreambleMask;
-/// Sets the internal trace bits in DGT1_PreambleMask.
-void DGT1_SetInternalTraceMask(std::uint32_t mask);

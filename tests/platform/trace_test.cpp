@@ -82,11 +82,9 @@ TEST(TraceSetting, AppliesToUnitsMadeLater) {
   static DGT1_Unit late("ZOVTLATE");
   EXPECT_TRUE(late.on(DGT1_FLOW));
   EXPECT_EQ(DGT1_PreambleMask.load(), DGT1_FLOW);
-  DGT1_SetInternalTraceMask(0x600);
+  DGT1_PreambleMask.fetch_or(0x600);
   DGT1_Configure("ERROR MESSAGE");
-  EXPECT_EQ(DGT1_PreambleMask.load(), 0x600U);
-  DGT1_SetInternalTraceMask(0);
-  EXPECT_EQ(DGT1_PreambleMask.load(), 0U);
+  EXPECT_EQ(DGT1_PreambleMask.exchange(0), 0x600U);
 }
 
 TEST(Trace, DumpsBytesAndStopsAt4096) {

@@ -1,0 +1,117 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <new>
+#include <thread>
+
+#include "runtime/memory_manager.h"
+#include "runtime/recovery.h"
+#include "runtime/trace_scope.h"
+#include "support/environment_variable.h"
+#include "support/test_environment.h"
+#include "support/trace_capture.h"
+
+static DGT1_Unit traceUnit("ZOVTMEMO");
+
+namespace {
+
+std::size_t current() {
+  return ZOVMemoryManager::CurrentAllocation.load();
+}
+
+class Record : public ZOVMemoryManager {
+ public:
+  std::array<char, 1000> bytes{};
+};
+
+TEST(Memory, CountsWhatIsInUse) {
+  const std::size_t before = current();
+  void* storage = ZOVMemoryManager::allocate(100);
+  EXPECT_EQ(current(), before + 100);
+  EXPECT_GE(ZOVMemoryManager::HighWaterMark.load(), before + 100);
+  auto* record = new Record;
+  EXPECT_EQ(current(), before + 100 + sizeof(Record));
+  delete static_cast<ZOVMemoryManager*>(record);
+  ZOVMemoryManager::release(nullptr, 50);
+  EXPECT_EQ(current(), before + 100);
+  ZOVMemoryManager::release(storage, before + 200);
+  EXPECT_EQ(current(), 0U);
+}
+
+TEST(Memory, CountsOfManyThreadsComeOutEven) {
+  const std::size_t before = current();
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([] {
+      for (int i = 0; i < 1000; ++i) ZOVMemoryManager::release(ZOVMemoryManager::allocate(64), 64);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(current(), before);
+}
+
+TEST(Memory, StorageThatCannotBeHadIsARaise) {
+  const TraceCapture trace("MESSAGE");
+  const std::size_t before = current();
+  volatile std::size_t tooMuch = SIZE_MAX - 64;
+  EXPECT_EQ(ZOVMemoryManager::allocate(tooMuch), nullptr);
+  EXPECT_THROW(ZOVMemoryManager::operator new(tooMuch), std::bad_alloc);
+  EXPECT_TRUE(trace.has("Memory allocation for FFFFFFFFFFFFFFBF bytes has failed"));
+
+  TestEnvironment environment;
+  bool wentOn = false;
+  const auto failure = guarded("ZOVTMEMO", "Memory", [&] {
+    ZOVMemoryManager::allocate(tooMuch);
+    wentOn = true;
+  });
+  ASSERT_TRUE(failure);
+  EXPECT_FALSE(wentOn);
+  EXPECT_EQ(failure->getReturnCode(), ZOV_OUT_OF_STORAGE);
+  EXPECT_EQ(failure->isRecoverable(), 1);
+  EXPECT_EQ(failure->getDumpOption(), ZOVException::NoDump);
+  EXPECT_EQ(environment.recorded().loggedNumbers(), std::vector<int>{2});
+  EXPECT_EQ(current(), before);
+}
+
+/// Runs in a process of its own, since the heap trace is decided by the first allocation.
+void walkTheHeap() {
+  const EnvironmentVariable heapTrace("ZOV_HEAP_DEBUG", "yes");
+  TestEnvironment environment;
+  environment.setInternalTrace(0x1E00);
+  TraceCapture trace("");
+  const auto failure = guarded("ZOVTMEMO", "walkTheHeap", [&] {
+    ZOV_TRACE(Public, "Memory::inner");
+    const std::size_t before = current();
+    void* kept = ZOVMemoryManager::allocate(40);
+    void* gone = ZOVMemoryManager::allocate(1000);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(kept) % 16, 0U);
+    EXPECT_EQ(current(), before + 1040 + 2 * 168);
+    std::memset(kept, 'k', 40);
+    ZOVMemoryManager::release(gone, 1000);
+    EXPECT_EQ(current(), before + 40 + 168);
+    ZOVMemoryManager::displayMemoryUse();
+    ZOVMemoryManager::release(kept, 40);
+  });
+  EXPECT_FALSE(failure);
+  EXPECT_TRUE(trace.has("Contents of configuration heap follows:"));
+  EXPECT_TRUE(trace.has("40 bytes of storage allocated at "));
+  EXPECT_TRUE(trace.has(" by ZOVTMEMO : Memory::inner"));
+  EXPECT_TRUE(trace.has("40 bytes displayed from this allocation"));
+  EXPECT_TRUE(trace.has("*kkkkkkkkkkkkkkkk*"));
+  EXPECT_FALSE(trace.has("1000 bytes of storage"));
+  EXPECT_TRUE(trace.has("End contents of configuration heap"));
+}
+
+TEST(MemoryDeathTest, HeapTraceShowsTheBlocks) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        walkTheHeap();
+        std::exit(testing::Test::HasFailure() ? 1 : 0);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
