@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "runtime/return_code.h"
@@ -30,6 +31,18 @@ TEST(Diagnostics, MessagesOfTheProcessBecomeProductEvents) {
   });
   EXPECT_STREQ(ZOVReturnCode::getDescription(7), "Unable to locate the application server");
   EXPECT_STREQ(ZOVReturnCode::getDescription(8), "ZOVR0008");
+}
+
+TEST(Diagnostics, AnyThreadMayIssueMessages) {
+  DiagnosticEnvironment environment;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([] {
+      for (int i = 0; i < 25; ++i) ZOV_LOG_MESSAGE(ZOVA0017I, "f", i);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(environment.issued().size(), 100U);
 }
 
 }  // namespace
