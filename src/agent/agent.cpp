@@ -137,6 +137,7 @@ int ZOVAgent::LoadAgents() {
 ZOVAgent::~ZOVAgent() {
   ZOV_TRACE(Public, "ZOVAgent::~ZOVAgent");
   _shuttingDown = 1;
+  if (_applicationContext) _applicationContext->interrupt();  // others may wait for it in its start delay
   _houseKeeper.reset();
   shutdownComponents();
   execShutdownRequested();

@@ -1,0 +1,85 @@
+// The collector monitor: when it polls, what it answers from memory, and how resources lapse and return.
+
+#include "support/server_rig.h"
+
+namespace {
+
+class BackgroundTest : public testing::Test {
+ protected:
+  /// `action` 1: on demand, 2: by interval.
+  void begin(int action, std::vector<WireFrame> samples) {
+    rig.services.serverParms.setRequestCollectAction(action);
+    rig.start();
+    collector = rig.serve("shop", std::move(samples));
+    server = rig.server("shop");
+    ASSERT_TRUE(comesTrue([&] { return reader.read(*server, ZOVWorkloadSumAnchor()) == 0; }));
+  }
+  void TearDown() override {
+    server.reset();
+    collector.reset();
+  }
+
+  ServerRig rig;
+  Reader reader;
+  std::unique_ptr<FakeCollector> collector;
+  std::shared_ptr<ZOVApplicationServer> server;
+};
+
+TEST_F(BackgroundTest, PollsOnItsIntervalAndMarksWhatIsGone) {
+  begin(2, {requestSample("/a", 1), requestSample("/b", 2)});
+  EXPECT_TRUE(server->runningBackgroundCollection(ZOVSample::SampleTypeWorkloadSummary));
+  EXPECT_FALSE(server->runningBackgroundCollection(ZOVSample::SampleTypeBSMail));
+
+  collector->setSamples({requestSample("/b", 4)});
+  rig.step(60);
+  ASSERT_TRUE(collector->waitForRequest(2, 1));
+  ASSERT_TRUE(comesTrue([&] {
+    reader.read(*server, ZOVWorkloadSumAnchor());
+    return reader.names() == std::set<std::string>{"/b"};
+  }));
+  // One read of the history still has what is gone, and what the intervals added up to.
+  EXPECT_EQ(reader.read(*server, ZOVWorkloadSumAnchor(), SaveSampleHistorical), ZOVReturnCode(0));
+  EXPECT_EQ(reader.names(), (std::set<std::string>{"/a", "/b"}));
+  EXPECT_EQ(reader.read(*server, ZOVWorkloadSumAnchor(), SaveSampleHistorical), ZOVReturnCode(0));
+  EXPECT_EQ(reader.names(), std::set<std::string>{});
+}
+
+TEST_F(BackgroundTest, OnDemandAnswersAFloodFromOnePoll) {
+  begin(1, {requestSample("/a", 1)});
+  const ZOVWorkloadSumAnchor wanted;
+  EXPECT_FALSE(server->runningBackgroundCollection(wanted.getSampleType()));
+  EXPECT_EQ(server->takeSample(wanted), ZOVReturnCode(0));
+  ASSERT_TRUE(collector->waitForRequest(2, 1));
+  // Fresh enough for 30 seconds: a collector that has nothing more to say is not asked.
+  collector->refuse(2, 65);
+  StepClock::step(30);
+  EXPECT_EQ(server->takeSample(wanted), ZOVReturnCode(0));
+  collector->refuse(2, 0);
+  StepClock::step(1);
+  EXPECT_EQ(server->takeSample(wanted), ZOVReturnCode(0));
+  EXPECT_TRUE(collector->waitForRequest(2, 2));
+  EXPECT_EQ(server->takeSample(ZOVMessagesAnchor()), ZOVReturnCode(21));
+}
+
+TEST_F(BackgroundTest, AQuietCollectorIsPinged) {
+  begin(1, {requestSample("/a", 1)});
+  EXPECT_EQ(server->requestTestConnectivity(), ZOVReturnCode(0));  // the last that it does for now
+  rig.step(61);
+  EXPECT_TRUE(collector->waitForRequest(1, 1));
+}
+
+TEST_F(BackgroundTest, WithoutACollectorNothingIsTakenAndTheServerKeepsItsRow) {
+  begin(2, {requestSample("/a", 1)});
+  collector->close();
+  EXPECT_NE(server->requestTestConnectivity(), ZOVReturnCode(0));
+  EXPECT_EQ(server->getStatus(), ServerDisconnected);
+  EXPECT_EQ(server->getOnDemandProfilerSamples(ZOVWorkloadSumAnchor()), ZOVReturnCode(21));
+  EXPECT_EQ(server->takeSample(ZOVWorkloadSumAnchor()), ZOVReturnCode(0));
+  EXPECT_EQ(reader.read(*server, ZOVWorkloadSumAnchor()), ZOVReturnCode(41));
+  EXPECT_EQ(reader.read(*server, ZOVAppServerAnchor()), ZOVReturnCode(0));
+  EXPECT_EQ(reader.names(), std::set<std::string>{"shop"});
+  EXPECT_EQ(reader.number(61), 0);
+  EXPECT_EQ(server->processCollectRequest(1, 1), ZOVReturnCode(21));
+}
+
+}  // namespace

@@ -1,0 +1,249 @@
+// A collector's session from its ping to its end, over real connections.
+
+#include "support/server_rig.h"
+
+namespace {
+
+class SessionTest : public testing::Test {
+ protected:
+  void SetUp() override { rig.start(); }
+
+  ServerRig rig;
+  Reader reader;
+};
+
+TEST_F(SessionTest, GreetsSwitchesOnAndPollsAtOnce) {
+  const auto collector = rig.ping("shop");
+  EXPECT_EQ(wireHex(collector->receiveBytes()),
+            "000000380002000100000005000000010000000D0000000000000007000000010000000E000000000000000200000001"
+            "0000000F00000000005BA1AC");
+  const auto workload = collector->receive();
+  ASSERT_TRUE(workload && workload->subtype == 8);
+  EXPECT_EQ(workload->number(659), 0x300);
+  EXPECT_EQ(workload->number(679), 2);
+  EXPECT_EQ(workload->text(650), "A");
+  EXPECT_EQ(workload->body().size(), 0x45U);
+  collector->send(wireResponse(workload->correlator(), true));
+
+  const std::string poll = collector->receiveBytes();
+  const WireMessage asked(poll.substr(4));
+  EXPECT_EQ(wireHex(poll.substr(0, 12)), "000000280002000100000002");
+  EXPECT_EQ(asked.number(1), 0x21C0000);
+  // Types that have no class are dropped, and a ping in the middle is answered without a build level.
+  collector->send(wireSample(17).number(4, 1));
+  collector->send(wireSample(18));
+  collector->send(wireRequest(1, 99));
+  const auto pong = collector->receive();
+  ASSERT_TRUE(pong && pong->subtype == 5);
+  EXPECT_EQ(pong->correlator(), 99);
+  EXPECT_EQ(pong->number(14), 2);
+  EXPECT_EQ(pong->number(15), std::nullopt);
+  collector->send(requestSample("/cart", 12));
+  collector->send(wireSample(998));
+
+  const auto server = rig.server("shop");
+  ASSERT_TRUE(comesTrue([&] { return reader.read(*server, ZOVWorkloadSumAnchor()) == 0; }));
+  EXPECT_EQ(reader.names(), std::set<std::string>{"/cart"});
+  EXPECT_EQ(reader.number(703), 12);
+  EXPECT_EQ(server->getSubnodeName(), "shop:host:ZOVS");
+  EXPECT_EQ(
+      rig.contextText(),
+      "\nappServerName=shop\tworkingDirectory=\tserverRootDirectory=/srv/shop\toccurrence=0\tplatform=\t"
+      "subnodeName=shop:host:ZOVS\taliasName=\tlocaleName=\tencoding=\n");
+  EXPECT_TRUE(rig.issued("ZOVA0007I Application server shop discovered.  Status = Connected."));
+  EXPECT_TRUE(rig.issued("ZOVA0012I"));
+  EXPECT_TRUE(rig.issued("ZOVA0065I Started collecting request data for shop Level=1 Capture Percent=2"));
+}
+
+TEST_F(SessionTest, TheSummaryAddsUpAllRequests) {
+  const auto collector = rig.serve("shop", {requestSample("/a", 5), requestSample("/b", 7)});
+  const auto server = rig.server("shop");
+  ASSERT_TRUE(comesTrue([&] { return reader.read(*server, ZOVServerRequestSummaryAnchor()) == 0; }));
+  EXPECT_EQ(reader.number(703), 12);
+  EXPECT_EQ(reader.number(704), 120);
+}
+
+TEST_F(SessionTest, RefusesASecondCollectorWhileTheFirstAnswers) {
+  auto first = rig.serve("shop");
+  const auto server = rig.server("shop");
+  const auto second = rig.ping("shop", 4712);
+  const auto refusal = second->receive();
+  ASSERT_TRUE(refusal);
+  EXPECT_EQ(refusal->number(14), 1);
+  EXPECT_EQ(refusal->number(15), 174);
+  EXPECT_TRUE(first->waitForRequest(1));  // it was asked
+  EXPECT_EQ(server->getProcessId(), 4711U);
+
+  first->close();
+  const auto third = rig.serve("shop", {}, 4713);
+  EXPECT_EQ(server->getProcessId(), 4713U);
+  EXPECT_EQ(server->getCurrentDCInstanceId(), 4713U);
+  EXPECT_EQ(rig.context->getAppServers().size(), 1U);
+  EXPECT_TRUE(rig.issued("ZOVA0015E"));
+}
+
+TEST_F(SessionTest, ServersAreToldApartByRoot) {
+  const auto shop = rig.serve("shop");
+  FakeCollector other(rig.port());
+  other.send(wirePing(8, "shop", "/elsewhere", 4712));
+  ASSERT_TRUE(other.receive());
+  ASSERT_EQ(rig.context->getAppServers().size(), 2U);
+  EXPECT_EQ(rig.context->getAppServers()[1]->getSubnodeName(), "shop_A:host:ZOVS");
+}
+
+TEST_F(SessionTest, HostileFramesInAPollCostTheConnectionOnly) {
+  const std::vector<std::string> hostile = {
+      WireFrame(3, 31).framed(),                                  // a data type that does not exist
+      wireRequest(2, 1).framed(),                                 // a poll from the wrong side
+      wireSample(6).framed(),                                     // a type without a class
+      WireFrame(2, 31).put(1, 4).put(703, 4).framed(),            // a field cut short
+      wireSample(31).textOfType(2, 702, "x").raw("ab").framed(),  // half a field
+      std::string(4, '\0'),                                       // a frame of length 0
+      wireSample(31).framed(0x7fffffff),                          // more is announced than comes
+  };
+  int processId = 5000;
+  for (const std::string& bytes : hostile) {
+    SCOPED_TRACE(wireHex(bytes));
+    const auto collector = rig.ping("shop", ++processId);
+    ASSERT_TRUE(collector->receive());
+    const auto workload = collector->receive();
+    ASSERT_TRUE(workload);
+    collector->send(wireResponse(workload->correlator(), true));
+    ASSERT_TRUE(collector->receive());  // the poll
+    collector->sendBytes(bytes);
+    if (bytes == hostile.back()) {
+      collector->close();  // the agent waits for the rest
+    } else {
+      EXPECT_TRUE(collector->closedByAgent());
+    }
+    const auto server = rig.server("shop");
+    EXPECT_TRUE(comesTrue([&] { return server->getStatus() == ServerDisconnected; }));
+  }
+  const auto collector = rig.serve("shop", {requestSample("/a", 1)});
+  EXPECT_TRUE(comesTrue([&] { return reader.read(*rig.server("shop"), ZOVWorkloadSumAnchor()) == 0; }));
+}
+
+TEST_F(SessionTest, PollsTellNamesPropertiesAndMessages) {
+  const auto collector =
+      rig.serve("shop", {wireSample(59).number(4, 4711).text(1020, "/a/very/long/name").text(1021, "#12"),
+                         requestSample("#12", 3), requestSample("##13", 4), requestSample("#99", 5),
+                         wireSample(41).text(870, "file.encoding").text(871, "ISO-8859-1"),
+                         wireSample(41).text(870, "appserver.platform").text(871, "tsl61"),
+                         wireSample(55).text(870, "HOME").text(871, "/root"),
+                         wireSample(62).text(1121, "W").text(1122, "DC0001W Collector is slow.")});
+  const auto server = rig.server("shop");
+  ASSERT_TRUE(comesTrue(
+      [&] { return reader.read(*server, ZOVWorkloadSumAnchor()) == 0 && reader.samples.size() == 3; }));
+  EXPECT_EQ(reader.names(), (std::set<std::string>{"/a/very/long/name", "#13", "#99"}));
+  RWCString value;
+  EXPECT_TRUE(server->findJavaProperty("appserver.platform", value) && value == "tsl61");
+  EXPECT_TRUE(server->findEnvVariable("HOME", ZOVEnvVariableSample::VariableAny, value) && value == "/root");
+  EXPECT_FALSE(server->findEnvVariable("HOME", ZOVEnvVariableSample::VariableStatistics, value));
+  EXPECT_TRUE(comesTrue([&] { return rig.contextText().find("encoding=ISO-8859-1") != std::string::npos; }));
+  EXPECT_TRUE(rig.issued("DC0001W Collector is slow. Server: shop"));
+}
+
+TEST_F(SessionTest, ARefusalGivesTheCollectorsReasonAndKeepsTheSession) {
+  const auto collector = rig.serve("shop");
+  const auto server = rig.server("shop");
+  collector->refuse(8, 65, "class load");
+  EXPECT_EQ(server->processCollectRequest(2, 50), ZOVReturnCode(65));
+  EXPECT_TRUE(
+      rig.issued("ZOVA0073E Failed to start collecting request data for shop Level=2 Capture Percent=50 "
+                 "with Reason: Profiler data collection stopped due to unexpected class load class load."));
+  EXPECT_EQ(server->getRequestCollectLevel(), 1);
+  EXPECT_TRUE(server->isConnectedWithProfiler());
+  collector->refuse(8, 0);
+  EXPECT_EQ(server->processCollectRequest(-1, 50), ZOVReturnCode(0));
+  EXPECT_EQ(server->getRequestCapturePercent(), 50);
+  EXPECT_EQ(server->suspendCollectingRequestData(), ZOVReturnCode(0));
+  const auto off = collector->waitForRequest(8, 3);
+  EXPECT_EQ(off->number(659), std::nullopt);
+  EXPECT_EQ(off->text(650), std::nullopt);
+  EXPECT_EQ(server->getOnDemandProfilerSamples(ZOVWorkloadSumAnchor()), ZOVReturnCode(21));
+}
+
+TEST_F(SessionTest, GarbageCollectionNeedsAFileAndIsPolledWithItsOwnBits) {
+  const auto collector = rig.serve("shop");
+  const auto server = rig.server("shop");
+  EXPECT_EQ(server->resumeCollectingGCData(), ZOVReturnCode(116));
+  EXPECT_TRUE(rig.issued("ZOVA0120E"));
+  EXPECT_TRUE(server->setVerboseGCLogFile("/srv/shop/gc.log"));  // starts it
+  const auto request = collector->waitForRequest(15);
+  ASSERT_TRUE(request);
+  EXPECT_EQ(request->number(1050), 1);
+  EXPECT_EQ(request->text(1051), "/srv/shop/gc.log");
+  EXPECT_EQ(request->number(1052), 60);
+  EXPECT_EQ(request->number(1053), 200);
+  EXPECT_EQ(server->suspendCollectingRequestData(), ZOVReturnCode(0));
+  EXPECT_EQ(server->getOnDemandProfilerSamples(ZOVResourceAnchor(
+                static_cast<ZOVSample::_SampleType>(ZOVApplicationServerBase::EverythingSampleType))),
+            ZOVReturnCode(0));
+  EXPECT_EQ(collector->waitForRequest(2, 1)->number(1), 0x20c2000);
+  EXPECT_EQ(server->suspendCollectingGCData(), ZOVReturnCode(0));
+  EXPECT_EQ(collector->waitForRequest(15, 1)->number(1050), 2);
+}
+
+TEST_F(SessionTest, AReconnectLeavesNothingOfTheOldInstance) {
+  auto collector = rig.serve("shop", {requestSample("/old", 1)});
+  const auto server = rig.server("shop");
+  ASSERT_TRUE(comesTrue([&] { return reader.read(*server, ZOVWorkloadSumAnchor()) == 0; }));
+  collector->close();
+  collector = rig.serve("shop", {requestSample("/new", 1)});
+  ASSERT_TRUE(comesTrue([&] { return reader.read(*server, ZOVWorkloadSumAnchor()) == 0; }));
+  EXPECT_EQ(reader.names(), std::set<std::string>{"/new"});
+}
+
+/// Uses a null pointer on the monitor thread.
+class FaultyRequest : public CollectProfilerSampleRequest {
+ public:
+  FaultyRequest() : CollectProfilerSampleRequest(nullptr) {}
+  __attribute__((no_sanitize("undefined"))) ZOVReturnCode process(ZOVApplicationServerBase*) override {
+    int* volatile nowhere = nullptr;
+    *nowhere = 1;
+    return 0;
+  }
+};
+
+TEST_F(SessionTest, AFaultCostsItsRequestAndNotTheThread) {
+  const auto collector = rig.serve("shop", {requestSample("/a", 1)});
+  const auto server = rig.server("shop");
+  EXPECT_EQ(server->submitAsynchronousRequest(std::make_shared<FaultyRequest>()), ZOVReturnCode(5));
+  EXPECT_TRUE(rig.issued("ZOVA0002E"));
+  EXPECT_EQ(server->requestTestConnectivity(), ZOVReturnCode(0));
+}
+
+// A stop must not wait for a peer, whatever it owes.
+TEST_F(SessionTest, StopsWithASilentPeer) {
+  const auto collector = rig.serve("shop");
+  FakeCollector silent(rig.port());
+  rig.stop();
+  EXPECT_TRUE(silent.closedByAgent());
+}
+
+TEST_F(SessionTest, StopsWithAPollHalfAnsweredAndAQueryWaiting) {
+  const auto collector = rig.ping("shop");
+  ASSERT_TRUE(collector->receive());
+  const auto workload = collector->receive();
+  ASSERT_TRUE(workload);
+  collector->send(wireResponse(workload->correlator(), true));
+  ASSERT_TRUE(collector->receive());
+  collector->sendBytes(requestSample("/a", 1).framed().substr(0, 20));
+  const auto server = rig.server("shop");
+  std::thread query([&] { EXPECT_NE(server->requestTestConnectivity(), ZOVReturnCode(0)); });
+  rig.stop();
+  query.join();
+  EXPECT_EQ(server->getOnDemandProfilerSamples(ZOVWorkloadSumAnchor()), ZOVReturnCode(21));
+}
+
+TEST_F(SessionTest, AnEmptyNameMakesNoServer) {
+  FakeCollector collector(rig.port());
+  collector.send(wirePing(7, "", "/srv"));
+  const auto refusal = collector.receive();
+  ASSERT_TRUE(refusal);
+  EXPECT_EQ(refusal->number(14), 1);
+  EXPECT_EQ(refusal->number(15), 7);
+  EXPECT_TRUE(rig.context->getAppServers().empty());
+}
+
+}  // namespace

@@ -1,0 +1,164 @@
+// A server's own statistics, from a resource manager of the test's own.
+
+#include <functional>
+
+#include "support/server_rig.h"
+
+namespace {
+
+/// Answers each request at once with what the test has laid ready.
+class FakeManager : public ZOVResourceManagerProxy {
+ public:
+  ~FakeManager() override { shutdown(); }
+  void backgroundProcessing() override {}
+  ZOVReturnCode startProcessing(RPXCollectionRequest& request) override {
+    masks.push_back(request.getMask());
+    parms.push_back(request.getParm1().str() + "|" + request.getParm2().str());
+    if (result == 34) {
+      request.setComplete(result);
+      return result;
+    }
+    for (const auto& make : samples) request.insert(make());
+    request.setComplete(result);
+    return 0;
+  }
+  ZOVReturnCode createPSIClient(ZOVApplicationServerBase*) override { return ++clients, 0; }
+  ZOVReturnCode resumeCollectingResourceData(ZOVApplicationServerBase*) override { return 177; }
+
+  std::vector<std::function<ZOVSample*()>> samples;
+  ZOVReturnCode result;
+  std::vector<unsigned long long> masks;
+  std::vector<std::string> parms;
+  std::atomic<int> clients{0};
+};
+
+class StatisticsTest : public testing::Test {
+ protected:
+  void build() {
+    ZOVReturnCode rc;
+    server =
+        ZOVApplicationServer::buildNew("shop", "/srv", "", "", "", "", "", 1, 0, ServerConnected, rc, "");
+    ASSERT_TRUE(server);
+  }
+  static ZOVSample* container(const char* name, long long created) {
+    auto* made = new ZOVContainerSample;
+    made->saveStringData(6, name);
+    made->saveNumericData(17, 0);
+    made->saveNumericData(157, created);
+    return made;
+  }
+  static ZOVSample* pool(long long created) {
+    auto* made = new ZOVDBConnectPoolSample;
+    made->saveStringData(8, "db");
+    made->saveNumericData(240, created);
+    return made;
+  }
+
+  StepClock clock;
+  DiagnosticEnvironment environment;
+  RecordingServerServices services;
+  std::shared_ptr<FakeManager> manager = std::make_shared<FakeManager>();
+  std::shared_ptr<ZOVApplicationServer> server;
+  Reader reader;
+};
+
+TEST_F(StatisticsTest, WithoutAManagerTheServerKeepsItsRow) {
+  build();
+  EXPECT_EQ(server->takeSampleFromRPX(ZOVContainerAnchor()), ZOVReturnCode(34));
+  EXPECT_EQ(server->takeSampleFromRPX(ZOVWorkloadAnchor(ZOVSample::SampleTypeWorkload)), ZOVReturnCode(0));
+  server->setDCProbeManagerProcessId(4711);
+  EXPECT_EQ(server->takeSampleFromRPX(ZOVAppServerAnchor()), ZOVReturnCode(0));
+  EXPECT_EQ(reader.read(*server, ZOVAppServerAnchor()), ZOVReturnCode(0));
+  EXPECT_EQ(reader.names(), std::set<std::string>{"shop"});
+  EXPECT_EQ(reader.number(4), 4711);
+}
+
+TEST_F(StatisticsTest, AWantedResourceIsSavedAndTheRestIsNot) {
+  services.manager = manager;
+  manager->samples = {[] { return container("a", 1); }, [] { return container("b", 2); }};
+  build();
+  EXPECT_EQ(server->takeSampleFromRPX(ZOVContainerAnchor("a", 0)), ZOVReturnCode(0));
+  EXPECT_EQ(reader.read(*server, ZOVContainerAnchor()), ZOVReturnCode(0));
+  EXPECT_EQ(reader.names(), std::set<std::string>{"a"});
+  server->takeSampleFromRPX(ZOVEJBAnchor("cont", "bean"));
+  server->takeSampleFromRPX(ZOVApplicationAnchor("app"));
+  server->takeSampleFromRPX(ZOVServletAnchor("app", "", "servlet"));
+  server->takeSampleFromRPX(ZOVThreadPoolAnchor("pool"));
+  EXPECT_EQ(manager->masks, (std::vector<unsigned long long>{2, 16, 128, 256, 0x100000000}));
+  EXPECT_EQ(manager->parms, (std::vector<std::string>{"a|", "cont|bean", "app|", "app|servlet", "pool|"}));
+  manager->result = 34;
+  EXPECT_EQ(server->takeSampleFromRPX(ZOVContainerAnchor("a", 0)), ZOVReturnCode(34));
+}
+
+TEST_F(StatisticsTest, TheServersRowAddsUpItsResources) {
+  services.manager = manager;
+  manager->samples = {[] { return container("a", 3); }, [] { return container("b", 4); },
+                      [] { return pool(5); }, [] { return new ZOVAppServerSample; }};
+  manager->result = 61;  // some failed; what came counts
+  build();
+  server->setDCProbeManagerProcessId(static_cast<unsigned int>(::getpid()));
+  EXPECT_EQ(server->takeSampleFromRPX(ZOVAppServerAnchor()), ZOVReturnCode(0));
+  EXPECT_EQ(reader.read(*server, ZOVAppServerAnchor()), ZOVReturnCode(0));
+  EXPECT_EQ(reader.number(207), 7);
+  EXPECT_EQ(reader.number(240), 5);
+  EXPECT_EQ(reader.number(78), -1);
+  EXPECT_GE(reader.number(316), 0);
+}
+
+TEST_F(StatisticsTest, TheStatisticsThreadCollectsOnItsInterval) {
+  services.manager = manager;
+  services.serverParms.setResourceCollectAction(2);
+  services.serverParms.setResourceCollectPollFrequency(1);
+  manager->samples = {[] { return container("a", 1); }};
+  build();
+  server->connectedWithResourceManager();
+  StepClock::step(1);
+  EXPECT_TRUE(comesTrue([&] { return reader.read(*server, ZOVContainerAnchor()) == 0; }));
+  EXPECT_TRUE(server->runningBackgroundCollection(ZOVSample::SampleTypeContainer));
+  server->stopRPXMonitorThread();
+  EXPECT_FALSE(server->runningBackgroundRPXCollection());
+}
+
+TEST_F(StatisticsTest, SuspendingAndResuming) {
+  services.manager = manager;
+  build();
+  server->connectedWithResourceManager();
+  EXPECT_TRUE(server->isResourceDataCollected());
+  EXPECT_EQ(server->suspendCollectingResourceData(), ZOVReturnCode(0));
+  EXPECT_FALSE(server->isResourceDataCollected());
+  EXPECT_TRUE(server->isResourceDataCollectionSuspended());
+  server->disconnectedFromResourceManager();
+  EXPECT_EQ(server->resumeCollectingResourceData(), ZOVReturnCode(0));
+  EXPECT_EQ(manager->clients, 1);
+  EXPECT_FALSE(server->isResourceDataCollected());
+}
+
+TEST(ResourceManagerProxyTest, ParsesDescriptions) {
+  const auto parsed = ZOVResourceManagerProxy::parseAppServerSample(
+      "instanceName=server1\nprocessId=42\nstartTime=1700000000000\ntslNodeName=\nbogus=1\nstdoutFileName=a="
+      "b\n\n"
+      "clusterName=late\n");
+  EXPECT_EQ(parsed.serverName, "server1");
+  EXPECT_EQ(parsed.processId, 42U);
+  EXPECT_EQ(parsed.startTime, 1700000000000);
+  EXPECT_EQ(parsed.type, 1);
+  EXPECT_EQ(parsed.logFile, "a=b");
+  EXPECT_EQ(parsed.cluster, "");
+  EXPECT_EQ(ZOVResourceManagerProxy::parseAppServerSample(nullptr).serverName, "");
+}
+
+TEST(ResourceManagerProxyTest, DataCollectionMethods) {
+  using Proxy = ZOVResourceManagerProxy;
+  EXPECT_STREQ(Proxy::getDataCollectionMethodName(5), "getEJBMethodSample");
+  EXPECT_EQ(Proxy::getDataCollectionMethodNumParms(5), 4);
+  EXPECT_STREQ(Proxy::getDataCollectionMethodSignature(0),
+               "(Ljava/lang/String;)Lcom/corvid/qlf/tsl5/ZOVPSISample;");
+  EXPECT_STREQ(Proxy::getDataCollectionMethodSignature(21),
+               "(Ljava/lang/String;Ljava/lang/String;)Lcom/halden/meranti/zov/resourcemanager/modeler/tsl5/"
+               "getQueueManagerSample");
+  EXPECT_EQ(Proxy::getDataCollectionMethodNumParms(21), 1);
+  EXPECT_EQ(Proxy::getDataCollectionMethodName(22), nullptr);
+  EXPECT_EQ(Proxy::getDataCollectionMethodSignature(-1), nullptr);
+}
+
+}  // namespace
