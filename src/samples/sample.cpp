@@ -131,6 +131,10 @@ const RWCString& ZOVSample::getResourceName() const {
 void ZOVSample::createSummarizedSamples(RWCollection&) {}
 
 void ZOVSample::saveNumericData(int key, long long value) {
+  storeNumericData(key, value);
+}
+
+inline void ZOVSample::storeNumericData(int key, long long value) {
   if (key == KeySampleTime) {
     sampleTime = static_cast<std::uint32_t>(value);
     return;
@@ -240,6 +244,47 @@ void ZOVSample::stringKeys(int* out) const {
 void ZOVSample::streamID(ZOVBuffer& buffer) const {
   ZOVTransportableData::streamID(buffer);
   buffer.streamInt(static_cast<unsigned long>(_class.type));
+}
+
+void ZOVSample::streamData(ZOVBuffer& buffer) const {
+  std::size_t bytes = static_cast<std::size_t>(getNumNumericKeys()) * sizeof(ZOVBuffer::NumericFieldBytes);
+  for (const ZOVStringKey& string : _class.strings) {
+    bytes += ZOVBuffer::StringFieldHead + (this->*string.field).length();
+  }
+  buffer.reserve(buffer.length() + bytes);
+  streamValues(buffer);
+  for (const ZOVStringKey& string : _class.strings) {
+    const RWCString& text = this->*string.field;
+    if (!text.isNull()) buffer.streamStringField(string.key, text.data());
+  }
+  streamExtraPairs(buffer);
+}
+
+/// Collected in chunks: most of the cost of a sample is here.
+void ZOVSample::streamValues(ZOVBuffer& buffer) const {
+  ZOVBuffer::NumericFieldBytes fields[64];
+  fields[0] = ZOVBuffer::numericField(KeySampleTime, sampleTime);
+  fields[1] = ZOVBuffer::numericField(KeyDuration, duration);
+  std::size_t count = NumSampleIntKeys;
+  const auto keys = _class.numericKeys;
+  const auto rows = _class.rows;
+  const _NumericValue* const values = numericValues;
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    const _NumericValue& entry = values[i];
+    const long long value = isStatistic(rows[i].kind) ? 0 : entry.value;
+    fields[count] = ZOVBuffer::numericField(keys[i], value);
+    count += entry.isSet && value != NullValue ? 1 : 0;
+    if (count < std::size(fields)) continue;
+    buffer.streamFields(fields);
+    count = 0;
+  }
+  buffer.streamFields({fields, count});
+}
+
+void ZOVSample::saveData(ZOVBuffer& buffer) {
+  int key = 0;
+  for (long long value = 0; buffer.getNextNumericField(key, value);) storeNumericData(key, value);
+  ZOVTransportableData::saveData(buffer);  // texts, and whatever is not in the usual order
 }
 
 long long ZOVSample::getNumericValueForStream(unsigned int key) const {

@@ -141,6 +141,8 @@ class ZOVSample : public ZOVTransportableData {
   void numericKeys(int* out) const override;
   void stringKeys(int* out) const override;
   void streamID(ZOVBuffer& buffer) const override;
+  void streamData(ZOVBuffer& buffer) const override;
+  void saveData(ZOVBuffer& buffer) override;
   long long getNumericValueForStream(
       unsigned int key) const override;  ///< running counts; statistics travel as 0
   using ZOVTransportableData::valueIsNull;
@@ -163,6 +165,8 @@ class ZOVSample : public ZOVTransportableData {
     const int place = placeOf(key);
     return place < 0 ? nullptr : &numericValues[place];
   }
+  /// saveNumericData of a class that folds nothing.
+  void storeNumericData(int key, long long value);
   /// The rating itself, called once by calculateRates.
   virtual void rate(const ZOVSample* previous);
 
@@ -175,6 +179,7 @@ class ZOVSample : public ZOVTransportableData {
   int placeOf(int key) const { return zovIsKey(key) ? _class.placement[key] - 1 : -1; }
   _KeyKind kindAt(int place) const { return _class.rows[static_cast<std::size_t>(place)].kind; }
   std::size_t valueBytes() const { return _class.numericKeys.size() * sizeof(_NumericValue); }
+  void streamValues(ZOVBuffer& buffer) const;
   void saveKeywordValue(std::string_view keyword, std::string_view value);
   _NumericValue* numericValues;  // owned; one per key of the class
   std::atomic<std::uint32_t> ratesCalculated{Unrated};

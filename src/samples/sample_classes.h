@@ -48,6 +48,8 @@ class ZOVEJBBaseSample : public ZOVSample {
 class ZOVContainerSample : public ZOVEJBBaseSample {
   ZOV_SAMPLE_CLASS(ZOVContainerSample, ZOVEJBBaseSample)
 
+  /// Field by field, since counters are folded.
+  void saveData(ZOVBuffer& buffer) override { ZOVTransportableData::saveData(buffer); }
   /// A per-kind bean counter goes into its roll-up key only.
   void saveNumericData(int key, long long value) override;
   /// A per-kind bean load goes into its roll-up key and is stored itself.

@@ -8,6 +8,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -19,6 +20,13 @@ class ZOVSocketConnection;
 class ZOVBuffer : public ZOVCollectableString {
  public:
   enum _FieldType { EndOfFields = 0, NumericField = 1, StringField = 2 };
+  /// A numeric field as it stands in a body.
+  struct NumericFieldBytes {
+    std::uint32_t type, key;
+    std::uint64_t value;
+  };
+  static_assert(sizeof(NumericFieldBytes) == 16);
+  static constexpr std::size_t StringFieldHead = 12;  ///< bytes of a string field ahead of its text
 
   ZOVBuffer() = default;  ///< without a socket: to look at an object's bytes
   /// An outgoing body. The socket is not owned.
@@ -34,6 +42,15 @@ class ZOVBuffer : public ZOVCollectableString {
   int getNextIntField() { return static_cast<int>(next<std::uint32_t>()); }
   int getNextShortIntField() { return next<std::uint16_t>(); }
   long long getNextLongField() { return static_cast<long long>(next<std::uint64_t>()); }
+  /// Reads the next field when it is a whole numeric one; otherwise touches nothing.
+  bool getNextNumericField(int& key, long long& value) {
+    if (length() - _cursor < sizeof(NumericFieldBytes) || at<std::uint32_t>(_cursor) != NumericField)
+      return false;
+    key = static_cast<int>(at<std::uint32_t>(_cursor + 4));
+    value = static_cast<long long>(at<std::uint64_t>(_cursor + 8));
+    _cursor += sizeof(NumericFieldBytes);
+    return true;
+  }
   RWCString getNextStringField() { return RWCString(getNextTextField()); }
   /// As getNextStringField, in place: good while the buffer is.
   std::string_view getNextTextField();
@@ -48,7 +65,18 @@ class ZOVBuffer : public ZOVCollectableString {
   void streamInt(unsigned long value) { put(static_cast<std::uint32_t>(value)); }
   void streamShortInt(unsigned short value) { put(value); }
   void streamLong(long long value) { put(static_cast<std::uint64_t>(value)); }
-  void streamIntField(int key, long long value);
+  void streamIntField(int key, long long value) {
+    const NumericFieldBytes field = numericField(key, value);
+    streamFields({&field, 1});
+  }
+  /// Many numeric fields at once.
+  void streamFields(std::span<const NumericFieldBytes> fields) {
+    streamBytes(std::string_view(reinterpret_cast<const char*>(fields.data()), fields.size_bytes()));
+  }
+  static NumericFieldBytes numericField(int key, long long value) {
+    return {bigEndian(std::uint32_t{NumericField}), bigEndian(static_cast<std::uint32_t>(key)),
+            bigEndian(static_cast<std::uint64_t>(value))};
+  }
   /// The text ends at its NUL; null reads as empty.
   void streamStringField(int key, const char* text);
   /// Gives the body to the socket and answers its return code; 0 without a socket.
@@ -80,6 +108,7 @@ class ZOVBuffer : public ZOVCollectableString {
     value = bigEndian(value);
     append(std::string_view(reinterpret_cast<const char*>(&value), sizeof value));
   }
+  void streamBytes(std::string_view bytes);
   void markDamaged() { _damaged = true, _cursor = length(); }
   void take(RWCString&& body) { RWCString::operator=(std::move(body)); }
 

@@ -93,6 +93,10 @@ void ZOVTransportableData::streamData(ZOVBuffer& buffer) const {
     const RWCString& text = getStringData(key);
     if (!valueIsNull(text)) buffer.streamStringField(key, text.data());
   }
+  streamExtraPairs(buffer);
+}
+
+void ZOVTransportableData::streamExtraPairs(ZOVBuffer& buffer) const {
   if (!_extraPairs) return;
   const std::unique_ptr<RWIterator> iterator = _extraPairs->createIterator();
   while (const RWCollectable* member = (*iterator)()) {

@@ -65,7 +65,7 @@ class ZOVTransportableData : public ZOVCollectable {
   virtual void save(const ZOVKeyValueSet& pairs);
 
   /// Reads fields up to the end of the body, or to where it is damaged.
-  void saveData(ZOVBuffer& buffer);
+  virtual void saveData(ZOVBuffer& buffer);
   void dumpToLog() const;
   /// A new object from a received body; null for a data type or subtype that is not known, and for a body
   /// that is damaged.
@@ -79,6 +79,9 @@ class ZOVTransportableData : public ZOVCollectable {
   int getReceivedFormat() const { return _receivedFormat; }
   const ZOVKeyValueSet* getExtraPairs() const { return _extraPairs.get(); }  ///< null when there are none
   static const RWCString& emptyText();
+
+ protected:
+  void streamExtraPairs(ZOVBuffer& buffer) const;
 
  private:
   int _receivedFormat = WireFormat;
