@@ -21,6 +21,10 @@ namespace {
 
 constexpr std::size_t wastedBodyBytes = 1024 * 1024;  // of a body without a length, read before it is cut off
 
+// More parameters than this may not fit into libmicrohttpd's memory of a connection; it would then leave the
+// peer without an answer, so the connection is cut instead.
+constexpr std::ptrdiff_t mostSeparators = 256;
+
 constexpr std::string_view listOfPaths =
     "GET  /healthz\n"
     "GET  /v1/tables\n"
@@ -109,8 +113,23 @@ struct ZOVHubHttpCallbacks {
   using Server = ZOVHubHttp;
   using Pointer = ZOVHubHttp::ExchangePointer;
 
+  // A connection has one place for its exchange, for as long as it is open: a request whose headers turn out
+  // to be malformed is opened, and never reported as completed.
+  static void connection(void* server, MHD_Connection*, void** place, MHD_ConnectionNotificationCode code) {
+    if (code == MHD_CONNECTION_NOTIFY_STARTED) {
+      *place = new Pointer;
+      return;
+    }
+    const std::unique_ptr<Pointer> exchange(static_cast<Pointer*>(*place));
+    if (exchange != nullptr) leave(server, *exchange);
+  }
   static void* open(void* server, const char* target, MHD_Connection* connection) {
-    return new Pointer(static_cast<Server*>(server)->open(connection, target));
+    const auto* const info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
+    if (info == nullptr || info->socket_context == nullptr) return nullptr;
+    Pointer& exchange = *static_cast<Pointer*>(info->socket_context);
+    leave(server, exchange);
+    exchange = static_cast<Server*>(server)->open(connection, target);
+    return &exchange;
   }
   static MHD_Result handle(void* server, MHD_Connection*, const char*, const char* method, const char*,
                            const char* data, std::size_t* size, void** state) {
@@ -121,9 +140,11 @@ struct ZOVHubHttpCallbacks {
     return goOn ? MHD_YES : MHD_NO;
   }
   static void close(void* server, MHD_Connection*, void** state, MHD_RequestTerminationCode) {
-    const std::unique_ptr<Pointer> exchange(static_cast<Pointer*>(*state));
-    *state = nullptr;
-    if (exchange != nullptr) static_cast<Server*>(server)->close(*exchange);
+    if (*state != nullptr) leave(server, *static_cast<Pointer*>(*state));
+  }
+  static void leave(void* server, Pointer& exchange) {
+    if (exchange != nullptr) static_cast<Server*>(server)->close(exchange);
+    exchange = nullptr;
   }
 
   struct Reader {
@@ -191,7 +212,8 @@ std::string ZOVHubHttp::start() {
       MHD_OPTION_LISTEN_SOCKET, descriptor,                            //
       MHD_OPTION_URI_LOG_CALLBACK, &ZOVHubHttpCallbacks::open, this,   //
       MHD_OPTION_NOTIFY_COMPLETED, &ZOVHubHttpCallbacks::close, this,  //
-      MHD_OPTION_CONNECTION_LIMIT, static_cast<unsigned>(most),        //
+      MHD_OPTION_NOTIFY_CONNECTION, &ZOVHubHttpCallbacks::connection, this, MHD_OPTION_CONNECTION_LIMIT,
+      static_cast<unsigned>(most),  //
       MHD_OPTION_CONNECTION_TIMEOUT, _limits.idleSeconds, MHD_OPTION_END);
   if (_daemon != nullptr) return "";
   ::close(descriptor);
@@ -205,6 +227,10 @@ ZOVHubHttp::ExchangePointer ZOVHubHttp::open(MHD_Connection* connection, std::st
   std::string wrong;
   const unsigned status = exchange->target.read(target, wrong);
   if (status != 0) exchange->answer = ZOVHubAnswer::error(status, wrong);
+  if (std::ranges::count(target, '&') > mostSeparators) {
+    const auto* const info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+    if (info != nullptr) ::shutdown(info->connect_fd, SHUT_RDWR);
+  }
   const std::lock_guard guard(_mutex);
   _exchanges.insert(exchange);
   return exchange;

@@ -185,6 +185,16 @@ TEST_F(HubTest, EndlessBodiesAndHeadersCostOnlyTheirConnection) {
   }
   EXPECT_TRUE(headers.closedByServer());
 
+  for (const char* malformed :
+       {"no colon\r\n\r\n", "Host: a\r\nHost: b\r\n\r\n", "Content-Length: x\r\n\r\n"}) {
+    ZOVTestHttpClient client(port);
+    client.send(std::string("GET /v1/nodes HTTP/1.1\r\n") + malformed);
+    EXPECT_NE(client.receive().status, 200);
+  }
+  for (const std::size_t parameters : {100, 600, 8000}) {
+    const std::string target = "/v1/tables/FAKE/rows?a" + std::string(parameters, '&');
+    EXPECT_NE(zovTestGet(port, target).status, 200);
+  }
   ZOVTestHttpClient noise(port);
   noise.send(std::string("\x16\x03\x01\0\xFF\r\n\r\n\0\0", 12));
   noise.receive();
