@@ -536,7 +536,7 @@ void ZOVHubHttp::stop(std::chrono::steady_clock::time_point deadline) {
   if (_daemon == nullptr) return;
   _givenUp = true;
   const int listening = MHD_quiesce_daemon(_daemon);
-  if (listening >= 0) ::close(listening);
+  if (listening >= 0) ::shutdown(listening, SHUT_RDWR);
   {
     std::unique_lock guard(_mutex);
     _stopping = true;
@@ -549,6 +549,8 @@ void ZOVHubHttp::stop(std::chrono::steady_clock::time_point deadline) {
     _answered.wait_for(guard, milliseconds(500), [&] { return _exchanges.empty(); });
   }
   MHD_stop_daemon(_daemon);
+  if (listening >= 0)
+    ::close(listening);  // not before: the server's thread may still be taking it out of its epoll
   _daemon = nullptr;
   for (ZOVHubWorkers* workers : {&_queries, &_commands}) {
     const auto left = deadline - std::chrono::steady_clock::now();
