@@ -1,7 +1,6 @@
 #include "runtime/recovery.h"
 
-#include <cxxabi.h>
-
+#include <exception>
 #include <new>
 
 #include "platform/frames.h"
@@ -67,8 +66,6 @@ void GuardedCall::run() {
 void GuardedCall::runBody() {
   try {
     body(context);
-  } catch (const abi::__forced_unwind&) {
-    throw;
   } catch (const std::bad_alloc&) {
     thrown = ZOVException(ZOV_OUT_OF_STORAGE, 1, 0, ZOVException::NoDump, ZOVException::Error,
                           ZOVException::Display);
@@ -76,6 +73,7 @@ void GuardedCall::runBody() {
     DGT1_Printf(traceUnit, DGT1_ERROR, "Exception caught in %s: %s", function, exception.what());
     thrown = programException(0);
   } catch (...) {
+    if (std::current_exception() == nullptr) throw;  // no exception: the thread is being cancelled
     DGT1_Printf(traceUnit, DGT1_ERROR, "Exception of an unknown type caught in %s", function);
     thrown = programException(0);
   }

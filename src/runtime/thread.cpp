@@ -7,12 +7,14 @@
 #include "runtime/recovery.h"
 #include "runtime/thread_manager.h"
 #include "runtime/trace_scope.h"
+#include "runtime/waits.h"
 
 static DGT1_Unit traceUnit("ZOVCTHRD");
 
 struct ZOVThread::Life {
   std::recursive_mutex mutex;
   ZOVThread* thread;  // null once the object is gone; guarded by mutex
+  ZOVEvent unwound;   // posted when a cancelled thread has come to its end
 };
 
 // The running thread's hold on its life. When the thread is cancelled, its unwinding ends here.
@@ -21,8 +23,11 @@ class ZOVThread::LifeScope {
   explicit LifeScope(std::shared_ptr<Life> life) : _life(std::move(life)) {}
   ~LifeScope() {
     if (_ended) return;
-    const std::scoped_lock guard(_life->mutex);
-    if (_life->thread != nullptr) _life->thread->endOfThread();
+    {
+      const std::scoped_lock guard(_life->mutex);
+      if (_life->thread != nullptr) _life->thread->endOfThread();
+    }
+    _life->unwound.post();
   }
   LifeScope(const LifeScope&) = delete;
   LifeScope& operator=(const LifeScope&) = delete;
@@ -144,6 +149,7 @@ void ZOVThread::partFromThread() {
   waitForThreadToFinish();
   const std::shared_ptr<Life> life = std::move(_life);
   if (life == nullptr) return;
+  if (_killed) life->unwound.waitWithTimeout(zovWaits().killedThreadSeconds);
   const std::scoped_lock guard(life->mutex);
   life->thread = nullptr;
 }
@@ -177,6 +183,7 @@ void ZOVThread::createLocked(ZOVThreadManager* manager) {
   _life = std::make_shared<Life>();
   _life->thread = this;
   auto given = std::make_unique<std::shared_ptr<Life>>(_life);
+  _killed = 0;
   _state = WaitingToRun;
   const int error = pthread_create(&_handle, &_attributes, ThreadDispatcher, given.get());
   if (error == 0) {
@@ -240,7 +247,7 @@ int ZOVThread::kill() {
   _stateMutex->get();
   const auto failure = guarded("ZOVCTHRD", "ZOVThread::kill", [&] {
     if (!_running) return;
-    killed = 1;
+    killed = _killed = 1;
     manager = _manager;
     pthread_cancel(_handle);
     setState(Completed);

@@ -114,8 +114,9 @@ class ZOVThread : public ZOVCollectable {
   int getExitCode() const { return _exitCode; }
 
  protected:
-  /// Waits for the end of the thread, and cuts it off from this object when it was killed and has yet to
-  /// unwind. The first line of the destructor of each class that the thread's end uses.
+  /// Waits for the end of the thread. One that was killed gets a moment to unwind
+  /// (zovWaits().killedThreadSeconds), and is cut off from this object then. The first line of the destructor
+  /// of each class that the thread's end uses.
   void partFromThread();
 
   std::atomic<unsigned long> _threadId{0};  // pthread_self() as seen inside the thread
@@ -142,6 +143,7 @@ class ZOVThread : public ZOVCollectable {
   int _argumentSize = 0;
   int _ownsArgument = 0;
   std::atomic<int> _running{0};
+  std::atomic<int> _killed{0};
   std::unique_ptr<ZOVEvent> _doneEvent;
   std::unique_ptr<ZOVMutex> _stateMutex;  // orders start, kill and the end of the thread
   std::atomic<_ThreadState> _state{WaitingToRun};

@@ -42,10 +42,10 @@ class ZOVThreadManager : public ZOVMemoryManager {
   static bool take(Threads& threads, ZOVThread* thread);
 
   ZOVDiagnosticServices* _log;
-  int _maximum;
-  int _valid;
   ZOVEvent _allDone;
   ZOVMutex _mutex;
+  int _maximum;
+  int _valid;
   Threads _completed;
   Threads _running;
   Threads _waiting;

@@ -11,6 +11,7 @@ struct ZOVWaits {
   long houseKeepingSeconds = 900;     ///< between sweeps of old anchors
   long threadStopSeconds = 20;        ///< a server's destructor, for each thread
   long threadTableSeconds = 3;        ///< the thread table's destructor
+  long killedThreadSeconds = 5;       ///< a thread's destructor, for the unwinding of a killed thread
   long contextShutdownSeconds = 5;    ///< the context's shutdown, for its thread
   long lockWarningSeconds = 30;       ///< a lock wait, before it is traced
   long enumerateServersSeconds = 120;

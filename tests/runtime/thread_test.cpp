@@ -180,8 +180,9 @@ TEST(Thread, ALockThatGoesWhileHeldLeavesTheRecord) {
 
 TEST(Thread, TheObjectOfAKilledThreadMayGoBeforeIt) {
   TestEnvironment environment;
+  const long former = std::exchange(zovWaits().killedThreadSeconds, 0);
   ZOVEvent runs, killed, ended;
-  struct TellsEnd {
+  struct TellsEnd {  // of a thread's whole unwinding
     ZOVEvent& event;
     ~TellsEnd() { event.post(); }
   };
@@ -192,7 +193,7 @@ TEST(Thread, TheObjectOfAKilledThreadMayGoBeforeIt) {
     ZOVRecoverableThread thread(
         [](void* given, ZOVThread*) {
           auto* events = static_cast<Shared*>(given);
-          const TellsEnd tells{events->ended};
+          static thread_local const TellsEnd tells{events->ended};
           int former;
           pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former);
           events->runs.post();
@@ -210,6 +211,7 @@ TEST(Thread, TheObjectOfAKilledThreadMayGoBeforeIt) {
   EXPECT_EQ(environment.threadTable().entries(), 0);
   killed.post();
   ended.wait();
+  zovWaits().killedThreadSeconds = former;
 }
 
 TEST(Thread, StatesHaveTexts) {
