@@ -29,13 +29,14 @@ TEST(Recovery, WhatEndsABodyBecomesTheException) {
     int recoverable;
     unsigned long parameter;
   };
+  RWOrdered empty;
   const Case cases[] = {
       {"null store", storeToNull, ZOV_EXCEPTION_CAUGHT, 0, SIGSEGV},
       {"raise", [] { zovRaise(exception(ZOV_DEADLOCK_AVERTED)); }, ZOV_DEADLOCK_AVERTED, 1, 0},
       {"storage", [] { throw std::bad_alloc(); }, ZOV_OUT_OF_STORAGE, 1, 0},
       {"C++", [] { throw std::logic_error("odd"); }, ZOV_EXCEPTION_CAUGHT, 0, 0},
       {"unknown", [] { throw 7; }, ZOV_EXCEPTION_CAUGHT, 0, 0},
-      {"foundation", [] { RWOrdered().at(3); }, ZOV_FOUNDATION_STORAGE, 1, 0},
+      {"foundation", [&] { empty.at(3); }, ZOV_FOUNDATION_STORAGE, 1, 0},
   };
   for (const Case& c : cases) {
     TestEnvironment environment;
