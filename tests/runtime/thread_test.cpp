@@ -194,11 +194,11 @@ TEST(Thread, TheObjectOfAKilledThreadMayGoBeforeIt) {
         [](void* given, ZOVThread*) {
           auto* events = static_cast<Shared*>(given);
           static thread_local const TellsEnd tells{events->ended};
-          int former;
-          pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former);
+          int cancelState;
+          pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
           events->runs.post();
           events->killed.wait();  // the object is gone behind this
-          pthread_setcancelstate(former, nullptr);
+          pthread_setcancelstate(cancelState, nullptr);
           pthread_testcancel();
           return 0;
         },
