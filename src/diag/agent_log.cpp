@@ -76,11 +76,12 @@ void ZOV_Agent_Log::SendMessage(const char* file, const char* function, int line
   const ZOVTime now = ZOVTime::currentTime();
   struct tm when = {};
   now.extract(&when);
-  ZOVDebug_PrintUTF8::Buffer shown;
-  DGT1_Printf(traceUnit, DGT1_ERROR, "%s", ZOVDebug_PrintUTF8(shown, text).data());
   if (traceUnit.on(DGT1_MESSAGE)) {
     // Under the caller's file and line, so that the message shows as the caller's.
-    DGT1_Write(file, line, DGT1_FormatText("\n%s %s\r\n", now.asString().data(), localText));
+    DGT1_Write(file, line, DGT1_FormatText("%s %s", now.asString().data(), localText));
+  } else {  // the same text again would tell a reader nothing
+    ZOVDebug_PrintUTF8::Buffer shown;
+    DGT1_Printf(traceUnit, DGT1_ERROR, "%s", ZOVDebug_PrintUTF8(shown, text).data());
   }
   _receiver.postProductEvent(file, function, line, &when, static_cast<int>(row->severity), text);
 }

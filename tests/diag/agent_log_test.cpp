@@ -87,8 +87,8 @@ TEST_F(AgentLogTest, TracesAMessageUnderItsCaller) {
   log.LogMessage("ZOVCSOCK", "f", 123, ZOVA0017I, "caf\xC3\xA9");
   ASSERT_TRUE(DGT1_Configure("ERROR MESSAGE"));
   ASSERT_EQ(lines.size(), 2U);
-  EXPECT_TRUE(lines[0].starts_with("ZOVCSOCK 123 \n"));
-  EXPECT_TRUE(lines[0].ends_with(" ZOVA0017I Application server caf\xC3\xA9 is now active.\r\n"));
+  EXPECT_TRUE(lines[0].starts_with("ZOVCSOCK 123 "));
+  EXPECT_TRUE(lines[0].ends_with(" ZOVA0017I Application server caf\xC3\xA9 is now active."));
   EXPECT_TRUE(lines[1].ends_with(" ZOVA0017I Application server caf<00E9> is now active."));
 }
 
