@@ -227,7 +227,7 @@ unsigned int ZOVResourceAnchor::returnSamples(ZOVSampleCallback callback, ZOVSam
     returnHistory(callback, parms, server);
     return 1;
   }
-  if (logicallyDeleted) return 0;
+  if (logicallyDeleted || historyOnly) return 0;
   if (lastSample->isIntervalSample()) lastSample->calculateRates(nullptr);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "ZOVResourceAnchor::returnSamples returning normal sample of type %i",
               sampleType);

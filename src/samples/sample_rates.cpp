@@ -147,7 +147,9 @@ void ZOVSample::sumStatInfoData(int key, double total, double numSamples) {
 }
 
 void ZOVSample::mergeNumericData(const ZOVSample* other, int key, _NumericValue*) {
-  const _KeyKind kind = kindAt(placeOf(key));
+  const int place = placeOf(key);
+  if (place < 0) return;
+  const _KeyKind kind = kindAt(place);
   if (kind == KeyKindStatInfo || kind == KeyKindPerfLoad) {
     const long long count = other->getTotalNumSamplesForStatinfo(key);
     if (count == NullValue) return;

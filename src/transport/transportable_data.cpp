@@ -150,7 +150,7 @@ void ZOVTransportableData::saveData(ZOVBuffer& buffer) {
       if (!buffer.isDamaged()) saveNumericData(key, value);
     } else {
       const std::string_view text = buffer.getNextTextField();
-      if (!buffer.isDamaged()) saveStringData(key, text);
+      if (!buffer.isDamaged()) saveStringData(key, text.substr(0, text.find('\0')));
     }
   }
 }

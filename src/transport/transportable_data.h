@@ -56,7 +56,7 @@ class ZOVTransportableData : public ZOVCollectable {
                              std::unique_ptr<RWCString[]>& stringValues) const;
   /// Sends one frame; answers the socket's return code.
   virtual ZOVReturnCode send(ZOVSocketConnection& socket) const;
-  /// The text may hold NULs and is good for the call only.
+  /// The text is good for the call only. One that was received ends at its first NUL.
   virtual void saveStringData(int /*key*/, std::string_view /*text*/) {}
   /// The reference is good while the object is and the key is not saved again.
   virtual const RWCString& getStringData(int /*key*/) const { return emptyText(); }

@@ -331,6 +331,7 @@ TEST(AnchorSamples, ADeletedResourceHasOneLastHistoricalRead) {
     EXPECT_EQ(r.normal(), "none!");
     EXPECT_EQ(r.history(), interval ? "230 in 20" : "-1 in 0");
     EXPECT_EQ(r.state(), "history taken");
+    EXPECT_EQ(r.normal(), "none!") << "does not come back by being read";
     EXPECT_EQ(r.anchor.getLastSample() == nullptr, !interval);
     r.anchor.markLogicallyDeleted();
     EXPECT_EQ(r.state(), "history taken") << "is not deleted twice";

@@ -158,6 +158,7 @@ TEST(SampleCatalogue, HostileValuesAreHarmless) {
     }
     samples[1]->calculateRates(samples[0].get());
     samples[1]->mergeSampleData(samples[2].get());
+    samples[1]->mergeNumericData(samples[2].get(), static_cast<int>(random()), nullptr);
     samples[1]->resetRates();
     samples[1]->calculateRates(samples[2].get());
     samples[2]->mergeIntoHistoricalSample(samples[1].get());
