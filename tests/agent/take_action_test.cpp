@@ -1,0 +1,137 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "agent_fixture.h"
+#include "server/application_server.h"
+#include "support/fake_collector.h"
+
+namespace {
+
+struct Reply {
+  long code;
+  std::string text;
+};
+
+Reply sendCommand(const std::string& origin, const std::string& command) {
+  CommandBox box(origin);
+  TqboxAutomationCapsule capsule;
+  capsule.owner = &box;
+  std::strncpy(capsule.command, command.c_str(), sizeof capsule.command - 1);
+  const long code = ZOVAgent::handleQTCommand(&capsule);
+  EXPECT_EQ(capsule.rowOrStatus, code);
+  EXPECT_EQ(box.completed, 1) << command;
+  return {code, capsule.message()};
+}
+
+std::string replyOf(int value) {
+  return "TYPE=ATR;ATTR=ZOVCOMND.RESULT;ENUM=" + std::to_string(value) + ";~";
+}
+
+std::string contextLine(const std::string& name, const std::string& root = "/srv") {
+  return "appServerName=" + name + "\tserverRootDirectory=" + root + "\toccurrence=0\tplatform=tsl7" +
+         "\tsubnodeName=" + name + ":host:ZOVS\n";
+}
+
+class TakeAction : public AgentFixture {};
+
+}  // namespace
+
+TEST_F(TakeAction, FindsTheServerChecksTheArgumentsAndReplies) {
+  start(contextLine("shop") + contextLine("old"));
+  const struct {
+    const char* origin;
+    const char* command;
+    long code;
+    int reply;
+  } cases[] = {
+      {"shop:host:ZOVS", "StopResourceMonitor", 0, 1},
+      {"SHOP:HOST:ZOVS", "OV:stopRESOURCEmonitor   ", 0, 1},
+      {"shop:host:ZOVS", "ov:StopResourceMonitor", 52, 2},
+      {"shop:host:ZOVS", "StopResourceMonitor x", 52, 2},
+      {"shop:host:ZOVS", "Nonsense", 52, 2},
+      {"shop:host:ZOVS", "", 52, 2},
+      {"shop:host:ZOVS", "StartRequestMonitor 2x", 52, 2},
+      {"shop:host:ZOVS", "StartRequestMonitor -1", 52, 2},
+      {"shop:host:ZOVS", "SetRequestSamplingRate 50", 179, 5},
+      {"none:host:ZOVS", "StopResourceMonitor", 7, 3},
+      {"none:host:ZOVS", "Nonsense", 7, 3},
+      {"", "StopResourceMonitor", 7, 3},
+      // Through the agent's own node the command names the server.
+      {"host:ZOVA", "StopResourceMonitor shop", 0, 1},
+      {"host:ZOVA", "StopResourceMonitor 'shop' x", 52, 2},
+      {"host:ZOVA", "StopResourceMonitor", 7, 3},
+      {"host:ZOVA", "RemSubNode old and more", 0, 1},
+      {"host:ZOVA", "RemSubNode old", 7, 3},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.origin) + " " + c.command);
+    const Reply reply = sendCommand(c.origin, c.command);
+    EXPECT_EQ(reply.code, c.code);
+    EXPECT_EQ(reply.text, replyOf(c.reply));
+  }
+}
+
+TEST_F(TakeAction, LogsWhatBecameOfACommand) {
+  start(contextLine("shop"));
+  sendCommand("shop:host:ZOVS", "StopResourceMonitor");
+  EXPECT_EQ(messages().back(),
+            "Take Action command StopResourceMonitor completed successfully for application server shop.");
+  sendCommand("none:host:ZOVS", "Nonsense x");
+  EXPECT_EQ(
+      messages().back(),
+      "Take Action command Nonsense failed for application server unknown - Reason: Unable to locate the "
+      "application server.");
+}
+
+TEST_F(TakeAction, RunsTheServersScriptsInOrderWithTheOptionsOfTheStop) {
+  const std::string bin = directory.path() + "/bin";
+  ASSERT_EQ(::mkdir(bin.c_str(), 0700), 0);
+  ASSERT_EQ(::mkfifo((bin + "/seen").c_str(), 0600), 0);
+  for (const std::string script : {"startServer", "stopServer"}) {
+    std::ofstream(bin + "/" + script + ".sh")
+        << "#!/bin/sh\necho " << script << " \"$@\" > " << bin << "/seen\n"
+        << (script == "stopServer" ? "exit 3\n" : "");
+    ::chmod((bin + "/" + script + ".sh").c_str(), 0700);
+  }
+  start(contextLine("my shop", directory.path()));
+  const Reply reply = sendCommand("my shop:host:ZOVS", "CycleAppSvr 'user one' 'it'");
+  EXPECT_EQ(reply.code, 176);
+  EXPECT_EQ(reply.text, replyOf(4));
+
+  std::fstream seen(bin + "/seen", std::ios::in | std::ios::out);  // open for both, so that it has no end
+  const auto ranWith = [&] {
+    std::string line;
+    std::getline(seen, line);  // waits for the script
+    return line;
+  };
+  EXPECT_EQ(ranWith(), "stopServer my shop -user user -password one");
+  EXPECT_EQ(ranWith(), "startServer my shop");
+  EXPECT_THAT(messages(),
+              testing::Contains("Take Action command stopServer.sh failed for application server my "
+                                "shop - Reason: Unable to start the new process."));
+}
+
+TEST_F(TakeAction, SetsTheSamplingRateOfACollectorThatCollects) {
+  start("");
+  FakeCollector collector(port);
+  ASSERT_TRUE(collector.connected());
+  ASSERT_TRUE(collector.send(wirePing(7, "server1", "/srv/shop")));
+  collector.serve();
+  ASSERT_TRUE(collector.waitForRequest(2));  // the first poll follows the start of the collection
+  const std::string node = agent->applicationContext()->getAppServers().at(0)->getSubnodeName().data();
+
+  for (const char* command :
+       {"SetRequestSamplingRate 0", "SetRequestSamplingRate 101", "SetRequestSamplingRate x"}) {
+    EXPECT_EQ(sendCommand(node, command).code, 52) << command;
+  }
+  EXPECT_EQ(sendCommand(node, "SetRequestSamplingRate 100").code, 0);
+  const auto request = collector.waitForRequest(8, 1);
+  ASSERT_TRUE(request);
+  EXPECT_EQ(request->number(679), 100);
+  EXPECT_EQ(sendCommand(node, "StopRequestMonitor").code, 0);
+  EXPECT_EQ(sendCommand(node, "SetRequestSamplingRate 100").code, 179);
+}
