@@ -28,7 +28,8 @@ class ZOVApplicationServer : public ZOVApplicationServerBase {
  public:
   /// Samples of one poll, in the order of their arrival.
   using SampleList = std::deque<std::unique_ptr<ZOVSample>>;
-  static constexpr std::size_t MaximumSamplesPerPoll = 4'000'000;
+  /// What a poll may bring before its end marker; more counts as damage.
+  static constexpr std::size_t MaximumFramesPerPoll = 4'000'000;
   static constexpr std::size_t AbbreviationBuckets = 4751;
 
   using ZOVApplicationServerBase::ZOVApplicationServerBase;

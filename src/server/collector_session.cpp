@@ -63,6 +63,7 @@ void traceCounts(const ZOVApplicationServer::SampleList& samples) {
 
 struct ZOVApplicationServer::Poll {
   SampleList samples;
+  std::size_t frames = 0;
   bool complete = false;           // the end marker came
   bool propertiesArrived = false;  // Java properties
   unsigned int collectionId = 0;
@@ -255,6 +256,7 @@ ZOVReturnCode ZOVApplicationServer::collectDataFromProfilerSocket(ZOVSocketConne
 }
 
 ZOVReturnCode ZOVApplicationServer::takeFrame(ZOVSocketConnection& socket, ZOVBuffer& frame, Poll& poll) {
+  if (++poll.frames > MaximumFramesPerPoll) return ZOV_INVALID_DATA;
   // These two have no class, so they go before they would count as damage.
   if (frame.peekDataType() == ZOVTransportableData::SampleDataType) {
     const int type = frame.peekSubtype();
@@ -294,7 +296,6 @@ ZOVReturnCode ZOVApplicationServer::takeSampleFrame(std::unique_ptr<ZOVSample> s
     default:
       break;
   }
-  if (poll.samples.size() >= MaximumSamplesPerPoll) return ZOV_INVALID_DATA;
   poll.samples.push_back(std::move(sample));
   return 0;
 }

@@ -199,7 +199,7 @@ class FaultyRequest : public CollectProfilerSampleRequest {
  public:
   FaultyRequest() : CollectProfilerSampleRequest(nullptr) {}
   __attribute__((no_sanitize("undefined"))) ZOVReturnCode process(ZOVApplicationServerBase*) override {
-    int* volatile nowhere = nullptr;
+    volatile int* volatile nowhere = nullptr;
     *nowhere = 1;
     return 0;
   }
