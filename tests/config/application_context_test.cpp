@@ -99,8 +99,9 @@ TEST_F(ContextTest, AStopEndsTheStartDelay) {
   write("\n" + line("a", "1:h:ZOVS"));
   rig.start();
   std::thread walker([&] { rig.context->isSubNodeNameUnique("x"); });  // waits for the lock
-  rig.stop();
+  rig.context->shutdown();
   walker.join();
+  rig.stop();
   EXPECT_EQ(rig.contextText(), "\n" + line("a", "1:h:ZOVS"));  // nothing was read, so nothing is written
 }
 

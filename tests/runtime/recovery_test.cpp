@@ -1,3 +1,4 @@
+#include "platform/frames.h"
 #include "runtime/recovery.h"
 
 #include <gmock/gmock.h>
@@ -161,6 +162,7 @@ TEST(Recovery, EveryEnvironmentHasItsOwnThreads) {
 
 TEST(Recovery, WithoutAnEnvironmentARaiseIsNoneAndAFaultStaysInItsFrame) {
   ASSERT_EQ(ZOVAgentEnvironment::pEnvironment.load(), nullptr);
+  XFR1_InstallFaultHandlers();
   bool wentOn = false;
   EXPECT_FALSE(guarded("ZOVTTEST", "frame", [&] {
     zovRaise(exception(9));

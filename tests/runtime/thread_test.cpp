@@ -290,6 +290,7 @@ TEST(ThreadTable, AThreadFindsItselfThroughEveryChange) {
 
 TEST(ThreadTable, WaitsForThreadsThatStay) {
   const long former = std::exchange(zovWaits().threadTableSeconds, 0);
+  ZOVLock::init();
   TraceLines lines;
   Stranger a(11), b(12);
   {
