@@ -114,6 +114,7 @@ void ZOVApplicationContext::shutdown() {
   std::vector<Server> servers;
   {
     ZOVLockScope scope(_lock, Exclusive);
+    _closed = true;
     servers.swap(_appServers);
   }
   for (const Server& server : servers) server->requestThreadsToStop();
@@ -147,7 +148,8 @@ void ZOVApplicationContext::readContextFile() {
   }
   guarded("ZOVACTXT", "ZOVApplicationContext::readContextFile", [&] { readRecords(file); });
   std::fclose(file);
-  writeContextFile();  // tidied at every start
+  // Tidied at every start; but not by a reading that was cut short, which knows only some of the servers.
+  if (!isShutdownRequested()) writeContextFile();
 }
 
 void ZOVApplicationContext::readRecords(std::FILE* file) {
@@ -272,6 +274,7 @@ RWCString ZOVApplicationContext::writeContextRecord(const ZOVApplicationServer& 
 
 int ZOVApplicationContext::writeContextFile() {
   ZOV_TRACE(Private, "ZOVApplicationContext::writeContextFile");
+  if (_closed) return 0;
   // The mutex is held while the text is made too, so that the last writer's text is the newest.
   _contextFileMutex.get();
   const auto failure = guarded("ZOVACTXT", "ZOVApplicationContext::writeContextFile", [&] {

@@ -24,6 +24,14 @@ ZOVReturnCode ZOVContextSessionDirectory::findServer(const ZOVPingRequest& ping,
 ZOVReturnCode ZOVContextSessionDirectory::defineNewServer(const ZOVPingRequest& ping,
                                                           std::shared_ptr<ZOVApplicationServer>& server) {
   ZOV_TRACE(Public, "ZOVContextSessionDirectory::defineNewServer");
+  // Each server costs a thread and a line of the file for good, and a peer can think of any number of names.
+  if (_context.getAppServers().size() >= MaximumServers) {
+    DGT1_Printf(traceUnit, DGT1_ERROR,
+                "Application server %s is refused: %i servers are known, and no more are taken. RemSubNode "
+                "forgets those that are gone.",
+                ping.getAppServerName().data(), MaximumServers);
+    return ZOV_OUT_OF_STORAGE;
+  }
   ZOVReturnCode rc;
   server = ZOVApplicationServer::buildNew(
       ping.getAppServerName().data(), ping.getServerRootDirectory().data(), ping.getWorkingDirectory().data(),

@@ -7,6 +7,8 @@
 
 class ZOVContextSessionDirectory : public ZOVSessionDirectory {
  public:
+  static constexpr std::size_t MaximumServers = 2000;  ///< beyond them, pings of new servers are refused
+
   /// The context must outlive this.
   explicit ZOVContextSessionDirectory(ZOVApplicationContext& context) : _context(context) {}
 

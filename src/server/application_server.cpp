@@ -7,6 +7,7 @@
 #include "diag/quoted_string_parser.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
+#include "transport/session_listener.h"
 
 static DGT1_Unit traceUnit("ZOVASRVR");
 
@@ -65,6 +66,10 @@ std::shared_ptr<ZOVApplicationServer> ZOVApplicationServer::buildNew(
 ZOVApplicationServer::~ZOVApplicationServer() {
   ZOV_TRACE(Public, "ZOVApplicationServer::~ZOVApplicationServer");
   stopThreads();
+  // A session may have begun while the server was being removed; its collector finds the agent again.
+  if (ZOVProfilerSocketMonitor* const monitor = ZOVProfilerSocketMonitor::pMonitor; monitor && _socket) {
+    monitor->deleteSocket(_socket.get());
+  }
   std::unique_ptr<ZOVServerLogFile> follower;
   ZOVLockScope scope(_logFileLock, Exclusive);
   follower.swap(_logFileFollower);
@@ -101,7 +106,10 @@ void ZOVApplicationServer::addEnvVariableFromSample(const ZOVSample& sample) {
   const ZOVEnvVariableSample variable(pair.name, pair.value, ZOVEnvVariableSample::VariableCollector);
   ZOVLockScope scope(_envVariablesLock, Exclusive);
   const auto same = [&](const ZOVEnvVariableSample& known) { return known.isEqual(&variable); };
-  if (std::none_of(_envVariables.begin(), _envVariables.end(), same)) _envVariables.push_back(variable);
+  if (_envVariables.size() < MaximumVariables &&
+      std::none_of(_envVariables.begin(), _envVariables.end(), same)) {
+    _envVariables.push_back(variable);
+  }
 }
 
 void ZOVApplicationServer::addJVMPropertyFromSample(const ZOVSample& sample) {
@@ -111,7 +119,7 @@ void ZOVApplicationServer::addJVMPropertyFromSample(const ZOVSample& sample) {
   const ZOVTSLJavaProperty property(pair.name, pair.value);
   ZOVLockScope scope(_jvmPropertiesLock, Exclusive);
   std::erase_if(_jvmProperties, [&](const ZOVTSLJavaProperty& known) { return known.getKey() == pair.name; });
-  _jvmProperties.push_back(property);
+  if (_jvmProperties.size() < MaximumVariables) _jvmProperties.push_back(property);
 }
 
 void ZOVApplicationServer::processJVMPropertiesFromSample() {

@@ -30,6 +30,10 @@ class ZOVApplicationServer : public ZOVApplicationServerBase {
   using SampleList = std::deque<std::unique_ptr<ZOVSample>>;
   /// What a poll may bring before its end marker; more counts as damage.
   static constexpr std::size_t MaximumFramesPerPoll = 4'000'000;
+  static constexpr std::size_t MaximumBytesPerPoll = 1 << 30;
+  /// Of one session; more counts as damage, and the next session begins with none.
+  static constexpr std::size_t MaximumAbbreviations = 1'000'000;
+  static constexpr std::size_t MaximumVariables = 10'000;  ///< or properties; more are not kept
   static constexpr std::size_t AbbreviationBuckets = 4751;
 
   using ZOVApplicationServerBase::ZOVApplicationServerBase;

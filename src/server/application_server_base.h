@@ -233,6 +233,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
     if (++_collectionId == 0) _collectionId = 1;
     return _collectionId;
   }
+  bool isMonitorStopping() const { return _stopProfilerMonitor; }
   mutable ZOVLock _lock{"AppServerLock"};
   ZOVResourceAnchorTable _resourceAnchorTable;  // guarded by _lock
 

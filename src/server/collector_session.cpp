@@ -64,6 +64,7 @@ void traceCounts(const ZOVApplicationServer::SampleList& samples) {
 struct ZOVApplicationServer::Poll {
   SampleList samples;
   std::size_t frames = 0;
+  std::size_t bytes = 0;           // of all frames
   bool complete = false;           // the end marker came
   bool propertiesArrived = false;  // Java properties
   unsigned int collectionId = 0;
@@ -86,7 +87,8 @@ bool ZOVApplicationServer::foundProfiler(const std::shared_ptr<ZOVSocketConnecti
   if (isExcludedFromMonitoring()) return false;
   clearEnvVariables();
   clearJVMProperties();
-  setStatus(ServerConnected);
+  // Behind a session that is just ending: its end sets the status too, under the same lock.
+  holding(_socketLock, Exclusive, [&] { setStatus(ServerConnected); });
   setDCProbeManagerProcessId(static_cast<unsigned int>(ping.getProcessId()));
   if (setLocaleName(ping.getLocaleName().data())) ZOVServerServices::current().rewriteContextInfo();
   holding(_socketLock, Exclusive, [&] {
@@ -206,13 +208,14 @@ ZOVReturnCode ZOVApplicationServer::exchange(const char* function, const ZOVRetu
 ZOVReturnCode ZOVApplicationServer::testConnectivity() {
   ZOV_TRACE(Public, "ZOVApplicationServer::testConnectivity");
   const ZOVPingRequest ping;
-  const ZOVReturnCode rc = exchange(
-      "ZOVApplicationServer::testConnectivity", ZOV_SOCKET_NOT_CONNECTED, [&](ZOVSocketConnection& socket) {
-        return zovExchange(&socket, ping, static_cast<int>(zovWaits().testConnectivitySeconds),
-                           ResponseExpected, nullptr, nullptr);
-      });
-  if (rc == ZOV_INVALID_RESPONSE) socketError(rc);
-  return rc;
+  return exchange("ZOVApplicationServer::testConnectivity", ZOV_SOCKET_NOT_CONNECTED,
+                  [&](ZOVSocketConnection& socket) {
+                    const ZOVReturnCode rc =
+                        zovExchange(&socket, ping, static_cast<int>(zovWaits().testConnectivitySeconds),
+                                    ResponseExpected, nullptr, nullptr);
+                    if (rc == ZOV_INVALID_RESPONSE) socketError(rc);
+                    return rc;
+                  });
 }
 
 ZOVReturnCode ZOVApplicationServer::sendProfilerCollectionRequest(const ZOVRequest& request, long long* value,
@@ -256,7 +259,8 @@ ZOVReturnCode ZOVApplicationServer::collectDataFromProfilerSocket(ZOVSocketConne
 }
 
 ZOVReturnCode ZOVApplicationServer::takeFrame(ZOVSocketConnection& socket, ZOVBuffer& frame, Poll& poll) {
-  if (++poll.frames > MaximumFramesPerPoll) return ZOV_INVALID_DATA;
+  poll.bytes += frame.length();
+  if (++poll.frames > MaximumFramesPerPoll || poll.bytes > MaximumBytesPerPoll) return ZOV_INVALID_DATA;
   // These two have no class, so they go before they would count as damage.
   if (frame.peekDataType() == ZOVTransportableData::SampleDataType) {
     const int type = frame.peekSubtype();
@@ -281,6 +285,7 @@ ZOVReturnCode ZOVApplicationServer::takeSampleFrame(std::unique_ptr<ZOVSample> s
       poll.complete = true;
       return 0;
     case ZOVSample::SampleTypeStringAbbreviation:
+      if (_abbreviationTable.entries() >= MaximumAbbreviations) return ZOV_INVALID_DATA;
       _abbreviationTable.createAbbreviation(static_cast<const ZOVStringAbbreviationSample&>(*sample));
       return 0;
     case ZOVSample::SampleTypeMessage:
@@ -306,6 +311,7 @@ void ZOVApplicationServer::saveSamplesOfPoll(Poll& poll) {
   traceCounts(poll.samples);
   SummaryAnchors summaries;
   for (std::unique_ptr<ZOVSample>& sample : poll.samples) {
+    if (isMonitorStopping()) return;
     convertAbbreviatedStringsInSample(*sample);
     if (sample->shouldCreateSummarySamples()) sample->createSummarizedSamples(summaries);
     saveSample(sample.release(), SaveSampleInterval, poll.collectionId);

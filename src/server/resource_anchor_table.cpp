@@ -21,14 +21,18 @@ ZOVResourceAnchor* ZOVResourceAnchorTable::find(const ZOVResourceAnchor* anchor)
 
 bool ZOVResourceAnchorTable::insert(ZOVResourceAnchor* anchor) {
   const int type = anchor->getSampleType();
-  if (!isInRange(type)) return false;
+  if (!isInRange(type) || _entries >= MaximumAnchors) return false;
+  ++_entries;
   _tables[static_cast<std::size_t>(type)].insert(anchor);
   return true;
 }
 
 void ZOVResourceAnchorTable::removeAndDestroy(const ZOVResourceAnchor* anchor) {
   const int type = anchor->getSampleType();
-  if (isInRange(type)) _tables[static_cast<std::size_t>(type)].removeAndDestroy(anchor);
+  if (!isInRange(type)) return;
+  const std::size_t before = entries(type);
+  _tables[static_cast<std::size_t>(type)].removeAndDestroy(anchor);
+  _entries -= before - entries(type);
 }
 
 std::unique_ptr<RWHashTableIterator> ZOVResourceAnchorTable::getIteratorForSampleType(int type) const {

@@ -12,6 +12,7 @@
 class ZOVResourceAnchorTable {
  public:
   static constexpr int Types = 82;
+  static constexpr std::size_t MaximumAnchors = 2'000'000;  ///< of all types; a peer's names have no end
 
   ZOVResourceAnchorTable() = default;
   ~ZOVResourceAnchorTable();
@@ -19,7 +20,7 @@ class ZOVResourceAnchorTable {
   ZOVResourceAnchorTable& operator=(const ZOVResourceAnchorTable&) = delete;
 
   ZOVResourceAnchor* find(const ZOVResourceAnchor* anchor) const;  ///< the equal anchor, or null
-  /// Takes the anchor over. False, with nothing taken, for a type outside the range.
+  /// Takes the anchor over. False, with nothing taken, for a type outside the range and in a full table.
   bool insert(ZOVResourceAnchor* anchor);
   void removeAndDestroy(const ZOVResourceAnchor* anchor);
   /// Walks one type; null for a type outside the range.
@@ -29,6 +30,7 @@ class ZOVResourceAnchorTable {
  private:
   friend class ZOVResourceAnchorTableIterator;
   std::array<RWHashTable, Types> _tables;
+  std::size_t _entries = 0;  // of all of them
 };
 
 /// Walks all anchors, type by type. Taking the next anchor before removing the present one is safe.

@@ -105,6 +105,18 @@ TEST_F(ContextTest, AStopEndsTheStartDelay) {
   EXPECT_EQ(rig.contextText(), "\n" + line("a", "1:h:ZOVS"));  // nothing was read, so nothing is written
 }
 
+TEST_F(ContextTest, AStopWhileReadingLosesNoLine) {
+  rig.services.serverParms.setSubnodeAliasName("al");
+  std::string text = "\n";
+  for (int i = 0; i < 1000; ++i) text += line("s" + std::to_string(i), std::to_string(i) + ":h:ZOVS");
+  write(text);
+  rig.start();
+  EXPECT_TRUE(comesTrue([&] { return rig.issued("ZOVA0007I"); }));
+  rig.context->shutdown();
+  rig.context->rewriteContextInfo();  // as a command does that is late
+  EXPECT_EQ(rig.contextText(), text);
+}
+
 TEST_F(ContextTest, AFileThatCannotBeWrittenStays) {
   rig.start();
   const auto path = rig.contextFile();
