@@ -10,7 +10,8 @@
 // the destructor frees what they use (or it ends the process instead of freeing).
 //
 // Locks. The agent's own lock guards nothing of its own; it is there for those who need one for the whole
-// agent. The walks over servers hold the context's lock shared.
+// agent. A walk over servers holds the context's lock shared; one that may wait for a server works on a copy
+// of the list instead.
 //
 // Return codes are those of runtime/return_codes.def.
 

@@ -133,23 +133,23 @@ unsigned int ZOVAgent::getSamples(ZOVSampleCallback callback, _sampleCallbackPar
                                   _SaveSampleType saveType, _GetNewSample getNew) {
   ZOV_TRACE(Public, "ZOVAgent::getSamples");
   if (_applicationContext == nullptr) return ZOV_NO_SUCH_SERVER;
-  // The parms hold the server, outside of any frame that a raise may cut: it is released in any case.
-  const auto ask = [&](const ZOVApplicationContext::Server& server) {
-    parms->servers.push_back(server);
-    return getSamplesFromAppServer(server.get(), callback, parms, anchor, saveType, getNew);
-  };
+  // The parms hold the servers, outside of any frame that a raise may cut: they are released in any case.
+  std::vector<std::shared_ptr<ZOVApplicationServerBase>>& servers = parms->servers;
+  const std::size_t first = servers.size();
   if (subnode != nullptr && *subnode != '\0') {
-    const auto server = _applicationContext->findAppServerMatchingSubnode(subnode);
-    return server == nullptr ? static_cast<unsigned int>(ZOV_NO_SUCH_SERVER) : ask(server);
+    if (auto server = _applicationContext->findAppServerMatchingSubnode(subnode)) servers.push_back(server);
+  } else {
+    // Without the context's lock: a server that is slow must not keep new ones from being defined.
+    for (const auto& server : _applicationContext->getAppServers()) servers.push_back(server);
   }
   bool anySucceeded = false;
   unsigned int lastFailure = ZOV_NO_SUCH_SERVER;
-  _applicationContext->forEachAppServer([&](const ZOVApplicationContext::Server& server) {
-    const unsigned int rc = ask(server);
+  for (std::size_t i = first; i < servers.size(); ++i) {
+    const unsigned int rc =
+        getSamplesFromAppServer(servers[i].get(), callback, parms, anchor, saveType, getNew);
     if (rc == 0) anySucceeded = true;
     if (rc != 0) lastFailure = rc;
-    return false;
-  });
+  }
   return anySucceeded ? 0 : lastFailure;
 }
 
@@ -220,8 +220,13 @@ void ZOVAgent::getWorkloadAnalysisMessages() {
   ZOV_TRACE(Public, "ZOVAgent::getWorkloadAnalysisMessages");
   if (_applicationContext == nullptr) return;
   const ZOVMessagesAnchor anchor;
-  _applicationContext->forEachAppServer([&](const ZOVApplicationContext::Server& server) {
-    if (!server->runningBackgroundCollection(ZOVSample::SampleTypeMessage)) server->takeSample(anchor);
-    return false;
-  });
+  // Without the context's lock: a server that is slow must not keep new ones from being defined.
+  std::vector<ZOVApplicationContext::Server> servers = _applicationContext->getAppServers();
+  withCleanup(
+      [&] {
+        for (const ZOVApplicationContext::Server& server : servers) {
+          if (!server->runningBackgroundCollection(ZOVSample::SampleTypeMessage)) server->takeSample(anchor);
+        }
+      },
+      [&] { servers.clear(); });
 }

@@ -127,6 +127,7 @@ void ZOVApplicationContext::backgroundProcessing() {
     startupCompleted(1);
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Starting context initialization thread");
     if (waitForStart()) readContextFile();
+    _closed = isShutdownRequested();
   });
 }
 

@@ -86,7 +86,7 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
   ZOVLock _lock{"ApplicationContext"};
   ZOVEvent _startEvent;             // posted by start and by shutdown
   std::vector<Server> _appServers;  // guarded by _lock
-  bool _closed = false;             // guarded by _lock; the servers are gone, and the file keeps them
+  bool _closed = false;  // guarded by _lock; the list is not whole any more, or never was: the file stays
   RWCString _contextFilePath;
   ZOVMutex _contextFileMutex;
 };

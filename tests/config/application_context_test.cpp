@@ -105,6 +105,17 @@ TEST_F(ContextTest, AStopEndsTheStartDelay) {
   EXPECT_EQ(rig.contextText(), "\n" + line("a", "1:h:ZOVS"));  // nothing was read, so nothing is written
 }
 
+TEST_F(ContextTest, ACollectorThatComesWithAStopInTheStartDelayCostsNoLine) {
+  zovWaits().contextStartDelaySeconds = 100'000;
+  write("\n" + line("a", "1:h:ZOVS"));
+  rig.start();
+  const auto collector = rig.ping("shop");  // waits for the lock
+  rig.context->interrupt();
+  EXPECT_TRUE(collector->receive());
+  rig.stop();
+  EXPECT_EQ(rig.contextText(), "\n" + line("a", "1:h:ZOVS"));
+}
+
 TEST_F(ContextTest, AStopWhileReadingLosesNoLine) {
   rig.services.serverParms.setSubnodeAliasName("al");
   std::string text = "\n";
