@@ -146,6 +146,7 @@ ZOVAgent::~ZOVAgent() {
     DGT1_Printf(traceUnit, DGT1_ERROR, "%d requests did not end; the process ends without them", remaining);
     ::_exit(0);
   }
+  if (_systemCommandManager) _systemCommandManager->partFromAgent();
   _profilerSocketMonitor.reset();
   _sessionDirectory.reset();
   _resourceManagerProxy.reset();

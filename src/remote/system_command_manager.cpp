@@ -17,57 +17,73 @@ static DGT1_Unit traceUnit("ZOVCSYSC");
 void ZOVSystemCommandManager::QueueCommand(const RWCString& path, const RWCString& command,
                                            const RWCString& arguments) {
   ZOV_TRACE(Public, "ZOVSystemCommandManager::QueueCommand");
-  {
-    const std::scoped_lock lock(_queueMutex);
-    _queue.emplace_back(path, command, arguments);
-  }
-  _commandEvent.post();
+  const std::scoped_lock lock(_mutex);
+  _queue.emplace_back(path, command, arguments);
+  _changed.notify_all();
+}
+
+void ZOVSystemCommandManager::partFromAgent() {
+  ZOV_TRACE(Public, "ZOVSystemCommandManager::partFromAgent");
+  std::unique_lock lock(_mutex);
+  _parted = true;
+  _changed.wait(lock, [this] { return _resting; });
 }
 
 void ZOVSystemCommandManager::backgroundProcessing() {
   ZOV_TRACE(Public, "ZOVSystemCommandManager::backgroundProcessing");
+  setResting(false);
   startupCompleted(1);
-  for (;;) {
-    _commandEvent.wait();
-    guarded(traceUnit.tag(), "ZOVSystemCommandManager::backgroundProcessing",
-            [this] { runQueuedCommands(); });
-  }
-}
-
-void ZOVSystemCommandManager::runQueuedCommands() {
-  ZOV_TRACE(Private, "ZOVSystemCommandManager::runQueuedCommands");
-  for (;;) {
+  while (!isShutdownRequested()) {
     if (::isShutdownRequested()) requestShutdown();
-    if (isShutdownRequested()) {
-      _leftEvent.post();
-      return;
-    }
-    if (!takeFirst()) return;
-    const ZOVReturnCode rc = _current.start();
-    if (rc == ZOV_OK) {
-      ZOV_LOG_MESSAGE(ZOVA0071I, "ZOVSystemCommandManager::backgroundProcessing", _current.getCommand(),
-                      _current.getServer());
-    } else {
-      ZOV_LOG_ERROR(ZOVA0072E, "ZOVSystemCommandManager::backgroundProcessing", _current.getCommand(),
-                    _current.getServer(), rc.getDescription());
-    }
+    guarded(traceUnit.tag(), "ZOVSystemCommandManager::backgroundProcessing", [this] { runNextCommand(); });
   }
 }
 
-bool ZOVSystemCommandManager::takeFirst() {
-  const std::scoped_lock lock(_queueMutex);
-  if (_queue.empty()) return false;
-  _current = std::move(_queue.front());
-  _queue.pop_front();
-  return true;
+void ZOVSystemCommandManager::setResting(bool resting) {
+  const std::scoped_lock lock(_mutex);
+  _resting = resting;
+  _changed.notify_all();
 }
 
-ZOVReturnCode ZOVSystemCommandManager::SystemCommand::start() const {
+void ZOVSystemCommandManager::runNextCommand() {
+  std::unique_lock lock(_mutex);
+  rest(lock);
+  const SystemCommand command = std::move(_queue.front());
+  _queue.pop_front();
+  lock.unlock();
+  const ZOVReturnCode rc = command.start(*this);
+  if (rc == ZOV_OK) {
+    ZOV_LOG_MESSAGE(ZOVA0071I, "ZOVSystemCommandManager::backgroundProcessing", command.getCommand(),
+                    command.getServer());
+  } else {
+    ZOV_LOG_ERROR(ZOVA0072E, "ZOVSystemCommandManager::backgroundProcessing", command.getCommand(),
+                  command.getServer(), rc.getDescription());
+  }
+}
+
+/// Until there is a command; once parted, for the rest of the process's life.
+void ZOVSystemCommandManager::rest(std::unique_lock<std::mutex>& lock) {
+  _resting = true;
+  _changed.notify_all();
+  _changed.wait(lock, [this] { return !_parted && !_queue.empty(); });
+  _resting = false;
+}
+
+int ZOVSystemCommandManager::runAtRest(const char* line) {
+  setResting(true);
+  const int result = std::system(line);
+  std::unique_lock lock(_mutex);
+  _changed.wait(lock, [this] { return !_parted; });
+  _resting = false;
+  return result;
+}
+
+ZOVReturnCode ZOVSystemCommandManager::SystemCommand::start(ZOVSystemCommandManager& manager) const {
   ZOV_TRACE(Public, "SystemCommand::start");
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Path = %s", _path.data());
   const RWCString line = _path + "/" + _command + " " + _arguments;
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Executable = %s", line.data());
-  const int result = std::system(line.data());
+  const int result = manager.runAtRest(line.data());
   if (result == 0) return ZOV_OK;
   const int error = result == -1 ? errno : WEXITSTATUS(result);
   DGT1_Printf(traceUnit, DGT1_MESSAGE, "Results = %d, WEXITSTATUS=%d, WTERMSIG=%d, WSTOPSIG=%d", result,

@@ -2,8 +2,9 @@
 // ZOVSystemCommandManager: runs the scripts that start and stop application servers, strictly in order and
 // one at a time, on a thread of its own, so that nobody waits for them. A command that fails is reported and
 // dropped. The thread is never told to end: it ends with the process, since a script may take as long as it
-// likes.
+// likes. So the agent's end parts the two before it takes away what the thread uses: see partFromAgent.
 
+#include <condition_variable>
 #include <deque>
 #include <mutex>
 
@@ -20,7 +21,7 @@ class ZOVSystemCommandManager : public ZOVAsynchronousTask {
     SystemCommand(const RWCString& path, const RWCString& command, const RWCString& arguments)
         : _path(path), _command(command), _arguments(arguments) {}
     /// Runs the script and waits for its end: 0, or 43 when it could not be run or did not end with 0.
-    ZOVReturnCode start() const;
+    ZOVReturnCode start(ZOVSystemCommandManager& manager) const;
     const RWCString& getCommand() const { return _command; }
     RWCString getServer() const;  ///< the first argument
 
@@ -35,14 +36,19 @@ class ZOVSystemCommandManager : public ZOVAsynchronousTask {
   void backgroundProcessing() override;
   /// Any thread may queue.
   void QueueCommand(const RWCString& path, const RWCString& command, const RWCString& arguments);
+  /// On return the thread rests, or is inside a script, and touches nothing of the agent ever after: a script
+  /// under way runs on unobserved, and what is queued is not run. Called once, before the agent goes.
+  void partFromAgent();
 
  private:
-  void runQueuedCommands();
-  bool takeFirst();
+  void setResting(bool resting);
+  void runNextCommand();
+  int runAtRest(const char* line);
+  void rest(std::unique_lock<std::mutex>& lock);
 
-  ZOVEvent _commandEvent;
-  ZOVEvent _leftEvent;  // posted when the thread leaves its queue for a shutdown
-  std::mutex _queueMutex;
-  std::deque<SystemCommand> _queue;  // guarded by _queueMutex
-  SystemCommand _current{{}, {}, {}};
+  std::mutex _mutex;  // guards what follows
+  std::condition_variable _changed;
+  std::deque<SystemCommand> _queue;
+  bool _resting = true;  // the thread waits for a command or for the end of a script, or does not run
+  bool _parted = false;
 };

@@ -101,6 +101,7 @@ class AgentProcess {
     ::waitpid(_pid, &status, 0);
     _pid = 0;
     if (_reader.joinable()) _reader.join();
+    if (status != 0 && WTERMSIG(status) != SIGKILL) std::fprintf(stderr, "%s\n", trace().c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : 256 + WTERMSIG(status);
   }
 
