@@ -27,20 +27,15 @@ TEST_F(HubTest, EveryStreamGetsEveryEventOfItsTables) {
 
 TEST_F(HubTest, ManyStreamsKeepTheirOrder) {
   start();
-  constexpr int streams = 300;
-  constexpr int events = 50;
   std::vector<ZOVTestHttpClient> clients;
-  for (int i = 0; i < streams; ++i) {
-    ASSERT_EQ(clients.emplace_back(port).openEvents("/v1/events?table=FAKE").status, 200) << i;
-  }
+  for (int i = 0; i < 300; ++i) ASSERT_EQ(clients.emplace_back(port).openEvents().status, 200) << i;
   std::thread source([&] {
-    for (int i = 0; i < events; ++i) EXPECT_EQ(table.AddDataToEvent(FakeRow(i)), 0);
+    for (int i = 0; i < 50; ++i) EXPECT_EQ(table.AddDataToEvent(FakeRow(i)), 0);
   });
   for (int i = 0; i < 20; ++i) EXPECT_EQ(zovTestGet(port, "/healthz").status, 200);
   for (ZOVTestHttpClient& client : clients) {
-    for (int i = 0; i < events; ++i) {
-      ASSERT_TRUE(
-          client.receiveEvent().starts_with("event: FAKE\ndata: {\"number\":" + std::to_string(i) + ","));
+    for (int i = 0; i < 50; ++i) {
+      ASSERT_NE(client.receiveEvent().find("{\"number\":" + std::to_string(i) + ","), std::string::npos);
     }
   }
   source.join();

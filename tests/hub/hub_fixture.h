@@ -24,6 +24,16 @@
 #include "platform/trace.h"
 #include "support/http_client.h"
 
+/// Repeats a check until it holds, at most 30 seconds.
+inline bool eventually(const std::function<bool()>& check) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (!check()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
+
 struct FakeRow {
   std::int32_t number;
   char text[16];
@@ -80,9 +90,9 @@ class FakeBox : public tqbox {
     }
     return result;
   }
-  /// All filters that the request gives, as "NAME type value".
-  std::vector<std::string> filters() {
-    std::vector<std::string> result;
+  /// All filters that the request gives, as " NAME type value" each.
+  std::string filters() {
+    std::string result;
     ResetFilterIndex();
     for (QFL1_FILTERINFO* filter = nullptr; GetFilterInfo(&filter) == 0;) {
       std::string value(static_cast<const char*>(filter->value),
@@ -90,8 +100,7 @@ class FakeBox : public tqbox {
       if (filter->valueType == QFL1_INTEGER) {
         value = std::to_string(*static_cast<const std::int32_t*>(filter->value));
       }
-      result.push_back(std::string(filter->columnName) + " " + std::to_string(filter->valueType) + " " +
-                       value);
+      result.append(" ").append(filter->columnName) += " " + std::to_string(filter->valueType) + " " + value;
     }
     return result;
   }
@@ -164,15 +173,6 @@ class HubTest : public testing::Test {
     return _arrived.wait_for(guard, std::chrono::seconds(30),
                              [&] { return _lines.find(text) != std::string::npos; });
   }
-  /// Repeats a check until it holds, at most 30 seconds.
-  static bool eventually(const std::function<bool()>& check) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!check()) {
-      if (std::chrono::steady_clock::now() > end) return false;
-      std::this_thread::yield();
-    }
-    return true;
-  }
   std::string rows(const std::string& query = "") {
     return zovTestGet(port, "/v1/tables/FAKE/rows" + query).body;
   }
@@ -198,24 +198,18 @@ class HubTest : public testing::Test {
 class Gate {
  public:
   void wait() {
-    std::unique_lock guard(_mutex);
     ++_waiting;
-    _changed.notify_all();
-    _changed.wait(guard, [&] { return _open; });
+    _open.wait(false);
   }
   bool awaitWaiting(int count) {
-    std::unique_lock guard(_mutex);
-    return _changed.wait_for(guard, std::chrono::seconds(30), [&] { return _waiting >= count; });
+    return eventually([&] { return _waiting >= count; });
   }
   void open() {
-    const std::lock_guard guard(_mutex);
     _open = true;
-    _changed.notify_all();
+    _open.notify_all();
   }
 
  private:
-  std::mutex _mutex;
-  std::condition_variable _changed;
-  int _waiting = 0;
-  bool _open = false;
+  std::atomic<int> _waiting{0};
+  std::atomic<bool> _open{false};
 };

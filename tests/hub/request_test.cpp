@@ -1,15 +1,5 @@
 #include "hub_fixture.h"
 
-namespace {
-
-ContextInfo withThresholds(std::vector<ZOVHubThreshold> thresholds) {
-  ContextInfo context;
-  context.thresholds = std::move(thresholds);
-  return context;
-}
-
-}  // namespace
-
 TEST(HubRequest, ARowPassesWhenAllThresholdsHold) {
   using enum _IntfOper;
   FakeTable table;
@@ -35,7 +25,9 @@ TEST(HubRequest, ARowPassesWhenAllThresholdsHold) {
       {{{"OTHER", NotEqual, "x"}}, false},
   };
   for (const auto& [thresholds, passes] : cases) {
-    ZOVHubRequest request(table, withThresholds(thresholds));
+    ContextInfo context;
+    context.thresholds = thresholds;
+    ZOVHubRequest request(table, context);
     const FakeRow row(-5, "abc");
     static_cast<FakeBox&>(request.box()).AddData(&row, 1);
     EXPECT_EQ(request.box()._data.count, passes ? 1 : 0)
@@ -43,40 +35,11 @@ TEST(HubRequest, ARowPassesWhenAllThresholdsHold) {
   }
 }
 
-TEST(HubRequest, RowsGrowByStepsAndKeepTheirBytes) {
-  FakeTable table;
-  ZOVHubRequest request(table, {});
-  tqbox& box = request.box();
-  for (int i = 0; i < 1000; ++i) {
-    const FakeRow row(i);
-    ASSERT_EQ(box.InsertRow(reinterpret_cast<const char*>(&row)), 0);
-  }
-  EXPECT_EQ(box._data.count, 1000);
-  EXPECT_GE(box._data.allocated, 1000);
-  for (int i = 0; i < 1000; ++i) {
-    const FakeRow row(i);
-    ASSERT_EQ(std::memcmp(box.rowAt(i), &row, sizeof row), 0);
-  }
-  EXPECT_EQ(box.rowAt(1000), nullptr);
-  EXPECT_EQ(box.rowAt(-1), nullptr);
-}
-
-TEST(HubRequest, ColumnsAreFoundByTheirNameInUpperCase) {
-  FakeTable table;
-  ZOVHubRequest request(table, {});
-  ColumnInfo info;
-  EXPECT_EQ(request.box().GetColumnInfoByName(&info, "ORIGINNODE"), 0);
-  EXPECT_EQ(info.offset, 20);
-  EXPECT_EQ(info.size, 32);
-  for (const char* name : {"originnode", "ORIGIN", "ORIGINNODES", ""}) {
-    EXPECT_NE(request.box().GetColumnInfoByName(&info, name), 0) << name;
-  }
-}
-
 TEST(HubRequest, ClosesAtOnceAndGoesWithItsLastHold) {
   FakeTable table;
   std::vector<std::int32_t> delivered;
-  ContextInfo context = withThresholds({{"NUMBER", _IntfOper::Greater, "10"}});
+  ContextInfo context;
+  context.thresholds = {{"NUMBER", _IntfOper::Greater, "10"}};
   context.deliver = [&](const tqbox& box) {
     for (std::int32_t i = 0; i < box._data.count; ++i)
       delivered.push_back(FakeRow(*reinterpret_cast<const FakeRow*>(box.rowAt(i))).number);
