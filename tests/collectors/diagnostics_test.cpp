@@ -6,7 +6,6 @@
 #include <thread>
 #include <vector>
 
-#include "runtime/return_code.h"
 #include "support/diagnostic_environment.h"
 
 static DGT1_Unit traceUnit("ZOVTDIAG");
@@ -17,20 +16,16 @@ TEST(Diagnostics, MessagesOfTheProcessBecomeProductEvents) {
   DiagnosticEnvironment environment;
   const int line = __LINE__ + 1;
   ZOV_LOG_MESSAGE(ZOVA0017I, "Server::activate", RWCString("shop"));
-  ZOV_LOG_ERROR(ZOVA0001I, "f");
   EXPECT_EQ(environment.issued(),
-            (std::vector<std::string>{"ZOVA0017I Application server shop is now active.",
-                                      "ZOVA0001I Vantor for Tessaly monitoring agent startup complete."}));
+            std::vector<std::string>{"ZOVA0017I Application server shop is now active."});
   environment.productEventCollector().forEachSample([&](const ZOVProductEventSample& sample) {
     char file[9] = {}, function[33] = {};
     sample.copyFile(file, 8);
     sample.copyFunction(function, 32);
     EXPECT_STREQ(file, "ZOVTDIAG");
-    EXPECT_TRUE(sample.getLine() == line ? std::string(function) == "Server::activate"
-                                         : sample.getLine() == line + 1);
+    EXPECT_STREQ(function, "Server::activate");
+    EXPECT_EQ(sample.getLine(), line);
   });
-  EXPECT_STREQ(ZOVReturnCode::getDescription(7), "Unable to locate the application server");
-  EXPECT_STREQ(ZOVReturnCode::getDescription(8), "ZOVR0008");
 }
 
 TEST(Diagnostics, AnyThreadMayIssueMessages) {

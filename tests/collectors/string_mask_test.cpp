@@ -42,21 +42,4 @@ TEST(StringMask, StaysCheapOnHostilePatterns) {
               std::string(100'000, 'x').c_str());
 }
 
-TEST(StringMask, IsComparedAssignedAndRecognised) {
-  ZOVStringMask mask("a*", CaseInsensitive);
-  EXPECT_TRUE(mask == ZOVStringMask("a*", CaseSensitive));
-  EXPECT_FALSE(mask == ZOVStringMask("A*", CaseInsensitive));
-  mask = "b?";
-  EXPECT_TRUE(mask == "Bx");
-  EXPECT_FALSE(mask == "abc");
-  const ZOVStringMask copy(mask);
-  mask = RWCString();
-  EXPECT_FALSE(mask == "bx");
-  EXPECT_TRUE(copy == "bx");
-  EXPECT_TRUE(ZOVStringMask::containsGenericMaskChars("a?"));
-  EXPECT_TRUE(ZOVStringMask::containsGenericMaskChars("*"));
-  EXPECT_FALSE(ZOVStringMask::containsGenericMaskChars("abc"));
-  EXPECT_FALSE(ZOVStringMask::containsGenericMaskChars(""));
-}
-
 }  // namespace
