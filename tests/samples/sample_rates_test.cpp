@@ -68,13 +68,6 @@ TEST(SampleValues, StatisticsAreKeptOnlyUnderStatisticsKeys) {
   EXPECT_EQ(sample.getTotalNumSamplesForStatinfo(kinds::Counter), 0);
 }
 
-TEST(SampleValues, TimesTakeTheLow32Bits) {
-  Sample sample(kinds::interval);
-  sample.with(ZOVSample::KeySampleTime, 0x1'0000'0005).with(ZOVSample::KeyDuration, 0x2'0000'0007);
-  EXPECT_EQ(sample.getSampleTime(), 5U);
-  EXPECT_EQ(sample.getNumericData(ZOVSample::KeyDuration), 7);
-}
-
 /// Counters between two cumulative samples.
 TEST(SampleRates, CumulativeCounters) {
   struct {
@@ -131,13 +124,6 @@ TEST(SampleRates, PercentIsAShareOfTheRelatedKeysDifference) {
   guarded.with(kinds::Percent, Smallest);
   guarded.calculateRates(nullptr);
   EXPECT_EQ(guarded.getPercent(kinds::Percent), Null);
-}
-
-TEST(SampleRates, PercentOfNothingKeepsWhatItHeld) {
-  Sample sample(kinds::interval);
-  sample.with(kinds::Counter, 0).with(kinds::Percent, 30);
-  sample.calculateRates(nullptr);
-  EXPECT_EQ(sample.getPercent(kinds::Percent), 0);
 }
 
 TEST(SampleRates, Statistics) {
@@ -259,18 +245,6 @@ TEST(SampleMerge, EachKindSumsInItsWay) {
     mine.mergeSampleData(&theirs);
     EXPECT_EQ(mine.getTotalCount(c.key), c.merged) << c.key << ' ' << c.mine << ' ' << c.theirs;
   }
-}
-
-TEST(SampleMerge, StatisticsAddUp) {
-  Sample mine(kinds::cumulative);
-  Sample theirs(kinds::cumulative);
-  theirs.withStatistic(kinds::StatInfo, 10, 4);
-  mine.mergeSampleData(&theirs);
-  mine.mergeSampleData(&theirs);
-  mine.mergeSampleData(nullptr);
-  EXPECT_EQ(mine.getTotalForStatinfo(kinds::StatInfo), 20);
-  EXPECT_EQ(mine.getTotalNumSamplesForStatinfo(kinds::StatInfo), 8);
-  EXPECT_EQ(mine.getTotalNumSamplesForStatinfo(kinds::PerfLoad), Null);
 }
 
 TEST(SampleMerge, HistoryMovesTheTimeAndSumsTheDurations) {
