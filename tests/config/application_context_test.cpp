@@ -24,12 +24,6 @@ class ContextTest : public testing::Test {
   ServerRig rig;
 };
 
-TEST_F(ContextTest, AnAbsentFileIsMade) {
-  rig.start();
-  EXPECT_EQ(names(), std::vector<std::string>{});
-  EXPECT_EQ(rig.contextText(), "\n");
-}
-
 TEST_F(ContextTest, ServersComeBackAsTheyWereInTheirOrder) {
   rig.services.serverParms.setSubnodeAliasName("al");
   const std::string text = "\n" + line("b", "b1:host:ZOVS") + line("a", "a1:host:ZOVS");
