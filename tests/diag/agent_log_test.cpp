@@ -5,37 +5,33 @@
 #include <string>
 #include <vector>
 
+#include "support/trace_capture.h"
+
 static DGT1_Unit traceUnit("ZOVTALOG");
 
 namespace {
 
-struct Issued {
-  std::string file, function, message;
-  int line;
-  int severity;
-};
-
 class Receiver : public ZOVMessageReceiver {
  public:
-  int postProductEvent(const char* file, const char* function, int line, const struct tm* when, int severity,
+  int postProductEvent(const char* file, const char* function, int line, const struct tm*, int severity,
                        const char* message) override {
-    EXPECT_GE(when->tm_year, 70);
-    issued.push_back({file, function, message, line, severity});
+    issued.emplace_back(message);
+    origin = DGT1_FormatText("%s %s %d %d", file, function, line, severity);
     return 0;
   }
-  std::vector<Issued> issued;
+  std::vector<std::string> issued;
+  std::string origin;
 };
 
 class AgentLogTest : public testing::Test {
  protected:
   void SetUp() override { messages.open(); }
-  void TearDown() override { DGT1_SetSink(nullptr, nullptr); }
 
   template <class... A>
   std::string logged(int message, const A&... a) {
     receiver.issued.clear();
     log.LogMessage("ZOVTALOG", "AgentLogTest::logged", 42, message, a...);
-    return receiver.issued.size() == 1 ? receiver.issued[0].message : "not one message";
+    return receiver.issued.size() == 1 ? receiver.issued[0] : "not one message";
   }
 
   ZOV_Agent_Log_Messages messages;
@@ -50,6 +46,7 @@ TEST_F(AgentLogTest, FormatsEachKindOfParameter) {
       "ZOVA0034W Invalid StatisticInterval configuration value -5 for application server shop.  Default "
       "value 0 used.");
   EXPECT_EQ(logged(ZOVA0005E, 0xBEEF), "ZOVA0005E Exception address BEEF.");
+  EXPECT_EQ(receiver.origin, "ZOVTALOG AgentLogTest::logged 42 2");
   EXPECT_EQ(logged(ZOVA0005E, -1), "ZOVA0005E Exception address FFFFFFFF.");
 }
 
@@ -59,43 +56,18 @@ TEST_F(AgentLogTest, StandsArgumentsThatDoNotFit) {
   EXPECT_EQ(logged(ZOVA0017I), "ZOVA0017I Application server (null) is now active.");
   EXPECT_EQ(logged(ZOVA0017I, 7, "unused"), "ZOVA0017I Application server 7 is now active.");
   EXPECT_EQ(logged(ZOVA0005E, "text"), "ZOVA0005E Exception address text.");
-  EXPECT_EQ(logged(4, "x"), "not one message");
-  EXPECT_EQ(logged(-1), "not one message");
-  EXPECT_EQ(logged(1 << 20), "not one message");
+  for (const int number : {4, -1, 1 << 20}) EXPECT_EQ(logged(number, "x"), "not one message");
 }
 
-TEST_F(AgentLogTest, PassesOriginAndSeverityOn) {
-  log.LogError("ZOVCSOCK", "ZOVSocket::send", 123, ZOVA0138W, "shop");
-  ASSERT_EQ(receiver.issued.size(), 1U);
-  EXPECT_EQ(receiver.issued[0].file, "ZOVCSOCK");
-  EXPECT_EQ(receiver.issued[0].function, "ZOVSocket::send");
-  EXPECT_EQ(receiver.issued[0].line, 123);
-  EXPECT_EQ(receiver.issued[0].severity, 2);
-}
-
-TEST_F(AgentLogTest, TracesAMessageUnderItsCaller) {
-  std::vector<std::string> lines;
-  DGT1_SetSink(
-      [](const char* tag, int line, std::string_view text, void* context) {
-        static_cast<std::vector<std::string>*>(context)->push_back(
-            std::string(tag) + ' ' + std::to_string(line) + ' ' + std::string(text));
-      },
-      &lines);
-  ASSERT_TRUE(DGT1_Configure("MESSAGE"));
-  log.LogMessage("ZOVCSOCK", "f", 123, ZOVA0017I, "caf\xC3\xA9");
-  ASSERT_TRUE(DGT1_Configure("ERROR"));
-  log.LogMessage("ZOVCSOCK", "f", 123, ZOVA0017I, "caf\xC3\xA9");
-  ASSERT_TRUE(DGT1_Configure("ERROR MESSAGE"));
-  ASSERT_EQ(lines.size(), 2U);
-  EXPECT_TRUE(lines[0].starts_with("ZOVCSOCK 123 "));
-  EXPECT_TRUE(lines[0].ends_with(" ZOVA0017I Application server caf\xC3\xA9 is now active."));
-  EXPECT_TRUE(lines[1].ends_with(" ZOVA0017I Application server caf<00E9> is now active."));
-}
-
-TEST_F(AgentLogTest, WithoutAnEnvironmentMessagesAreDropped) {
-  ASSERT_EQ(ZOVAgentEnvironment::pEnvironment.load(), nullptr);
-  ZOV_LOG_MESSAGE(ZOVA0017I, "f", "shop");
-  ZOV_LOG_ERROR(ZOVA0001I, "f");
+TEST_F(AgentLogTest, TracesAMessageAsItsFlagShowsIt) {
+  for (const auto& [setting, name] : {std::pair{"MESSAGE", "caf\xC3\xA9"}, {"ERROR", "caf<00E9>"}}) {
+    const TraceCapture trace(setting);
+    log.LogMessage("ZOVCSOCK", "f", 123, ZOVA0017I, "caf\xC3\xA9");
+    ASSERT_EQ(trace.lines().size(), 1U) << setting;
+    EXPECT_TRUE(
+        trace.lines()[0].ends_with(" ZOVA0017I Application server " + std::string(name) + " is now active."))
+        << trace.lines()[0];
+  }
 }
 
 }  // namespace
