@@ -275,17 +275,6 @@ TEST(AnchorSamples, PartsOfOneCollectionMerge) {
   EXPECT_EQ(ungrouped.anchor.getLastCollectionId(), 0U);
 }
 
-TEST(AnchorSamples, WithoutHistoryNothingIsKept) {
-  Resource r(true);
-  r.anchor.setCollectHistory(false);
-  EXPECT_EQ(r.save(1000, 100, 1).history(), "none");
-  Resource cumulative(false);
-  cumulative.anchor.setCollectHistory(false);
-  cumulative.save(1000, 100, 1);
-  EXPECT_EQ(cumulative.history(), "none");
-  EXPECT_EQ(cumulative.anchor.getLastHistoricalSample(), nullptr);
-}
-
 TEST(AnchorSamples, ADeletedResourceHasOneLastHistoricalRead) {
   for (bool interval : {false, true}) {
     Resource r(interval);

@@ -153,9 +153,7 @@ TEST(ContainerSample, FoldsTheKindsOfBeans) {
     for (const auto& [key, value] : c.saved) EXPECT_EQ(sample.getTotalCount(key), -1) << key;
   }
   ZOVContainerSample loads;
-  loads.saveStatInfoData(154, 10, 2);
-  loads.saveStatInfoData(165, 5, 1);
-  loads.saveStatInfoData(150, 1, -1);
+  for (const auto& [key, count] : {std::pair{154, 10}, {165, 5}}) loads.saveStatInfoData(key, count, 1);
   EXPECT_EQ(loads.getTotalForStatinfo(181), 15);
   EXPECT_EQ(loads.getTotalForStatinfo(154), 10) << "a load is kept itself, too";
 }

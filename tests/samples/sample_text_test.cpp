@@ -96,12 +96,4 @@ TEST(SampleText, TheFirstKeywordOfAnAmbiguousPairWins) {
   EXPECT_EQ(sample->getTotalCount(159), -1);
 }
 
-TEST(SampleText, AClassWithoutKeywordsSkipsAllText) {
-  ZOVWorkloadSumSample sample;
-  sample.buildFromSampleString("appl_name=shop\n700=3");
-  sample.buildFromSampleString(nullptr);
-  EXPECT_TRUE(sample.applicationName.isNull());
-  EXPECT_EQ(sample.getNumericData(700), -1);
-}
-
 }  // namespace
