@@ -63,6 +63,8 @@ TEST(Utf8Handler, TruncatesBetweenCharacters) {
   };
   const auto end = ZOVUTF8Handler::TruncateEnd;
   const auto front = ZOVUTF8Handler::TruncateFront;
+  EXPECT_EQ(cut("abcdef", 4, end), "abcd");
+  EXPECT_EQ(cut("abcdef", 4, front), "cdef");
   // No UTF-8: cut as near to the maximum as a character could be long.
   EXPECT_EQ(cut("\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80", 8, end).size(), 8U);
   EXPECT_EQ(cut("\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80", 8, front).size(), 3U);
