@@ -52,9 +52,9 @@ TEST_F(HubTest, AStreamThatClosesRemovesItsRequest) {
   EXPECT_EQ(ZOVHubRequest::openCount(table), 2U);
   EXPECT_EQ(zovTestGet(port, "/v1/events").status, 503) << "as many streams as may are open";
   first.close();
-  EXPECT_TRUE(eventually([&] { return ZOVHubRequest::openCount(table) == 1; }))
+  EXPECT_TRUE(comesTrue([&] { return ZOVHubRequest::openCount(table) == 1; }))
       << "found out by comments alone";
-  EXPECT_TRUE(eventually([&] { return table.boxes == 1; }));
+  EXPECT_TRUE(comesTrue([&] { return table.boxes == 1; }));
   ZOVTestHttpClient third(port);
   EXPECT_EQ(third.openEvents().status, 200);
   EXPECT_EQ(table.AddDataToEvent(FakeRow(1, "one", "n")), 0);
@@ -67,9 +67,9 @@ TEST_F(HubTest, AReaderFarBehindIsDropped) {
   start();
   ZOVTestHttpClient lazy(port);
   ASSERT_EQ(lazy.openEvents().status, 200);
-  ASSERT_TRUE(eventually([&] { return table.AddDataToEvent(FakeRow(1)) != 0; }));
+  ASSERT_TRUE(comesTrue([&] { return table.AddDataToEvent(FakeRow(1)) != 0; }));
   EXPECT_TRUE(lazy.closedByServer());
-  EXPECT_TRUE(eventually([&] { return ZOVHubRequest::openCount(table) == 0; }));
+  EXPECT_TRUE(comesTrue([&] { return ZOVHubRequest::openCount(table) == 0; }));
   EXPECT_EQ(zovTestGet(port, "/healthz").status, 200);
 }
 
@@ -92,7 +92,7 @@ TEST_F(HubTest, StreamsComeAndGoWhileEventsFlow) {
   for (std::thread& reader : readers) reader.join();
   enough = true;
   source.join();
-  EXPECT_TRUE(eventually([&] {
+  EXPECT_TRUE(comesTrue([&] {
     table.AddDataToEvent(FakeRow(0));
     return table.boxes == 0;
   }));

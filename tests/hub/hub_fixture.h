@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <condition_variable>
 #include <cstdlib>
 #include <cstring>
@@ -22,17 +21,8 @@
 #include "hub/request.h"
 #include "hub/settings.h"
 #include "platform/trace.h"
+#include "support/comes_true.h"
 #include "support/http_client.h"
-
-/// Repeats a check until it holds, at most 30 seconds.
-inline bool eventually(const std::function<bool()>& check) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!check()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::yield();
-  }
-  return true;
-}
 
 struct FakeRow {
   std::int32_t number;
@@ -82,13 +72,9 @@ class FakeBox : public tqbox {
     if (std::strcmp(column, "TEXT") == 0) return IsException(op, fake.text, value, sizeof fake.text);
     return 0;
   }
-  int AddData(const FakeRow* rows, int count) {
-    int result = 0;
-    for (int i = 0; i < count && result == 0; ++i) {
-      const char* const row = reinterpret_cast<const char*>(rows + i);
-      if (CheckForException(row) != 0) result = InsertRow(row);
-    }
-    return result;
+  int AddData(const FakeRow& fake) {
+    const char* const row = reinterpret_cast<const char*>(&fake);
+    return CheckForException(row) != 0 ? InsertRow(row) : 0;
   }
   /// All filters that the request gives, as " NAME type value" each.
   std::string filters() {
@@ -125,7 +111,7 @@ class FakeTable : public TableManager {
     while (tqbox* const box = iterator.Next()) {
       const std::uint32_t id = box->handle.id;
       box->UseHandle(id);
-      static_cast<FakeBox*>(box)->AddData(&row, 1);
+      static_cast<FakeBox*>(box)->AddData(row);
       if (const int code = box->Dispatch()) result = code;
       box->_data.count = 0;
       RCL1_Drop(id);
@@ -202,7 +188,7 @@ class Gate {
     _open.wait(false);
   }
   bool awaitWaiting(int count) {
-    return eventually([&] { return _waiting >= count; });
+    return comesTrue([&] { return _waiting >= count; });
   }
   void open() {
     _open = true;

@@ -27,8 +27,7 @@ TEST_F(HubTest, ShutdownAnswersThoseWhoWaitAndLeavesTheStuckToThemselves) {
   std::promise<void> left;
   table.sample = [&](FakeBox& box) {
     gate.wait();
-    const FakeRow row(1);
-    EXPECT_NE(box.AddData(&row, 1), 0) << "a request of a hub that ends takes no more rows";
+    EXPECT_NE(box.AddData(FakeRow(1)), 0) << "a request of a hub that ends takes no more rows";
     EXPECT_EQ(box.GetSubnode(), nullptr);
     left.set_value();
   };

@@ -27,8 +27,7 @@ TEST_F(HubTest, ListsTablesAndNodes) {
   table.sample = [](FakeBox& box) {
     box.ResetGetSubnode();
     while (const char* const node = box.GetSubnode()) {
-      const FakeRow row(box.samptype, "", node);
-      box.AddData(&row, 1);
+      box.AddData(FakeRow(box.samptype, "", node));
     }
   };
   EXPECT_EQ(rows(),
@@ -83,8 +82,7 @@ TEST_F(HubTest, WritesAnyRowAsValidJson) {
                {" lead", " lead"}};
   table.sample = [&](FakeBox& box) {
     for (const auto& c : cases) {
-      const FakeRow row(-1, c.text);
-      box.AddData(&row, 1);
+      box.AddData(FakeRow(-1, c.text));
     }
   };
   const std::string body = rows();
@@ -198,8 +196,7 @@ TEST_F(HubTest, SlowQueriesHoldUpNothingElse) {
   Gate gate;
   table.sample = [&](FakeBox& box) {
     gate.wait();
-    const FakeRow row(7);
-    box.AddData(&row, 1);
+    box.AddData(FakeRow(7));
   };
   std::vector<ZOVTestHttpClient> slow;
   for (int i = 0; i < 3; ++i) {
@@ -229,8 +226,7 @@ TEST_F(HubTest, AnswersManyQueriesAtOnceOnKeptConnections) {
   start();
   table.sample = [](FakeBox& box) {
     for (int i = 0; i < 100; ++i) {
-      const FakeRow row(i, "row");
-      box.AddData(&row, 1);
+      box.AddData(FakeRow(i, "row"));
     }
   };
   std::vector<std::thread> threads;
@@ -247,7 +243,7 @@ TEST_F(HubTest, AnswersManyQueriesAtOnceOnKeptConnections) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(good, 200);
-  EXPECT_TRUE(eventually([&] { return table.boxes == 0; }));
+  EXPECT_TRUE(comesTrue([&] { return table.boxes == 0; }));
 }
 
 TEST_F(HubTest, TooManyRowsOrAFailureOfTheTableIsAnAnswer) {
@@ -255,8 +251,7 @@ TEST_F(HubTest, TooManyRowsOrAFailureOfTheTableIsAnAnswer) {
   start();
   int rowsTaken = 0;
   table.sample = [&](FakeBox& box) {
-    const FakeRow row(1);
-    while (rowsTaken < 1000 && box.AddData(&row, 1) == 0) ++rowsTaken;
+    while (rowsTaken < 1000 && box.AddData(FakeRow(1)) == 0) ++rowsTaken;
     if (!box.filters().empty()) throw std::bad_alloc();
   };
   const ZOVTestAnswer answer = zovTestGet(port, "/v1/tables/FAKE/rows");

@@ -28,8 +28,7 @@ TEST(HubRequest, ARowPassesWhenAllThresholdsHold) {
     ContextInfo context;
     context.thresholds = thresholds;
     ZOVHubRequest request(table, context);
-    const FakeRow row(-5, "abc");
-    static_cast<FakeBox&>(request.box()).AddData(&row, 1);
+    static_cast<FakeBox&>(request.box()).AddData(FakeRow(-5, "abc"));
     EXPECT_EQ(request.box()._data.count, passes ? 1 : 0)
         << testing::PrintToString(&thresholds - &cases[0].thresholds);
   }

@@ -29,20 +29,10 @@
 #include "server/application_server.h"
 #include "server/resource_manager_proxy.h"
 #include "server/server_services.h"
+#include "support/comes_true.h"
 #include "support/diagnostic_environment.h"
 #include "support/fake_collector.h"
 #include "transport/session_listener.h"
-
-/// Waits for what another thread is about to bring about; gives up after 30 seconds.
-template <class Condition>
-bool comesTrue(Condition condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::yield();
-  }
-  return true;
-}
 
 /// A clock that stands still but for its steps.
 class StepClock {

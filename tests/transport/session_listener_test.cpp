@@ -10,10 +10,10 @@
 #include <filesystem>
 #include <map>
 #include <mutex>
-#include <thread>
 
 #include "runtime/recovery.h"
 #include "runtime/waits.h"
+#include "support/comes_true.h"
 #include "support/diagnostic_environment.h"
 #include "support/fake_collector.h"
 #include "transport/client_socket.h"
@@ -23,17 +23,6 @@ namespace {
 std::size_t openDescriptors() {
   const std::filesystem::directory_iterator all("/proc/self/fd");
   return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
-/// Waits for what another thread is about to bring about; gives up after 30 seconds.
-template <class Condition>
-bool comesTrue(Condition condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::yield();
-  }
-  return true;
 }
 
 /// Servers by name; the listener knows them only as opaque objects.
