@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <set>
 #include <vector>
 
-#include "runtime/foundation/collections.h"
 #include "samples/anchors.h"
 
 namespace {

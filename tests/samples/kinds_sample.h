@@ -1,8 +1,6 @@
 #pragma once
 // A sample class with one key of each kind, cumulative or interval, whose keys are its kinds plus 100.
 
-#include <memory>
-
 #include "samples/sample.h"
 
 namespace kinds {

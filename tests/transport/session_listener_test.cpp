@@ -16,7 +16,6 @@
 #include "support/comes_true.h"
 #include "support/diagnostic_environment.h"
 #include "support/fake_collector.h"
-#include "transport/client_socket.h"
 
 namespace {
 
