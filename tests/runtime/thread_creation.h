@@ -7,5 +7,5 @@ class ThreadCreationFails {
   ~ThreadCreationFails() { active = false; }
   ThreadCreationFails(const ThreadCreationFails&) = delete;
   ThreadCreationFails& operator=(const ThreadCreationFails&) = delete;
-  static thread_local bool active;
+  static constinit thread_local bool active;
 };
