@@ -88,7 +88,7 @@ TEST(TraceSetting, AppliesToUnitsMadeLater) {
 }
 
 TEST(Trace, DumpsBytesAndStopsAt4096) {
-  const TraceCapture capture;
+  const TraceCapture capture("ALL");
   SnapHex(traceUnit, "0123456789ABCDEF\x01~\xFF", 19, "Record");
   const std::string large(5000, 'x');
   SnapHex(traceUnit, large.data(), large.size(), "Large");

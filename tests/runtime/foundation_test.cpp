@@ -43,60 +43,37 @@ std::string shown(const RWCollection& collection) {
   return shown(*collection.newIterator());
 }
 
-/// Records what comes by the error path.
-class ErrorPath {
- public:
-  ErrorPath() {
-    count = 0, _former = rwSetErrHandler([](const RWxmsg&) { ++count; });
-  }
-  ~ErrorPath() { rwSetErrHandler(_former); }
-  ErrorPath(const ErrorPath&) = delete;
-  ErrorPath& operator=(const ErrorPath&) = delete;
-  static inline int count = 0;
-
- private:
-  RWErrorHandler _former;
-};
-
 template <class C>
-class Collections : public testing::Test {};
+class EachCollection : public testing::Test {};
 using AllCollections = testing::Types<RWSlistCollectables, RWOrdered, RWHashTable, RWBinaryTree>;
-TYPED_TEST_SUITE(Collections, AllCollections);
+TYPED_TEST_SUITE(EachCollection, AllCollections);
 
-TYPED_TEST(Collections, FindByEqualityAndOwnNothing) {
-  Item one(1), two(2), three(3);
+TYPED_TEST(EachCollection, FindByEqualityAndDestroyEachMemberOnceWhenAsked) {
   TypeParam collection;
-  EXPECT_TRUE(collection.isEmpty());
-  EXPECT_EQ(collection.find(&one), nullptr);
+  Item one(1), two(2);
+  const Item likeTwo(2), none(4), eight(8);
   EXPECT_EQ(collection.insert(nullptr), nullptr);
-  for (Item* item : {&one, &two, &three}) EXPECT_EQ(collection.insert(item), item);
-  const Item likeTwo(2), none(4);
+  for (Item* item : {&one, &two}) EXPECT_EQ(collection.insert(item), item);
   EXPECT_EQ(collection.find(&likeTwo), &two);
   EXPECT_EQ(collection.find(&none), nullptr);
   EXPECT_EQ(collection.remove(&none), nullptr);
   EXPECT_EQ(collection.remove(&likeTwo), &two);
   EXPECT_EQ(collection.remove(&likeTwo), nullptr);
-  EXPECT_EQ(shown(collection), "1 3");
-  collection.removeAndDestroy(&none);
-  EXPECT_EQ(collection.entries(), 2U);
+  EXPECT_EQ(shown(collection), "1");
   collection.clear();
-  EXPECT_EQ(shown(collection), "");
-  EXPECT_EQ(Item::alive, 5);
-}
 
-TYPED_TEST(Collections, DestroyEachMemberOnceWhenAsked) {
-  TypeParam collection;
+  const int before = Item::alive;
   Item* twice = new Item(7);
-  for (RWCollectable* item : {twice, new Item(3), new Item(9), twice}) collection.insert(item);
-  const Item three(3);
-  collection.removeAndDestroy(&three);
-  EXPECT_EQ(Item::alive, 3);
+  for (RWCollectable* item : {twice, new Item(8), new Item(9), twice}) collection.insert(item);
+  collection.removeAndDestroy(&eight);
+  collection.removeAndDestroy(&none);
+  EXPECT_EQ(Item::alive, before + 2);
   collection.clearAndDestroy();
-  EXPECT_EQ(Item::alive, 1);
+  EXPECT_EQ(Item::alive, before);
   EXPECT_TRUE(collection.isEmpty());
 }
 
-TYPED_TEST(Collections, IteratorsOutliveInsertionsAndTheRemovalOfOthers) {
+TYPED_TEST(EachCollection, IteratorsOutliveInsertionsAndTheRemovalOfOthers) {
   Item items[] = {Item(1), Item(2), Item(3), Item(4), Item(5)};
   Item last(6);
   TypeParam collection;
@@ -116,143 +93,100 @@ TYPED_TEST(Collections, IteratorsOutliveInsertionsAndTheRemovalOfOthers) {
   EXPECT_EQ(shown(*iterator), "1 3 5 6");
 }
 
-TEST(List, KeepsItsOrderAndTellsMembersApartByAddress) {
-  Item first(1, "a"), second(1, "b"), front(0), end(9);
-  RWSlistCollectables list;
-  for (Item* item : {&first, &second, &end}) list.append(item);
-  list.prepend(&front);
-  EXPECT_EQ(shown(list), "0 1a 1b 9");
-  EXPECT_EQ(list.index(&second), 1U);
-  const Item none(5);
-  EXPECT_EQ(list.index(&none), RW_NPOS);
-  EXPECT_EQ(list.removeReference(&second), &second);
-  EXPECT_EQ(list.removeReference(&second), nullptr);
-  EXPECT_EQ(shown(list), "0 1a 9");
-}
-
-TEST(List, IteratorTakesItsCurrentMemberOut) {
-  Item items[] = {Item(1), Item(2), Item(3), Item(4)};
+TEST(List, TellsMembersApartByAddressAndItsIteratorTakesTheCurrentOneOut) {
+  Item items[] = {Item(1), Item(2, "a"), Item(2, "b"), Item(3), Item(4)};
   RWSlistCollectables list;
   for (Item& item : items) list.append(&item);
+  EXPECT_EQ(list.index(&items[4]), 4U);
+  EXPECT_EQ(list.removeReference(&items[2]), &items[2]);
+  EXPECT_EQ(list.removeReference(&items[2]), nullptr);
+  EXPECT_EQ(shown(list), "1 2a 3 4");
   RWSlistCollectablesIterator iterator(list);
   EXPECT_EQ(iterator.remove(), nullptr);
   iterator();
   EXPECT_EQ(iterator.remove(), &items[0]);
   EXPECT_EQ(iterator.remove(), nullptr);
   list.remove(&items[1]);  // comes next, also behind a removal
-  EXPECT_EQ(iterator(), &items[2]);
+  EXPECT_EQ(iterator(), &items[3]);
   iterator();
-  EXPECT_EQ(iterator.remove(), &items[3]);
+  EXPECT_EQ(iterator.remove(), &items[4]);
   EXPECT_EQ(iterator(), nullptr);
   EXPECT_EQ(shown(list), "3");
 }
 
-TEST(Queue, IsFirstInFirstOut) {
-  Item one(1), two(2);
-  RWSlistCollectablesQueue queue;
-  EXPECT_EQ(queue.get(), nullptr);
-  queue.append(&one);
-  queue.append(&two);
-  EXPECT_EQ(queue.first(), &one);
-  EXPECT_EQ(queue.get(), &one);
-  EXPECT_EQ(queue.get(), &two);
-  EXPECT_TRUE(queue.isEmpty());
-}
-
 TEST(Foundation, PositionsOutOfRangeTakeTheErrorPath) {
-  const ErrorPath errors;
+  static int errors;
+  errors = 0;
+  const RWErrorHandler former = rwSetErrHandler([](const RWxmsg&) { ++errors; });
   Item one(1);
   RWOrdered ordered;
   RWSlistCollectables list;
   RWCString text("abc");
   ordered.insert(&one);
   list.insert(&one);
-  EXPECT_EQ(ordered.at(0), &one);
-  EXPECT_EQ(list.at(0), &one);
-  EXPECT_EQ(text[2], 'c');
   EXPECT_EQ(text(3, 5), "");
-  EXPECT_EQ(ErrorPath::count, 0);
+  EXPECT_EQ(errors, 0);
   EXPECT_EQ(ordered.at(1), nullptr);
   EXPECT_EQ(ordered.removeAt(1), nullptr);
   EXPECT_EQ(list.at(1), nullptr);
   EXPECT_EQ(text[3], '\0');
   EXPECT_EQ(text(4, 1), "");
   EXPECT_EQ(text.replace(4, 1, "x", 1), "abc");
-  EXPECT_EQ(ErrorPath::count, 6);
-  EXPECT_EQ(ordered.removeAt(0), &one);
+  EXPECT_EQ(errors, 6);
+  rwSetErrHandler(former);
 }
 
-TEST(HashTable, IteratesByBucketAndInOrderOfInsertionWithin) {
+TEST(Collections, OrderOfIteration) {
   Item items[] = {Item(12, "a"), Item(21), Item(2), Item(12, "b"), Item(15), Item(9)};
   RWHashTable table(5);  // buckets by the last digit modulo 5
-  for (Item& item : items) table.insert(&item);
+  RWBinaryTree tree;
+  for (Item& item : items) table.insert(&item), tree.insert(&item);
   EXPECT_EQ(shown(table), "15 21 12a 2 12b 9");
-  table.remove(&items[2]);
-  table.insert(&items[2]);
+  EXPECT_EQ(shown(tree), "2 9 12a 12b 15 21");
+  table.insert(table.remove(&items[2]));
   EXPECT_EQ(shown(table), "15 21 12a 12b 2 9");
-  RWHashTable single(0);
-  for (Item& item : items) single.insert(&item);
-  EXPECT_EQ(shown(single), "12a 21 2 12b 15 9");
 }
 
 TEST(HashTable, AgreesWithAPlainListUnderRandomUse) {
   std::mt19937 random(20);
   std::vector<std::unique_ptr<Item>> items;
-  for (int i = 0; i < 600; ++i) items.push_back(std::make_unique<Item>(i % 200, std::to_string(i)));
-  std::vector<Item*> model;
+  for (int i = 0; i < 600; ++i) items.push_back(std::make_unique<Item>(i % 200));
+  std::vector<const RWCollectable*> model;
   RWHashTable table(7);
   for (int step = 0; step < 20'000; ++step) {
     Item* item = items[random() % items.size()].get();
-    const auto isEqual = [&](const Item* other) { return other->key == item->key; };
+    const auto known = [&] {
+      return std::any_of(model.begin(), model.end(), [&](auto* other) { return item->isEqual(other); });
+    };
     if (random() % 3 != 0 && std::find(model.begin(), model.end(), item) == model.end()) {
       table.insert(item);
       model.push_back(item);
     } else {
-      auto* const removed = static_cast<Item*>(table.remove(item));
-      ASSERT_EQ(removed != nullptr, std::any_of(model.begin(), model.end(), isEqual));
-      if (removed) {
-        ASSERT_EQ(removed->key, item->key);
-        ASSERT_EQ(std::erase(model, removed), 1U);
-      }
+      const bool present = known();
+      const RWCollectable* const removed = table.remove(item);
+      ASSERT_EQ(removed != nullptr, present);
+      ASSERT_TRUE(!removed || (item->isEqual(removed) && std::erase(model, removed) == 1U));
     }
-    ASSERT_EQ(table.find(item) != nullptr, std::any_of(model.begin(), model.end(), isEqual));
+    ASSERT_EQ(table.find(item) != nullptr, known());
     ASSERT_EQ(table.entries(), model.size());
   }
-  std::size_t walked = 0;
-  for (RWHashTableIterator next(table); const RWCollectable* member = next(); ++walked) {
-    ASSERT_EQ(std::count(model.begin(), model.end(), member), 1);
-  }
-  EXPECT_EQ(walked, model.size());
 }
 
 // None of these would end in a minute if the cost of one operation grew with the number of members.
-TEST(HashTable, StaysFlatWithManyMembers) {
+TEST(Collections, StayFlatWithManyMembers) {
   constexpr int count = 300'000;
   RWHashTable table(1);
-  for (int i = 0; i < count; ++i) table.insert(new Item(i));
-  for (int i = 0; i < count; ++i) table.insert(new Item(-1));
+  RWBinaryTree tree;
+  for (int i = 0; i < count; ++i) table.insert(new Item(i)), tree.insert(new Item(i));
+  for (int i = 0; i < count; ++i) table.insert(new Item(-1)), tree.insert(new Item(-1));
+  const Item crowd(-1);
   for (int i = 0; i < count; ++i) {
     const Item wanted(i);
     ASSERT_EQ(static_cast<const Item*>(table.find(&wanted))->key, i);
+    table.removeAndDestroy(&crowd);
   }
-  const Item crowd(-1);
-  for (int i = 0; i < count; ++i) table.removeAndDestroy(&crowd);
   EXPECT_EQ(table.entries(), std::size_t{count});
   table.clearAndDestroy();
-}
-
-TEST(BinaryTree, SortsAndKeepsTheOrderOfEquals) {
-  Item items[] = {Item(5, "a"), Item(2), Item(5, "b"), Item(9), Item(5, "c")};
-  RWBinaryTree tree;
-  for (Item& item : items) tree.insert(&item);
-  EXPECT_EQ(shown(tree), "2 5a 5b 5c 9");
-}
-
-TEST(BinaryTree, SortedAndEqualInputsCostNoMore) {
-  RWBinaryTree tree;
-  for (int i = 0; i < 300'000; ++i) tree.insert(new Item(i));
-  for (int i = 0; i < 300'000; ++i) tree.insert(new Item(7));
-  EXPECT_EQ(tree.entries(), 600'000U);
   tree.clearAndDestroy();
 }
 
@@ -260,17 +194,13 @@ TEST(String, Editing) {
   RWCString text("hello");
   EXPECT_EQ(text.replace(1, 3, "i", 1), "hio");
   EXPECT_EQ(text.replace(2, 100, "!?", 2), "hi!?");
-  EXPECT_EQ(text.remove(2), "hi");
-  EXPECT_EQ(text.prepend("<").append('>'), "<hi>");
+  EXPECT_EQ(text.remove(2).prepend("<").append('>'), "<hi>");
   text.resize(6);
   EXPECT_EQ(text, "<hi>  ");
   EXPECT_EQ(text.strip(), "<hi>");
-  EXPECT_EQ(RWCString("xxaxx").strip(RWCString::both, 'x'), "a");
   EXPECT_EQ(RWCString("xxaxx").strip(RWCString::leading, 'x'), "axx");
   EXPECT_EQ(RWCString("xxx").strip(RWCString::both, 'x'), "");
-  EXPECT_EQ(RWCString("abcdef")(2, 3), "cde");
   EXPECT_EQ(RWCString("abc")(1, RW_NPOS), "bc");
-  EXPECT_EQ("a" + RWCString("b") + "c", "abc");
   EXPECT_EQ(RWCString("a\0b", 3).length(), 3U);
   EXPECT_TRUE(RWCString(static_cast<const char*>(nullptr)).isNull());
   RWCString mixed("aZ\xC3\xA9{");
@@ -278,48 +208,33 @@ TEST(String, Editing) {
   EXPECT_EQ(mixed, "AZ\xC3\xA9{");
 }
 
-TEST(String, ComparingAndSearching) {
+TEST(String, ComparingSearchingTokenizing) {
   constexpr auto fold = RWCString::ignoreCase;
-  EXPECT_LT(RWCString("a").compareTo("b"), 0);
   EXPECT_GT(RWCString("\xFF").compareTo("a"), 0);
   EXPECT_GT(RWCString("\xFF").compareTo("a", fold), 0);
   EXPECT_GT(RWCString("abc").compareTo("ab", fold), 0);
   EXPECT_EQ(RWCString("AbC").compareTo("aBc", fold), 0);
-  EXPECT_TRUE(RWCString("YES").equals("yes", fold));
   EXPECT_FALSE(RWCString("YES").equals("yes"));
   EXPECT_FALSE(RWCString("YES").equals("yesx", fold));
   const RWCString text("one Two two");
   EXPECT_EQ(text.index("two"), 8U);
-  EXPECT_EQ(text.index("two", 0, fold), 4U);
   EXPECT_EQ(text.index("TWO", 5, fold), 8U);
   EXPECT_EQ(text.index("two", 99), RW_NPOS);
-  EXPECT_EQ(text.first('o'), 0U);
   EXPECT_EQ(text.last('o'), 10U);
-  EXPECT_EQ(text.last('x'), RW_NPOS);
 
   const RWCollectableString collectable("text"), same("text"), other("other");
   const Item stranger(1);
   EXPECT_TRUE(collectable.isEqual(&same));
   EXPECT_EQ(collectable.hash(), same.hash());
-  EXPECT_EQ(collectable.compareTo(&same), 0);
   EXPECT_GT(collectable.compareTo(&other), 0);
-  EXPECT_FALSE(collectable.isEqual(&other));
   EXPECT_FALSE(collectable.isEqual(&stranger));
-}
 
-TEST(String, Tokenizing) {
-  const RWCString text("  a\tb;;c d\n");
-  RWCTokenizer next(text);
+  const RWCString parts("  a\tb;;c d\0e\n", 13);
+  RWCTokenizer next(parts);
   EXPECT_EQ(next(), "a");
   EXPECT_EQ(next(";"), "\tb");
   EXPECT_EQ(next("; "), "c");
-  EXPECT_EQ(next(), "d");
-  EXPECT_EQ(next(), "");
-  EXPECT_EQ(next(), "");
-  const RWCString zero("a\0b", 3);
-  RWCTokenizer parts(zero);
-  EXPECT_EQ(parts(), "a");
-  EXPECT_EQ(parts(), "b");
+  for (const char* rest : {"d", "e", "", ""}) EXPECT_EQ(next(), rest);
 }
 
 }  // namespace

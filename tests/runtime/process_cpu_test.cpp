@@ -24,7 +24,6 @@ TEST(ProcessCpu, ReadsTheTextOfProc) {
       {"no bracket", "4242 java S 1 2 3", -1},
       {"cut short", "4242 (java) S 1 4242 4242 0 -1 4194560 100 200 3 4 250", -1},
       {"no number", stat("4242 (java)", "x", "50"), -1},
-      {"ends at the name", "4242 (java)", -1},
       {"empty", "", -1},
   };
   for (const auto& c : cases) EXPECT_EQ(zovParseProcessStat(c.text, 4242), c.expected) << c.what;
@@ -32,9 +31,7 @@ TEST(ProcessCpu, ReadsTheTextOfProc) {
 
 TEST(ProcessCpu, ReadsThisHost) {
   EXPECT_GE(zovProcessCPUUsage(static_cast<unsigned int>(getpid())), 0);
-  EXPECT_EQ(zovProcessCPUUsage(0), -1);
   EXPECT_EQ(zovProcessCPUUsage(0xFFFFFFFF), -1);
-  EXPECT_GE(zovNumProcessors(), 1);
 }
 
 }  // namespace

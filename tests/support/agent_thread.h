@@ -1,13 +1,9 @@
 #pragma once
-// A thread of the agent that runs a function of the test, and a sink that collects trace lines.
+// AgentThread: a thread of the agent that runs a function of the test.
 
 #include <functional>
-#include <mutex>
-#include <string>
 #include <utility>
-#include <vector>
 
-#include "platform/trace.h"
 #include "runtime/recoverable_thread.h"
 
 class AgentThread {
@@ -29,33 +25,4 @@ class AgentThread {
   }
   std::function<void()> _body;
   ZOVRecoverableThread _thread;
-};
-
-/// Collects trace lines while it lives.
-class TraceLines {
- public:
-  TraceLines() { DGT1_SetSink(&collect, this); }
-  ~TraceLines() { DGT1_SetSink(nullptr, nullptr); }
-  TraceLines(const TraceLines&) = delete;
-  TraceLines& operator=(const TraceLines&) = delete;
-
-  std::vector<std::string> all() const {
-    const std::scoped_lock lock(_mutex);
-    return _lines;
-  }
-  /// How many lines contain the text.
-  int count(std::string_view text) const {
-    int found = 0;
-    for (const std::string& line : all()) found += line.find(text) != std::string::npos;
-    return found;
-  }
-
- private:
-  static void collect(const char*, int, std::string_view text, void* self) {
-    auto* lines = static_cast<TraceLines*>(self);
-    const std::scoped_lock lock(lines->_mutex);
-    lines->_lines.emplace_back(text);
-  }
-  mutable std::mutex _mutex;
-  std::vector<std::string> _lines;
 };

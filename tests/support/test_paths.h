@@ -1,5 +1,5 @@
 #pragma once
-// Directories, ports and names for tests that start an agent.
+// Ports and names for tests that start an agent.
 
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -7,28 +7,9 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 
-/// A directory that goes with its object.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zovtestXXXXXX").string();
-    if (::mkdtemp(pattern.data()) != nullptr) _path = pattern;
-  }
-  ~TemporaryDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(_path, ignored);
-  }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-  const std::string& path() const { return _path; }
-
- private:
-  std::string _path;
-};
+#include "support/temporary_directory.h"
 
 /// A listening socket on loopback; its port is free for others once it is gone.
 class PortHolder {

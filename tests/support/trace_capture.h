@@ -12,7 +12,7 @@
 
 class TraceCapture {
  public:
-  explicit TraceCapture(const char* setting = "ALL") {
+  explicit TraceCapture(const char* setting = "ERROR MESSAGE") {
     EXPECT_TRUE(DGT1_Configure(setting));
     DGT1_SetSink(
         [](const char* tag, int, std::string_view text, void* self) {
@@ -34,14 +34,13 @@ class TraceCapture {
     const std::lock_guard lock(_mutex);
     return _lines;
   }
-  /// True when a line holds the text.
-  bool has(std::string_view text) const {
-    const std::lock_guard lock(_mutex);
-    for (const std::string& line : _lines) {
-      if (line.find(text) != std::string::npos) return true;
-    }
-    return false;
+  /// How many lines hold the text.
+  int count(std::string_view text) const {
+    int found = 0;
+    for (const std::string& line : lines()) found += line.find(text) != std::string::npos;
+    return found;
   }
+  bool has(std::string_view text) const { return count(text) > 0; }
 
  private:
   mutable std::mutex _mutex;
