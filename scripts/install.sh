@@ -6,7 +6,7 @@ set -euo pipefail
 declare -A packages=(
   [build]="g++ cmake ninja-build pkg-config libicu-dev libfmt-dev libmicrohttpd-dev rapidjson-dev libgtest-dev libgmock-dev curl ca-certificates"
   [bench]="libbenchmark-dev libprotobuf-dev protobuf-compiler"
-  [demo]="default-jdk-headless libtomcat10-java curl"
+  [demo]="default-jdk-headless libtomcat10-java curl procps"
 )
 
 missing=()
