@@ -139,8 +139,9 @@ void SampleToProtobuf(benchmark::State& state) {
 }
 #endif
 
+// Anchors are added and never taken away, so sizes rise.
 BENCHMARK(AnchorToRow)->Arg(1'000)->Arg(20'000)->Unit(benchmark::kMillisecond);
-BENCHMARK(AnchorToJson)->Arg(1'000)->Arg(20'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(AnchorToJson)->Arg(20'000)->Unit(benchmark::kMillisecond);
 #ifdef ZOV_BENCH_PROTOBUF
 BENCHMARK(SampleToProtobuf);
 #endif

@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "framework/filter.h"
+#include "framework/row_buffer.h"
 
 class TableManager;
 class TqboxAutomationCapsule;
@@ -105,7 +105,7 @@ class tqbox {
     std::int32_t count = 0;      ///< rows held
     std::int32_t allocated = 0;  ///< rows that there is room for
     std::int32_t allocSize = 0;  ///< step of growth in rows; the table's constructor sets it
-    std::vector<char> rows;      ///< `allocated` rows, `_rowSize` bytes apart
+    ZOVRowBuffer rows;           ///< `allocated` rows, `_rowSize` bytes apart
   } _data;
   std::int32_t _rowSize = 0;  ///< bytes of one row; the table's constructor sets it
 
