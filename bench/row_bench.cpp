@@ -9,13 +9,13 @@
 #include <string>
 
 #include "agent/agent.h"
-#include "agent/tables/table_inits.h"
-#include "hub/query.h"
-#include "hub/request.h"
+#include "hub/api/query.h"
+#include "hub/core/request.h"
 #include "runtime/lock.h"
 #include "runtime/waits.h"
 #include "samples/sample_classes.h"
 #include "server/application_server.h"
+#include "tables/table_inits.h"
 #ifdef ZOV_BENCH_PROTOBUF
 #include "samples.pb.h"
 #endif

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "config/application_context.h"
+#include "context/application_context.h"
 #include "server/application_server.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

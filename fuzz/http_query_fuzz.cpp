@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "hub/http_target.h"
-#include "hub/settings.h"
+#include "hub/core/settings.h"
+#include "hub/http/target.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <string>
 
-#include "agent/tables/table.h"
-#include "agent/tables/table_inits.h"
 #include "samples/sample.h"
+#include "tables/table.h"
+#include "tables/table_inits.h"
 
 namespace {
 
@@ -80,7 +80,7 @@ void print(const ZOVTableInfo& table) {
 int main() {
   std::puts(
       "# Tables\n\n"
-      "Made by `tools/table_docs` from `src/agent/tables/columns/*.def`; change those, and run\n"
+      "Made by `tools/table_docs` from `src/tables/columns/*.def`; change those, and run\n"
       "`build/release/bin/table_docs > docs/tables.md`.\n\n"
       "Integers are signed 32 bits, and -1 says that there is no value. Texts are blank padded; `utf8` is "
       "never cut in\n"
@@ -88,5 +88,5 @@ int main() {
       "three digits\n"
       "behind the point: 1500 is 1.5.");
 #define ZOV_TABLE(stem, ...) print(zov_##stem##_table());
-#include "agent/tables/tables.def"
+#include "tables/tables.def"
 }

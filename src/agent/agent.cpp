@@ -6,9 +6,8 @@
 
 #include "agent/agent_server_services.h"
 #include "agent/house_keeper.h"
-#include "agent/tables/table_inits.h"
 #include "collectors/diagnostics.h"
-#include "config/session_directory.h"
+#include "context/session_directory.h"
 #include "diag/agent_log.h"
 #include "diag/component_trace.h"
 #include "diag/utf8_handler.h"
@@ -18,6 +17,7 @@
 #include "runtime/recovery.h"
 #include "runtime/shutdown_probe.h"
 #include "runtime/trace_scope.h"
+#include "tables/table_inits.h"
 #include "transport/session_listener.h"
 
 static DGT1_Unit traceUnit("ZOVCAGNT");
@@ -37,7 +37,7 @@ constexpr struct {
 
 ZOVAgent::ZOVAgent(const char* /*configurationFile*/)
     : ZOVAgentEnvironment(std::make_unique<ZOVDiagnostics>()) {
-  ZOV_TRACE(Public, "ZOVAgent::ZOVAgent");
+  ZOV_TRACE(Public);
   initShutdownRequested();
   createComponentTrace();
   readInternalTraceSetting();
@@ -75,7 +75,7 @@ void ZOVAgent::buildConfigFilePrefix() {
 }
 
 void ZOVAgent::registerWithFramework() {
-  ZOV_TRACE(Private, "ZOVAgent::registerWithFramework");
+  ZOV_TRACE(Private);
   ARQ_SetAffinity(Affinity);
   ARQ_SetAffinity(Feature);
   const RWCString substitute = ZOVUTF8Handler::defaultMBSubstituteString;
@@ -90,7 +90,7 @@ void ZOVAgent::registerWithFramework() {
 
 /// The context before the listener: what a collector's ping finds must exist.
 void ZOVAgent::startComponents() {
-  ZOV_TRACE(Private, "ZOVAgent::startComponents");
+  ZOV_TRACE(Private);
   _serverServices = std::make_unique<ZOVAgentServerServices>(*this);
   _applicationContext = std::make_unique<ZOVApplicationContext>(_configFilePrefix.data());
   _applicationContext->startBackgroundThread();
@@ -116,18 +116,18 @@ std::uint16_t ZOVAgent::collectorSessionPort() const {
 }
 
 int ZOVAgent::Process(int argc, char** argv) {
-  ZOV_TRACE(Public, "ZOVAgent::Process");
-  ZOV_LOG_MESSAGE(ZOVA0001I, "ZOVAgent::Process");
+  ZOV_TRACE(Public);
+  ZOV_LOG_MESSAGE(ZOVA0001I);
   _applicationContext->start();
   int result = 0;
-  const auto failure = guarded(traceUnit.tag(), "ZOVAgent::Process", [&] { result = arkmain(argc, argv); });
+  const auto failure = guarded(ZOV_PLACE, [&] { result = arkmain(argc, argv); });
   return failure ? 0 : result;
 }
 
 int ZOVAgent::LoadAgents() {
-  ZOV_TRACE(Public, "ZOVAgent::LoadAgents");
+  ZOV_TRACE(Public);
 #define ZOV_TABLE(stem, ...) zov_##stem##_init();
-#include "agent/tables/tables.def"
+#include "tables/tables.def"
   if (ZOVAgentEnvironment* environment = pEnvironment) {
     environment->productEventCollector().releasePendingSamples();
   }
@@ -135,7 +135,7 @@ int ZOVAgent::LoadAgents() {
 }
 
 ZOVAgent::~ZOVAgent() {
-  ZOV_TRACE(Public, "ZOVAgent::~ZOVAgent");
+  ZOV_TRACE(Public);
   _shuttingDown = 1;
   if (_applicationContext) _applicationContext->interrupt();  // others may wait for it in its start delay
   _houseKeeper.reset();
@@ -156,7 +156,7 @@ ZOVAgent::~ZOVAgent() {
 }
 
 void ZOVAgent::shutdownComponents() {
-  ZOV_TRACE(Private, "ZOVAgent::shutdownComponents");
+  ZOV_TRACE(Private);
   if (_profilerSocketMonitor) _profilerSocketMonitor->shutdown();
   if (_resourceManagerProxy) _resourceManagerProxy->shutdown();
   if (_applicationContext) _applicationContext->shutdown();

@@ -19,9 +19,9 @@
 #include <memory>
 
 #include "agent/retrieval.h"
-#include "config/application_context.h"
 #include "config/config_parms.h"
 #include "config/node_names.h"
+#include "context/application_context.h"
 #include "runtime/environment.h"
 #include "runtime/lock.h"
 #include "samples/sample.h"

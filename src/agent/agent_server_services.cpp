@@ -34,7 +34,7 @@ int ZOVAgentServerServices::isSubNodeNameUnique(const char* subnode) {
 }
 
 ZOVReturnCode ZOVAgentServerServices::registerSubnode(const char* subnode, const char* affinity) {
-  ZOV_TRACE(Public, "ZOVAgentServerServices::registerSubnode");
+  ZOV_TRACE(Public);
   if (ARQ_Subnode_Register_nAff(subnode, ZOVAgent::CommandPrefix, _agent.getAgentVersion().data(),
                                 SubnodeKind, affinity, ZOVAgent::Feature) != 0 ||
       ARQ_Subnode_SendRequest() != 0) {
@@ -44,7 +44,7 @@ ZOVReturnCode ZOVAgentServerServices::registerSubnode(const char* subnode, const
 }
 
 ZOVReturnCode ZOVAgentServerServices::deregisterSubnode(const char* subnode) {
-  ZOV_TRACE(Public, "ZOVAgentServerServices::deregisterSubnode");
+  ZOV_TRACE(Public);
   if (ARQ_Subnode_Deregister(subnode) != 0 || ARQ_Subnode_SendRequest() != 0) {
     return ZOV_SUBNODE_REGISTRATION;
   }

@@ -9,7 +9,7 @@
 static DGT1_Unit traceUnit("ZOVCHKPR");
 
 void ZOVHouseKeeper::backgroundProcessing() {
-  ZOV_TRACE(Public, "ZOVHouseKeeper::backgroundProcessing");
+  ZOV_TRACE(Public);
   startupCompleted(1);
   DGT1_Printf(traceUnit, DGT1_ERROR, "Starting housekeeping thread");
   while (!isShutdownRequested()) {
@@ -17,7 +17,7 @@ void ZOVHouseKeeper::backgroundProcessing() {
       requestShutdown();
       return;
     }
-    guarded(traceUnit.tag(), "ZOVHouseKeeper::backgroundProcessing", [this] {
+    guarded(ZOV_PLACE, [this] {
       for (const ZOVSample::_DataSource source :
            {ZOVSample::DataSourceResource, ZOVSample::DataSourceProfiler, ZOVSample::DataSourceWorkload,
             ZOVSample::DataSourceVerboseGC}) {

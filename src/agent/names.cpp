@@ -7,13 +7,13 @@
 static DGT1_Unit traceUnit("ZOVCNAME");
 
 RWCString ZOVAgent::getCurrentSystemName() {
-  ZOV_TRACE(Minor, "ZOVAgent::getCurrentSystemName");
+  ZOV_TRACE(Minor);
   if (_systemName.isNull()) _systemName = ZOVNodeNames::readSystemName();
   return _systemName;
 }
 
 RWCString ZOVAgent::getHostName(const RWCString& /*subsystem*/) {
-  ZOV_TRACE(Public, "ZOVAgent::getHostName");
+  ZOV_TRACE(Public);
   const ZOVAgentConfigParms* parms = getConfigParms();
   return ZOVNodeNames::getHostName(parms ? parms->getAgentId() : RWCString(), getCurrentSystemName());
 }
@@ -31,7 +31,7 @@ RWCString ZOVAgent::getTruncatedString(const char* text, unsigned int maximum, _
 }
 
 RWCString ZOVAgent::DetermineName(tqbox* request, int row) {
-  ZOV_TRACE(Public, "ZOVAgent::DetermineName");
+  ZOV_TRACE(Public);
   if (request == nullptr) return {};
   RWCString name;
   ColumnInfo column;

@@ -72,7 +72,7 @@ long long ZOVSortedSample::sortValue() const {
 void ZOVAgent::extractFilterInfo(tqbox& request, const _FilterTableDef* table, int tableSize, int dump,
                                  ZOVAgentFrameworkComponentTraceEntry* entry, const _KeywordTable* keywords,
                                  ExtendedFilter** filter) {
-  ZOV_TRACE(Public, "ZOVAgent::extractFilterInfo");
+  ZOV_TRACE(Public);
   if (request.samptype != tqbox::SampleWithFilters) return;
   QFL1_FILTERINFO* info = nullptr;
   while (request.GetFilterInfo(&info) == 0) {
@@ -100,7 +100,7 @@ void ZOVAgent::extractFilterInfo(tqbox& request, const _FilterTableDef* table, i
 
 ZOVExtendedFilter* ZOVAgent::createExtendedFilterFromParmA(QFL1_FILTERINFO* info,
                                                            const _KeywordTable* keywords) {
-  ZOV_TRACE(Restricted, "ZOVAgent::createExtendedFilterFromParmA");
+  ZOV_TRACE(Restricted);
   const RWCString value = textOf(*info);
   RWCTokenizer next(value);
   if (!next(";").equals("TOP", RWCString::ignoreCase)) return nullptr;
@@ -131,7 +131,7 @@ ZOVExtendedFilter* ZOVAgent::createExtendedFilterFromParmA(QFL1_FILTERINFO* info
 unsigned int ZOVAgent::getSamples(ZOVSampleCallback callback, _sampleCallbackParms* parms,
                                   const char* subnode, const ZOVResourceAnchor* anchor,
                                   _SaveSampleType saveType, _GetNewSample getNew) {
-  ZOV_TRACE(Public, "ZOVAgent::getSamples");
+  ZOV_TRACE(Public);
   if (_applicationContext == nullptr) return ZOV_NO_SUCH_SERVER;
   // The parms hold the servers, outside of any frame that a raise may cut: they are released in any case.
   std::vector<std::shared_ptr<ZOVApplicationServerBase>>& servers = parms->servers;
@@ -156,7 +156,7 @@ unsigned int ZOVAgent::getSamples(ZOVSampleCallback callback, _sampleCallbackPar
 unsigned int ZOVAgent::getSamplesFromAppServer(ZOVApplicationServerBase* server, ZOVSampleCallback callback,
                                                _sampleCallbackParms* parms, const ZOVResourceAnchor* anchor,
                                                _SaveSampleType saveType, _GetNewSample getNew) {
-  ZOV_TRACE(Public, "ZOVAgent::getSamplesFromAppServer");
+  ZOV_TRACE(Public);
   const bool history = saveType == SaveSampleHistorical;
   const int type = anchor->getSampleType();
   const bool skip = history && !server->collectingHistoricalDataForSampleType(type);
@@ -170,7 +170,7 @@ unsigned int ZOVAgent::getSamplesFromAppServer(ZOVApplicationServerBase* server,
 
 unsigned int ZOVAgent::getLogFileSamples(ZOVSampleCallback callback, _sampleCallbackParms* parms,
                                          const char* subnode) {
-  ZOV_TRACE(Public, "ZOVAgent::getLogFileSamples");
+  ZOV_TRACE(Public);
   if (_applicationContext == nullptr) return ZOV_NO_SUCH_SERVER;
   const auto server = _applicationContext->findAppServerMatchingSubnode(subnode);
   if (server == nullptr) return ZOV_NO_SUCH_SERVER;
@@ -181,7 +181,7 @@ unsigned int ZOVAgent::getLogFileSamples(ZOVSampleCallback callback, _sampleCall
 
 unsigned int ZOVAgent::getProductEventSamples(ZOVSampleCallback callback, _sampleCallbackParms* parms,
                                               const char* /*subnode*/) {
-  ZOV_TRACE(Public, "ZOVAgent::getProductEventSamples");
+  ZOV_TRACE(Public);
   productEventCollector().forEachSample(
       [&](const ZOVProductEventSample& sample) { callback(parms, &sample, nullptr); });
   return 0;
@@ -208,7 +208,7 @@ void ZOVAgent::errorGettingSamples(tqbox& request, const ZOVReturnCode& rc, cons
 }
 
 void ZOVAgent::removeObsoleteResourceAnchorsByTime(ZOVSample::_DataSource source) {
-  ZOV_TRACE(Public, "ZOVAgent::removeObsoleteResourceAnchorsByTime");
+  ZOV_TRACE(Public);
   if (_applicationContext == nullptr) return;
   _applicationContext->forEachAppServer([&](const ZOVApplicationContext::Server& server) {
     server->removeObsoleteResourceAnchorsByTime(source);
@@ -217,7 +217,7 @@ void ZOVAgent::removeObsoleteResourceAnchorsByTime(ZOVSample::_DataSource source
 }
 
 void ZOVAgent::getWorkloadAnalysisMessages() {
-  ZOV_TRACE(Public, "ZOVAgent::getWorkloadAnalysisMessages");
+  ZOV_TRACE(Public);
   if (_applicationContext == nullptr) return;
   const ZOVMessagesAnchor anchor;
   // Without the context's lock: a server that is slow must not keep new ones from being defined.

@@ -6,9 +6,9 @@
 #include <memory>
 #include <vector>
 
+#include "foundation/collections.h"
+#include "foundation/string.h"
 #include "framework/tqbox.h"
-#include "runtime/foundation/collections.h"
-#include "runtime/foundation/string.h"
 #include "samples/resource_anchor.h"
 #include "samples/sample.h"
 

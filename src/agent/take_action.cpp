@@ -69,14 +69,14 @@ bool readNumber(ZOVQuotedStringParser& parser, int minimum, int maximum, int& nu
 }
 
 void logResult(const RWCString& name, const ZOVApplicationServer* server, unsigned int rc) {
+  ZOV_FUNCTION;
   if (rc == ZOV_COMMAND_QUEUED) return;  // the work still lies ahead
   const RWCString command = ZOVUTF8Handler::createFromLocalString(name.data());
   const RWCString serverName = server ? server->getName() : RWCString("unknown");
   if (rc == ZOV_OK) {
-    ZOV_LOG_ERROR(ZOVA0071I, "ZOVAgent::handleQTCommand", command, serverName);
+    ZOV_LOG_ERROR(ZOVA0071I, command, serverName);
   } else {
-    ZOV_LOG_ERROR(ZOVA0072E, "ZOVAgent::handleQTCommand", command, serverName,
-                  ZOVReturnCode::getDescription(rc));
+    ZOV_LOG_ERROR(ZOVA0072E, command, serverName, ZOVReturnCode::getDescription(rc));
   }
 }
 }  // namespace
@@ -88,11 +88,11 @@ struct ZOVAgent::Command {
 };
 
 long ZOVAgent::handleQTCommand(TqboxAutomationCapsule* capsule) {
-  ZOV_TRACE(Public, "ZOVAgent::handleQTCommand");
+  ZOV_TRACE(Public);
   Command command;
   unsigned int rc = ZOV_NO_SUCH_SERVER;
   ZOVAgent* agent = current();
-  const auto failure = guarded(traceUnit.tag(), "ZOVAgent::handleQTCommand", [&] {
+  const auto failure = guarded(ZOV_PLACE, [&] {
     if (agent != nullptr) rc = agent->carryOut(*capsule, command);
   });
   if (failure) rc = failure->getReturnCode();
@@ -106,7 +106,7 @@ long ZOVAgent::handleQTCommand(TqboxAutomationCapsule* capsule) {
 }
 
 unsigned int ZOVAgent::carryOut(const TqboxAutomationCapsule& capsule, Command& command) {
-  ZOV_TRACE(Private, "ZOVAgent::carryOut");
+  ZOV_TRACE(Private);
   RWCString subnode = DetermineName(capsule.owner, capsule.rowOrStatus);
   const RWCString text = commandText(capsule);
   ZOVQuotedStringParser parser(text, '\'');
@@ -127,7 +127,7 @@ unsigned int ZOVAgent::carryOut(const TqboxAutomationCapsule& capsule, Command& 
 }
 
 unsigned int ZOVAgent::perform(ZOVQuotedStringParser& parser, const Command& command) {
-  ZOV_TRACE(Private, "ZOVAgent::perform");
+  ZOV_TRACE(Private);
   using Handler = unsigned int (ZOVAgent::*)(ZOVQuotedStringParser&, ZOVApplicationServer*);
   static constexpr struct {
     const char* name;
@@ -156,25 +156,25 @@ unsigned int ZOVAgent::perform(ZOVQuotedStringParser& parser, const Command& com
 }
 
 unsigned int ZOVAgent::handleRemoveSubNodeCommand(const std::shared_ptr<ZOVApplicationServer>& server) {
-  ZOV_TRACE(Public, "ZOVAgent::handleRemoveSubNodeCommand");
+  ZOV_TRACE(Public);
   return _applicationContext->deleteAppServerContext(server);
 }
 
 unsigned int ZOVAgent::handleAppServerStartCommand(ZOVQuotedStringParser& parser,
                                                    ZOVApplicationServer* server) {
-  ZOV_TRACE(Public, "ZOVAgent::handleAppServerStartCommand");
+  ZOV_TRACE(Public);
   return server->startAppServer(readOptions(parser));
 }
 
 unsigned int ZOVAgent::handleAppServerStopCommand(ZOVQuotedStringParser& parser,
                                                   ZOVApplicationServer* server) {
-  ZOV_TRACE(Public, "ZOVAgent::handleAppServerStopCommand");
+  ZOV_TRACE(Public);
   return server->stopAppServer(readOptions(parser));
 }
 
 unsigned int ZOVAgent::handleAppServerRecycleCommand(ZOVQuotedStringParser& parser,
                                                      ZOVApplicationServer* server) {
-  ZOV_TRACE(Public, "ZOVAgent::handleAppServerRecycleCommand");
+  ZOV_TRACE(Public);
   const RWCString options = readOptions(parser);
   const ZOVReturnCode stopped = server->stopAppServer(options);
   return stopped == ZOV_COMMAND_QUEUED ? server->startAppServer(options) : stopped;
@@ -182,35 +182,35 @@ unsigned int ZOVAgent::handleAppServerRecycleCommand(ZOVQuotedStringParser& pars
 
 unsigned int ZOVAgent::handleStartResourceDataCollectionCommand(ZOVQuotedStringParser& parser,
                                                                 ZOVApplicationServer* server) {
-  ZOV_TRACE(Public, "ZOVAgent::handleStartResourceDataCollectionCommand");
+  ZOV_TRACE(Public);
   if (hasArgument(parser)) return ZOV_INVALID_COMMAND;
   return server->resumeCollectingResourceData();
 }
 
 unsigned int ZOVAgent::handleStopResourceDataCollectionCommand(ZOVQuotedStringParser& parser,
                                                                ZOVApplicationServer* server) {
-  ZOV_TRACE(Public, "ZOVAgent::handleStopResourceDataCollectionCommand");
+  ZOV_TRACE(Public);
   if (hasArgument(parser)) return ZOV_INVALID_COMMAND;
   return server->suspendCollectingResourceData();
 }
 
 unsigned int ZOVAgent::handleStartGCDataCollectionCommand(ZOVQuotedStringParser& parser,
                                                           ZOVApplicationServer* server) {
-  ZOV_TRACE(Public, "ZOVAgent::handleStartGCDataCollectionCommand");
+  ZOV_TRACE(Public);
   if (hasArgument(parser)) return ZOV_INVALID_COMMAND;
   return server->resumeCollectingGCData();
 }
 
 unsigned int ZOVAgent::handleStopGCDataCollectionCommand(ZOVQuotedStringParser& parser,
                                                          ZOVApplicationServer* server) {
-  ZOV_TRACE(Public, "ZOVAgent::handleStopGCDataCollectionCommand");
+  ZOV_TRACE(Public);
   if (hasArgument(parser)) return ZOV_INVALID_COMMAND;
   return server->suspendCollectingGCData();
 }
 
 unsigned int ZOVAgent::handleStartRequestDataCollectionCommand(ZOVQuotedStringParser& parser,
                                                                ZOVApplicationServer* server) {
-  ZOV_TRACE(Public, "ZOVAgent::handleStartRequestDataCollectionCommand");
+  ZOV_TRACE(Public);
   int level;
   if (!readNumber(parser, 0, INT_MAX, level)) return ZOV_INVALID_COMMAND;
   return server->processCollectRequest(level, KeepAsItIs);
@@ -218,14 +218,14 @@ unsigned int ZOVAgent::handleStartRequestDataCollectionCommand(ZOVQuotedStringPa
 
 unsigned int ZOVAgent::handleStopRequestDataCollectionCommand(ZOVQuotedStringParser& parser,
                                                               ZOVApplicationServer* server) {
-  ZOV_TRACE(Public, "ZOVAgent::handleStopRequestDataCollectionCommand");
+  ZOV_TRACE(Public);
   if (hasArgument(parser)) return ZOV_INVALID_COMMAND;
   return server->suspendCollectingRequestData();
 }
 
 unsigned int ZOVAgent::handleSetRequestDataCollectionCommand(ZOVQuotedStringParser& parser,
                                                              ZOVApplicationServer* server) {
-  ZOV_TRACE(Public, "ZOVAgent::handleSetRequestDataCollectionCommand");
+  ZOV_TRACE(Public);
   if (!server->CollectingRequestData()) return ZOV_REQUEST_COLLECTION_SUSPENDED;
   int percent;
   if (!readNumber(parser, 1, 100, percent)) return ZOV_INVALID_COMMAND;

@@ -16,7 +16,7 @@ bool zovParseDigits(const RWCString& text, int& value) {
 }
 
 std::optional<ZOVTakeActionArgument> ZOVTakeActionParser::parseNext() {
-  ZOV_TRACE(Public, "ZOVTakeActionParser::parseNext");
+  ZOV_TRACE(Public);
   while (_done == 0 && _returnCode == ZOV_OK) {
     const RWCString token = _parser.next(_done, " \t\n");
     const std::size_t equals = std::min(token.first('='), token.length());

@@ -3,7 +3,7 @@
 
 #include <ctime>
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 
 /// Clears `size` bytes of `out`, then copies as much of the text as fits; a full field has no zero byte.
 void copyString(const RWCString* text, char* out, int size);

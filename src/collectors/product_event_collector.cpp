@@ -45,7 +45,7 @@ void ZOVProductEventCollector::setEmitter(Emitter emitter) {
 
 int ZOVProductEventCollector::postProductEvent(const char* file, const char* function, int line,
                                                const struct tm* when, int severity, const char* message) {
-  ZOV_TRACE(Public, "ZOVProductEventCollector::postProductEvent");
+  ZOV_TRACE(Public);
   const std::string_view text = message ? message : "";
   const std::size_t idLength = identifierLength(text);
   std::string_view description = text.substr(idLength);
@@ -64,7 +64,7 @@ int ZOVProductEventCollector::postProductEvent(const char* file, const char* fun
 }
 
 unsigned int ZOVProductEventCollector::insertSample(ZOVProductEventSample* sample) {
-  ZOV_TRACE(Public, "ZOVProductEventCollector::insertSample");
+  ZOV_TRACE(Public);
   return holding(_lock, Exclusive, [&]() -> unsigned int {
     unsigned int code = _pendingSamples.isEmpty() ? ZOV_OK : releasePendingSamples();
     if (code == ZOV_OK) code = emit(sample);
@@ -88,7 +88,7 @@ void ZOVProductEventCollector::retain(ZOVProductEventSample* sample) {
 }
 
 unsigned int ZOVProductEventCollector::releasePendingSamples() {
-  ZOV_TRACE(Public, "ZOVProductEventCollector::releasePendingSamples");
+  ZOV_TRACE(Public);
   return holding(_lock, Exclusive, [&]() -> unsigned int {
     unsigned int code = ZOV_OK;
     while (!_pendingSamples.isEmpty() && code == ZOV_OK) {
@@ -100,7 +100,7 @@ unsigned int ZOVProductEventCollector::releasePendingSamples() {
 }
 
 void ZOVProductEventCollector::setMaxSamples(int maximum) {
-  ZOV_TRACE(Public, "ZOVProductEventCollector::setMaxSamples");
+  ZOV_TRACE(Public);
   holding(_lock, Exclusive, [&] {
     _maxSamples = maximum;
     while (!_samples.isEmpty() && static_cast<long>(_samples.entries()) >= maximum) delete _samples.get();

@@ -8,7 +8,7 @@
 
 #include "collectors/product_event_sample.h"
 #include "diag/agent_log.h"
-#include "runtime/foundation/collections.h"
+#include "foundation/collections.h"
 #include "runtime/lock.h"
 #include "runtime/memory_manager.h"
 #include "runtime/recovery.h"

@@ -3,7 +3,7 @@
 // and stores without a check; written while the configuration is read, before any other thread exists, and
 // never after.
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 #include "runtime/memory_manager.h"
 
 class ZOVAgentConfigParms : public ZOVMemoryManager {

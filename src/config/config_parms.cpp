@@ -141,7 +141,7 @@ void printServer(const ZOVAppServerConfigParms& parms) {
 }  // namespace
 
 int ZOVConfigParms::readFromFile(const char* prefix) {
-  ZOV_TRACE(Public, "ZOVConfigParms::readFromFile");
+  ZOV_TRACE(Public);
   const RWCString path = RWCString(prefix) + FileSuffix;
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Read configuration file=%s", path.data());
   readSections(path.data());
@@ -236,7 +236,7 @@ ZOVAgentConfigParms* ZOVConfigParms::getAgentConfigParms() {
 }
 
 ZOVAppServerConfigParms* ZOVConfigParms::getAppServerConfigParms(const char* name, const char* serverRoot) {
-  ZOV_TRACE(Public, "ZOVConfigParms::getAppServerConfigParms");
+  ZOV_TRACE(Public);
   waitUntilReady();
   if (!name) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Application Server name is NULL; using default parameters");
@@ -269,7 +269,7 @@ void ZOVConfigParms::waitUntilReady() {
 }
 
 void ZOVConfigParms::print() const {
-  ZOV_TRACE(Public, "ZOVConfigParms::print");
+  ZOV_TRACE(Public);
   if (!traceUnit.on(DGT1_DETAIL)) return;
   DGT1_Printf(traceUnit, DGT1_DETAIL, "ZOVAgent configuration parameters:\n");
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Global parameters:\n");

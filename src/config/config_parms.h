@@ -12,8 +12,8 @@
 
 #include "config/agent_config_parms.h"
 #include "config/server_config_parms.h"
+#include "foundation/collections.h"
 #include "runtime/event.h"
-#include "runtime/foundation/collections.h"
 
 namespace VPD {
 class AgentConfig;

@@ -1,6 +1,6 @@
 #include "config/historical_collection.h"
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 
 namespace {
 

@@ -19,7 +19,7 @@ constexpr const char* IndicateTruncation = "...";
 }  // namespace
 
 RWCString ZOVNodeNames::readSystemName() {
-  ZOV_TRACE(Public, "ZOVNodeNames::readSystemName");
+  ZOV_TRACE(Public);
   utsname names;
   RWCString name = uname(&names) == 0 ? names.nodename : "$UNKNOWN$";
   if (const std::size_t point = name.first('.'); point != RW_NPOS) name.remove(point);
@@ -28,7 +28,7 @@ RWCString ZOVNodeNames::readSystemName() {
 }
 
 RWCString ZOVNodeNames::getHostName(const RWCString& agentId, const RWCString& systemName) {
-  ZOV_TRACE(Public, "ZOVNodeNames::getHostName");
+  ZOV_TRACE(Public);
   RWCString name;
   if (!agentId.isNull()) name = agentId + ":";
   RWCString host =
@@ -51,7 +51,7 @@ RWCString ZOVNodeNames::editSubNodeComponent(RWCString& component) {
 }
 
 RWCString ZOVNodeNames::assembleSubnodeName(RWCString serverName, RWCString hostName) {
-  ZOV_TRACE(Public, "ZOVNodeNames::assembleSubnodeName");
+  ZOV_TRACE(Public);
   editSubNodeComponent(serverName);
   editSubNodeComponent(hostName);
   constexpr std::size_t Rest = SuffixLength + 2;

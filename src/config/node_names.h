@@ -2,7 +2,7 @@
 // ZOVNodeNames: how names of nodes and subnodes are built within the framework's 32 bytes and its restricted
 // character set, and how the agent shortens a text for display. No state and no lock; any thread may call.
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 
 class ZOVNodeNames {
  public:

@@ -6,7 +6,7 @@
 static DGT1_Unit traceUnit("ZOVCSPRM");
 
 bool ZOVAppServerConfigParms::isEqual(const RWCollectable* other) const {
-  ZOV_TRACE(Minor, "ZOVAppServerConfigParms::isEqual");
+  ZOV_TRACE(Minor);
   if (!other || other->isA() != classIsA()) return false;
   const auto* parms = static_cast<const ZOVAppServerConfigParms*>(other);
   if (_name == parms->_name) return _serverRoot == parms->_serverRoot;

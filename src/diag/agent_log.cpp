@@ -55,7 +55,7 @@ void ZOV_Log::SendMessage(const char* file, const char* function, int line, int 
 
 void ZOV_Agent_Log::SendMessage(const char* file, const char* function, int line, int message,
                                 std::span<const DGT1_Arg> arguments, bool /*isError*/) const {
-  ZOV_TRACE(Public, "ZOV_Agent_Log::SendMessage");
+  ZOV_TRACE(Public);
   const ZOVMessageRow* row = zovFindMessage(message);
   if (!row) return;
 

@@ -3,8 +3,8 @@
 // UTF-8 with the error bit, in the local code page with the message bit) and to the receiver of messages,
 // which publishes it; the log keeps no file of its own.
 //
-//   ZOV_LOG_MESSAGE(ZOVA0017I, "ZOVApplicationServer::setStatus", serverName);
-//   ZOV_LOG_ERROR(ZOVA0030E, "ZOVPipe::ZOVPipe", "pipe", reason);
+//   ZOV_LOG_MESSAGE(ZOVA0017I, serverName);
+//   ZOV_LOG_ERROR(ZOVA0030E, "pipe", reason);
 //
 // Numbers, severities, parameter kinds and texts stand in diag/messages.def. Text arguments are UTF-8. An
 // argument too few shows as "(null)", one too many is ignored, and one of another kind than the message's is
@@ -14,9 +14,10 @@
 #include <span>
 
 #include "diag/messages.h"
+#include "foundation/string.h"
 #include "platform/trace.h"
 #include "runtime/environment.h"
-#include "runtime/foundation/string.h"
+#include "runtime/trace_scope.h"
 
 /// Takes issued messages, e.g. to publish them as events. Called on the issuing thread.
 class ZOVMessageReceiver {
@@ -91,20 +92,22 @@ class ZOV_Agent_Log : public ZOV_Log {
 
 namespace zov_detail {
 template <class... A>
-void logMessage(const DGT1_Unit& unit, int line, int message, const char* function, const A&... a) {
+void logMessage(const char* tag, const char* function, int line, int message, const A&... a) {
   if (ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load()) {
-    environment->log().LogMessage(unit.tag(), function, line, message, a...);
+    environment->log().LogMessage(tag, function, line, message, a...);
   }
 }
 template <class... A>
-void logError(const DGT1_Unit& unit, int line, int message, const char* function, const A&... a) {
+void logError(const char* tag, const char* function, int line, int message, const A&... a) {
   if (ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load()) {
-    environment->log().LogError(unit.tag(), function, line, message, a...);
+    environment->log().LogError(tag, function, line, message, a...);
   }
 }
 }  // namespace zov_detail
 
-/// Issues a message through the process's environment, when there is one, from a source file that has
-/// declared its `traceUnit`: ZOV_LOG_MESSAGE(ZOVA0017I, "Class::function", arguments...).
-#define ZOV_LOG_MESSAGE(message, ...) zov_detail::logMessage(traceUnit, __LINE__, message, __VA_ARGS__)
-#define ZOV_LOG_ERROR(message, ...) zov_detail::logError(traceUnit, __LINE__, message, __VA_ARGS__)
+/// Issues a message through the process's environment, when there is one, from a function that has opened
+/// with ZOV_TRACE: ZOV_LOG_MESSAGE(ZOVA0017I, arguments...).
+#define ZOV_LOG_MESSAGE(message, ...) \
+  zov_detail::logMessage(ZOV_PLACE, __LINE__, message __VA_OPT__(, ) __VA_ARGS__)
+#define ZOV_LOG_ERROR(message, ...) \
+  zov_detail::logError(ZOV_PLACE, __LINE__, message __VA_OPT__(, ) __VA_ARGS__)

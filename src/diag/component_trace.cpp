@@ -29,9 +29,9 @@ RWCString ZOVAgentFrameworkComponentTraceEntry::getTraceEntryType() const {
 }
 
 RWCollectable* ZOVComponentTrace::insert(RWCollectable* entry) {
-  ZOV_TRACE(Restricted, "ZOVComponentTrace::insert");
+  ZOV_TRACE(Restricted);
   _mutex.get();
-  const auto failure = guarded("ZOVCCTRC", "ZOVComponentTrace::insert", [&] {
+  const auto failure = guarded(ZOV_PLACE, [&] {
     append(entry);
     while (entries() > static_cast<std::size_t>(_limit)) delete get();
   });
@@ -41,14 +41,14 @@ RWCollectable* ZOVComponentTrace::insert(RWCollectable* entry) {
 }
 
 void ZOVComponentTrace::print() const {
-  ZOV_TRACE(Public, "ZOVComponentTrace::print");
+  ZOV_TRACE(Public);
   ZOVMutexScope scope(_mutex);
   DGT1_Printf(traceUnit, DGT1_ERROR, "%s", getTraceTitle().data());
   printEntries(nullptr);
 }
 
 void ZOVComponentTrace::printForThread(const unsigned long* threadId) const {
-  ZOV_TRACE(Public, "ZOVComponentTrace::printForThread");
+  ZOV_TRACE(Public);
   ZOVMutexScope scope(_mutex);
   DGT1_Printf(traceUnit, DGT1_ERROR, "%s for thread id %i ", getTraceTitle().data(), *threadId);
   printEntries(threadId);

@@ -5,8 +5,8 @@
 
 #include <pthread.h>
 
+#include "foundation/collections.h"
 #include "runtime/collectable.h"
-#include "runtime/foundation/collections.h"
 #include "runtime/mutex.h"
 #include "runtime/time.h"
 

@@ -120,7 +120,7 @@ void ZOV_Agent_Log_Messages::close() {
 }
 
 void ZOV_Agent_Log_Messages::open(const char* /*prefix*/) {
-  ZOV_TRACE(Public, "ZOV_Agent_Log_Messages::open");
+  ZOV_TRACE(Public);
   ZOVMutexScope scope(_mutex);
   close();
   if (const char* path = OSL1_GetEnv("ZOV_RB_PATH", nullptr)) {
@@ -231,7 +231,7 @@ bool ZOV_Agent_Log_Messages::convertResults(const Wording& wording, const char* 
 void ZOV_Agent_Log_Messages::RetrieveMessage2(char* result, char* localResult, int size,
                                               const char* const* table, const char* prefix, int number,
                                               std::span<const char* const> parameters) const {
-  ZOV_TRACE(Restricted, "ZOV_Agent_Log_Messages::RetrieveMessage2");
+  ZOV_TRACE(Restricted);
   result[0] = localResult[0] = '\0';
   const std::string keyText = DGT1_FormatText("%s%04i", prefix, number);
   const char* key = keyText.c_str();
@@ -280,7 +280,7 @@ void ZOV_Agent_Log_Messages::RetrieveMessage2(char* result, char* localResult, i
 
 void ZOV_Agent_Log_Messages::RetrieveString2(char* result, char* localResult, int size,
                                              const char* const* table, const char* prefix, int number) const {
-  ZOV_TRACE(Restricted, "ZOV_Agent_Log_Messages::RetrieveString2");
+  ZOV_TRACE(Restricted);
   result[0] = localResult[0] = '\0';
   const std::string keyText = DGT1_FormatText("%s%04i", prefix, number);
   const char* key = keyText.c_str();
@@ -305,7 +305,7 @@ void ZOV_Agent_Log_Messages::RetrieveString2(char* result, char* localResult, in
 }
 
 void ZOV_Agent_Log_Messages::print() const {
-  ZOV_TRACE(Restricted, "ZOV_Agent_Log_Messages::print");
+  ZOV_TRACE(Restricted);
   if (!traceUnit.on(DGT1_DETAIL)) return;
   for (int number = 0; number < ZOVMessageCount; ++number) {
     const char* text = zovenu[static_cast<std::size_t>(number)];

@@ -18,8 +18,8 @@
 #include <string>
 #include <string_view>
 
+#include "foundation/string.h"
 #include "platform/language.h"
-#include "runtime/foundation/string.h"
 #include "runtime/mutex.h"
 
 /// The number in a message key such as "ZOVA0084E".

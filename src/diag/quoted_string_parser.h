@@ -3,7 +3,7 @@
 // the next one and may hold delimiters. Quotes open only at the start of a token, and nothing escapes a
 // quote. One caller at a time.
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 
 class ZOVQuotedStringParser {
  public:

@@ -79,7 +79,7 @@ long ZOVUTF8Handler::getNativeLNG2CodePageConstant() {
 }
 
 RWCString ZOVUTF8Handler::createFromLocalString(const char* localText) {
-  ZOV_TRACE(Minor, "ZOVUTF8Handler::createFromLocalString");
+  ZOV_TRACE(Minor);
   if (!localText) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Input native string is NULL. Empty UTF8 string created");
     return RWCString();
@@ -99,7 +99,7 @@ RWCString ZOVUTF8Handler::createFromLocalString(const char* localText) {
 }
 
 RWCString ZOVUTF8Handler::convertToLocalString() const {
-  ZOV_TRACE(Minor, "ZOVUTF8Handler::convertToLocalString");
+  ZOV_TRACE(Minor);
   if (!_present) {
     DGT1_Printf(traceUnit, DGT1_DETAIL,
                 "Invalid ZOVUTF8Handler state: pString is NULL. Conversion not performed");
@@ -116,7 +116,7 @@ RWCString ZOVUTF8Handler::convertToLocalString() const {
 }
 
 RWCString ZOVUTF8Handler::convertToSBLocalString(const char* substitute) const {
-  ZOV_TRACE(Minor, "ZOVUTF8Handler::convertToSBLocalString");
+  ZOV_TRACE(Minor);
   if (!containsDBCharacters()) return _text;
   const std::string_view text = _text.view();
   RWCString result;
@@ -143,7 +143,7 @@ RWCString ZOVUTF8Handler::convertToSBLocalString(const char* substitute) const {
 RWCString ZOVUTF8Handler::translateString(const char* source, int sourceLength, long sourceCodePage,
                                           long targetCodePage, const char* sourceLabel,
                                           const char* targetLabel, int maxSize) {
-  ZOV_TRACE(Minor, "ZOVUTF8Handler::translateString");
+  ZOV_TRACE(Minor);
   DGT1_Printf(traceUnit, DGT1_DETAIL,
               "Translating %s string: code page %ld, size %d; %s string: code page %ld, size %d", sourceLabel,
               sourceCodePage, sourceLength, targetLabel, targetCodePage, maxSize);

@@ -8,7 +8,7 @@
 
 #include <string_view>
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 #include "runtime/memory_manager.h"
 
 class ZOVUTF8Handler : public ZOVMemoryManager {

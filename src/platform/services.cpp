@@ -1,7 +1,8 @@
 #include "platform/services.h"
 
-#include <cerrno>
 #include <cstdlib>
+
+#include "platform/clock.h"
 
 const char* OSL1_GetEnv(const char* name, const char* defaultValue) {
   const char* value = std::getenv(name);
@@ -19,9 +20,7 @@ void OSL1_DestroyLock(OSL1_Lock* lock) {
 }
 
 void OSL1_Sleep(unsigned int seconds) {
-  timespec left{.tv_sec = static_cast<time_t>(seconds), .tv_nsec = 0};
-  while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) {
-  }
+  ZOVClock::sleepFor(std::chrono::seconds(seconds));
 }
 
 int ARK_localtime(const std::time_t* time, struct tm* out) {

@@ -16,26 +16,26 @@ static DGT1_Unit traceUnit("ZOVCSYSC");
 
 void ZOVSystemCommandManager::QueueCommand(const RWCString& path, const RWCString& command,
                                            const RWCString& arguments) {
-  ZOV_TRACE(Public, "ZOVSystemCommandManager::QueueCommand");
+  ZOV_TRACE(Public);
   const std::scoped_lock lock(_mutex);
   _queue.emplace_back(path, command, arguments);
   _changed.notify_all();
 }
 
 void ZOVSystemCommandManager::partFromAgent() {
-  ZOV_TRACE(Public, "ZOVSystemCommandManager::partFromAgent");
+  ZOV_TRACE(Public);
   std::unique_lock lock(_mutex);
   _parted = true;
   _changed.wait(lock, [this] { return _resting; });
 }
 
 void ZOVSystemCommandManager::backgroundProcessing() {
-  ZOV_TRACE(Public, "ZOVSystemCommandManager::backgroundProcessing");
+  ZOV_TRACE(Public);
   setResting(false);
   startupCompleted(1);
   while (!isShutdownRequested()) {
     if (::isShutdownRequested()) requestShutdown();
-    guarded(traceUnit.tag(), "ZOVSystemCommandManager::backgroundProcessing", [this] { runNextCommand(); });
+    guarded(ZOV_PLACE, [this] { runNextCommand(); });
   }
 }
 
@@ -46,6 +46,7 @@ void ZOVSystemCommandManager::setResting(bool resting) {
 }
 
 void ZOVSystemCommandManager::runNextCommand() {
+  ZOV_FUNCTION;
   std::unique_lock lock(_mutex);
   rest(lock);
   const SystemCommand command = std::move(_queue.front());
@@ -53,11 +54,9 @@ void ZOVSystemCommandManager::runNextCommand() {
   lock.unlock();
   const ZOVReturnCode rc = command.start(*this);
   if (rc == ZOV_OK) {
-    ZOV_LOG_MESSAGE(ZOVA0071I, "ZOVSystemCommandManager::backgroundProcessing", command.getCommand(),
-                    command.getServer());
+    ZOV_LOG_MESSAGE(ZOVA0071I, command.getCommand(), command.getServer());
   } else {
-    ZOV_LOG_ERROR(ZOVA0072E, "ZOVSystemCommandManager::backgroundProcessing", command.getCommand(),
-                  command.getServer(), rc.getDescription());
+    ZOV_LOG_ERROR(ZOVA0072E, command.getCommand(), command.getServer(), rc.getDescription());
   }
 }
 
@@ -79,7 +78,7 @@ int ZOVSystemCommandManager::runAtRest(const char* line) {
 }
 
 ZOVReturnCode ZOVSystemCommandManager::SystemCommand::start(ZOVSystemCommandManager& manager) const {
-  ZOV_TRACE(Public, "SystemCommand::start");
+  ZOV_TRACE(Public);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Path = %s", _path.data());
   const RWCString line = _path + "/" + _command + " " + _arguments;
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Executable = %s", line.data());

@@ -8,7 +8,7 @@
 #include <deque>
 #include <mutex>
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 #include "runtime/return_code.h"
 #include "runtime/task.h"
 

@@ -10,7 +10,7 @@ RPXAsynchronousCollectionRequest::~RPXAsynchronousCollectionRequest() {
 }
 
 RWCollectable* RPXAsynchronousCollectionRequest::insert(RWCollectable* sample) {
-  ZOV_TRACE(Restricted, "RPXAsynchronousCollectionRequest::insert");
+  ZOV_TRACE(Restricted);
   return holding(_lock, Exclusive, [&] {
     RWCollectable* inserted = append(sample);
     _arrival.post();
@@ -19,7 +19,7 @@ RWCollectable* RPXAsynchronousCollectionRequest::insert(RWCollectable* sample) {
 }
 
 void RPXAsynchronousCollectionRequest::setComplete(const ZOVReturnCode& code) {
-  ZOV_TRACE(Restricted, "RPXAsynchronousCollectionRequest::setComplete");
+  ZOV_TRACE(Restricted);
   holding(_lock, Exclusive, [&] {
     _result = code;
     _complete = 1;
@@ -28,7 +28,7 @@ void RPXAsynchronousCollectionRequest::setComplete(const ZOVReturnCode& code) {
 }
 
 RWCollectable* RPXAsynchronousCollectionRequest::get() {
-  ZOV_TRACE(Restricted, "RPXAsynchronousCollectionRequest::get");
+  ZOV_TRACE(Restricted);
   for (;;) {
     bool ended = false;
     RWCollectable* sample = holding(_lock, Exclusive, [&] {

@@ -6,8 +6,8 @@
 
 #include <atomic>
 
+#include "foundation/collections.h"
 #include "runtime/event.h"
-#include "runtime/foundation/collections.h"
 #include "runtime/lock.h"
 #include "runtime/return_code.h"
 

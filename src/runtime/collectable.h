@@ -1,8 +1,8 @@
 #pragma once
 // ZOVCollectable: the agent's root of objects kept in collections; stored by ZOVMemoryManager.
 
-#include "runtime/foundation/collectable.h"
-#include "runtime/foundation/string.h"
+#include "foundation/collectable.h"
+#include "foundation/string.h"
 #include "runtime/memory_manager.h"
 
 class ZOVCollectable : public RWCollectable {

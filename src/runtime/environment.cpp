@@ -100,11 +100,11 @@ void ZOVAgentEnvironment::displayException(const char* tag, const char* function
 
 void ZOVAgentEnvironment::logExceptionMessage(ZOVException& exception, const char* tag,
                                               const char* function) const {
+  ZOV_FUNCTION;
   const RWCString tagText = _services->fromLocal(tag);
   const RWCString functionText = _services->fromLocal(function);
   const DGT1_Arg arguments[] = {exception.getExceptionType(), tagText.data(), functionText.data()};
-  _services->logError(traceUnit.tag(), "ZOVAgentEnvironment::displayException", __LINE__,
-                      messageFor(exception.getSeverity()), arguments);
+  _services->logError(ZOV_PLACE, __LINE__, messageFor(exception.getSeverity()), arguments);
   if (exception.getDumpOption() != ZOVException::NoDump) exception.setLogged();
 }
 
@@ -114,7 +114,8 @@ void ZOVAgentEnvironment::saveTraceEntry(const char* tag, const char* function, 
 }
 
 void ZOVAgentEnvironment::diagDump() const {
-  guarded("ZOVCENVR", "ZOVAgentEnvironment::diagDump", [this] {
+  ZOV_FUNCTION;
+  guarded(ZOV_PLACE, [this] {
     ZOVMemoryManager::displayMemoryUse();
     DGT1_Printf(traceUnit, DGT1_ERROR, "Dump of all registered threads follows");
     _threadTable->diagDump();

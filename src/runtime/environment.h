@@ -11,10 +11,10 @@
 #include <memory>
 #include <span>
 
+#include "foundation/error_handler.h"
+#include "foundation/string.h"
+#include "foundation/time.h"
 #include "platform/trace.h"
-#include "runtime/foundation/error_handler.h"
-#include "runtime/foundation/string.h"
-#include "runtime/foundation/time.h"
 #include "runtime/thread_table.h"
 
 class ZOV_Agent_Log;

@@ -36,12 +36,6 @@ int initialise(pthread_cond_t& condition, pthread_mutex_t& mutex) {
   if (error != 0) pthread_cond_destroy(&condition);
   return error;
 }
-
-struct timespec steadyNow() {
-  struct timespec now {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return now;
-}
 }  // namespace
 
 ZOVEvent::ZOVEvent() : _errorNumber(initialise(_condition, _mutex)), _valid(_errorNumber == 0) {}
@@ -59,7 +53,7 @@ int ZOVEvent::take() {
 }
 
 void ZOVEvent::wait() {
-  ZOV_TRACE(Minor, "ZOVEvent::wait");
+  ZOV_TRACE(Minor);
   if (!_valid) return;
   Locked locked(_mutex);
   while (!_posted) pthread_cond_wait(&_condition, &_mutex);
@@ -67,7 +61,7 @@ void ZOVEvent::wait() {
 }
 
 void ZOVEvent::post() {
-  ZOV_TRACE(Minor, "ZOVEvent::post");
+  ZOV_TRACE(Minor);
   if (!_valid) return;
   Locked locked(_mutex);
   _posted = 1;
@@ -88,24 +82,17 @@ int ZOVEvent::waitUntil(const struct timespec& deadline) {
 }
 
 int ZOVEvent::waitWithTimeout(long seconds) {
-  ZOV_TRACE(Minor, "ZOVEvent::waitWithTimeout");
+  ZOV_TRACE(Minor);
   if (!_valid) return 0;
-  struct timespec deadline = steadyNow();
-  deadline.tv_sec += std::clamp(seconds, 0L, LongestWaitSeconds);
-  return waitUntil(deadline);
+  return waitUntil(ZOVClock::deadlineIn(std::chrono::seconds(std::clamp(seconds, 0L, LongestWaitSeconds))));
 }
 
 int ZOVEvent::waitWithMillisecondTimeout(long milliseconds) {
-  ZOV_TRACE(Minor, "ZOVEvent::waitWithMillisecondTimeout");
+  ZOV_TRACE(Minor);
   if (!_valid) return 0;
   const long wait = std::clamp(milliseconds, -1L, 10'000L) * 1000;
   long sum = ZOVClock::microseconds() % MicrosecondsPerSecond + wait;
   if (sum >= MicrosecondsPerSecond) sum -= MicrosecondsPerSecond;
-  struct timespec deadline = steadyNow();
-  if (sum >= 0 && sum < MicrosecondsPerSecond) {
-    deadline.tv_sec += wait / MicrosecondsPerSecond;
-    deadline.tv_nsec += wait % MicrosecondsPerSecond * 1000;
-    if (deadline.tv_nsec >= 1'000'000'000) ++deadline.tv_sec, deadline.tv_nsec -= 1'000'000'000;
-  }
-  return waitUntil(deadline);
+  const bool rolledOver = sum < 0 || sum >= MicrosecondsPerSecond;
+  return waitUntil(ZOVClock::deadlineIn(std::chrono::microseconds(rolledOver ? 0 : wait)));
 }

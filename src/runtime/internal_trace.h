@@ -6,7 +6,7 @@
 #include <mutex>
 #include <vector>
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 
 class ZOVInternalTraceEntry {
  public:

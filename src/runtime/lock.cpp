@@ -128,7 +128,7 @@ ZOVLock::Caller ZOVLock::identify() const {
 }
 
 int ZOVLock::get(_LockRequestType type, _WaitRequestType wait) {
-  ZOV_TRACE(Minor, "ZOVLock::get");
+  ZOV_TRACE(Minor);
   if (!_enabled) return 1;
   const int count = _exclusiveCount.load(std::memory_order_relaxed);
   if (count != 0 && _owner.load(std::memory_order_relaxed) == pthread_self()) {
@@ -283,7 +283,7 @@ void ZOVLock::trace(const char* format) const {
 }
 
 void ZOVLock::release(_LockRequestType type) {
-  ZOV_TRACE(Minor, "ZOVLock::release");
+  ZOV_TRACE(Minor);
   const int count = _exclusiveCount.load(std::memory_order_relaxed);
   if (count > 1 && type != All && _owner.load(std::memory_order_relaxed) == pthread_self()) {
     _exclusiveCount.store(count - 1, std::memory_order_relaxed);

@@ -7,10 +7,10 @@
 #include <mutex>
 #include <new>
 
+#include "foundation/time.h"
 #include "platform/services.h"
 #include "platform/trace.h"
 #include "runtime/environment.h"
-#include "runtime/foundation/time.h"
 #include "runtime/recovery.h"
 
 static DGT1_Unit traceUnit("ZOVCMEMM");

@@ -79,7 +79,7 @@ std::int64_t zovParseProcessStat(std::string_view text, unsigned int processId) 
 }
 
 std::int64_t zovProcessCPUUsage(unsigned int processId) {
-  ZOV_TRACE(Restricted, "zovProcessCPUUsage");
+  ZOV_TRACE(Restricted);
   if (processId == 0) return -1;
   char path[32];
   std::snprintf(path, sizeof path, "/proc/%u/stat", processId);

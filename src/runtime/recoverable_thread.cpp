@@ -54,11 +54,11 @@ void ZOVRecoverableThread::deregisterThread() {
 }
 
 void ZOVRecoverableThread::callThreadEP() {
+  ZOV_FUNCTION;
   const XFR1_Outcome outcome = XFR1_Run(
       [](void* object) {
         auto* thread = static_cast<ZOVRecoverableThread*>(object);
-        const auto failure = guarded("ZOVCRTHR", "ZOVRecoverableThread::callThreadEP",
-                                     [thread] { thread->ZOVThread::callThreadEP(); });
+        const auto failure = guarded(ZOV_PLACE, [thread] { thread->ZOVThread::callThreadEP(); });
         if (failure) thread->_failed = 1;
       },
       this);

@@ -7,7 +7,7 @@
 
 #include <memory>
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 #include "runtime/internal_trace.h"
 #include "runtime/thread.h"
 

@@ -3,7 +3,7 @@
 // the frame do not run. So: what must not be lost across a call that may raise (a lock, a descriptor, a
 // waiter) is owned through a frame, and a frame that cannot make good raises again.
 //
-//   auto failure = guarded("ZOVCAGNT", "ZOVAgent::Process", [&] { ... });
+//   auto failure = guarded(ZOV_PLACE, [&] { ... });
 //   if (failure) ...                       // what reached the frame; it has been displayed already
 //
 //   holding(_lock, Exclusive, [&] { ... });             // given back on every path

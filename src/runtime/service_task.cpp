@@ -15,7 +15,7 @@ ZOVServiceTask::~ZOVServiceTask() {
 }
 
 void ZOVServiceTask::shutdown() {
-  ZOV_TRACE(Public, "ZOVServiceTask::shutdown");
+  ZOV_TRACE(Public);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Shutdown called for ZOVServiceTask thread %X",
               reinterpret_cast<std::uintptr_t>(this));
   holding(_taskLock, Exclusive, [this] {
@@ -39,7 +39,7 @@ RPXAsynchronousCollectionRequest* ZOVServiceTask::takeFirst() {
 }
 
 RPXAsynchronousCollectionRequest* ZOVServiceTask::waitForNextRequest() {
-  ZOV_TRACE(Restricted, "ZOVServiceTask::waitForNextRequest");
+  ZOV_TRACE(Restricted);
   while (!isShutdownRequested()) {
     if (RPXAsynchronousCollectionRequest* request = takeFirst()) return request;
     _requestEvent.wait();
@@ -48,7 +48,7 @@ RPXAsynchronousCollectionRequest* ZOVServiceTask::waitForNextRequest() {
 }
 
 RPXAsynchronousCollectionRequest* ZOVServiceTask::waitForNextRequest(int seconds) {
-  ZOV_TRACE(Restricted, "ZOVServiceTask::waitForNextRequest(int)");
+  ZOV_TRACE(Restricted);
   if (isShutdownRequested()) return nullptr;
   if (RPXAsynchronousCollectionRequest* request = takeFirst()) return request;
   if (seconds <= 0) return nullptr;
@@ -58,7 +58,7 @@ RPXAsynchronousCollectionRequest* ZOVServiceTask::waitForNextRequest(int seconds
 
 ZOVReturnCode ZOVServiceTask::processRequest(RPXAsynchronousCollectionRequest* request,
                                              _ProcessingMode mode) {
-  ZOV_TRACE(Restricted, "ZOVServiceTask::processRequest");
+  ZOV_TRACE(Restricted);
   const bool refused = holding(_taskLock, Exclusive, [&] {
     if (isShutdownRequested()) return true;
     _pending.append(new Pending(request));

@@ -20,7 +20,7 @@ ZOVAsynchronousTask::~ZOVAsynchronousTask() {
 }
 
 int ZOVAsynchronousTask::startBackgroundThread() {
-  ZOV_TRACE(Public, "ZOVAsynchronousTask::startBackgroundThread");
+  ZOV_TRACE(Public);
   return holding(_taskLock, Exclusive, [this]() -> int {
     if (_thread != nullptr) return _startupResult;
     _threadObject.reset();
@@ -40,14 +40,14 @@ int ZOVAsynchronousTask::startBackgroundThread() {
 }
 
 void ZOVAsynchronousTask::startupCompleted(int result) {
-  ZOV_TRACE(Public, "ZOVAsynchronousTask::startupCompleted");
+  ZOV_TRACE(Public);
   _startupResult = result;
   _started = 1;
   _startupEvent.post();
 }
 
 int ZOVAsynchronousTask::launchBackgroundProcessing(void* object, ZOVThread* thread) {
-  ZOV_TRACE(Public, "ZOVAsynchronousTask::launchBackgroundProcessing");
+  ZOV_TRACE(Public);
   auto* task = static_cast<ZOVAsynchronousTask*>(object);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Thread %X is launched", reinterpret_cast<std::uintptr_t>(task));
   withCleanup([task] { task->backgroundProcessing(); }, [task, thread] { task->lastSteps(*thread); });
@@ -66,7 +66,7 @@ void ZOVAsynchronousTask::lastSteps(ZOVThread& thread) {
 }
 
 void ZOVAsynchronousTask::shutdown() {
-  ZOV_TRACE(Public, "ZOVAsynchronousTask::shutdown");
+  ZOV_TRACE(Public);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Attempting to shutdown thread %X",
               reinterpret_cast<std::uintptr_t>(this));
   const bool runs = holding(_taskLock, Exclusive, [this] {

@@ -155,10 +155,10 @@ void ZOVThread::partFromThread() {
 }
 
 int ZOVThread::start(ZOVThreadManager* manager) {
-  ZOV_TRACE(Public, "ZOVThread::start");
+  ZOV_TRACE(Public);
   if (_stateMutex == nullptr) _stateMutex = std::make_unique<ZOVMutex>();
   _stateMutex->get();
-  const auto failure = guarded("ZOVCTHRD", "ZOVThread::start", [&] { createLocked(manager); });
+  const auto failure = guarded(ZOV_PLACE, [&] { createLocked(manager); });
   const int running = _running;
   _stateMutex->release();
   if (failure) zovRaise(*failure);
@@ -166,6 +166,7 @@ int ZOVThread::start(ZOVThreadManager* manager) {
 }
 
 void ZOVThread::createLocked(ZOVThreadManager* manager) {
+  ZOV_FUNCTION;
   if (_running) return;
   _manager = manager;
   if (_doneEvent == nullptr) _doneEvent = std::make_unique<ZOVEvent>();
@@ -192,7 +193,7 @@ void ZOVThread::createLocked(ZOVThreadManager* manager) {
     return;
   }
   DGT1_Printf(traceUnit, DGT1_ERROR, "pthread_create failed, rc=%i", error);
-  if (manager != nullptr) manager->logStartFailure("ZOVThread::start", error);
+  if (manager != nullptr) manager->logStartFailure(zovFunction.text, error);
 }
 
 void* ZOVThread::ThreadDispatcher(void* life) {
@@ -240,12 +241,12 @@ void ZOVThread::callThreadEP() {
 }
 
 int ZOVThread::kill() {
-  ZOV_TRACE(Public, "ZOVThread::kill");
+  ZOV_TRACE(Public);
   if (_stateMutex == nullptr) return 0;
   int killed = 0;
   ZOVThreadManager* manager = nullptr;
   _stateMutex->get();
-  const auto failure = guarded("ZOVCTHRD", "ZOVThread::kill", [&] {
+  const auto failure = guarded(ZOV_PLACE, [&] {
     if (!_running) return;
     killed = _killed = 1;
     manager = _manager;
@@ -311,7 +312,7 @@ void ZOVThread::callForEachLockHeld(void (*function)(const ZOVLock*, const ZOVTh
 }
 
 void ZOVThread::freeAllLocks() {
-  ZOV_TRACE(Restricted, "ZOVThread::freeAllLocks");
+  ZOV_TRACE(Restricted);
   for (HeldLockPlaceholderTable* table : {&_exclusiveLocks, &_sharedLocks}) {
     for (;;) {
       const ZOVLock* lock = HeldLockPlaceholderIterator(*table).next();

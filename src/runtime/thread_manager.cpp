@@ -29,14 +29,14 @@ ZOVThreadManager::ZOVThreadManager(ZOVDiagnosticServices* log, int maximum)
     : _log(log),
       _maximum(maximum != 0 ? maximum : defaultMaximum()),
       _valid(_allDone.isValid() && _mutex.isValid()) {
-  ZOV_TRACE(Public, "ZOVThreadManager::ZOVThreadManager");
+  ZOV_TRACE(Public);
   if (_valid) return;
   logStartFailure("ZOVThreadManager Constructor",
                   _allDone.isValid() ? _mutex.getErrorCode() : _allDone.getErrorCode());
 }
 
 ZOVThreadManager::~ZOVThreadManager() {
-  ZOV_TRACE(Public, "ZOVThreadManager::~ZOVThreadManager");
+  ZOV_TRACE(Public);
   killAllThreads();
   for (ZOVThread* thread : _completed) delete thread;
   for (ZOVThread* thread : _waiting) delete thread;
@@ -65,11 +65,11 @@ bool ZOVThreadManager::startOrQueue(ZOVThread& thread) {
 }
 
 void ZOVThreadManager::executeNewThread(ZOVThread& thread) {
-  ZOV_TRACE(Public, "ZOVThreadManager::executeNewThread");
+  ZOV_TRACE(Public);
   if (!_valid) return;
   bool anyRuns = true;
   const int depth = _mutex.depth();
-  const auto failure = guarded("ZOVCTHMG", "ZOVThreadManager::executeNewThread", [&] {
+  const auto failure = guarded(ZOV_PLACE, [&] {
     ZOVMutexScope scope(_mutex);
     _allDone.reset();
     anyRuns = startOrQueue(thread);
@@ -80,7 +80,7 @@ void ZOVThreadManager::executeNewThread(ZOVThread& thread) {
 }
 
 void ZOVThreadManager::ThreadIsDone(ZOVThread& thread) {
-  ZOV_TRACE(Public, "ZOVThreadManager::ThreadIsDone");
+  ZOV_TRACE(Public);
   bool anyRuns = true;
   {
     ZOVMutexScope scope(_mutex);
@@ -98,7 +98,7 @@ void ZOVThreadManager::ThreadIsDone(ZOVThread& thread) {
 }
 
 void ZOVThreadManager::waitForAllThreads() {
-  ZOV_TRACE(Public, "ZOVThreadManager::waitForAllThreads");
+  ZOV_TRACE(Public);
   if (!_valid) return;
   for (;;) {
     {
@@ -111,7 +111,7 @@ void ZOVThreadManager::waitForAllThreads() {
 }
 
 void ZOVThreadManager::killAllThreads() {
-  ZOV_TRACE(Public, "ZOVThreadManager::killAllThreads");
+  ZOV_TRACE(Public);
   const auto lastOf = [this](Threads& threads) {
     ZOVMutexScope scope(_mutex);
     return threads.empty() ? nullptr : threads.back();

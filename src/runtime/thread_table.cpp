@@ -32,7 +32,7 @@ ZOVThreadTable::ZOVThreadTable() {
 }
 
 ZOVThreadTable::~ZOVThreadTable() {
-  ZOV_TRACE(Public, "ZOVThreadTable::~ZOVThreadTable");
+  ZOV_TRACE(Public);
   changes.fetch_add(1);
   if (entries() <= 1) return;
   const long seconds = zovWaits().threadTableSeconds;

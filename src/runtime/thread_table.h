@@ -6,7 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "runtime/foundation/collections.h"
+#include "foundation/collections.h"
 #include "runtime/mutex.h"
 
 class ZOVLock;

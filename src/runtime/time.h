@@ -2,8 +2,8 @@
 // ZOVTime: a point in time, in RWTime seconds (0 is the null time), with the conversions of the agent's two
 // boundaries: the framework's 16-character form "CYYMMDDHHMMSSmmm" in local time, and Java's milliseconds.
 
-#include "runtime/foundation/string.h"
-#include "runtime/foundation/time.h"
+#include "foundation/string.h"
+#include "foundation/time.h"
 
 class ZOVTime {
  public:

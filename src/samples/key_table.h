@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <span>
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 
 class ZOVSample;
 

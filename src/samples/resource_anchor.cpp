@@ -150,7 +150,7 @@ ZOVSample* ZOVResourceAnchor::getLastHistoricalSample() const {
 }
 
 void ZOVResourceAnchor::saveNewSample(ZOVSample* sample, unsigned int collectionId) {
-  ZOV_TRACE(Public, "ZOVResourceAnchor::saveNewSample");
+  ZOV_TRACE(Public);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "ZOVResourceAnchor::saveNewSample called with this 0X%X sample at 0X%X",
               this, sample);
   if (sample == nullptr) return;
@@ -194,7 +194,7 @@ void ZOVResourceAnchor::addToHistory(const ZOVSample& sample) {
 }
 
 void ZOVResourceAnchor::saveNewHistoricalSample(ZOVSample* sample) {
-  ZOV_TRACE(Public, "ZOVResourceAnchor::saveNewHistoricalSample");
+  ZOV_TRACE(Public);
   if (!historyOnly && collectHistory && sample != nullptr) {
     sample->calculateRates(lastHistoricalSample);
     delete std::exchange(lastHistoricalSample, sample);
@@ -219,7 +219,7 @@ void ZOVResourceAnchor::resetHistoricalSample() {
 
 unsigned int ZOVResourceAnchor::returnSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                                               _SaveSampleType type, const ZOVApplicationServerBase* server) {
-  ZOV_TRACE(Public, "ZOVResourceAnchor::returnSamples");
+  ZOV_TRACE(Public);
   if (lastSample == nullptr) return 0;
   if (type == SaveSampleHistorical) {
     DGT1_Printf(traceUnit, DGT1_DETAIL,

@@ -293,7 +293,7 @@ long long ZOVSample::getNumericValueForStream(unsigned int key) const {
 }
 
 void saveSummarizedSamples(ZOVSampleKeeper& keeper, RWIterator& anchors, unsigned int collectionId) {
-  ZOV_TRACE(Public, "ZOVSample::saveSummarizedSamples");
+  ZOV_TRACE(Public);
   while (auto* anchor = static_cast<ZOVResourceAnchor*>(anchors())) {
     if (anchor->getLastSample() == nullptr) continue;
     ZOVSample* copy = anchor->getLastSample()->clone();

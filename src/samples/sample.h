@@ -17,7 +17,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "runtime/foundation/collections.h"
+#include "foundation/collections.h"
 #include "samples/key_table.h"
 #include "samples/sample_types.h"
 #include "transport/transportable_data.h"

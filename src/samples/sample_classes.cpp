@@ -203,7 +203,7 @@ ZOVResourceAnchor* ZOVWorkloadSumSample::getResourceAnchor() {
 }
 
 void ZOVWorkloadSumSample::createSummarizedSamples(RWCollection& anchors) {
-  ZOV_TRACE(Public, "ZOVWorkloadSumSample::createSummarizedSamples");
+  ZOV_TRACE(Public);
   auto* summary = new ZOVServerRequestSummary;
   summary->assign(*this);
   ZOVResourceAnchor* anchor = summary->getResourceAnchor();

@@ -54,7 +54,7 @@ long long ZOVSample::getScaleFactorMultiplier(unsigned int digits) {
 }
 
 void ZOVSample::calculateRates(const ZOVSample* previous) {
-  ZOV_TRACE(Restricted, "ZOVSample::calculateRates");
+  ZOV_TRACE(Restricted);
   std::uint32_t state = Unrated;
   if (ratesCalculated.compare_exchange_strong(state, BeingRated, std::memory_order_acquire)) {
     rate(previous);
@@ -100,7 +100,7 @@ void ZOVSample::rate(const ZOVSample* previous) {
 }
 
 void ZOVSample::resetRates() {
-  ZOV_TRACE(Restricted, "ZOVSample::resetRates");
+  ZOV_TRACE(Restricted);
   if (!isRated()) return;
   if (!isIntervalSample()) duration = 0;
   for (std::size_t i = 0; i < _class.numericKeys.size(); ++i) {
@@ -161,7 +161,7 @@ void ZOVSample::mergeNumericData(const ZOVSample* other, int key, _NumericValue*
 }
 
 void ZOVSample::mergeSampleData(const ZOVSample* other) {
-  ZOV_TRACE(Restricted, "ZOVSample::mergeSampleData");
+  ZOV_TRACE(Restricted);
   if (other == nullptr) return;
   for (std::size_t i = 0; i < _class.numericKeys.size(); ++i) {
     mergeNumericData(other, _class.numericKeys[i], &numericValues[i]);
@@ -173,7 +173,7 @@ void ZOVSample::mergeSampleData(const ZOVSample* other) {
 }
 
 void ZOVSample::mergeIntoHistoricalSample(const ZOVSample* other) {
-  ZOV_TRACE(Restricted, "ZOVSample::mergeIntoHistoricalSample");
+  ZOV_TRACE(Restricted);
   if (other == nullptr) return;
   sampleTime = other->sampleTime;
   duration += other->duration;

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "runtime/foundation/time.h"
+#include "foundation/time.h"
 #include "runtime/trace_scope.h"
 #include "samples/arithmetic.h"
 #include "samples/sample.h"
@@ -60,7 +60,7 @@ void ZOVSample::buildFromSampleString(const char* text) {
 }
 
 void ZOVSample::buildFromDataString(const char* text) {
-  ZOV_TRACE(Public, "ZOVSample::buildFromDataString");
+  ZOV_TRACE(Public);
   std::string_view rest = text != nullptr ? text : "";
   for (std::string_view line; !(line = takeToken(rest, PairDelim)).empty();) {
     const std::string_view keyword = takeToken(line, KeywordValueDelim);

@@ -26,7 +26,7 @@ ZOVStringAbbreviationTable::~ZOVStringAbbreviationTable() {
 }
 
 void ZOVStringAbbreviationTable::createAbbreviation(const ZOVStringAbbreviationSample& sample) {
-  ZOV_TRACE(Public, "ZOVStringAbbreviationTable::createAbbreviation");
+  ZOV_TRACE(Public);
   auto* entry = new Entry(sample.fullString.view(), sample.abbreviation.view());
   ZOVLockScope exclusive(_lock, Exclusive);
   removeAndDestroy(entry);
@@ -48,7 +48,7 @@ std::optional<RWCString> ZOVStringAbbreviationTable::getFullStringForAbbreviatio
 }
 
 void ZOVStringAbbreviationTable::clearAndDestroy() {
-  ZOV_TRACE(Public, "ZOVStringAbbreviationTable::clearAndDestroy");
+  ZOV_TRACE(Public);
   ZOVLockScope exclusive(_lock, Exclusive);
   lastEntry = nullptr;
   RWHashTable::clearAndDestroy();

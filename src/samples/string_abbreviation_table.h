@@ -10,8 +10,8 @@
 #include <atomic>
 #include <optional>
 
+#include "foundation/collections.h"
 #include "runtime/collectable.h"
-#include "runtime/foundation/collections.h"
 #include "runtime/lock.h"
 
 class ZOVStringAbbreviationSample;

@@ -43,7 +43,7 @@ std::shared_ptr<ZOVApplicationServer> ZOVApplicationServer::buildNew(
     const char* name, const char* root, const char* workingDirectory, const char* subnode,
     const char* platform, const char* locale, const char* encoding, int type, int occurrence,
     _AppServerStatus status, ZOVReturnCode& rc, const char* subnodeAlias) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::buildNew");
+  ZOV_TRACE(Public);
   rc = ZOV_NO_SUCH_SERVER;
   if (!name || !*name) return nullptr;
   const auto destroy = [](ZOVApplicationServer* server) {
@@ -64,7 +64,7 @@ std::shared_ptr<ZOVApplicationServer> ZOVApplicationServer::buildNew(
 }
 
 ZOVApplicationServer::~ZOVApplicationServer() {
-  ZOV_TRACE(Public, "ZOVApplicationServer::~ZOVApplicationServer");
+  ZOV_TRACE(Public);
   stopThreads();
   // A session may have begun while the server was being removed; its collector finds the agent again.
   if (ZOVProfilerSocketMonitor* const monitor = ZOVProfilerSocketMonitor::pMonitor; monitor && _socket) {
@@ -77,7 +77,7 @@ ZOVApplicationServer::~ZOVApplicationServer() {
 
 ZOVReturnCode ZOVApplicationServer::init(_AppServerStatus status, unsigned int processId, const char* logFile,
                                          const char* errLogFile, long long startTime) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::init");
+  ZOV_TRACE(Public);
   if (const ZOVReturnCode rc = ZOVApplicationServerBase::init(status)) return rc;
   if (processId != 0) setDCProbeManagerProcessId(processId);
   if (startTime != -1) setAppServerStartTime(startTime);
@@ -101,7 +101,7 @@ const char* ZOVApplicationServer::getSubnodeAffinity() const {
 // --- Environment variables and Java properties.
 
 void ZOVApplicationServer::addEnvVariableFromSample(const ZOVSample& sample) {
-  ZOV_TRACE(Minor, "ZOVApplicationServer::addEnvVariableFromSample");
+  ZOV_TRACE(Minor);
   const auto& pair = static_cast<const ZOVTSLKeyValueSample&>(sample);
   const ZOVEnvVariableSample variable(pair.name, pair.value, ZOVEnvVariableSample::VariableCollector);
   ZOVLockScope scope(_envVariablesLock, Exclusive);
@@ -113,7 +113,7 @@ void ZOVApplicationServer::addEnvVariableFromSample(const ZOVSample& sample) {
 }
 
 void ZOVApplicationServer::addJVMPropertyFromSample(const ZOVSample& sample) {
-  ZOV_TRACE(Minor, "ZOVApplicationServer::addJVMPropertyFromSample");
+  ZOV_TRACE(Minor);
   const auto& pair = static_cast<const ZOVTSLKeyValueSample&>(sample);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "\nJava Property %s = %s", pair.name.data(), pair.value.data());
   const ZOVTSLJavaProperty property(pair.name, pair.value);
@@ -123,7 +123,7 @@ void ZOVApplicationServer::addJVMPropertyFromSample(const ZOVSample& sample) {
 }
 
 void ZOVApplicationServer::processJVMPropertiesFromSample() {
-  ZOV_TRACE(Private, "ZOVApplicationServer::processJVMPropertiesFromSample");
+  ZOV_TRACE(Private);
   RWCString encoding;
   if (!findJavaProperty(FileEncodingProperty, encoding)) return;
   if (setEncoding(encoding.data())) ZOVServerServices::current().rewriteContextInfo();
@@ -141,7 +141,7 @@ void ZOVApplicationServer::clearJVMProperties() {
 
 bool ZOVApplicationServer::findEnvVariable(const char* name, ZOVEnvVariableSample::_VariableType type,
                                            RWCString& value) const {
-  ZOV_TRACE(Restricted, "ZOVApplicationServer::findEnvVariable");
+  ZOV_TRACE(Restricted);
   ZOVLockScope scope(_envVariablesLock, Shared);
   for (const ZOVEnvVariableSample& variable : _envVariables) {
     if (variable.getKey() != name) continue;
@@ -153,7 +153,7 @@ bool ZOVApplicationServer::findEnvVariable(const char* name, ZOVEnvVariableSampl
 }
 
 bool ZOVApplicationServer::findJavaProperty(const char* name, RWCString& value) const {
-  ZOV_TRACE(Restricted, "ZOVApplicationServer::findJavaProperty");
+  ZOV_TRACE(Restricted);
   ZOVLockScope scope(_jvmPropertiesLock, Shared);
   for (const ZOVTSLJavaProperty& property : _jvmProperties) {
     if (property.getKey() != name) continue;
@@ -169,7 +169,7 @@ bool ZOVApplicationServer::findJavaProperty(const char* name, RWCString& value) 
 // --- Log files.
 
 void ZOVApplicationServer::setLogFile(const char* text) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::setLogFile");
+  ZOV_TRACE(Public);
   if (!text || !*text) return;
   holding(_logFileLock, Exclusive, [&] {
     if (_logFileFollower && _logFileFollower->isNamed(text)) return;
@@ -181,14 +181,14 @@ void ZOVApplicationServer::setLogFile(const char* text) {
 }
 
 bool ZOVApplicationServer::setVerboseGCLogFile(const char* text) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::setVerboseGCLogFile");
+  ZOV_TRACE(Public);
   if (!ZOVApplicationServerBase::setVerboseGCLogFile(text)) return false;
   if (isConnectedWithProfiler()) startDefaultGCCollection();
   return true;
 }
 
 void ZOVApplicationServer::returnLogFileSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::returnLogFileSamples");
+  ZOV_TRACE(Public);
   holding(_logFileLock, Shared, [&] {
     if (_logFileFollower) _logFileFollower->returnSamples(callback, parms, this);
   });
@@ -211,13 +211,13 @@ void ZOVApplicationServer::queueCommand(const char* script, const RWCString& arg
 }
 
 ZOVReturnCode ZOVApplicationServer::startAppServer(const RWCString&) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::startAppServer");
+  ZOV_TRACE(Public);
   queueCommand("startServer", commandArgument());
   return ZOV_COMMAND_QUEUED;
 }
 
 ZOVReturnCode ZOVApplicationServer::stopAppServer(const RWCString& arguments) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::stopAppServer");
+  ZOV_TRACE(Public);
   constexpr const char* Separators = " \t\n";
   ZOVQuotedStringParser parser(arguments, '\'');
   int done = 0;

@@ -15,7 +15,7 @@
 #include <memory>
 #include <mutex>
 
-#include "runtime/foundation/collections.h"
+#include "foundation/collections.h"
 #include "samples/key_value_samples.h"
 #include "samples/string_abbreviation_table.h"
 #include "server/application_server_base.h"

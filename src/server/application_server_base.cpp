@@ -59,7 +59,7 @@ bool ZOVApplicationServerBase::isEqual(const RWCollectable* other) const {
 }
 
 ZOVReturnCode ZOVApplicationServerBase::init(_AppServerStatus status) {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::init");
+  ZOV_TRACE(Public);
   _status = status;
   if (_appServerType != MonitoredServer) {
     _excludedFromMonitoring = 1;
@@ -79,7 +79,7 @@ ZOVReturnCode ZOVApplicationServerBase::init(_AppServerStatus status) {
 }
 
 void ZOVApplicationServerBase::readConfiguration() {
-  ZOV_TRACE(Private, "ZOVApplicationServerBase::readConfiguration");
+  ZOV_TRACE(Private);
   const ZOVAppServerConfigParms& parms = *_configParms;
   _historicalCollection = parms.getHistoricalCollectionFlag();
   _requestCollectAction = parms.getRequestCollectAction();
@@ -103,8 +103,9 @@ void ZOVApplicationServerBase::readConfiguration() {
 
 int ZOVApplicationServerBase::validateConfigValue(int value, int minimum, int maximum, int message,
                                                   int defaultValue) const {
+  ZOV_FUNCTION;
   if (value >= minimum && value <= maximum) return value;
-  ZOV_LOG_ERROR(message, "ZOVApplicationServerBase::validateConfigValue", value, getName(), defaultValue);
+  ZOV_LOG_ERROR(message, value, getName(), defaultValue);
   return defaultValue;
 }
 
@@ -135,22 +136,22 @@ RWCString ZOVApplicationServerBase::getStatusText() const {
 // --- Status and start time.
 
 int ZOVApplicationServerBase::setStatus(_AppServerStatus status) {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::setStatus");
+  ZOV_TRACE(Public);
   if (_status.exchange(status) == status) return 0;
   if (status != ServerConnected) {
-    ZOV_LOG_MESSAGE(ZOVA0018I, "ZOVApplicationServerBase::setStatus", getName());
+    ZOV_LOG_MESSAGE(ZOVA0018I, getName());
     setAppServerStartTime(0);
     shutdownSocket();
     markAllSourcesLogicallyDeleted();
   } else if (!_excludedFromMonitoring) {
-    ZOV_LOG_MESSAGE(ZOVA0017I, "ZOVApplicationServerBase::setStatus", getName());
+    ZOV_LOG_MESSAGE(ZOVA0017I, getName());
     if (_startMonitorOnConnect) startProfilerMonitorThread();
   }
   return 1;
 }
 
 void ZOVApplicationServerBase::setAppServerStartTime(long long milliseconds) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::setAppServerStartTime");
+  ZOV_TRACE(Restricted);
   _startTime = milliseconds == 0 ? -1 : milliseconds;
   ZOVTime time;
   if (_startTime != -1) time.convertFromJavaTime(_startTime);
@@ -178,7 +179,7 @@ void ZOVApplicationServerBase::getFormattedAppServerStartTime(char* buffer, int 
 // --- Collector instances.
 
 void ZOVApplicationServerBase::setDCProbeManagerProcessId(unsigned int id) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::setDCProbeManagerProcessId");
+  ZOV_TRACE(Restricted);
   if (id == 0) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Ignoring invalid input ProbeManager ProcessID: %d", id);
     return;
@@ -187,7 +188,7 @@ void ZOVApplicationServerBase::setDCProbeManagerProcessId(unsigned int id) {
 }
 
 void ZOVApplicationServerBase::setDCResourceManagerProcessId(unsigned int id) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::setDCResourceManagerProcessId");
+  ZOV_TRACE(Restricted);
   if (id == 0) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Ignoring invalid input ResourceManager ProcessID: %d", id);
     return;
@@ -200,7 +201,7 @@ void ZOVApplicationServerBase::setPendingDCInstanceId(unsigned int id) {
 }
 
 void ZOVApplicationServerBase::setCurrentDCInstanceId() {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::setCurrentDCInstanceId");
+  ZOV_TRACE(Restricted);
   const unsigned int pending = _pendingDCInstanceId;
   if (pending == 0) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "DCPendingInstanceID undefined or invalid: %i", pending);
@@ -215,7 +216,7 @@ void ZOVApplicationServerBase::setCurrentDCInstanceId() {
 // --- Subnode.
 
 ZOVReturnCode ZOVApplicationServerBase::buildSubnodeName() {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::buildSubnodeName");
+  ZOV_TRACE(Public);
   RWCString alias = getAliasName();
   RWCString name = getSubnodeName();
   if (_configParms && alias != _configParms->getSubnodeAliasName()) {
@@ -234,7 +235,7 @@ ZOVReturnCode ZOVApplicationServerBase::buildSubnodeName() {
 /// Empty when no name is left. The candidates are the name alone, the name with each letter, and the name
 /// with a bare point: 28 in all.
 RWCString ZOVApplicationServerBase::makeSubnodeName(const RWCString& alias) {
-  ZOV_TRACE(Private, "ZOVApplicationServerBase::makeSubnodeName");
+  ZOV_TRACE(Private);
   ZOVServerServices& services = ZOVServerServices::current();
   RWCString host = services.getSubsystemId();
   if (host.isNull()) host = toSingleByte(services.getCurrentSystemName());
@@ -252,7 +253,7 @@ RWCString ZOVApplicationServerBase::makeSubnodeName(const RWCString& alias) {
 }
 
 ZOVReturnCode ZOVApplicationServerBase::registerSubNode() {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::registerSubNode");
+  ZOV_TRACE(Public);
   if (getSubnodeName().isNull()) {
     if (const ZOVReturnCode rc = buildSubnodeName()) return rc;
   }
@@ -266,7 +267,7 @@ ZOVReturnCode ZOVApplicationServerBase::registerSubNode() {
 }
 
 ZOVReturnCode ZOVApplicationServerBase::deRegisterSubNode() {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::deRegisterSubNode");
+  ZOV_TRACE(Public);
   if (_status == ServerConnected) return ZOV_SERVER_NOT_STOPPED;
   if (ZOVServerServices::current().deregisterSubnode(getSubnodeName().data()) != 0) {
     return ZOV_SUBNODE_REGISTRATION;
@@ -313,7 +314,7 @@ bool ZOVApplicationServerBase::waitUntilStopped(const std::atomic<int>& running,
 
 bool ZOVApplicationServerBase::stopThread(std::shared_ptr<ZOVRecoverableThread>& thread,
                                           const std::atomic<int>& running, ZOVEvent& stopped) {
-  ZOV_TRACE(Private, "ZOVApplicationServerBase::stopThread");
+  ZOV_TRACE(Private);
   if (!thread) return true;
   if (thread->isThisCurrentThread()) return false;
   if (!waitUntilStopped(running, stopped, zovWaits().threadStopSeconds)) {
@@ -331,7 +332,7 @@ void ZOVApplicationServerBase::releaseLocksOfTurn() {
 }
 
 void ZOVApplicationServerBase::requestThreadsToStop() {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::requestThreadsToStop");
+  ZOV_TRACE(Restricted);
   {
     ZOVLockScope scope(_lock, Exclusive);
     _stopProfilerMonitor = 1;
@@ -343,7 +344,7 @@ void ZOVApplicationServerBase::requestThreadsToStop() {
 }
 
 bool ZOVApplicationServerBase::stopThreads() {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::stopThreads");
+  ZOV_TRACE(Restricted);
   requestThreadsToStop();
   const bool monitorStopped =
       stopThread(_profilerMonitorThread, _profilerMonitorRunning, _profilerMonitorStopped);

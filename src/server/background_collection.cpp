@@ -66,7 +66,7 @@ void CollectProfilerSampleRequest::post(const ZOVReturnCode& result) {
 
 ZOVReturnCode ZOVApplicationServerBase::submitAsynchronousRequest(
     const std::shared_ptr<CollectProfilerSampleRequest>& request) {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::submitAsynchronousRequest");
+  ZOV_TRACE(Public);
   {
     ZOVLockScope scope(_lock, Exclusive);
     if (_stopProfilerMonitor || !_profilerMonitorRunning) return ZOV_PROFILING_NOT_ACTIVE;
@@ -101,13 +101,13 @@ struct ZOVApplicationServerBase::MonitorTimes {
 };
 
 void ZOVApplicationServerBase::startProfilerMonitorThread() {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::startProfilerMonitorThread");
+  ZOV_TRACE(Public);
   startThread(_profilerMonitorThread, _profilerMonitorRunning, _stopProfilerMonitor, _profilerMonitorWakeup,
               _profilerMonitorStopped, launchBackgroundProfilerMonitor);
 }
 
 void ZOVApplicationServerBase::stopProfilerMonitorThread(int force) {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::stopProfilerMonitorThread");
+  ZOV_TRACE(Public);
   if (!force && (CollectingRequestData() || collectingGCData())) return;
   {
     ZOVLockScope scope(_lock, Exclusive);
@@ -129,22 +129,20 @@ int ZOVApplicationServerBase::launchBackgroundProfilerMonitor(void* server, ZOVT
 }
 
 void ZOVApplicationServerBase::backgroundProfilerMonitor() {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::backgroundProfilerMonitor");
+  ZOV_TRACE(Public);
   MonitorTimes times{};
   withCleanup([&] { runProfilerMonitor(times); }, [&] { profilerMonitorEnded(times.lastResult); });
 }
 
 void ZOVApplicationServerBase::runProfilerMonitor(MonitorTimes& times) {
+  ZOV_FUNCTION;
   _profilerMonitorStopped.reset();
   times.lastActivity = ZOVClock::seconds();
   times.nextSample =
       later(times.lastActivity, _pollInterval ? _pollInterval : zovWaits().quietCollectorSeconds);
-  guarded("ZOVASBGC", "ZOVApplicationServerBase::backgroundProfilerMonitor", [&] {
-    ZOV_LOG_MESSAGE(ZOVA0010I, "ZOVApplicationServerBase::backgroundProfilerMonitor", getName());
-  });
+  guarded(ZOV_PLACE, [&] { ZOV_LOG_MESSAGE(ZOVA0010I, getName()); });
   while (!_stopProfilerMonitor) {
-    const auto failure = guarded("ZOVASBGC", "ZOVApplicationServerBase::profilerMonitorTurn",
-                                 [&] { profilerMonitorTurn(times); });
+    const auto failure = guarded(ZOV_PLACE, [&] { profilerMonitorTurn(times); });
     if (!failure) continue;
     releaseLocksOfTurn();
     times.lastResult = failure->getReturnCode();
@@ -199,14 +197,15 @@ void ZOVApplicationServerBase::serveRequests(MonitorTimes& times) {
 }
 
 void ZOVApplicationServerBase::profilerMonitorEnded(const ZOVReturnCode& lastResult) {
+  ZOV_FUNCTION;
   std::deque<std::shared_ptr<CollectProfilerSampleRequest>> left;
-  guarded("ZOVASBGC", "ZOVApplicationServerBase::profilerMonitorEnded", [&] {
+  guarded(ZOV_PLACE, [&] {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "MSG_APP_SERVER_BACKGROUND_PROFILER_STOPPED error %i",
                 static_cast<unsigned int>(lastResult));
-    ZOV_LOG_MESSAGE(ZOVA0011I, "ZOVApplicationServerBase::backgroundProfilerMonitor", getName());
+    ZOV_LOG_MESSAGE(ZOVA0011I, getName());
   });
   if (_requestInHand) left.push_back(std::exchange(_requestInHand, nullptr));
-  guarded("ZOVASBGC", "ZOVApplicationServerBase::profilerMonitorEnded", [&] {
+  guarded(ZOV_PLACE, [&] {
     ZOVLockScope scope(_lock, Exclusive);
     std::move(_asynchronousRequests.begin(), _asynchronousRequests.end(), std::back_inserter(left));
     _asynchronousRequests.clear();
@@ -236,7 +235,7 @@ bool ZOVApplicationServerBase::runningBackgroundCollection(int type) const {
 }
 
 ZOVReturnCode ZOVApplicationServerBase::takeSample(const ZOVResourceAnchor& anchor) {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::takeSample");
+  ZOV_TRACE(Public);
   if (_excludedFromMonitoring) return ZOV_SERVER_EXCLUDED;
   if (_status != ServerConnected) return 0;
   const int type = anchor.getSampleType();
@@ -249,7 +248,7 @@ ZOVReturnCode ZOVApplicationServerBase::takeSample(const ZOVResourceAnchor& anch
 }
 
 ZOVReturnCode ZOVApplicationServerBase::takeSampleFromProfiler(const ZOVResourceAnchor& anchor) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::takeSampleFromProfiler");
+  ZOV_TRACE(Restricted);
   ZOVPollRequest::_PollMask collected = 0;
   if (CollectingRequestData()) collected |= ZOVPollRequest::RequestData;
   if (collectingGCData()) collected |= ZOVPollRequest::GCData;

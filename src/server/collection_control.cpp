@@ -34,7 +34,7 @@ void ZOVApplicationServer::startedCollectingGCData(int flag) {
 // --- Request data.
 
 ZOVReturnCode ZOVApplicationServer::processCollectRequest(int level, int percent) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::processCollectRequest");
+  ZOV_TRACE(Public);
   if (isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
   if (!isConnectedWithProfiler()) return ZOV_PROFILING_NOT_ACTIVE;
   if (level < 0) level = _workloadCollectLevel;
@@ -48,16 +48,15 @@ ZOVReturnCode ZOVApplicationServer::processCollectRequest(int level, int percent
   ZOVReturnCode rc = sendProfilerCollectionRequest(request, &refusal, &detail);
   if (rc != 0) {
     rc = reasonOf(rc, refusal);
-    ZOV_LOG_ERROR(ZOVA0073E, "ZOVApplicationServer::processCollectRequest", getName(), level, percent,
-                  rc.getDescription(), detail);
+    ZOV_LOG_ERROR(ZOVA0073E, getName(), level, percent, rc.getDescription(), detail);
     return rc;
   }
   if (level < 1) {
-    ZOV_LOG_MESSAGE(ZOVA0066I, "ZOVApplicationServer::processCollectRequest", getName());
+    ZOV_LOG_MESSAGE(ZOVA0066I, getName());
     startedCollectingRequestData(0);
     markResourceAnchorsLogicallyDeleted(ZOVSample::DataSourceWorkload);
   } else {
-    ZOV_LOG_MESSAGE(ZOVA0065I, "ZOVApplicationServer::processCollectRequest", getName(), level, percent);
+    ZOV_LOG_MESSAGE(ZOVA0065I, getName(), level, percent);
     startedCollectingRequestData(1);
   }
   _workloadCollectLevel = level;
@@ -67,7 +66,7 @@ ZOVReturnCode ZOVApplicationServer::processCollectRequest(int level, int percent
 }
 
 ZOVReturnCode ZOVApplicationServer::startDefaultRequestCollection() {
-  ZOV_TRACE(Restricted, "ZOVApplicationServer::startDefaultRequestCollection");
+  ZOV_TRACE(Restricted);
   if (isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
   const int action = _requestCollectAction;
   if (action != 1 && action != 2) return 0;
@@ -77,14 +76,13 @@ ZOVReturnCode ZOVApplicationServer::startDefaultRequestCollection() {
 // --- Garbage collection data.
 
 ZOVReturnCode ZOVApplicationServer::processGCCollectData(int action, int interval) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::processGCCollectData");
+  ZOV_TRACE(Public);
   if (isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
   if (!isConnectedWithProfiler()) return ZOV_PROFILING_NOT_ACTIVE;
   RWCString file = getVerboseGCLogFileName();
   if (file.isNull()) file = getErrLogFileName();
   if (file.isNull()) {
-    ZOV_LOG_ERROR(ZOVA0120E, "ZOVApplicationServer::processGCCollectData", getName(),
-                  std::to_string(ZOV_NO_GC_FILE).c_str());
+    ZOV_LOG_ERROR(ZOVA0120E, getName(), std::to_string(ZOV_NO_GC_FILE).c_str());
     return ZOV_NO_GC_FILE;
   }
 
@@ -96,18 +94,17 @@ ZOVReturnCode ZOVApplicationServer::processGCCollectData(int action, int interva
   ZOVReturnCode rc = sendProfilerCollectionRequest(request, &refusal, &detail);
   if (rc != 0) {
     rc = reasonOf(rc, refusal);
-    ZOV_LOG_ERROR(ZOVA0123E, "ZOVApplicationServer::processGCCollectData", getName(), rc.getDescription(),
-                  detail);
+    ZOV_LOG_ERROR(ZOVA0123E, getName(), rc.getDescription(), detail);
     return rc;
   }
   if (action == 0) {
-    ZOV_LOG_MESSAGE(ZOVA0124I, "ZOVApplicationServer::processGCCollectData", getName());
+    ZOV_LOG_MESSAGE(ZOVA0124I, getName());
     startedCollectingGCData(0);
     markResourceAnchorsLogicallyDeleted(ZOVSample::DataSourceVerboseGC);
     _gcCollectAction = 0;
     _gcCollectInterval = DefaultGCInterval;
   } else {
-    ZOV_LOG_MESSAGE(ZOVA0122I, "ZOVApplicationServer::processGCCollectData", getName());
+    ZOV_LOG_MESSAGE(ZOVA0122I, getName());
     startedCollectingGCData(1);
     _gcCollectAction = action;
     _gcCollectInterval = interval;
@@ -117,7 +114,7 @@ ZOVReturnCode ZOVApplicationServer::processGCCollectData(int action, int interva
 }
 
 ZOVReturnCode ZOVApplicationServer::startDefaultGCCollection() {
-  ZOV_TRACE(Restricted, "ZOVApplicationServer::startDefaultGCCollection");
+  ZOV_TRACE(Restricted);
   if (isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
   const int action = _gcCollectAction;
   return action == _collectingGCData ? ZOVReturnCode(0) : processGCCollectData(action, _gcCollectInterval);
@@ -136,9 +133,9 @@ ZOVReturnCode ZOVApplicationServer::resumeCollectingGCData() {
 // --- Resource data.
 
 ZOVReturnCode ZOVApplicationServer::suspendCollectingResourceData() {
-  ZOV_TRACE(Public, "ZOVApplicationServer::suspendCollectingResourceData");
+  ZOV_TRACE(Public);
   if (isResourceDataCollected()) {
-    ZOV_LOG_MESSAGE(ZOVA0068I, "ZOVApplicationServer::suspendCollectingResourceData", getName());
+    ZOV_LOG_MESSAGE(ZOVA0068I, getName());
   }
   _resourceCollectionSuspended = 1;
   ZOVReturnCode rc = 0;
@@ -150,11 +147,11 @@ ZOVReturnCode ZOVApplicationServer::suspendCollectingResourceData() {
 }
 
 ZOVReturnCode ZOVApplicationServer::resumeCollectingResourceData() {
-  ZOV_TRACE(Public, "ZOVApplicationServer::resumeCollectingResourceData");
+  ZOV_TRACE(Public);
   _resourceCollectionSuspended = 0;
   const auto manager = ZOVServerServices::current().resourceManager();
   if (_connectedWithResourceManager) {
-    ZOV_LOG_MESSAGE(ZOVA0067I, "ZOVApplicationServer::resumeCollectingResourceData", getName());
+    ZOV_LOG_MESSAGE(ZOVA0067I, getName());
   } else if (manager) {
     manager->createPSIClient(this);
   }
@@ -163,16 +160,16 @@ ZOVReturnCode ZOVApplicationServer::resumeCollectingResourceData() {
 }
 
 void ZOVApplicationServer::connectedWithResourceManager() {
-  ZOV_TRACE(Public, "ZOVApplicationServer::connectedWithResourceManager");
+  ZOV_TRACE(Public);
   _connectedWithResourceManager = 1;
   if (_resourceCollectionSuspended) return;
-  ZOV_LOG_MESSAGE(ZOVA0067I, "ZOVApplicationServer::connectedWithResourceManager", getName());
+  ZOV_LOG_MESSAGE(ZOVA0067I, getName());
 }
 
 void ZOVApplicationServer::disconnectedFromResourceManager() {
-  ZOV_TRACE(Public, "ZOVApplicationServer::disconnectedFromResourceManager");
+  ZOV_TRACE(Public);
   if (isResourceDataCollected()) {
-    ZOV_LOG_MESSAGE(ZOVA0068I, "ZOVApplicationServer::disconnectedFromResourceManager", getName());
+    ZOV_LOG_MESSAGE(ZOVA0068I, getName());
   }
   _connectedWithResourceManager = 0;
 }

@@ -73,7 +73,7 @@ struct ZOVApplicationServer::Poll {
 // --- Binding.
 
 ZOVReturnCode ZOVApplicationServer::isThisYourPing(const ZOVPingRequest& ping) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::isThisYourPing");
+  ZOV_TRACE(Public);
   if (ping.getAppServerName() != getName() || ping.getServerRootDirectory() != getServerRootDirectory()) {
     return ZOV_NOT_MATCHING_PING;
   }
@@ -83,7 +83,7 @@ ZOVReturnCode ZOVApplicationServer::isThisYourPing(const ZOVPingRequest& ping) {
 
 bool ZOVApplicationServer::foundProfiler(const std::shared_ptr<ZOVSocketConnection>& socket,
                                          const ZOVPingRequest& ping) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::foundProfiler");
+  ZOV_TRACE(Public);
   if (isExcludedFromMonitoring()) return false;
   clearEnvVariables();
   clearJVMProperties();
@@ -106,27 +106,29 @@ bool ZOVApplicationServer::foundProfiler(const std::shared_ptr<ZOVSocketConnecti
 }
 
 void ZOVApplicationServer::bindSocket(const std::shared_ptr<ZOVSocketConnection>& socket) {
+  ZOV_FUNCTION;
   shutdownSocket();
   {
     const std::scoped_lock lock(_socketMutex);
     _socket = socket;
   }
-  ZOV_LOG_MESSAGE(ZOVA0012I, "ZOVApplicationServer::foundProfiler", getName());
+  ZOV_LOG_MESSAGE(ZOVA0012I, getName());
   socket->setConnectionName(getName().data());
   _abbreviationTable.clearAndDestroy();
 }
 
 void ZOVApplicationServer::startDefaultCollections() {
+  ZOV_FUNCTION;
   if (const ZOVReturnCode rc = startDefaultRequestCollection()) {
-    ZOV_LOG_ERROR(ZOVA0064E, "ZOVApplicationServer::foundProfiler", getName(), rc.getDescription());
+    ZOV_LOG_ERROR(ZOVA0064E, getName(), rc.getDescription());
   }
   if (const ZOVReturnCode rc = startDefaultGCCollection(); rc != 0 && rc != ZOV_NO_GC_FILE) {
-    ZOV_LOG_ERROR(ZOVA0121E, "ZOVApplicationServer::foundProfiler", getName(), rc.getDescription());
+    ZOV_LOG_ERROR(ZOVA0121E, getName(), rc.getDescription());
   }
 }
 
 void ZOVApplicationServer::setDCProbeManagerProcessId(unsigned int id) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServer::setDCProbeManagerProcessId");
+  ZOV_TRACE(Restricted);
   ZOVApplicationServerBase::setDCProbeManagerProcessId(id);
   setPendingDCInstanceId(id);
   if (isDCInstancePending()) bindPendingDCInstance();
@@ -154,7 +156,7 @@ void ZOVApplicationServer::terminateCurrentDCInstance() {
 // --- The socket.
 
 void ZOVApplicationServer::shutdownSocket() {
-  ZOV_TRACE(Public, "ZOVApplicationServer::shutdownSocket");
+  ZOV_TRACE(Public);
   holding(_socketLock, Exclusive, [&] {
     // Under _socketLock nobody else changes _socket.
     if (!_socket) return;
@@ -168,7 +170,7 @@ void ZOVApplicationServer::shutdownSocket() {
     }
     startedCollectingRequestData(0);
     startedCollectingGCData(0);
-    ZOV_LOG_ERROR(ZOVA0016E, "ZOVApplicationServer::shutdownSocket", getName());
+    ZOV_LOG_ERROR(ZOVA0016E, getName());
   });
 }
 
@@ -183,8 +185,8 @@ int ZOVApplicationServer::isConnectedWithProfiler() const {
 }
 
 void ZOVApplicationServer::socketError(const ZOVReturnCode& code) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::socketError");
-  ZOV_LOG_ERROR(ZOVA0015E, "ZOVApplicationServer::socketError", code.getDescription(), getName());
+  ZOV_TRACE(Public);
+  ZOV_LOG_ERROR(ZOVA0015E, code.getDescription(), getName());
   shutdownSocket();
   setStatus(ServerDisconnected);
 }
@@ -197,7 +199,7 @@ ZOVReturnCode ZOVApplicationServer::exchange(const char* function, const ZOVRetu
   return holding(_socketLock, Exclusive, [&] {
     if (!_socket) return withoutSocket;
     ZOVReturnCode rc = 0;
-    if (const auto failure = guarded("ZOVASESS", function, [&] { rc = body(*_socket); })) {
+    if (const auto failure = guarded(traceUnit.tag(), function, [&] { rc = body(*_socket); })) {
       rc = failure->getReturnCode() ? failure->getReturnCode() : ZOVReturnCode(ZOV_EXCEPTION_CAUGHT);
     }
     if (rc != 0 && rc != ZOV_INVALID_RESPONSE) socketError(rc);
@@ -206,41 +208,38 @@ ZOVReturnCode ZOVApplicationServer::exchange(const char* function, const ZOVRetu
 }
 
 ZOVReturnCode ZOVApplicationServer::testConnectivity() {
-  ZOV_TRACE(Public, "ZOVApplicationServer::testConnectivity");
+  ZOV_TRACE(Public);
   const ZOVPingRequest ping;
-  return exchange("ZOVApplicationServer::testConnectivity", ZOV_SOCKET_NOT_CONNECTED,
-                  [&](ZOVSocketConnection& socket) {
-                    const ZOVReturnCode rc =
-                        zovExchange(&socket, ping, static_cast<int>(zovWaits().testConnectivitySeconds),
-                                    ResponseExpected, nullptr, nullptr);
-                    if (rc == ZOV_INVALID_RESPONSE) socketError(rc);
-                    return rc;
-                  });
+  return exchange(zovFunction.text, ZOV_SOCKET_NOT_CONNECTED, [&](ZOVSocketConnection& socket) {
+    const ZOVReturnCode rc = zovExchange(&socket, ping, static_cast<int>(zovWaits().testConnectivitySeconds),
+                                         ResponseExpected, nullptr, nullptr);
+    if (rc == ZOV_INVALID_RESPONSE) socketError(rc);
+    return rc;
+  });
 }
 
 ZOVReturnCode ZOVApplicationServer::sendProfilerCollectionRequest(const ZOVRequest& request, long long* value,
                                                                   RWCString* text) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::sendProfilerCollectionRequest");
+  ZOV_TRACE(Public);
   if (value) *value = 0;
   if (text) text->clear();
-  return exchange("ZOVApplicationServer::sendProfilerCollectionRequest", ZOV_SOCKET_CLOSED,
-                  [&](ZOVSocketConnection& socket) {
-                    return zovExchange(&socket, request, static_cast<int>(getSocketReceiveTimeout()),
-                                       ResponseExpected, value, text);
-                  });
+  return exchange(zovFunction.text, ZOV_SOCKET_CLOSED, [&](ZOVSocketConnection& socket) {
+    return zovExchange(&socket, request, static_cast<int>(getSocketReceiveTimeout()), ResponseExpected, value,
+                       text);
+  });
 }
 
 // --- One poll.
 
 ZOVReturnCode ZOVApplicationServer::obtainSamplesFromProfiler(ZOVPollRequest& request,
                                                               const ZOVResourceAnchor& anchor) {
-  ZOV_TRACE(Public, "ZOVApplicationServer::obtainSamplesFromProfiler");
+  ZOV_TRACE(Public);
   Poll poll;
-  const ZOVReturnCode rc = exchange("ZOVApplicationServer::obtainSamplesFromProfiler",
-                                    ZOV_PROFILING_NOT_ACTIVE, [&](ZOVSocketConnection& socket) {
-                                      poll.collectionId = nextCollectionId();
-                                      return collectDataFromProfilerSocket(socket, request, poll);
-                                    });
+  const ZOVReturnCode rc =
+      exchange(zovFunction.text, ZOV_PROFILING_NOT_ACTIVE, [&](ZOVSocketConnection& socket) {
+        poll.collectionId = nextCollectionId();
+        return collectDataFromProfilerSocket(socket, request, poll);
+      });
   if (rc != 0) return rc;
   if (poll.propertiesArrived) processJVMPropertiesFromSample();
   saveSamplesOfPoll(poll);
@@ -307,7 +306,7 @@ ZOVReturnCode ZOVApplicationServer::takeSampleFrame(std::unique_ptr<ZOVSample> s
 
 /// With no lock held but the server's own, for each sample.
 void ZOVApplicationServer::saveSamplesOfPoll(Poll& poll) {
-  ZOV_TRACE(Private, "ZOVApplicationServer::saveSamplesOfPoll");
+  ZOV_TRACE(Private);
   traceCounts(poll.samples);
   SummaryAnchors summaries;
   for (std::unique_ptr<ZOVSample>& sample : poll.samples) {
@@ -365,7 +364,7 @@ RWCString ZOVApplicationServer::lookupAbbreviatedString(const RWCString& text, l
 }
 
 void ZOVApplicationServer::processMessageSample(const ZOVMessageSample& sample) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServer::processMessageSample");
+  ZOV_TRACE(Restricted);
   ZOVAgentEnvironment* const environment = ZOVAgentEnvironment::pEnvironment;
   if (!environment) return;
   ZOVTime time;
@@ -373,7 +372,6 @@ void ZOVApplicationServer::processMessageSample(const ZOVMessageSample& sample) 
   struct tm when {};
   time.extract(&when);
   const RWCString text = sample.messageText + ServerLiteral + getName();
-  environment->productEventCollector().postProductEvent(
-      traceUnit.tag(), "ZOVApplicationServer::processMessageSample", __LINE__, &when,
-      severityOf(sample.messageSeverity), text.data());
+  environment->productEventCollector().postProductEvent(ZOV_PLACE, __LINE__, &when,
+                                                        severityOf(sample.messageSeverity), text.data());
 }

@@ -6,7 +6,7 @@
 #include <array>
 #include <memory>
 
-#include "runtime/foundation/collections.h"
+#include "foundation/collections.h"
 #include "samples/resource_anchor.h"
 
 class ZOVResourceAnchorTable {

@@ -138,7 +138,7 @@ RWCString ZOVResourceManagerProxy::createLogFileName() {
 
 ZOVResourceManagerProxy::AppServerDescription ZOVResourceManagerProxy::parseAppServerSample(
     const char* text) {
-  ZOV_TRACE(Public, "ZOVResourceManagerProxy::parseAppServerSample");
+  ZOV_TRACE(Public);
   AppServerDescription description;
   std::string_view rest(text ? text : "");
   while (!rest.empty()) {

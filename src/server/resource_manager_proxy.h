@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 #include "runtime/return_code.h"
 #include "runtime/task.h"
 #include "server/rpx_collection_request.h"

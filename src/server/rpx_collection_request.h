@@ -4,8 +4,8 @@
 // creator takes samples until null and then destroys the request, unless it is marked to be destroyed by its
 // processor.
 
+#include "foundation/string.h"
 #include "runtime/asynchronous_request.h"
-#include "runtime/foundation/string.h"
 
 class ZOVApplicationServerBase;
 

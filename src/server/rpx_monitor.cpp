@@ -30,13 +30,13 @@ bool isGood(const ZOVReturnCode& rc) {
 }  // namespace
 
 void ZOVApplicationServerBase::startRPXMonitorThread() {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::startRPXMonitorThread");
+  ZOV_TRACE(Restricted);
   startThread(_rpxMonitorThread, _rpxMonitorRunning, _stopRPXMonitor, _rpxMonitorWakeup, _rpxMonitorStopped,
               launchBackgroundRPXMonitor);
 }
 
 void ZOVApplicationServerBase::stopRPXMonitorThread() {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::stopRPXMonitorThread");
+  ZOV_TRACE(Public);
   {
     ZOVLockScope scope(_lock, Exclusive);
     _stopRPXMonitor = 1;
@@ -51,17 +51,14 @@ int ZOVApplicationServerBase::launchBackgroundRPXMonitor(void* server, ZOVThread
 }
 
 void ZOVApplicationServerBase::backgroundRPXMonitor() {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::backgroundRPXMonitor");
+  ZOV_TRACE(Public);
   withCleanup(
       [this] {
         _rpxMonitorStopped.reset();
         std::uint32_t next = ZOVClock::seconds();
-        guarded("ZOVASRPX", "ZOVApplicationServerBase::backgroundRPXMonitor", [this] {
-          ZOV_LOG_MESSAGE(ZOVA0008I, "ZOVApplicationServerBase::backgroundRPXMonitor", getName());
-        });
+        guarded(ZOV_PLACE, [this] { ZOV_LOG_MESSAGE(ZOVA0008I, getName()); });
         while (!_stopRPXMonitor) {
-          const auto failure =
-              guarded("ZOVASRPX", "ZOVApplicationServerBase::rpxMonitorTurn", [&] { rpxMonitorTurn(next); });
+          const auto failure = guarded(ZOV_PLACE, [&] { rpxMonitorTurn(next); });
           if (!failure) continue;
           releaseLocksOfTurn();
           _rpxMonitorWakeup.waitWithTimeout(1);  // a turn that fails again and again must not spin
@@ -83,14 +80,14 @@ void ZOVApplicationServerBase::rpxMonitorTurn(std::uint32_t& next) {
 }
 
 void ZOVApplicationServerBase::rpxMonitorEnded() {
-  guarded("ZOVASRPX", "ZOVApplicationServerBase::rpxMonitorEnded",
-          [&] { ZOV_LOG_MESSAGE(ZOVA0009I, "ZOVApplicationServerBase::backgroundRPXMonitor", getName()); });
+  ZOV_FUNCTION;
+  guarded(ZOV_PLACE, [&] { ZOV_LOG_MESSAGE(ZOVA0009I, getName()); });
   _rpxMonitorRunning = 0;
   _rpxMonitorStopped.post();
 }
 
 void ZOVApplicationServerBase::collectStatistics() {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::collectStatistics");
+  ZOV_TRACE(Restricted);
   // On the heap: a raise leaves it to the manager's thread, which may still be at it.
   const auto request = std::make_unique<RPXCollectionRequest>(AllStatistics, this, nullptr);
   collectFromRPX(*request, nullptr);
@@ -100,7 +97,7 @@ void ZOVApplicationServerBase::collectStatistics() {
 /// what `wanted` selects and the collection has not brought is marked; without it, all of the statistics are.
 ZOVReturnCode ZOVApplicationServerBase::collectFromRPX(RPXCollectionRequest& request,
                                                        const ZOVResourceAnchor* wanted) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::collectFromRPX");
+  ZOV_TRACE(Restricted);
   const std::shared_ptr<ZOVResourceManagerProxy> manager = ZOVServerServices::current().resourceManager();
   if (!manager) return ZOV_PSI_NOT_ACTIVE;
   return holding(_rpxLock, Exclusive, [&]() -> ZOVReturnCode {
@@ -144,7 +141,7 @@ void ZOVApplicationServerBase::completeServerSample(ZOVAppServerSample& serverSa
 // --- On demand.
 
 ZOVReturnCode ZOVApplicationServerBase::takeSampleFromRPX(const ZOVResourceAnchor& anchor) {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::takeSampleFromRPX");
+  ZOV_TRACE(Public);
   if (_excludedFromMonitoring) return ZOV_SERVER_EXCLUDED;
   const std::unique_ptr<RPXCollectionRequest> request = makeRPXRequest(anchor);
   if (!request) return 0;

@@ -47,7 +47,7 @@ bool isReadable(const ZOVResourceAnchor& anchor, _SaveSampleType saveType) {
 
 void ZOVApplicationServerBase::saveSample(ZOVSample* sample, _SaveSampleType type,
                                           unsigned int collectionId) {
-  ZOV_TRACE(Minor, "ZOVApplicationServerBase::saveSample");
+  ZOV_TRACE(Minor);
   if (!sample) return;
   holding(_lock, Exclusive, [&] {
     if (sample->getSampleType() == ZOVSample::SampleTypeApplicationServer) {
@@ -95,7 +95,7 @@ int ZOVApplicationServerBase::getMinSamplingInterval(int type) const {
 }
 
 bool ZOVApplicationServerBase::findCachedSampleRequest(const ZOVResourceAnchor& anchor) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::findCachedSampleRequest");
+  ZOV_TRACE(Restricted);
   const std::int64_t now = ZOVClock::seconds();
   ZOVLockScope scope(_lock, Exclusive);
   for (auto request = _cachedSampleRequests.begin(); request != _cachedSampleRequests.end();) {
@@ -111,7 +111,7 @@ bool ZOVApplicationServerBase::findCachedSampleRequest(const ZOVResourceAnchor& 
 }
 
 void ZOVApplicationServerBase::defineCachedSampleRequest(const ZOVResourceAnchor& anchor) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::defineCachedSampleRequest");
+  ZOV_TRACE(Restricted);
   CachedSampleRequest request(anchor);
   ZOVLockScope scope(_lock, Exclusive);
   _cachedSampleRequests.push_back(std::move(request));
@@ -120,7 +120,7 @@ void ZOVApplicationServerBase::defineCachedSampleRequest(const ZOVResourceAnchor
 // --- Anchors that no longer report.
 
 void ZOVApplicationServerBase::markResourceAnchorsLogicallyDeleted(ZOVSample::_DataSource source) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::markResourceAnchorsLogicallyDeleted");
+  ZOV_TRACE(Restricted);
   holding(_lock, Exclusive, [&] {
     if (getDataSource() == source) markLogicallyDeleted();
     ZOVResourceAnchorTableIterator next(_resourceAnchorTable);
@@ -139,7 +139,7 @@ void ZOVApplicationServerBase::markAllSourcesLogicallyDeleted() {
 
 void ZOVApplicationServerBase::removeObsoleteResourceAnchors(const ZOVResourceAnchor* wanted,
                                                              unsigned int collectionId) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::removeObsoleteResourceAnchors");
+  ZOV_TRACE(Restricted);
   if (!wanted) return;
   holding(_lock, Exclusive, [&] {
     if (wanted->isSpecific()) {
@@ -157,7 +157,7 @@ void ZOVApplicationServerBase::removeObsoleteResourceAnchors(const ZOVResourceAn
 
 void ZOVApplicationServerBase::removeObsoleteResourceAnchors(ZOVSample::_DataSource source,
                                                              unsigned int collectionId) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::removeObsoleteResourceAnchors");
+  ZOV_TRACE(Restricted);
   holding(_lock, Exclusive, [&] {
     ZOVResourceAnchorTableIterator next(_resourceAnchorTable);
     while (ZOVResourceAnchor* anchor = next()) {
@@ -179,7 +179,7 @@ int ZOVApplicationServerBase::isRemovableByTime(const ZOVResourceAnchor& anchor,
 }
 
 void ZOVApplicationServerBase::removeObsoleteResourceAnchorsByTime(ZOVSample::_DataSource source) {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::removeObsoleteResourceAnchorsByTime");
+  ZOV_TRACE(Public);
   const int retain = _configParms ? _configParms->getRetainHistory() : DefaultRetainHistory;
   const std::uint32_t now = ZOVClock::seconds();
   holding(_lock, Exclusive, [&] {
@@ -204,13 +204,12 @@ ZOVReturnCode ZOVApplicationServerBase::returnSamples(ZOVSampleCallback callback
                                                       ZOVSampleCallbackParms* parms,
                                                       const ZOVResourceAnchor& anchor,
                                                       _SaveSampleType saveType) {
-  ZOV_TRACE(Public, "ZOVApplicationServerBase::returnSamples");
+  ZOV_TRACE(Public);
   if (_excludedFromMonitoring) return ZOV_SERVER_EXCLUDED;
   const bool history = saveType == SaveSampleHistorical;
   const ZOVSample::_SampleType type = anchor.getSampleType();
   if (history && !collectingHistoricalDataForSampleType(type)) {
-    ZOV_LOG_MESSAGE(ZOVA0099W, "ZOVApplicationServerBase::returnSamples",
-                    ZOVSample::getSampleTypeInEnglish(type), getName());
+    ZOV_LOG_MESSAGE(ZOVA0099W, ZOVSample::getSampleTypeInEnglish(type), getName());
     return ZOV_NO_HISTORY;
   }
   const bool server = type == ZOVSample::SampleTypeApplicationServer;
@@ -255,7 +254,7 @@ unsigned int ZOVApplicationServerBase::returnResourceSamples(ZOVSampleCallback c
 // --- Roll-up.
 
 void ZOVApplicationServerBase::rollupTo(ZOVAppServerSample& serverSample) {
-  ZOV_TRACE(Restricted, "ZOVApplicationServerBase::rollupTo");
+  ZOV_TRACE(Restricted);
   struct Term {
     ZOVSample::_SampleType type;
     int key;

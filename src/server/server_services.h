@@ -6,7 +6,7 @@
 
 #include <memory>
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 #include "runtime/return_code.h"
 
 class ZOVAgentConfigParms;

@@ -9,7 +9,7 @@ static DGT1_Unit traceUnit("ZOVCCSKT");
 
 ZOVClientSocket::ZOVClientSocket(std::uint16_t port, const char* name, in_addr_t address)
     : ZOVSocketConnection(port, name) {
-  ZOV_TRACE(Public, "ZOVClientSocket::ZOVClientSocket");
+  ZOV_TRACE(Public);
   if (!_valid) return;
   if (address != 0) _address.sin_addr.s_addr = address;
   if (::connect(_socket, reinterpret_cast<const sockaddr*>(&_address), sizeof _address) == 0) return;

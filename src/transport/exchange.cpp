@@ -10,7 +10,7 @@ static DGT1_Unit traceUnit("ZOVCEXCH");
 
 ZOVReturnCode zovExchange(ZOVSocketConnection* socket, const ZOVRequest& request, int timeout,
                           _ResponseExpectation expectation, long long* value, RWCString* text) {
-  ZOV_TRACE(Public, "zovExchange");
+  ZOV_TRACE(Public);
   if (value) *value = 0;
   if (text) text->clear();
   if (!socket) return ZOV_SOCKET_CLOSED;

@@ -2,7 +2,7 @@
 // One exchange on a collector's socket: a request out, its response in. The caller holds whatever lock
 // serialises the exchanges of the socket.
 
-#include "runtime/foundation/string.h"
+#include "foundation/string.h"
 #include "runtime/return_code.h"
 
 class ZOVRequest;

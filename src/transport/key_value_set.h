@@ -2,8 +2,8 @@
 // ZOVKeyValueSet: a bag of extra fields that travel behind an object's own. It owns its pairs; a second pair
 // of an equal key may stand beside the first. No lock: it belongs to the object that carries it.
 
+#include "foundation/collections.h"
 #include "runtime/collectable.h"
-#include "runtime/foundation/collections.h"
 
 class ZOVKeyValueSet : public RWHashTable {
  public:

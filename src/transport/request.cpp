@@ -51,7 +51,7 @@ long long ZOVRequest::getNumericData(int key) const {
 }
 
 std::unique_ptr<ZOVRequest> ZOVRequest::buildFromBuffer(ZOVBuffer& buffer) {
-  ZOV_TRACE(Public, "ZOVRequest::buildFromBuffer");
+  ZOV_TRACE(Public);
   const int type = buffer.getNextIntField();
   switch (type) {
 #define ZOV_REQUEST_TYPE(number, name, class_name)

@@ -19,7 +19,7 @@ static DGT1_Unit traceUnit("ZOVCSRVS");
 
 ZOVServerSocket::ZOVServerSocket(const char* address, std::uint16_t port, const char* name, int backlog)
     : ZOVSocketConnection(port, name), _allSocketsLock("AllSocketsLock") {
-  ZOV_TRACE(Public, "ZOVServerSocket::ZOVServerSocket");
+  ZOV_TRACE(Public);
   if (!_valid || open(address, backlog)) return;
   fail(determineError());
   logFailure("bind or listen", __LINE__, getLastRC());
@@ -48,13 +48,13 @@ bool ZOVServerSocket::open(const char* address, int backlog) {
 }
 
 ZOVServerSocket::~ZOVServerSocket() {
-  ZOV_TRACE(Public, "ZOVServerSocket::~ZOVServerSocket");
+  ZOV_TRACE(Public);
   shutdownAll();
   if (_wakeEvent >= 0) ::close(_wakeEvent);
 }
 
 std::shared_ptr<ZOVSocketConnection> ZOVServerSocket::clientAccept(ZOVReturnCode& rc, long timeout) {
-  ZOV_TRACE(Public, "ZOVServerSocket::clientAccept");
+  ZOV_TRACE(Public);
   int accepted = -1;
   do {
     rc = waitForClient(timeout);
@@ -67,7 +67,7 @@ std::shared_ptr<ZOVSocketConnection> ZOVServerSocket::clientAccept(ZOVReturnCode
     return nullptr;
   }
   std::shared_ptr<ZOVSocketConnection> connection;
-  const auto failure = guarded("ZOVCSRVS", "ZOVServerSocket::clientAccept", [&] {
+  const auto failure = guarded(ZOV_PLACE, [&] {
     connection = std::make_shared<ZOVSocketConnection>(accepted, _port, nullptr);
     const ZOVLockScope scope(_allSocketsLock, Exclusive);
     _allSockets.push_back(connection);
@@ -121,18 +121,18 @@ void ZOVServerSocket::deleteClosedPeers(std::span<const pollfd> watched) {
 }
 
 void ZOVServerSocket::waitForShutdown() {
-  ZOV_TRACE(Public, "ZOVServerSocket::waitForShutdown");
+  ZOV_TRACE(Public);
   while (waitForClient(0) == ZOV_OK) {
   }
 }
 
 void ZOVServerSocket::abandon(const std::shared_ptr<ZOVSocketConnection>& connection) {
-  ZOV_TRACE(Public, "ZOVServerSocket::abandon");
+  ZOV_TRACE(Public);
   _ownerless.push_back(connection);
 }
 
 void ZOVServerSocket::deleteSocket(const ZOVSocketConnection* connection) {
-  ZOV_TRACE(Public, "ZOVServerSocket::deleteSocket");
+  ZOV_TRACE(Public);
   std::shared_ptr<ZOVSocketConnection> found;
   {
     const ZOVLockScope scope(_allSocketsLock, Exclusive);
@@ -146,14 +146,14 @@ void ZOVServerSocket::deleteSocket(const ZOVSocketConnection* connection) {
 }
 
 void ZOVServerSocket::closeListening() {
-  ZOV_TRACE(Public, "ZOVServerSocket::closeListening");
+  ZOV_TRACE(Public);
   const ZOVLockScope scope(_allSocketsLock, Exclusive);
   if (_socket >= 0) ::close(std::exchange(_socket, -1));
   _valid = false;
 }
 
 void ZOVServerSocket::shutdownAll() {
-  ZOV_TRACE(Public, "ZOVServerSocket::shutdownAll");
+  ZOV_TRACE(Public);
   const ZOVLockScope scope(_allSocketsLock, Exclusive);
   if (std::exchange(_shutDown, true)) return;
   shutdownSocket();

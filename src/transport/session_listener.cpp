@@ -35,16 +35,16 @@ ZOVProfilerSocketMonitor::ZOVProfilerSocketMonitor(std::uint16_t port, ZOVSessio
 }
 
 ZOVProfilerSocketMonitor::~ZOVProfilerSocketMonitor() {
-  ZOV_TRACE(Public, "ZOVProfilerSocketMonitor::~ZOVProfilerSocketMonitor");
+  ZOV_TRACE(Public);
   shutdown();
   pMonitor = nullptr;
 }
 
 void ZOVProfilerSocketMonitor::shutdown() {
-  ZOV_TRACE(Public, "ZOVProfilerSocketMonitor::shutdown");
+  ZOV_TRACE(Public);
   requestShutdown();
   if (const std::shared_ptr<ZOVServerSocket> socket = serverSocket()) {
-    guarded("ZOVCPSKM", "ZOVProfilerSocketMonitor::shutdown", [&] {
+    guarded(ZOV_PLACE, [&] {
       socket->shutdownAll();
       _directory.shutDownServerSockets();
     });
@@ -53,7 +53,7 @@ void ZOVProfilerSocketMonitor::shutdown() {
 }
 
 void ZOVProfilerSocketMonitor::deleteSocket(const ZOVSocketConnection* connection) {
-  ZOV_TRACE(Public, "ZOVProfilerSocketMonitor::deleteSocket");
+  ZOV_TRACE(Public);
   if (const std::shared_ptr<ZOVServerSocket> socket = serverSocket()) socket->deleteSocket(connection);
 }
 
@@ -68,7 +68,7 @@ std::shared_ptr<ZOVServerSocket> ZOVProfilerSocketMonitor::serverSocket() {
 }
 
 void ZOVProfilerSocketMonitor::backgroundProcessing() {
-  ZOV_TRACE(Public, "ZOVProfilerSocketMonitor::backgroundProcessing");
+  ZOV_TRACE(Public);
   startupCompleted(1);
   std::shared_ptr<ZOVServerSocket> socket = open();
   if (socket) {
@@ -77,26 +77,24 @@ void ZOVProfilerSocketMonitor::backgroundProcessing() {
     if (!isShutdownRequested()) {
       DGT1_Printf(traceUnit, DGT1_ERROR, "Accepting has ended; the sessions that stand go on");
       socket->closeListening();
-      guarded("ZOVCPSKM", "ZOVProfilerSocketMonitor::backgroundProcessing",
-              [&] { socket->waitForShutdown(); });
+      guarded(ZOV_PLACE, [&] { socket->waitForShutdown(); });
     }
   }
-  guarded("ZOVCPSKM", "ZOVProfilerSocketMonitor::backgroundProcessing",
-          [&] { _directory.stopProfilerMonitorThreads(); });
+  guarded(ZOV_PLACE, [&] { _directory.stopProfilerMonitorThreads(); });
   const std::scoped_lock lock(_serverSocketMutex);
   _serverSocket.reset();
 }
 
 /// Null when told to stop.
 std::shared_ptr<ZOVServerSocket> ZOVProfilerSocketMonitor::open() {
-  ZOV_TRACE(Private, "ZOVProfilerSocketMonitor::open");
+  ZOV_TRACE(Private);
   const char* const address = OSL1_GetEnv("ZOV_LOCAL_ADDRESS", "");
   while (!isShutdownRequested()) {
-    guarded("ZOVCPSKM", "ZOVProfilerSocketMonitor::open", [&] { tryToOpen(address); });
+    guarded(ZOV_PLACE, [&] { tryToOpen(address); });
     if (std::shared_ptr<ZOVServerSocket> socket = serverSocket()) return socket;
     const std::string port =
         *address ? DGT1_FormatText("%s:%i", address, _port) : DGT1_FormatText("%i", _port);
-    ZOV_LOG_ERROR(ZOVA0084E, "ZOVProfilerSocketMonitor::open", port.c_str(), zovWaits().listenerRetrySeconds);
+    ZOV_LOG_ERROR(ZOVA0084E, port.c_str(), zovWaits().listenerRetrySeconds);
     _shutdownEvent.waitWithTimeout(zovWaits().listenerRetrySeconds);
   }
   return nullptr;
@@ -110,10 +108,10 @@ void ZOVProfilerSocketMonitor::tryToOpen(const char* address) {
 }
 
 bool ZOVProfilerSocketMonitor::serveNext(ZOVServerSocket& socket) {
-  ZOV_TRACE(Private, "ZOVProfilerSocketMonitor::serveNext");
+  ZOV_TRACE(Private);
   Turn turn;
   ZOVReturnCode rc;
-  guarded("ZOVCPSKM", "ZOVProfilerSocketMonitor::serveNext", [&] {
+  guarded(ZOV_PLACE, [&] {
     turn.connection = socket.clientAccept(rc, zovWaits().listenerAcceptSeconds);
     if (turn.connection && !isShutdownRequested()) greet(turn);
   });
@@ -124,7 +122,7 @@ bool ZOVProfilerSocketMonitor::serveNext(ZOVServerSocket& socket) {
 }
 
 void ZOVProfilerSocketMonitor::greet(Turn& turn) {
-  ZOV_TRACE(Private, "ZOVProfilerSocketMonitor::greet");
+  ZOV_TRACE(Private);
   ZOVReturnCode rc;
   turn.frame = turn.connection->receive(rc, 0, LogEveryFailure);
   if (!turn.frame) return;
@@ -148,7 +146,7 @@ void ZOVProfilerSocketMonitor::greet(Turn& turn) {
 
 void ZOVProfilerSocketMonitor::greetStatisticsProcess(Turn& turn, const ZOVPingRequest& ping,
                                                       ZOVResponse& response) {
-  ZOV_TRACE(Private, "ZOVProfilerSocketMonitor::greetStatisticsProcess");
+  ZOV_TRACE(Private);
   const bool expected = _directory.isThisPingExpected(ping);
   response.setStatus(expected);
   response.send(*turn.connection);
@@ -161,7 +159,7 @@ void ZOVProfilerSocketMonitor::greetStatisticsProcess(Turn& turn, const ZOVPingR
 }
 
 void ZOVProfilerSocketMonitor::greetCollector(Turn& turn, const ZOVPingRequest& ping, ZOVResponse& response) {
-  ZOV_TRACE(Private, "ZOVProfilerSocketMonitor::greetCollector");
+  ZOV_TRACE(Private);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Receive PING request from process id %i", ping.getProcessId());
   ZOVReturnCode code = checkLevels(ping);
   const bool levelsFit = code == ZOV_OK;
@@ -181,7 +179,7 @@ void ZOVProfilerSocketMonitor::greetCollector(Turn& turn, const ZOVPingRequest& 
 }
 
 ZOVReturnCode ZOVProfilerSocketMonitor::checkLevels(const ZOVPingRequest& ping) {
-  ZOV_TRACE(Private, "ZOVProfilerSocketMonitor::checkLevels");
+  ZOV_TRACE(Private);
   const struct {
     const char* part;
     long long actual, required;
@@ -201,8 +199,7 @@ ZOVReturnCode ZOVProfilerSocketMonitor::checkLevels(const ZOVPingRequest& ping) 
                 ping.getProcessId());
     DGT1_Printf(traceUnit, DGT1_ERROR, "Required build level is %i.  Actual build level is %i",
                 level.required, level.actual);
-    _directory.writeProductEvent(traceUnit.tag(), "ZOVProfilerSocketMonitor::checkLevels", __LINE__,
-                                 level.eventText);
+    _directory.writeProductEvent(ZOV_PLACE, __LINE__, level.eventText);
     return level.refusal;
   }
   return ZOV_OK;

@@ -35,7 +35,7 @@ ZOVSocketConnection::ZOVSocketConnection(int socket, std::uint16_t port, const c
       _socket(socket),
       _valid(socket >= 0),
       _lastRC(socket >= 0 ? ZOVReturnCode(ZOV_OK) : determineError()) {
-  ZOV_TRACE(Public, "ZOVSocketConnection::ZOVSocketConnection");
+  ZOV_TRACE(Public);
   if (_valid) LastError = 0;
   _address.sin_family = AF_INET;
   _address.sin_port = htons(port);
@@ -44,7 +44,7 @@ ZOVSocketConnection::ZOVSocketConnection(int socket, std::uint16_t port, const c
 }
 
 ZOVSocketConnection::~ZOVSocketConnection() {
-  ZOV_TRACE(Public, "ZOVSocketConnection::~ZOVSocketConnection");
+  ZOV_TRACE(Public);
   if (_socket < 0) return;
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Socket %X %s being shut down", _socket, _connectionNameLocal.data());
   ::shutdown(_socket, SHUT_RDWR);
@@ -52,7 +52,7 @@ ZOVSocketConnection::~ZOVSocketConnection() {
 }
 
 void ZOVSocketConnection::setConnectionName(const char* utf8Text) {
-  ZOV_TRACE(Public, "ZOVSocketConnection::setConnectionName");
+  ZOV_TRACE(Public);
   _connectionName = RWCString(utf8Text);
   _connectionNameLocal = ZOVUTF8Handler(_connectionName)
                              .convertToSBLocalString(ZOVUTF8Handler::defaultMBSubstituteString.data());
@@ -86,12 +86,12 @@ ZOVReturnCode ZOVSocketConnection::determineError() {
 void ZOVSocketConnection::logFailure(const char* function, int line, const ZOVReturnCode& code) const {
   RWCString details;
   ZOVGetLastError(&details, LastError);
-  zov_detail::logError(traceUnit, line, ZOVA0079E, function, function, _connectionName, code.getDescription(),
-                       details);
+  zov_detail::logError(traceUnit.tag(), function, line, ZOVA0079E, function, _connectionName,
+                       code.getDescription(), details);
 }
 
 ZOVReturnCode ZOVSocketConnection::Send(const ZOVBuffer& buffer) {
-  ZOV_TRACE(Public, "ZOVSocketConnection::Send");
+  ZOV_TRACE(Public);
   const std::uint32_t length = htonl(static_cast<std::uint32_t>(buffer.length()));
   // Length and body leave together; else the body would wait for the peer to acknowledge the length.
   ZOVReturnCode code =
@@ -108,7 +108,7 @@ ZOVReturnCode ZOVSocketConnection::Send(const ZOVBuffer& buffer) {
 
 std::unique_ptr<ZOVBuffer> ZOVSocketConnection::receive(ZOVReturnCode& rc, long timeout,
                                                         _TimeoutMessageRequired required) {
-  ZOV_TRACE(Public, "ZOVSocketConnection::receive");
+  ZOV_TRACE(Public);
   if (timeout != 0) {
     rc = waitForSocketOrTimeout(timeout, _socket);
     if (rc != ZOV_OK) {
@@ -192,7 +192,7 @@ ZOVReturnCode ZOVSocketConnection::receiveInto(char* bytes, std::size_t count) {
 }
 
 ZOVReturnCode ZOVSocketConnection::waitForSocketOrTimeout(long seconds, int socket) {
-  ZOV_TRACE(Restricted, "ZOVSocketConnection::waitForSocketOrTimeout");
+  ZOV_TRACE(Restricted);
   using Clock = std::chrono::steady_clock;
   if (socket < 0) return ZOV_SOCKET_CLOSED;
   const auto bit = static_cast<std::size_t>(socket);
@@ -216,12 +216,12 @@ ZOVReturnCode ZOVSocketConnection::waitForSocketOrTimeout(long seconds, int sock
 }
 
 ZOVReturnCode ZOVSocketConnection::testConnection() {
-  ZOV_TRACE(Public, "ZOVSocketConnection::testConnection");
+  ZOV_TRACE(Public);
   const ZOVReturnCode code = waitForSocketOrTimeout(0, _socket);
   return code == ZOV_SOCKET_TIMED_OUT ? ZOVReturnCode(ZOV_OK) : code;
 }
 
 void ZOVSocketConnection::shutdownSocket() {
-  ZOV_TRACE(Public, "ZOVSocketConnection::shutdownSocket");
+  ZOV_TRACE(Public);
   if (_socket >= 0) ::shutdown(_socket, SHUT_RDWR);
 }

@@ -70,14 +70,14 @@ void ZOVTransportableData::save(const ZOVKeyValueSet& pairs) {
 }
 
 void ZOVTransportableData::streamID(ZOVBuffer& buffer) const {
-  ZOV_TRACE(Restricted, "ZOVTransportableData::streamID");
+  ZOV_TRACE(Restricted);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Data to be sent in %i format", _sendFormat);
   buffer.streamShortInt(static_cast<unsigned short>(_sendFormat));
   buffer.streamShortInt(static_cast<unsigned short>(getDataType()));
 }
 
 void ZOVTransportableData::streamData(ZOVBuffer& buffer) const {
-  ZOV_TRACE(Restricted, "ZOVTransportableData::streamData");
+  ZOV_TRACE(Restricted);
   const int numericCount = getNumNumericKeys();
   const int stringCount = getNumStringKeys();
   KeyArray keys(std::max(numericCount, stringCount));
@@ -119,7 +119,7 @@ void ZOVTransportableData::getDataArrays(int& numericCount, int& stringCount,
                                          std::unique_ptr<long long[]>& numericValues,
                                          std::unique_ptr<int[]>& stringKeyArray,
                                          std::unique_ptr<RWCString[]>& stringValues) const {
-  ZOV_TRACE(Restricted, "ZOVTransportableData::getDataArrays");
+  ZOV_TRACE(Restricted);
   numericCount = getNumNumericKeys();
   stringCount = getNumStringKeys();
   numericKeyArray = newArray<int>(numericCount, "int keys");
@@ -135,7 +135,7 @@ void ZOVTransportableData::getDataArrays(int& numericCount, int& stringCount,
 }
 
 ZOVReturnCode ZOVTransportableData::send(ZOVSocketConnection& socket) const {
-  ZOV_TRACE(Public, "ZOVTransportableData::send");
+  ZOV_TRACE(Public);
   ZOVBuffer buffer(socket);
   buffer.reserve(512);  // most messages fit
   stream(buffer);
@@ -163,7 +163,7 @@ void ZOVTransportableData::dumpToLog() const {
 }
 
 std::unique_ptr<ZOVTransportableData> ZOVTransportableData::buildFromBuffer(ZOVBuffer& buffer) {
-  ZOV_TRACE(Public, "ZOVTransportableData::buildFromBuffer");
+  ZOV_TRACE(Public);
   const int format = buffer.getNextShortIntField();
   const int dataType = buffer.getNextShortIntField();
   std::unique_ptr<ZOVTransportableData> object;

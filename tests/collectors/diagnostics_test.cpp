@@ -14,8 +14,9 @@ namespace {
 
 TEST(Diagnostics, MessagesOfTheProcessBecomeProductEvents) {
   DiagnosticEnvironment environment;
+  ZOV_FUNCTION;
   const int line = __LINE__ + 1;
-  ZOV_LOG_MESSAGE(ZOVA0017I, "Server::activate", RWCString("shop"));
+  ZOV_LOG_MESSAGE(ZOVA0017I, RWCString("shop"));
   EXPECT_EQ(environment.issued(),
             std::vector<std::string>{"ZOVA0017I Application server shop is now active."});
   environment.productEventCollector().forEachSample([&](const ZOVProductEventSample& sample) {
@@ -23,7 +24,7 @@ TEST(Diagnostics, MessagesOfTheProcessBecomeProductEvents) {
     sample.copyFile(file, 8);
     sample.copyFunction(function, 32);
     EXPECT_STREQ(file, "ZOVTDIAG");
-    EXPECT_STREQ(function, "Server::activate");
+    EXPECT_EQ(function, std::string(zovFunction.text).substr(0, 32));
     EXPECT_EQ(sample.getLine(), line);
   });
 }
@@ -33,7 +34,8 @@ TEST(Diagnostics, AnyThreadMayIssueMessages) {
   std::vector<std::thread> threads;
   for (int thread = 0; thread < 4; ++thread) {
     threads.emplace_back([] {
-      for (int i = 0; i < 25; ++i) ZOV_LOG_MESSAGE(ZOVA0017I, "f", i);
+      ZOV_FUNCTION;
+      for (int i = 0; i < 25; ++i) ZOV_LOG_MESSAGE(ZOVA0017I, i);
     });
   }
   for (std::thread& thread : threads) thread.join();

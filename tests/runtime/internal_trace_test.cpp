@@ -68,13 +68,17 @@ TEST(InternalTrace, AnExitLeavesAllFunctionsDownToItsOwn) {
 }
 
 void minor() {
-  ZOV_TRACE(Minor, "minor");
+  ZOV_TRACE(Minor);
 }
 void innermost() {
-  ZOV_TRACE(Public, "innermost");
+  ZOV_TRACE(Public);
   minor();
   zovRaise(
       ZOVException(9, 1, 0, ZOVException::DumpWhenDisplayed, ZOVException::Error, ZOVException::Display));
+}
+void outer() {
+  ZOV_TRACE(Public);
+  guarded("ZOVTITRC", "frame", innermost);
 }
 
 TEST(InternalTrace, ThePreambleFeedsTheThreadsTableByLevel) {
@@ -87,10 +91,7 @@ TEST(InternalTrace, ThePreambleFeedsTheThreadsTableByLevel) {
     environment.setInternalTrace(c.mask);
     EXPECT_EQ(environment.getInternalTraceTableSize(), c.mask != 0 ? 200 : 0);
     TraceCapture lines;
-    AgentThread([] {
-      ZOV_TRACE(Public, "outer");
-      guarded("ZOVTITRC", "frame", innermost);
-    }).join();
+    AgentThread(outer).join();
     EXPECT_EQ(lines.count("Function: outer   Type: Entry"), c.outers);
     EXPECT_EQ(lines.count("Function: minor   Type: Entry"), c.minors);
     EXPECT_EQ(lines.count("ZOVTITRC innermost"), c.outers) << "the stack dump names where the raise began";

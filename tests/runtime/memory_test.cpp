@@ -64,7 +64,7 @@ void walkTheHeap() {
   environment.setInternalTrace(0x1E00);
   TraceCapture trace("");
   const auto failure = guarded("ZOVTMEMO", "walkTheHeap", [&] {
-    ZOV_TRACE(Public, "Memory::inner");
+    ZOV_TRACE(Public);
     const std::size_t before = current();
     void* kept = ZOVMemoryManager::allocate(40);
     void* gone = ZOVMemoryManager::allocate(1000);
@@ -78,7 +78,7 @@ void walkTheHeap() {
   });
   EXPECT_FALSE(failure);
   EXPECT_TRUE(trace.has("40 bytes of storage allocated at "));
-  EXPECT_TRUE(trace.has(" by ZOVTMEMO : Memory::inner"));
+  EXPECT_TRUE(trace.has(" by ZOVTMEMO : walkTheHeap"));
   EXPECT_TRUE(trace.has("*kkkkkkkkkkkkkkkk*"));
   EXPECT_FALSE(trace.has("1000 bytes of storage"));
 }

@@ -5,8 +5,8 @@
 
 #include <csignal>
 
+#include "foundation/collections.h"
 #include "platform/frames.h"
-#include "runtime/foundation/collections.h"
 #include "support/agent_thread.h"
 #include "support/test_environment.h"
 #include "support/trace_capture.h"

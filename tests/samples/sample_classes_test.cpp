@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "runtime/foundation/collections.h"
+#include "foundation/collections.h"
 #include "samples/anchors.h"
 #include "transport/buffer.h"
 

@@ -21,9 +21,9 @@
 #include <vector>
 
 #include "config/agent_config_parms.h"
-#include "config/application_context.h"
 #include "config/server_config_parms.h"
-#include "config/session_directory.h"
+#include "context/application_context.h"
+#include "context/session_directory.h"
 #include "platform/clock.h"
 #include "runtime/waits.h"
 #include "server/application_server.h"

@@ -1,0 +1,306 @@
+#include "context/application_context.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "diag/agent_log.h"
+#include "diag/utf8_handler.h"
+#include "runtime/trace_scope.h"
+#include "runtime/waits.h"
+#include "server/application_server.h"
+
+static DGT1_Unit traceUnit("ZOVACTXT");
+
+namespace {
+
+enum ContextKey : std::size_t {
+  AppServerName,
+  WorkingDirectory,
+  ServerRootDirectory,
+  Occurrence,
+  Platform,
+  SubnodeName,
+  AliasName,
+  LocaleName,
+  Encoding,
+  ContextKeys
+};
+/// In the order of writing.
+constexpr const char* ContextTable[ContextKeys] = {"appServerName", "workingDirectory", "serverRootDirectory",
+                                                   "occurrence",    "platform",         "subnodeName",
+                                                   "aliasName",     "localeName",       "encoding"};
+
+RWCString withoutControls(const RWCString& value) {
+  std::string text = value.str();
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == '\t' || c == '\r' || c == '\n'; }, ' ');
+  return RWCString(std::move(text));
+}
+
+bool writeAll(int file, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(file, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+/// Writes beside the file and renames, so that a crash leaves the old file or the new one.
+bool replaceFile(const std::string& path, std::string_view text) {
+  const std::string fresh = path + ".new";
+  const int file = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (file < 0) return false;
+  const bool written = writeAll(file, text) && ::fsync(file) == 0;
+  const bool closed = ::close(file) == 0;
+  if (written && closed && ::rename(fresh.c_str(), path.c_str()) == 0) return true;
+  const int error = errno;
+  ::unlink(fresh.c_str());
+  errno = error;
+  return false;
+}
+
+void replaceFirst(char* text, char wanted, std::size_t length) {
+  char* const found = std::strchr(text, wanted);
+  if (!found) return;
+  constexpr std::size_t EndPlaces = 3;
+  *found = length - static_cast<std::size_t>(found - text) < EndPlaces ? '\0' : ' ';
+}
+
+}  // namespace
+
+void removeCRandLF(char* text, char which) {
+  const std::size_t length = std::strlen(text);
+  // The line feed first: a terminator at the carriage return before it would hide it.
+  if (which == 'F' || which == 'B') replaceFirst(text, '\n', length);
+  if (which == 'R' || which == 'B') replaceFirst(text, '\r', length);
+}
+
+ZOVApplicationContext::ZOVApplicationContext(const char* prefix)
+    : ZOVAsynchronousTask("ApplicationContextTask"), _contextFilePath(prefix) {
+  _contextFilePath += std::string_view("zovapctx");
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "ContextFilePath: %s", _contextFilePath.data());
+}
+
+ZOVApplicationContext::~ZOVApplicationContext() {
+  shutdown();
+}
+
+// --- The thread.
+
+void ZOVApplicationContext::start() {
+  ZOV_TRACE(Public);
+  _startEvent.post();
+}
+
+void ZOVApplicationContext::interrupt() {
+  ZOV_TRACE(Public);
+  requestShutdown();
+  _startEvent.post();
+}
+
+void ZOVApplicationContext::shutdown() {
+  ZOV_TRACE(Public);
+  interrupt();
+  ZOVAsynchronousTask::shutdown();
+  std::vector<Server> servers;
+  {
+    ZOVLockScope scope(_lock, Exclusive);
+    _closed = true;
+    servers.swap(_appServers);
+  }
+  for (const Server& server : servers) server->requestThreadsToStop();
+  servers.clear();
+}
+
+void ZOVApplicationContext::backgroundProcessing() {
+  ZOV_TRACE(Public);
+  holding(_lock, Exclusive, [&] {
+    startupCompleted(1);
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "Starting context initialization thread");
+    if (waitForStart()) readContextFile();
+    _closed = isShutdownRequested();
+  });
+}
+
+bool ZOVApplicationContext::waitForStart() {
+  if (!isShutdownRequested()) _startEvent.wait();
+  if (!isShutdownRequested()) _startEvent.waitWithTimeout(zovWaits().contextStartDelaySeconds);
+  return !isShutdownRequested();
+}
+
+void ZOVApplicationContext::readContextFile() {
+  ZOV_TRACE(Private);
+  std::FILE* file = std::fopen(_contextFilePath.data(), "re");
+  if (!file && replaceFile(_contextFilePath.str(), "\n")) file = std::fopen(_contextFilePath.data(), "re");
+  if (!file) {
+    DGT1_Printf(traceUnit, DGT1_ERROR,
+                "Context file %s cannot be read: %s. Servers are added as collectors connect.",
+                _contextFilePath.data(), std::strerror(errno));
+    return;
+  }
+  guarded(ZOV_PLACE, [&] { readRecords(file); });
+  std::fclose(file);
+  // Tidied at every start; but not by a reading that was cut short, which knows only some of the servers.
+  if (!isShutdownRequested()) writeContextFile();
+}
+
+void ZOVApplicationContext::readRecords(std::FILE* file) {
+  ZOV_FUNCTION;
+  char line[MaximumLineLength + 1];
+  if (!std::fgets(line, sizeof line, file)) return;  // the first line is empty
+  while (!isShutdownRequested() && std::fgets(line, sizeof line, file)) {
+    // A line that fails costs its server alone.
+    guarded(ZOV_PLACE, [&] { readRecord(line); });
+  }
+}
+
+void ZOVApplicationContext::readRecord(char* line) {
+  removeCRandLF(line, 'B');
+  ZOVReturnCode rc;
+  if (const Server server = createAppServerFromContextRecord(line, rc)) {
+    defineNewAppServer(server, false);
+  } else if (*line) {
+    DGT1_Printf(traceUnit, DGT1_ERROR, "Line of %s dropped, code %i (%s): %s", _contextFilePath.data(),
+                static_cast<unsigned int>(rc), rc.getDescription(), static_cast<const char*>(line));
+  }
+}
+
+ZOVApplicationContext::Server ZOVApplicationContext::createAppServerFromContextRecord(const char* record,
+                                                                                      ZOVReturnCode& rc) {
+  ZOV_TRACE(Public);
+  std::array<RWCString, ContextKeys> values;
+  const RWCString line(record);
+  RWCTokenizer nextField(line);
+  for (RWCString field = nextField("\t"); !field.isNull(); field = nextField("\t")) {
+    RWCTokenizer nextPart(field);
+    const RWCString key = nextPart("=");
+    const auto* const found = std::find_if(std::begin(ContextTable), std::end(ContextTable),
+                                           [&](const char* known) { return key == known; });
+    if (found == std::end(ContextTable)) continue;
+    values[static_cast<std::size_t>(found - std::begin(ContextTable))] = nextPart("=");
+  }
+  const RWCString occurrence = ZOVUTF8Handler(values[Occurrence]).convertToLocalString();
+  return ZOVApplicationServer::buildNew(
+      values[AppServerName].data(), values[ServerRootDirectory].data(), values[WorkingDirectory].data(),
+      values[SubnodeName].data(), values[Platform].data(), values[LocaleName].data(), values[Encoding].data(),
+      MonitoredServer, static_cast<int>(std::strtol(occurrence.data(), nullptr, 10)), ServerDisconnected, rc,
+      values[AliasName].data());
+}
+
+// --- The list.
+
+std::vector<ZOVApplicationContext::Server> ZOVApplicationContext::getAppServers() {
+  ZOVLockScope scope(_lock, Shared);
+  return _appServers;
+}
+
+int ZOVApplicationContext::defineNewAppServer(const Server& server, bool writeFile) {
+  ZOV_TRACE(Public);
+  holding(_lock, Exclusive, [&] {
+    _appServers.push_back(server);
+    if (writeFile) writeContextFile();
+  });
+  ZOV_LOG_MESSAGE(ZOVA0007I, server->getName(), server->getStatusText());
+  return 0;
+}
+
+ZOVApplicationContext::Server ZOVApplicationContext::findAppServerMatchingSubnode(const char* subnode) {
+  ZOV_TRACE(Public);
+  if (!subnode) return nullptr;
+  Server found;
+  forEachAppServer([&](const Server& server) {
+    if (!server->getSubnodeName().equals(subnode, RWCString::ignoreCase)) return false;
+    found = server;
+    return true;
+  });
+  return found;
+}
+
+int ZOVApplicationContext::isSubNodeNameUnique(const char* subnode) {
+  ZOV_TRACE(Public);
+  int unique = 1;
+  forEachAppServer([&](const Server& server) {
+    if (server->getSubnodeName() == subnode) unique = 0;
+    return !unique;
+  });
+  return unique;
+}
+
+unsigned int ZOVApplicationContext::deleteAppServerContext(const Server& server) {
+  ZOV_TRACE(Public);
+  if (!server) return ZOV_NO_SUCH_SERVER;
+  if (const ZOVReturnCode rc = server->deRegisterSubNode()) return rc;
+  holding(_lock, Exclusive, [&] {
+    // The caller's reference is the last one, so nothing is destroyed under the lock.
+    std::erase_if(_appServers, [&](const Server& known) { return known == server; });
+    writeContextFile();
+  });
+  return 0;
+}
+
+// --- The file.
+
+void ZOVApplicationContext::rewriteContextInfo() {
+  ZOV_TRACE(Public);
+  holding(_lock, Shared, [&] { writeContextFile(); });
+}
+
+RWCString ZOVApplicationContext::writeContextRecord(const ZOVApplicationServer& server) {
+  std::array<RWCString, ContextKeys> values;
+  values[AppServerName] = server.getName();
+  values[WorkingDirectory] = server.getWorkingDirectory();
+  values[ServerRootDirectory] = server.getServerRootDirectory();
+  values[Occurrence] = std::to_string(server.getOccurrence()).c_str();
+  values[Platform] = server.getPlatform();
+  values[SubnodeName] = server.getSubnodeNameUTF8();
+  values[AliasName] = server.getAliasName();
+  values[LocaleName] = server.getLocaleName();
+  values[Encoding] = server.getEncoding();
+  RWCString record;
+  for (std::size_t i = 0; i < ContextKeys; ++i) {
+    if (i != 0) record.append('\t');
+    record.append(ContextTable[i]).append('=').append(withoutControls(values[i]).view());
+  }
+  return record;
+}
+
+int ZOVApplicationContext::writeContextFile() {
+  ZOV_TRACE(Private);
+  if (_closed) return 0;
+  // The mutex is held while the text is made too, so that the last writer's text is the newest.
+  _contextFileMutex.get();
+  const auto failure = guarded(ZOV_PLACE, [&] {
+    const RWCString text = makeContextText();
+    if (replaceFile(_contextFilePath.str(), text.view())) return;
+    DGT1_Printf(traceUnit, DGT1_ERROR, "Context file %s cannot be written: %s. It stays as it was.",
+                _contextFilePath.data(), std::strerror(errno));
+  });
+  _contextFileMutex.release();
+  if (failure) zovRaise(*failure);
+  return 0;
+}
+
+RWCString ZOVApplicationContext::makeContextText() const {
+  RWCString text("\n");
+  for (const Server& server : _appServers) {
+    const RWCString record = writeContextRecord(*server);
+    if (record.length() >= MaximumLineLength) {
+      DGT1_Printf(
+          traceUnit, DGT1_ERROR,
+          "Application server %s is not kept in the context file: its line of %i bytes is longer than %i",
+          server->getName().data(), record.length(), MaximumLineLength);
+      continue;
+    }
+    text.append(record.view()).append('\n');
+  }
+  return text;
+}

@@ -1,0 +1,96 @@
+#pragma once
+// ZOVApplicationContext: the application servers that the agent knows, and its memory of them across
+// restarts. Every server is a line of the context file (<prefix>zovapctx), so that after a restart the agent
+// knows its servers and their subnode names before any collector has connected. docs/configuration.md shows
+// the file.
+//
+// Ownership: the list holds each server by shared_ptr; whoever works with one outside the lock holds a
+// shared_ptr too. A server is destroyed by whoever lets go last, which must happen with no lock held.
+//
+// The background thread holds the context lock exclusively from before its start is reported until the file
+// has been read, so that nobody sees a list that is half built. After that no background thread needs the
+// lock exclusively: others may hold it shared while they wait.
+//
+// Locks: the context lock guards the list, and is the first of all. The file's own mutex, taken inside it,
+// orders the writers of the file. The file is replaced by a rename: a crash leaves the old one or the new
+// one.
+
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "foundation/string.h"
+#include "runtime/event.h"
+#include "runtime/lock.h"
+#include "runtime/mutex.h"
+#include "runtime/recovery.h"
+#include "runtime/task.h"
+
+class ZOVApplicationServer;
+
+class ZOVApplicationContext : public ZOVAsynchronousTask {
+ public:
+  using Server = std::shared_ptr<ZOVApplicationServer>;
+  static constexpr std::size_t MaximumLineLength = 2047;  ///< bytes; what is longer is read in pieces
+
+  explicit ZOVApplicationContext(const char* prefix);
+  ~ZOVApplicationContext() override;
+
+  void start();  ///< lets the thread begin to read, after its delay
+  /// Tells the thread to end, and does not wait: it gives the context lock up, also in its start delay. For a
+  /// stop that has to end others first who may be waiting for that lock.
+  void interrupt();
+  void backgroundProcessing() override;
+  /// Ends the thread, also in its start delay, and then lets go of all servers. The file stays.
+  void shutdown() override;
+
+  int lock(_LockRequestType type, _WaitRequestType wait) { return _lock.get(type, wait); }
+  void release(_LockRequestType type) { _lock.release(type); }
+  /// The servers of now, in their order. Takes the lock shared.
+  std::vector<Server> getAppServers();
+  /// Calls visitor(const Server&) for each server with the lock held shared, until one answers true.
+  template <class Visitor>
+  void forEachAppServer(Visitor&& visitor) {
+    holding(_lock, Shared, [&] {
+      for (const Server& server : _appServers) {
+        if (visitor(server)) return;
+      }
+    });
+  }
+
+  /// Appends the server and announces it; with writeFile the file is written too. Answers 0.
+  int defineNewAppServer(const Server& server, bool writeFile);
+  /// Ignores case; null when there is none.
+  Server findAppServerMatchingSubnode(const char* subnode);
+  /// Compares exactly: 1 when no server has this subnode name.
+  int isSubNodeNameUnique(const char* subnode);
+  /// Deregisters the server's subnode and forgets it; what deRegisterSubNode refuses stays. 7 for null.
+  unsigned int deleteAppServerContext(const Server& server);
+  /// Writes the file again. Takes the lock shared, so with none of a server's locks held.
+  void rewriteContextInfo();
+  /// The server that a line describes, or null with the reason in `rc` (7: no name). Unknown keys are
+  /// skipped, and of a key that is repeated the last one counts.
+  static Server createAppServerFromContextRecord(const char* record, ZOVReturnCode& rc);
+  /// The server's line without its end. Tab, CR and LF inside a value become blanks.
+  static RWCString writeContextRecord(const ZOVApplicationServer& server);
+  const RWCString& getContextFilePath() const { return _contextFilePath; }
+
+ private:
+  void readContextFile();
+  bool waitForStart();  // false when told to end
+  void readRecords(std::FILE* file);
+  void readRecord(char* line);
+  int writeContextFile();  // with the context lock held in any mode
+  RWCString makeContextText() const;
+
+  ZOVLock _lock{"ApplicationContext"};
+  ZOVEvent _startEvent;             // posted by start and by shutdown
+  std::vector<Server> _appServers;  // guarded by _lock
+  bool _closed = false;  // guarded by _lock; the list is not whole any more, or never was: the file stays
+  RWCString _contextFilePath;
+  ZOVMutex _contextFileMutex;
+};
+
+/// Ends the text at its first carriage return ('R'), line feed ('F') or both ('B') when that stands less than
+/// three places from the end, and makes it a blank when not.
+void removeCRandLF(char* text, char which);

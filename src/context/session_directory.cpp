@@ -1,0 +1,86 @@
+#include "context/session_directory.h"
+
+#include "collectors/product_event_collector.h"
+#include "runtime/environment.h"
+#include "runtime/time.h"
+#include "runtime/trace_scope.h"
+#include "server/application_server.h"
+#include "server/resource_manager_proxy.h"
+
+static DGT1_Unit traceUnit("ZOVSESDR");
+
+ZOVReturnCode ZOVContextSessionDirectory::findServer(const ZOVPingRequest& ping,
+                                                     std::shared_ptr<ZOVApplicationServer>& server) {
+  ZOV_TRACE(Public);
+  ZOVReturnCode rc = ZOV_NOT_MATCHING_PING;
+  _context.forEachAppServer([&](const ZOVApplicationContext::Server& known) {
+    rc = known->isThisYourPing(ping);
+    if (rc == 0) server = known;
+    return rc != ZOV_NOT_MATCHING_PING;
+  });
+  return rc;
+}
+
+ZOVReturnCode ZOVContextSessionDirectory::defineNewServer(const ZOVPingRequest& ping,
+                                                          std::shared_ptr<ZOVApplicationServer>& server) {
+  ZOV_TRACE(Public);
+  // Each server costs a thread and a line of the file for good, and a peer can think of any number of names.
+  if (_context.getAppServers().size() >= MaximumServers) {
+    DGT1_Printf(traceUnit, DGT1_ERROR,
+                "Application server %s is refused: %i servers are known, and no more are taken. RemSubNode "
+                "forgets those that are gone.",
+                ping.getAppServerName().data(), MaximumServers);
+    return ZOV_OUT_OF_STORAGE;
+  }
+  ZOVReturnCode rc;
+  server = ZOVApplicationServer::buildNew(
+      ping.getAppServerName().data(), ping.getServerRootDirectory().data(), ping.getWorkingDirectory().data(),
+      nullptr, ping.getAliasName().data(), ping.getLocaleName().data(), nullptr, MonitoredServer, 0,
+      ServerConnected, rc, nullptr);
+  if (server) _context.defineNewAppServer(server, true);
+  return rc;
+}
+
+bool ZOVContextSessionDirectory::foundProfiler(ZOVApplicationServer& server,
+                                               const std::shared_ptr<ZOVSocketConnection>& connection,
+                                               const ZOVPingRequest& ping) {
+  return server.foundProfiler(connection, ping);
+}
+
+bool ZOVContextSessionDirectory::isThisPingExpected(const ZOVPingRequest& ping) {
+  const auto manager = ZOVServerServices::current().resourceManager();
+  return manager && manager->isThisPingExpected(ping);
+}
+
+bool ZOVContextSessionDirectory::takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,
+                                                     const ZOVPingRequest& ping) {
+  const auto manager = ZOVServerServices::current().resourceManager();
+  return manager && manager->takeRemotePSISocket(connection, ping);
+}
+
+void ZOVContextSessionDirectory::stopProfilerMonitorThreads() {
+  ZOV_TRACE(Public);
+  _context.forEachAppServer([](const ZOVApplicationContext::Server& server) {
+    server->stopProfilerMonitorThread(1);
+    return false;
+  });
+}
+
+void ZOVContextSessionDirectory::shutDownServerSockets() {
+  ZOV_TRACE(Public);
+  _context.forEachAppServer([](const ZOVApplicationContext::Server& server) {
+    server->interruptSocket();
+    return false;
+  });
+}
+
+void ZOVContextSessionDirectory::writeProductEvent(const char* file, const char* function, int line,
+                                                   const char* text) {
+  ZOV_TRACE(Public);
+  ZOVAgentEnvironment* const environment = ZOVAgentEnvironment::pEnvironment;
+  if (!environment) return;
+  struct tm now {};
+  ZOVTime::currentTime().extract(&now);
+  environment->productEventCollector().postProductEvent(file, function, line, &now,
+                                                        static_cast<int>(ZOVMessageSeverity::E), text);
+}

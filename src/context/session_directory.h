@@ -1,0 +1,30 @@
+#pragma once
+// ZOVContextSessionDirectory: what the session listener needs of the application context, the servers and the
+// resource manager. All calls but shutDownServerSockets come from the listener's thread.
+
+#include "context/application_context.h"
+#include "transport/session_listener.h"
+
+class ZOVContextSessionDirectory : public ZOVSessionDirectory {
+ public:
+  static constexpr std::size_t MaximumServers = 2000;  ///< beyond them, pings of new servers are refused
+
+  /// The context must outlive this.
+  explicit ZOVContextSessionDirectory(ZOVApplicationContext& context) : _context(context) {}
+
+  ZOVReturnCode findServer(const ZOVPingRequest& ping,
+                           std::shared_ptr<ZOVApplicationServer>& server) override;
+  ZOVReturnCode defineNewServer(const ZOVPingRequest& ping,
+                                std::shared_ptr<ZOVApplicationServer>& server) override;
+  bool foundProfiler(ZOVApplicationServer& server, const std::shared_ptr<ZOVSocketConnection>& connection,
+                     const ZOVPingRequest& ping) override;
+  bool isThisPingExpected(const ZOVPingRequest& ping) override;
+  bool takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,
+                           const ZOVPingRequest& ping) override;
+  void stopProfilerMonitorThreads() override;
+  void shutDownServerSockets() override;
+  void writeProductEvent(const char* file, const char* function, int line, const char* text) override;
+
+ private:
+  ZOVApplicationContext& _context;
+};

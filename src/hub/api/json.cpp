@@ -1,0 +1,87 @@
+#include "hub/api/json.h"
+
+#include <cstring>
+
+#include "framework/filter.h"
+#include "hub/core/registry.h"
+
+namespace {
+
+/// Bytes of the well-formed character at the start of `text`, or 0 when there is none.
+std::size_t characterLength(std::string_view text) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned char first = byte(0);
+  if (first < 0x80) return 1;
+  if (first < 0xC2 || first > 0xF4) return 0;
+  const std::size_t length = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+  if (text.size() < length) return 0;
+  // The second byte rules out overlong forms, surrogates and what lies beyond U+10FFFF.
+  const unsigned low = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
+  const unsigned high = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
+  if (byte(1) < low || byte(1) > high) return 0;
+  for (std::size_t i = 2; i < length; ++i) {
+    if ((byte(i) & 0xC0) != 0x80) return 0;
+  }
+  return length;
+}
+
+/// Bytes of `text` from its start that are well formed.
+std::size_t wellFormed(std::string_view text) {
+  std::size_t end = 0;
+  while (end < text.size()) {
+    const std::size_t length = characterLength(text.substr(end));
+    if (length == 0) break;
+    end += length;
+  }
+  return end;
+}
+
+}  // namespace
+
+void zovHubWriteText(ZOVHubJsonWriter& writer, std::string_view text) {
+  const std::size_t good = wellFormed(text);
+  if (good == text.size()) {
+    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    return;
+  }
+  std::string repaired(text.substr(0, good));
+  for (text.remove_prefix(good); !text.empty();) {
+    const std::size_t length = characterLength(text);
+    repaired.append(length == 0 ? "\xEF\xBF\xBD" : text.substr(0, length));
+    text.remove_prefix(length == 0 ? 1 : length);
+  }
+  writer.String(repaired.data(), static_cast<rapidjson::SizeType>(repaired.size()));
+}
+
+void zovHubWriteKey(ZOVHubJsonWriter& writer, std::string_view key) {
+  writer.Key(key.data(), static_cast<rapidjson::SizeType>(key.size()));
+}
+
+void zovHubWriteRow(ZOVHubJsonWriter& writer, const ZOVHubTable& table, const char* row) {
+  writer.StartObject();
+  for (const ZOVHubColumn& column : table.columns) {
+    zovHubWriteKey(writer, column.name);
+    const char* const value = row + column.offset;
+    if (column.type == ColumnInfo_Integer) {
+      std::int32_t number;
+      std::memcpy(&number, value, sizeof number);
+      writer.Int(number);
+      continue;
+    }
+    std::string_view text(value, strnlen(value, column.size));
+    while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+    zovHubWriteText(writer, text);
+  }
+  writer.EndObject();
+}
+
+std::string zovHubErrorBody(std::string_view sentence) {
+  std::string body;
+  ZOVHubJsonStream stream(body);
+  ZOVHubJsonWriter writer(stream);
+  writer.StartObject();
+  zovHubWriteKey(writer, "error");
+  zovHubWriteText(writer, sentence);
+  writer.EndObject();
+  return body += '\n';
+}

@@ -1,0 +1,110 @@
+#include "hub/core/settings.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <strings.h>
+
+#include <charconv>
+
+#include "platform/services.h"
+
+namespace {
+
+constexpr const char* accepted =
+    "accepted is ADDRESS:PORT with a numeric IPv4 address, [IPV6]:PORT, localhost:PORT, or off";
+
+bool readPort(const std::string& text, std::uint16_t& port) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+  return !text.empty() && error == std::errc() && end == text.data() + text.size();
+}
+
+/// Splits "host:port" or "[host]:port"; the port may be absent. False when brackets do not match.
+bool split(const std::string& text, std::string& host, std::string& port) {
+  port.clear();
+  const std::size_t colon = text.rfind(':');
+  if (text.starts_with('[')) {
+    const std::size_t close = text.find(']');
+    if (close == std::string::npos) return false;
+    host = text.substr(1, close - 1);
+    if (close + 1 == text.size()) return true;
+    if (text[close + 1] != ':') return false;
+    port = text.substr(close + 2);
+    return !port.empty();
+  }
+  if (colon != text.find(':')) return false;
+  host = text.substr(0, colon);
+  if (colon == std::string::npos) return true;
+  port = text.substr(colon + 1);
+  return !port.empty();
+}
+
+bool sameHost(const std::string& a, const char* b) {
+  return strcasecmp(a.c_str(), b) == 0;
+}
+
+bool isNumericAddress(const std::string& host) {
+  unsigned char bytes[sizeof(in6_addr)];
+  return inet_pton(AF_INET, host.c_str(), bytes) == 1 || inet_pton(AF_INET6, host.c_str(), bytes) == 1;
+}
+
+}  // namespace
+
+ZOVHubLimits& zovHubLimits() {
+  static ZOVHubLimits limits;
+  return limits;
+}
+
+ZOVHubSettings ZOVHubSettings::read(const std::string& addressAndPort, const std::string& token) {
+  ZOVHubSettings settings;
+  settings.token = token;
+  if (sameHost(addressAndPort, "off")) return settings;
+
+  std::string port;
+  if (!split(addressAndPort, settings.address, port) || !readPort(port, settings.port)) {
+    settings.problem = "ZOV_HUB_ADDRESS is \"" + addressAndPort + "\"; " + accepted + ". No HTTP is served.";
+    return settings;
+  }
+  if (sameHost(settings.address, "localhost")) settings.address = "127.0.0.1";
+
+  in_addr v4{};
+  in6_addr v6{};
+  if (inet_pton(AF_INET, settings.address.c_str(), &v4) == 1) {
+    settings.loopback = (ntohl(v4.s_addr) >> 24) == 127;
+    settings.wildcard = v4.s_addr == htonl(INADDR_ANY);
+  } else if (inet_pton(AF_INET6, settings.address.c_str(), &v6) == 1) {
+    settings.ipv6 = true;
+    settings.loopback = IN6_IS_ADDR_LOOPBACK(&v6);
+    settings.wildcard = IN6_IS_ADDR_UNSPECIFIED(&v6);
+  } else {
+    settings.problem =
+        "ZOV_HUB_ADDRESS names the host \"" + settings.address + "\"; " + accepted + ". No HTTP is served.";
+    return settings;
+  }
+  if (!settings.loopback && token.empty()) {
+    settings.problem =
+        "ZOV_HUB_ADDRESS is " + addressAndPort +
+        ", which other hosts can reach; that needs a token in ZOV_HUB_TOKEN, which is not set. "
+        "No HTTP is served.";
+    return settings;
+  }
+  settings.serve = true;
+  return settings;
+}
+
+ZOVHubSettings ZOVHubSettings::fromEnvironment() {
+  return read(OSL1_GetEnv("ZOV_HUB_ADDRESS", "127.0.0.1:63390"), OSL1_GetEnv("ZOV_HUB_TOKEN", ""));
+}
+
+bool ZOVHubSettings::acceptsHost(const std::string& hostHeader) const {
+  std::string host;
+  std::string givenPort;
+  std::uint16_t number = 0;
+  if (!split(hostHeader, host, givenPort) || (!givenPort.empty() && !readPort(givenPort, number)))
+    return false;
+  return sameHost(host, "localhost") || sameHost(host, address.c_str()) ||
+         (wildcard && isNumericAddress(host));
+}
+
+std::string ZOVHubSettings::url(std::uint16_t boundPort) const {
+  return "http://" + (ipv6 ? "[" + address + "]" : address) + ":" + std::to_string(boundPort);
+}
