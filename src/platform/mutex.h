@@ -52,21 +52,26 @@ class ZOV_SCOPED_CAPABILITY MutexLock {
 class Condition {
  public:
   void wait(Mutex& mutex) ZOV_REQUIRES(mutex) {
-    std::unique_lock lock(mutex._mutex, std::adopt_lock);
-    _condition.wait(lock);
-    lock.release();
+    Borrowed borrowed(mutex);
+    _condition.wait(borrowed.lock);
   }
   /// False when the time has passed; by steady time.
   bool waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point deadline) ZOV_REQUIRES(mutex) {
-    std::unique_lock lock(mutex._mutex, std::adopt_lock);
-    const bool inTime = _condition.wait_until(lock, deadline) == std::cv_status::no_timeout;
-    lock.release();
-    return inTime;
+    Borrowed borrowed(mutex);
+    return _condition.wait_until(borrowed.lock, deadline) == std::cv_status::no_timeout;
   }
   void notifyOne() { _condition.notify_one(); }
   void notifyAll() { _condition.notify_all(); }
 
  private:
+  /// The caller's hold as a std::unique_lock that leaves it with the caller, also when the wait is cancelled.
+  struct Borrowed {
+    explicit Borrowed(Mutex& mutex) : lock(mutex._mutex, std::adopt_lock) {}
+    ~Borrowed() { lock.release(); }
+    Borrowed(const Borrowed&) = delete;
+    Borrowed& operator=(const Borrowed&) = delete;
+    std::unique_lock<std::mutex> lock;
+  };
   std::condition_variable _condition;
 };
 
