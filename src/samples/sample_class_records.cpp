@@ -2,9 +2,18 @@
 
 #include <cstddef>
 
+#include "samples/keys.h"
 #include "samples/sample_classes.h"
 
 namespace {
+
+constexpr bool numbersAreUnique() {
+  for (const zov::KeyInfo& key : zov::allKeys) {
+    if (zov::keyInfo(key.number) != &key || !zovIsKey(key.number)) return false;
+  }
+  return true;
+}
+static_assert(numbersAreUnique(), "keys.def gives a number twice, or one that is no key");
 
 template <class Sample>
 struct Keys;
