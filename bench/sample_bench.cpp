@@ -32,10 +32,10 @@ template <class Sample>
 Sample filledSample() {
   Sample sample;
   std::size_t place = 0;
-  sample.saveNumericData(ZOVSample::KeySampleTime, 1'600'000'000);
-  sample.saveNumericData(ZOVSample::KeyDuration, 60);
+  sample.saveNumericData(zov::key::sample_time, 1'600'000'000);
+  sample.saveNumericData(zov::key::duration, 60);
   for (int key : sample.sampleClass().numericKeys) sample.saveNumericData(key, valueOf(place++));
-  for (const ZOVStringKey& string : sample.sampleClass().strings) {
+  for (const zov::StringKey& string : sample.sampleClass().strings) {
     sample.saveStringData(string.key, textOf(place++));
   }
   return sample;

@@ -16,7 +16,7 @@ class ZOVAppServerAnchor : public ZOVResourceAnchor {
       : ZOVResourceAnchor(ZOVSample::SampleTypeApplicationServer, serverName) {}
 };
 
-/// Anchors of resources that may be summed up: key 17 is part of the identity.
+/// Anchors of resources that may be summed up: the key `summary` is part of the identity.
 #define ZOV_SUMMARY_ANCHOR(Class, type)                                                      \
   class Class : public ZOVResourceAnchor {                                                   \
    public:                                                                                   \
@@ -122,7 +122,7 @@ class ZOVServletAnchor : public ZOVApplicationAnchor {
   unsigned int getHashKey() const override;
 };
 
-// --- Resources that a data collector's instance (key 4) reports.
+// --- Resources that a data collector's instance (process_id) reports.
 
 class ZOVProfilerSampleAnchor : public ZOVResourceAnchor {
  public:
@@ -330,7 +330,7 @@ class ZOVTsl35ResourceAnchor : public ZOVWorkloadAnalysisAnchor {
   bool isObsolete(unsigned int) const override { return false; }
 };
 
-/// profilerId holds key 833, the server's number.
+/// profilerId holds server_number.
 class ZOVAppSrvOverviewAnchor : public ZOVTsl35ResourceAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVAppSrvOverviewAnchor)
@@ -343,7 +343,7 @@ class ZOVAppSrvOverviewAnchor : public ZOVTsl35ResourceAnchor {
   RWCString nodeName, serverName;
 };
 
-/// resourceName is the property's name; profilerId holds key 833.
+/// resourceName is the property's name; profilerId holds server_number.
 class ZOVTSLKeyValuePropertyAnchor : public ZOVTsl35ResourceAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVTSLKeyValuePropertyAnchor)

@@ -39,7 +39,7 @@ constexpr bool isStatistic(_KeyKind kind) {
 
 }  // namespace
 
-ZOVSample::ZOVSample(const ZOVSampleClass& sampleClass)
+ZOVSample::ZOVSample(const zov::SampleClass& sampleClass)
     : sampleTime(RWTime::currentTime().seconds()),
       numericValues(static_cast<_NumericValue*>(
           ZOVMemoryManager::operator new(sampleClass.numericKeys.size() * sizeof(_NumericValue)))),
@@ -73,10 +73,11 @@ ZOVSample::~ZOVSample() {
 
 ZOVSample* ZOVSample::buildFromType(_SampleType type) {
   switch (type) {
-#define SAMPLE(value, name, sampleClass, english, source, interval) \
+#define SAMPLE(value, name, sampleClass, english, source, counting) \
   case SampleType##name:                                            \
     return new sampleClass;
-#include "samples/sample_types.def"
+#define UNSENT_SAMPLE(value, name, sampleClass, english, source, counting)
+#include "samples/sample_classes.def"
     default:
       return nullptr;
   }
@@ -95,15 +96,13 @@ ZOVSample* ZOVSample::buildFromSampleString(_SampleType type, const char* text) 
 const char* ZOVSample::getSampleTypeInEnglish(_SampleType type) {
   const char* name = "";
   switch (type) {
-#define SAMPLE(value, typeName, sampleClass, english, source, interval) \
-  case value:                                                           \
-    name = english;                                                     \
-    break;
+#define SAMPLE(value, typeName, sampleClass, english, source, counting) \
+  SAMPLE_WITHOUT_CLASS(value, typeName, english, source)
 #define SAMPLE_WITHOUT_CLASS(value, typeName, english, source) \
-  case value:                                                  \
+  case SampleType##typeName:                                   \
     name = english;                                            \
     break;
-#include "samples/sample_types.def"
+#include "samples/sample_classes.def"
     default:
       break;
   }
@@ -112,13 +111,12 @@ const char* ZOVSample::getSampleTypeInEnglish(_SampleType type) {
 
 ZOVSample::_DataSource ZOVSample::getDataSource(_SampleType type) {
   switch (type) {
-#define SAMPLE(value, name, sampleClass, english, source, interval) \
-  case value:                                                       \
-    return DataSource##source;
+#define SAMPLE(value, name, sampleClass, english, source, counting) \
+  SAMPLE_WITHOUT_CLASS(value, name, english, source)
 #define SAMPLE_WITHOUT_CLASS(value, name, english, source) \
-  case value:                                              \
+  case SampleType##name:                                   \
     return DataSource##source;
-#include "samples/sample_types.def"
+#include "samples/sample_classes.def"
     default:
       return DataSourceNone;
   }
@@ -135,11 +133,11 @@ void ZOVSample::saveNumericData(int key, long long value) {
 }
 
 inline void ZOVSample::storeNumericData(int key, long long value) {
-  if (key == KeySampleTime) {
+  if (key == zov::key::sample_time) {
     sampleTime = static_cast<std::uint32_t>(value);
     return;
   }
-  if (key == KeyDuration) {
+  if (key == zov::key::duration) {
     duration = static_cast<std::uint32_t>(value);
     return;
   }
@@ -152,8 +150,8 @@ inline void ZOVSample::storeNumericData(int key, long long value) {
 }
 
 long long ZOVSample::getNumericData(int key) const {
-  if (key == KeySampleTime) return sampleTime;
-  if (key == KeyDuration) return duration;
+  if (key == zov::key::sample_time) return sampleTime;
+  if (key == zov::key::duration) return duration;
   const int place = placeOf(key);
   if (place < 0) return 0;
   const _NumericValue& entry = numericValues[place];
@@ -164,7 +162,7 @@ long long ZOVSample::getNumericData(int key) const {
 }
 
 void ZOVSample::saveStringData(int key, std::string_view text) {
-  for (const ZOVStringKey& string : _class.strings) {
+  for (const zov::StringKey& string : _class.strings) {
     if (string.key == key) {
       this->*string.field = RWCString(text);
       return;
@@ -173,7 +171,7 @@ void ZOVSample::saveStringData(int key, std::string_view text) {
 }
 
 const RWCString& ZOVSample::getStringData(int key) const {
-  for (const ZOVStringKey& string : _class.strings) {
+  for (const zov::StringKey& string : _class.strings) {
     if (string.key == key) return this->*string.field;
   }
   return emptyText();
@@ -232,13 +230,13 @@ void ZOVSample::copySampleTimeAndDuration(char* out, long* durationOut) const {
 }
 
 void ZOVSample::numericKeys(int* out) const {
-  *out++ = KeySampleTime;
-  *out++ = KeyDuration;
+  *out++ = zov::key::sample_time;
+  *out++ = zov::key::duration;
   std::copy(_class.numericKeys.begin(), _class.numericKeys.end(), out);
 }
 
 void ZOVSample::stringKeys(int* out) const {
-  for (const ZOVStringKey& string : _class.strings) *out++ = string.key;
+  for (const zov::StringKey& string : _class.strings) *out++ = string.key;
 }
 
 void ZOVSample::streamID(ZOVBuffer& buffer) const {
@@ -248,23 +246,23 @@ void ZOVSample::streamID(ZOVBuffer& buffer) const {
 
 void ZOVSample::streamData(ZOVBuffer& buffer) const {
   std::size_t bytes = static_cast<std::size_t>(getNumNumericKeys()) * sizeof(ZOVBuffer::NumericFieldBytes);
-  for (const ZOVStringKey& string : _class.strings) {
+  for (const zov::StringKey& string : _class.strings) {
     bytes += ZOVBuffer::StringFieldHead + (this->*string.field).length();
   }
   buffer.reserve(buffer.length() + bytes);
   streamValues(buffer);
-  for (const ZOVStringKey& string : _class.strings) {
+  for (const zov::StringKey& string : _class.strings) {
     const RWCString& text = this->*string.field;
     if (!text.isNull()) buffer.streamStringField(string.key, text.data());
   }
   streamExtraPairs(buffer);
 }
 
-/// Collected in chunks: most of the cost of a sample is here.
+/// Collected in one run: most of the cost of a sample is here.
 void ZOVSample::streamValues(ZOVBuffer& buffer) const {
-  ZOVBuffer::NumericFieldBytes fields[64];
-  fields[0] = ZOVBuffer::numericField(KeySampleTime, sampleTime);
-  fields[1] = ZOVBuffer::numericField(KeyDuration, duration);
+  ZOVBuffer::NumericFieldBytes fields[NumSampleIntKeys + zov::MostNumericKeys];
+  fields[0] = ZOVBuffer::numericField(zov::key::sample_time, sampleTime);
+  fields[1] = ZOVBuffer::numericField(zov::key::duration, duration);
   std::size_t count = NumSampleIntKeys;
   const auto keys = _class.numericKeys;
   const auto rows = _class.rows;
@@ -274,9 +272,6 @@ void ZOVSample::streamValues(ZOVBuffer& buffer) const {
     const long long value = isStatistic(rows[i].kind) ? 0 : entry.value;
     fields[count] = ZOVBuffer::numericField(keys[i], value);
     count += entry.isSet && value != NullValue ? 1 : 0;
-    if (count < std::size(fields)) continue;
-    buffer.streamFields(fields);
-    count = 0;
   }
   buffer.streamFields({fields, count});
 }

@@ -1,6 +1,6 @@
 #pragma once
 // ZOVSample: one measurement of one resource at one moment, and the arithmetic of rates, percentages,
-// averages and merging. The classes are in sample_classes.h; each is a list of keys (samples/keys/*.def), a
+// averages and merging. The classes are in sample_classes.h; each is a list of keys (sample_classes.def), a
 // few string fields and an anchor.
 //
 // Numeric values are signed 64 bits, and -1 is null everywhere. Times and durations are whole seconds. A
@@ -19,7 +19,6 @@
 
 #include "foundation/collections.h"
 #include "samples/key_table.h"
-#include "samples/sample_types.h"
 #include "transport/transportable_data.h"
 
 class ZOVResourceAnchor;
@@ -59,11 +58,11 @@ class ZOVSample : public ZOVTransportableData {
     DataSourceVerboseGC = 6,
     DataSourceNone = 7,
   };
-  /// Key 17: 0 a detail line, else a summary over the resource. SummaryAny is a filter's wildcard.
+  /// Of the key `summary`: 0 a detail line, else a summary over the resource. SummaryAny is a filter's
+  /// wildcard.
   enum _SummarySample : int { SummaryAny = -1, SummaryDetail = 0, SummaryTotal = 1 };
 
-  /// Keys that every sample has, ahead of those of its class.
-  enum : int { KeySampleTime = 20, KeyDuration = 21 };
+  /// Keys that every sample has, ahead of those of its class: sample_time and duration.
   static constexpr int NumSampleIntKeys = 2;
   static constexpr long long NullValue = -1;
 
@@ -77,14 +76,15 @@ class ZOVSample : public ZOVTransportableData {
   static ZOVSample* buildFromSampleString(_SampleType type, const char* text);
   static const char* getSampleTypeInEnglish(_SampleType type);  ///< "Unknown" when it has no name
   static _DataSource getDataSource(_SampleType type);
+  static _DataSource getDataSource(int type) { return getDataSource(static_cast<_SampleType>(type)); }
 
   // --- What the sample is.
-  const ZOVSampleClass& sampleClass() const { return _class; }
-  _SampleType getSampleType() const { return static_cast<_SampleType>(_class.type); }
+  const zov::SampleClass& sampleClass() const { return _class; }
+  _SampleType getSampleType() const { return _class.type; }
   _DataSource getDataSource() const { return getDataSource(getSampleType()); }
   bool isIntervalSample() const { return _class.interval; }
   const int* getKeyPlacementArray() const { return _class.placement; }
-  const ZOVRPXKeyword* getRPXKeywordTable() const { return _class.keywords; }
+  const zov::Keyword* getRPXKeywordTable() const { return _class.keywords; }
   virtual const RWCString& getResourceName() const;  ///< empty in most classes
   /// A new anchor that describes the sample's resource, owned by the caller; null for a class without.
   virtual ZOVResourceAnchor* getResourceAnchor() { return nullptr; }
@@ -157,7 +157,7 @@ class ZOVSample : public ZOVTransportableData {
   static void convertPerfLoadValue(std::string_view text, double& total, double& numSamples);
 
  protected:
-  explicit ZOVSample(const ZOVSampleClass& sampleClass);
+  explicit ZOVSample(const zov::SampleClass& sampleClass);
   ZOVSample& operator=(const ZOVSample& other);  ///< between samples of one class only
 
   /// This class's place for the key, or null.
@@ -176,7 +176,7 @@ class ZOVSample : public ZOVTransportableData {
  private:
   enum : std::uint32_t { Unrated = 0, Rated = 1, BeingRated = 2 };
 
-  int placeOf(int key) const { return zovIsKey(key) ? _class.placement[key] - 1 : -1; }
+  int placeOf(int key) const { return zov::isKey(key) ? _class.placement[key] - 1 : -1; }
   _KeyKind kindAt(int place) const { return _class.rows[static_cast<std::size_t>(place)].kind; }
   std::size_t valueBytes() const { return _class.numericKeys.size() * sizeof(_NumericValue); }
   void streamValues(ZOVBuffer& buffer) const;
@@ -184,7 +184,7 @@ class ZOVSample : public ZOVTransportableData {
   _NumericValue* numericValues;  // owned; one per key of the class
   std::atomic<std::uint32_t> ratesCalculated{Unrated};
   std::uint32_t eyeCatcher = 0x504d4153;  // "SAMP" in a memory dump
-  const ZOVSampleClass& _class;
+  const zov::SampleClass& _class;
 };
 
 /// The keeper of the samples of one server. saveSample takes the sample over, and destroys one that has no

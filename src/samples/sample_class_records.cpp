@@ -1,216 +1,104 @@
 // The records of the sample classes and the table of key kinds, worked out at compile time.
 
+#include <algorithm>
 #include <cstddef>
 
-#include "samples/keys.h"
 #include "samples/sample_classes.h"
 
 namespace {
 
+// --- The sections of sample_classes.def, one list at a time. Texts and keywords end in one more line, since
+// a list may be empty and an array may not.
+
+// clang-format off
+template <class Sample> struct NumericKeys;
+template <class Sample> struct KeyRows;
+template <class Sample> struct StringKeys;
+template <class Sample> struct Keywords;
+
+#define LIST_BEGIN(List, Element, Sample) \
+  template <> struct List<Sample> { using Class = Sample; static constexpr Element list[] = {
+#define LIST_END };};
+
+#define SAMPLE(type, name, Sample, english, source, counting) LIST_BEGIN(NumericKeys, int, Sample)
+#define NUMERIC(name, kind, decimals) zov::key::name,
+#define PERCENT(name, decimals, denominator) zov::key::name,
+#define SAMPLE_END(Sample) LIST_END
+#include "samples/sample_classes.def"
+
+#define SAMPLE(type, name, Sample, english, source, counting) LIST_BEGIN(KeyRows, zov::KeyRow, Sample)
+#define NUMERIC(name, kind, decimals) {KeyKind##kind, decimals, 0},
+#define PERCENT(name, decimals, denominator) {KeyKindPercent, decimals, zov::key::denominator},
+#define SAMPLE_END(Sample) LIST_END
+#include "samples/sample_classes.def"
+
+#define SAMPLE(type, name, Sample, english, source, counting) LIST_BEGIN(StringKeys, zov::StringKey, Sample)
+#define TEXT(name, field) {zov::key::name, static_cast<RWCString ZOVSample::*>(&Class::field)},
+#define SAMPLE_END(Sample) {-1, nullptr} LIST_END
+#include "samples/sample_classes.def"
+
+#define SAMPLE(type, name, Sample, english, source, counting) LIST_BEGIN(Keywords, zov::Keyword, Sample)
+#define KEYWORD(keyword, name) {keyword, zov::key::name},
+#define SAMPLE_END(Sample) {nullptr, 0} LIST_END
+#include "samples/sample_classes.def"
+// clang-format on
+
+// --- The records.
+
+constexpr bool Cumulative = false;
+constexpr bool Interval = true;
+
+template <class Sample>
+constexpr std::array<int, KeyTableSize> placement = [] {
+  std::array<int, KeyTableSize> made{};
+  const auto& keys = NumericKeys<Sample>::list;
+  createKeyPlacementArray(made.data(), keys, static_cast<int>(std::size(keys)));
+  return made;
+}();
+
+template <class Sample>
+constexpr zov::SampleClass recordOf(const char* name, _SampleType type, bool interval) {
+  constexpr auto& strings = StringKeys<Sample>::list;
+  constexpr auto& keywords = Keywords<Sample>::list;
+  static_assert(std::size(NumericKeys<Sample>::list) <= zov::MostNumericKeys);
+  return {name,
+          type,
+          interval,
+          NumericKeys<Sample>::list,
+          KeyRows<Sample>::list,
+          placement<Sample>.data(),
+          {strings, std::size(strings) - 1},
+          std::size(keywords) == 1 ? nullptr : keywords};
+}
+
+}  // namespace
+
+#define SAMPLE(type, name, Sample, english, source, counting) \
+  constinit const zov::SampleClass Sample::sampleClassInfo =  \
+      recordOf<Sample>(#Sample, SampleType##name, counting);
+#include "samples/sample_classes.def"
+
+namespace {
+
+// --- The table by key. What throws here does not compile.
+
 constexpr bool numbersAreUnique() {
+  std::array<bool, KeyTableSize> told{};
   for (const zov::KeyInfo& key : zov::allKeys) {
-    if (zov::keyInfo(key.number) != &key || !zovIsKey(key.number)) return false;
+    if (!zov::isKey(key.number) || told[static_cast<std::size_t>(key.number)]) return false;
+    told[static_cast<std::size_t>(key.number)] = true;
   }
   return true;
 }
 static_assert(numbersAreUnique(), "keys.def gives a number twice, or one that is no key");
 
-template <class Sample>
-struct Keys;
-
-/// What sample_types.def says of a class.
-struct TypeFacts {
-  int type = 0;
-  bool interval = false;
-  const char* name = "";
-};
-template <class Sample>
-constexpr TypeFacts typeFacts;
-#define SAMPLE(value, name, sampleClass, english, source, interval) \
-  template <>                                                       \
-  constexpr TypeFacts typeFacts<sampleClass>{value, interval, #sampleClass};
-#include "samples/sample_types.def"
-// The type has no class as far as the factory is concerned: no peer sends it.
-template <>
-constexpr TypeFacts typeFacts<AppServerCpuSample>{ZOVSample::SampleTypeServerCpu, false,
-                                                  "AppServerCpuSample"};
-
-template <std::size_t Count>
-constexpr std::array<int, KeyTableSize> placementOf(const int (&keys)[Count]) {
-  std::array<int, KeyTableSize> placement{};
-  createKeyPlacementArray(placement.data(), keys, static_cast<int>(Count));
-  return placement;
-}
-
-template <class Sample>
-constexpr ZOVSampleClass recordOf() {
-  using K = Keys<Sample>;
-  return {typeFacts<Sample>.name,
-          typeFacts<Sample>.type,
-          typeFacts<Sample>.interval,
-          K::numeric,
-          K::rows,
-          K::placement.data(),
-          {K::strings, std::size(K::strings) - 1},
-          std::size(K::keywords) == 1 ? nullptr : K::keywords};
-}
-
-}  // namespace
-
-#define SAMPLE_CLASS ZOVAppServerSample
-#define SAMPLE_KEYS "samples/keys/app_server_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVContainerSample
-#define SAMPLE_KEYS "samples/keys/container_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVTransactionSample
-#define SAMPLE_KEYS "samples/keys/transaction_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVObjectPoolSample
-#define SAMPLE_KEYS "samples/keys/object_pool_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVEJBSample
-#define SAMPLE_KEYS "samples/keys/ejb_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVDBConnectPoolSample
-#define SAMPLE_KEYS "samples/keys/db_connect_pool_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVApplicationSample
-#define SAMPLE_KEYS "samples/keys/application_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVServletSample
-#define SAMPLE_KEYS "samples/keys/servlet_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVCacheSample
-#define SAMPLE_KEYS "samples/keys/cache_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVCacheTemplateSample
-#define SAMPLE_KEYS "samples/keys/cache_template_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVJ2CPoolSample
-#define SAMPLE_KEYS "samples/keys/j2c_pool_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVServletSessionsSample
-#define SAMPLE_KEYS "samples/keys/servlet_sessions_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVThreadPoolSample
-#define SAMPLE_KEYS "samples/keys/thread_pool_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVWLMClientSample
-#define SAMPLE_KEYS "samples/keys/wlm_client_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVWLMServerSample
-#define SAMPLE_KEYS "samples/keys/wlm_server_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVBSMailSample
-#define SAMPLE_KEYS "samples/keys/bs_mail_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVBSImapSample
-#define SAMPLE_KEYS "samples/keys/bs_imap_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVBSPopSample
-#define SAMPLE_KEYS "samples/keys/bs_pop_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVBSQueueManagerSample
-#define SAMPLE_KEYS "samples/keys/bs_queue_manager_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVGarbageCollectionSample
-#define SAMPLE_KEYS "samples/keys/garbage_collection_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVWorkloadSumSample
-#define SAMPLE_KEYS "samples/keys/workload_sum_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVWorkloadDetailSample
-#define SAMPLE_KEYS "samples/keys/workload_detail_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVHTTPSample
-#define SAMPLE_KEYS "samples/keys/http_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVDataSourceDetSample
-#define SAMPLE_KEYS "samples/keys/data_source_det_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVXQAccessSample
-#define SAMPLE_KEYS "samples/keys/xq_access_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVAppServerOverviewSample
-#define SAMPLE_KEYS "samples/keys/app_server_overview_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVTSLJavaPropertySample
-#define SAMPLE_KEYS "samples/keys/tsl_java_property_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVTSLEnvVarsSample
-#define SAMPLE_KEYS "samples/keys/tsl_env_vars_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVAFDetailSample
-#define SAMPLE_KEYS "samples/keys/af_detail_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVGCDetailSample
-#define SAMPLE_KEYS "samples/keys/gc_detail_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVStringAbbreviationSample
-#define SAMPLE_KEYS "samples/keys/string_abbreviation_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVMessageSample
-#define SAMPLE_KEYS "samples/keys/message_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVServerRequestSummary
-#define SAMPLE_KEYS "samples/keys/server_request_summary.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVPSISample
-#define SAMPLE_KEYS "samples/keys/psi_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS ZOVEndSample
-#define SAMPLE_KEYS "samples/keys/end_sample.def"
-#include "samples/define_sample_class.inc"
-
-#define SAMPLE_CLASS AppServerCpuSample
-#define SAMPLE_KEYS "samples/keys/app_server_cpu_sample.def"
-#include "samples/define_sample_class.inc"
-
-namespace {
-
-/// Fills the rows of one class's keys. Two classes that disagree about a key do not compile.
 struct KeyTableBuilder {
-  std::array<ZOVKeyRow, KeyTableSize> table{};
+  std::array<zov::KeyRow, KeyTableSize> table{};
   std::array<bool, KeyTableSize> told{};
 
-  constexpr void add(int key, const ZOVKeyRow& row) {
+  constexpr void add(int key, const zov::KeyRow& row) {
     const auto at = static_cast<std::size_t>(key);
-    const ZOVKeyRow& there = table[at];
+    const zov::KeyRow& there = table[at];
     if (told[at] && (there.kind != row.kind || there.scaleFactor != row.scaleFactor ||
                      there.relatedKey != row.relatedKey)) {
       throw "two sample classes disagree about a key";
@@ -220,19 +108,27 @@ struct KeyTableBuilder {
   }
   template <class Sample>
   constexpr void addClass() {
-    using K = Keys<Sample>;
-    for (std::size_t i = 0; i < std::size(K::numeric); ++i) add(K::numeric[i], K::rows[i]);
-    for (const ZOVStringKey& string : recordOf<Sample>().strings) add(string.key, {KeyKindString, 0, 0});
+    const auto& keys = NumericKeys<Sample>::list;
+    for (std::size_t i = 0; i < std::size(keys); ++i) {
+      const zov::KeyRow& row = KeyRows<Sample>::list[i];
+      add(keys[i], row);
+      if (row.kind == KeyKindPercent && std::count(keys, keys + i, static_cast<int>(row.relatedKey)) == 0) {
+        throw "a denominator does not stand ahead of its percentage";
+      }
+    }
+    for (const zov::StringKey& string : StringKeys<Sample>::list) {
+      if (string.field != nullptr) add(string.key, {KeyKindString, 0, 0});
+    }
   }
 };
 
-constexpr std::array<ZOVKeyRow, KeyTableSize> buildKeyTable() {
+constexpr std::array<zov::KeyRow, KeyTableSize> buildKeyTable() {
   KeyTableBuilder builder;
-#define SAMPLE(value, name, sampleClass, english, source, interval) builder.addClass<sampleClass>();
-#include "samples/sample_types.def"
+#define SAMPLE(type, name, Sample, english, source, counting) builder.addClass<Sample>();
+#include "samples/sample_classes.def"
   return builder.table;
 }
 
 }  // namespace
 
-constinit const std::array<ZOVKeyRow, KeyTableSize> pKeyTable = buildKeyTable();
+constinit const std::array<zov::KeyRow, KeyTableSize> pKeyTable = buildKeyTable();

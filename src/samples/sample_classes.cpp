@@ -13,24 +13,7 @@ static DGT1_Unit traceUnit("ZOVCSCLS");
 
 namespace {
 
-enum : int {
-  KeyProfilerId = 4,
-  KeySummary = 17,
-  KeyServletType = 272,
-  KeyInterval = 314,
-  KeyWaitTime = 246,
-  KeyTimeHeld = 247,
-  KeyCollections = 352,
-  KeyWorkloadType = 700,
-  KeyRequests = 703,
-  KeyRequestTime = 704,
-  KeyDelayType = 750,
-  KeyDelayCategory = 763,
-  KeySessionTime = 770,
-  KeyServerNumber = 833,
-  KeyAllocationFailure = 1061,
-  KeyCycle = 1076,
-};
+namespace key = zov::key;
 
 struct KeyPair {
   int key, into;
@@ -44,13 +27,34 @@ int foldedInto(std::span<const KeyPair> pairs, int key) {
 }
 
 // Entity, stateful and stateless beans of a container.
-constexpr KeyPair SumNumericKeys[] = {{159, 174}, {160, 175}, {161, 176}, {162, 177}, {157, 178},
-                                      {158, 179}, {170, 174}, {171, 175}, {172, 176}, {173, 177},
-                                      {168, 178}, {169, 179}, {152, 178}, {153, 179}};
-constexpr KeyPair SumPerfLoadKeys[] = {{154, 181}, {155, 180}, {156, 182}, {165, 181},
-                                       {166, 180}, {167, 182}, {150, 181}, {151, 182}};
-// The three kinds of bean: 210 live, 209 active.
-constexpr KeyPair EJBLoadKeys[] = {{150, 210}, {154, 210}, {165, 210}, {155, 209}, {166, 209}};
+constexpr KeyPair SumNumericKeys[] = {{key::entity_creates, key::container_creates},
+                                      {key::entity_removes, key::container_removes},
+                                      {key::entity_activations, key::container_activations},
+                                      {key::entity_passivations, key::container_passivations},
+                                      {key::entity_instantiates, key::container_instantiates},
+                                      {key::entity_destroys, key::container_destroys},
+                                      {key::stateful_creates, key::container_creates},
+                                      {key::stateful_removes, key::container_removes},
+                                      {key::stateful_activations, key::container_activations},
+                                      {key::stateful_passivations, key::container_passivations},
+                                      {key::stateful_instantiates, key::container_instantiates},
+                                      {key::stateful_destroys, key::container_destroys},
+                                      {key::stateless_instantiates, key::container_instantiates},
+                                      {key::stateless_destroys, key::container_destroys}};
+constexpr KeyPair SumPerfLoadKeys[] = {{key::entity_beans_live, key::container_beans_live},
+                                       {key::entity_beans_active, key::container_beans_active},
+                                       {key::entity_method_load, key::container_method_load},
+                                       {key::stateful_beans_live, key::container_beans_live},
+                                       {key::stateful_beans_active, key::container_beans_active},
+                                       {key::stateful_method_load, key::container_method_load},
+                                       {key::stateless_beans_live, key::container_beans_live},
+                                       {key::stateless_method_load, key::container_method_load}};
+// The three kinds of bean.
+constexpr KeyPair EJBLoadKeys[] = {{key::stateless_beans_live, key::beans_live},
+                                   {key::entity_beans_live, key::beans_live},
+                                   {key::stateful_beans_live, key::beans_live},
+                                   {key::entity_beans_active, key::beans_active},
+                                   {key::stateful_beans_active, key::beans_active}};
 
 /// Identities take the low 32 bits of a key.
 int number(const ZOVSample& sample, int key) {
@@ -63,9 +67,8 @@ ZOVResourceAnchor* ZOVAppServerSample::getResourceAnchor() {
   return new ZOVAppServerAnchor(serverName);
 }
 
-void ZOVAppServerSample::saveRollUpValues(const long long (&totals)[10]) {
-  static constexpr int keys[10] = {78, 240, 241, 242, 207, 129, 130, 131, 260, 261};
-  for (std::size_t i = 0; i < std::size(keys); ++i) saveNumericData(keys[i], totals[i]);
+void ZOVAppServerSample::saveRollUpValues(const RollUpTotals& totals) {
+  for (std::size_t i = 0; i < totals.size(); ++i) saveNumericData(RollUpKeys[i], totals[i]);
 }
 
 long long ZOVAppServerSample::getProcessCPUUsage(unsigned int processId) {
@@ -92,15 +95,15 @@ void ZOVContainerSample::saveStatInfoData(int key, double total, double numSampl
 }
 
 ZOVResourceAnchor* ZOVContainerSample::getResourceAnchor() {
-  return new ZOVContainerAnchor(containerName, number(*this, KeySummary));
+  return new ZOVContainerAnchor(containerName, number(*this, key::summary));
 }
 
 ZOVResourceAnchor* ZOVTransactionSample::getResourceAnchor() {
-  return new ZOVContainerTransactionAnchor(containerName, number(*this, KeySummary));
+  return new ZOVContainerTransactionAnchor(containerName, number(*this, key::summary));
 }
 
 ZOVResourceAnchor* ZOVObjectPoolSample::getResourceAnchor() {
-  return new ZOVObjectPoolAnchor(containerName, number(*this, KeySummary));
+  return new ZOVObjectPoolAnchor(containerName, number(*this, key::summary));
 }
 
 void ZOVEJBSample::saveStatInfoData(int key, double total, double numSamples) {
@@ -114,23 +117,23 @@ ZOVResourceAnchor* ZOVEJBSample::getResourceAnchor() {
 
 void ZOVDBConnectPoolSample::rate(const ZOVSample* previous) {
   ZOVSample::rate(previous);
-  _NumericValue& waitTime = *getNumericValueEntry(KeyWaitTime);
-  if (waitTime.rateValid || !getNumericValueEntry(KeyTimeHeld)->rateValid) return;
+  _NumericValue& waitTime = *getNumericValueEntry(key::db_wait_time);
+  if (waitTime.rateValid || !getNumericValueEntry(key::db_hold_time)->rateValid) return;
   waitTime.rateValid = 1;
   waitTime.average = 0;
 }
 
 ZOVResourceAnchor* ZOVDBConnectPoolSample::getResourceAnchor() {
-  return new ZOVDBConnectionAnchor(dataSourceName, number(*this, KeySummary));
+  return new ZOVDBConnectionAnchor(dataSourceName, number(*this, key::summary));
 }
 
 ZOVResourceAnchor* ZOVApplicationSample::getResourceAnchor() {
-  return new ZOVApplicationAnchor(applicationName, virtualHostName, number(*this, KeySummary));
+  return new ZOVApplicationAnchor(applicationName, virtualHostName, number(*this, key::summary));
 }
 
 ZOVResourceAnchor* ZOVServletSample::getResourceAnchor() {
   return new ZOVServletAnchor(applicationName, virtualHostName, servletName, jspPath,
-                              number(*this, KeyServletType));
+                              number(*this, key::servlet_type));
 }
 
 ZOVResourceAnchor* ZOVCacheSample::getResourceAnchor() {
@@ -138,19 +141,19 @@ ZOVResourceAnchor* ZOVCacheSample::getResourceAnchor() {
 }
 
 ZOVResourceAnchor* ZOVCacheTemplateSample::getResourceAnchor() {
-  return new ZOVCacheTemplateAnchor(templateName, number(*this, KeySummary));
+  return new ZOVCacheTemplateAnchor(templateName, number(*this, key::summary));
 }
 
 ZOVResourceAnchor* ZOVJ2CPoolSample::getResourceAnchor() {
-  return new ZOVJ2CPoolAnchor(connectionFactoryName, number(*this, KeySummary));
+  return new ZOVJ2CPoolAnchor(connectionFactoryName, number(*this, key::summary));
 }
 
 ZOVResourceAnchor* ZOVServletSessionsSample::getResourceAnchor() {
-  return new ZOVServletSessionsAnchor(applicationName, number(*this, KeySummary));
+  return new ZOVServletSessionsAnchor(applicationName, number(*this, key::summary));
 }
 
 ZOVResourceAnchor* ZOVThreadPoolSample::getResourceAnchor() {
-  return new ZOVThreadPoolAnchor(threadPoolName, number(*this, KeySummary));
+  return new ZOVThreadPoolAnchor(threadPoolName, number(*this, key::summary));
 }
 
 ZOVResourceAnchor* ZOVWLMClientSample::getResourceAnchor() {
@@ -178,27 +181,26 @@ ZOVResourceAnchor* ZOVBSQueueManagerSample::getResourceAnchor() {
 }
 
 void ZOVGarbageCollectionSample::mergeNumericData(const ZOVSample* other, int key, _NumericValue* entry) {
-  constexpr int keyA = 354;
-  constexpr int keyB = 355;
-  if ((key == keyA || key == keyB) && other->getTotalCount(KeyCollections) == 0) return;
+  const bool figure = key == key::gc_in_use || key == key::gc_free;
+  if (figure && other->getTotalCount(key::gc_runs) == 0) return;
   ZOVSample::mergeNumericData(other, key, entry);
 }
 
 ZOVResourceAnchor* ZOVGarbageCollectionSample::getResourceAnchor() {
-  return new ZOVGCAnchor(number(*this, KeyProfilerId));
+  return new ZOVGCAnchor(number(*this, key::process_id));
 }
 
 ZOVResourceAnchor* ZOVAFDetailSample::getResourceAnchor() {
-  return new ZOVAFDetailAnchor(number(*this, KeyProfilerId), number(*this, KeyAllocationFailure));
+  return new ZOVAFDetailAnchor(number(*this, key::process_id), number(*this, key::allocation_failure_number));
 }
 
 ZOVResourceAnchor* ZOVGCDetailSample::getResourceAnchor() {
-  return new ZOVGCDetailAnchor(number(*this, KeyProfilerId), number(*this, KeyAllocationFailure),
-                               number(*this, KeyCycle));
+  return new ZOVGCDetailAnchor(number(*this, key::process_id), number(*this, key::allocation_failure_number),
+                               number(*this, key::cycle_number));
 }
 
 ZOVResourceAnchor* ZOVWorkloadSumSample::getResourceAnchor() {
-  return new ZOVWorkloadSumAnchor(number(*this, KeyProfilerId), number(*this, KeyWorkloadType),
+  return new ZOVWorkloadSumAnchor(number(*this, key::process_id), number(*this, key::request_type),
                                   applicationName, requestName);
 }
 
@@ -219,32 +221,37 @@ void ZOVWorkloadSumSample::createSummarizedSamples(RWCollection& anchors) {
 
 ZOVResourceAnchor* ZOVWorkloadDetailSample::getResourceAnchor() {
   constexpr long long toBeDerived = -2;
-  const long long told = getNumericData(KeyDelayCategory);
+  const long long told = getNumericData(key::delay_category);
   if (told == NullValue || told == toBeDerived) {
-    const long long delay = getNumericData(KeyDelayType);
+    const long long delay = getNumericData(key::delay_type);
     long long category = 0;
     if (delay >= 3 && delay <= 6) category = 1;
     if (delay >= 7 && delay <= 10) category = 2;
     if (delay == 11) category = 3;
-    saveNumericData(KeyDelayCategory, category);
+    saveNumericData(key::delay_category, category);
   }
-  return new ZOVWorkloadDetailAnchor(number(*this, KeyProfilerId), number(*this, KeyWorkloadType),
-                                     applicationName, requestName, number(*this, KeyDelayType), delayDetail1,
-                                     delayDetail2, number(*this, KeyDelayCategory));
+  return new ZOVWorkloadDetailAnchor(number(*this, key::process_id), number(*this, key::request_type),
+                                     applicationName, requestName, number(*this, key::delay_type),
+                                     delayDetail1, delayDetail2, number(*this, key::delay_category));
 }
 
 void ZOVHTTPSample::mergeSampleData(const ZOVSample* other) {
   if (other == nullptr) return;
-  if (other->getNumericData(KeySessionTime) < getNumericData(KeySessionTime)) {
-    for (int key : {701, 702, 771, 772, 777}) saveStringData(key, other->getStringData(key).view());
+  if (other->getNumericData(key::session_part_order) < getNumericData(key::session_part_order)) {
+    for (int key : {key::application_name, key::request_name, key::session_text_1, key::session_text_2,
+                    key::session_text_3}) {
+      saveStringData(key, other->getStringData(key).view());
+    }
   }
   ZOVSample::mergeSampleData(other);
 }
 
 void ZOVHTTPSample::mergeNumericData(const ZOVSample* other, int key, _NumericValue* entry) {
-  const bool largest = key == 773 || key == 775 || key == 778 || key == 779;
-  const bool wanted = largest ? other->getNumericData(key) > getNumericData(key)
-                              : other->getNumericData(KeySessionTime) < getNumericData(KeySessionTime);
+  const bool largest = key == key::session_counter_1 || key == key::session_figure ||
+                       key == key::session_counter_2 || key == key::session_counter_3;
+  const bool wanted =
+      largest ? other->getNumericData(key) > getNumericData(key)
+              : other->getNumericData(key::session_part_order) < getNumericData(key::session_part_order);
   if (wanted) ZOVSample::mergeNumericData(other, key, entry);
 }
 
@@ -253,21 +260,22 @@ ZOVResourceAnchor* ZOVHTTPSample::getResourceAnchor() {
 }
 
 ZOVResourceAnchor* ZOVDataSourceDetSample::getResourceAnchor() {
-  return new ZOVDataSourceAnchor(number(*this, KeyProfilerId), dataSourceName);
+  return new ZOVDataSourceAnchor(number(*this, key::process_id), dataSourceName);
 }
 
 ZOVResourceAnchor* ZOVXQAccessSample::getResourceAnchor() {
-  return new ZOVXQAccessAnchor(number(*this, KeyProfilerId), connectionName, queueName);
+  return new ZOVXQAccessAnchor(number(*this, key::process_id), connectionName, queueName);
 }
 
 ZOVResourceAnchor* ZOVAppServerOverviewSample::getResourceAnchor() {
-  return new ZOVAppSrvOverviewAnchor(number(*this, KeyServerNumber), nodeName, serverName);
+  return new ZOVAppSrvOverviewAnchor(number(*this, key::server_number), nodeName, serverName);
 }
 
 void ZOVServerRequestSummary::assign(const ZOVWorkloadSumSample& sum) {
   sampleTime = sum.getSampleTime();
   duration = sum.getDuration();
-  for (int key : {KeyInterval, KeyRequests, KeyRequestTime}) saveNumericData(key, sum.getTotalCount(key));
+  for (int key : {key::interval_milliseconds, key::request_count, key::request_time})
+    saveNumericData(key, sum.getTotalCount(key));
 }
 
 ZOVResourceAnchor* ZOVServerRequestSummary::getResourceAnchor() {
@@ -275,11 +283,11 @@ ZOVResourceAnchor* ZOVServerRequestSummary::getResourceAnchor() {
 }
 
 ZOVResourceAnchor* ZOVTSLJavaPropertySample::getResourceAnchor() {
-  return new ZOVTSLJavaPropertyAnchor(number(*this, KeyServerNumber), name);
+  return new ZOVTSLJavaPropertyAnchor(number(*this, key::server_number), name);
 }
 
 ZOVResourceAnchor* ZOVTSLEnvVarsSample::getResourceAnchor() {
-  return new ZOVTSLEnvVarsAnchor(number(*this, KeyServerNumber), name);
+  return new ZOVTSLEnvVarsAnchor(number(*this, key::server_number), name);
 }
 
 ZOVResourceAnchor* ZOVMessageSample::getResourceAnchor() {

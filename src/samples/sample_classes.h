@@ -1,19 +1,23 @@
 #pragma once
 // The sample classes. Each names its string fields and makes the anchor that identifies its resource; its
-// keys are in samples/keys/, its type and data source in sample_types.def. Default-constructed samples are
+// keys, its type and its data source are its section of sample_classes.def. Default-constructed samples are
 // empty, with the present time.
+
+#include <algorithm>
+#include <array>
+#include <iterator>
 
 #include "samples/sample.h"
 
 /// What every class of samples has beside its fields: its record, its constructors and clone.
-#define ZOV_SAMPLE_CLASS(Class, Base)                                          \
- public:                                                                       \
-  static const ZOVSampleClass sampleClassInfo;                                 \
-  explicit Class(const ZOVSampleClass& info = sampleClassInfo) : Base(info) {} \
-  Class(const Class&) = default;                                               \
-  Class& operator=(const Class&) = default;                                    \
-  Class* clone() const override {                                              \
-    return new Class(*this);                                                   \
+#define ZOV_SAMPLE_CLASS(Class, Base)                                            \
+ public:                                                                         \
+  static const zov::SampleClass sampleClassInfo;                                 \
+  explicit Class(const zov::SampleClass& info = sampleClassInfo) : Base(info) {} \
+  Class(const Class&) = default;                                                 \
+  Class& operator=(const Class&) = default;                                      \
+  Class* clone() const override {                                                \
+    return new Class(*this);                                                     \
   }
 
 class ZOVAppServerSample : public ZOVSample {
@@ -21,8 +25,24 @@ class ZOVAppServerSample : public ZOVSample {
 
   const RWCString& getResourceName() const override { return serverName; }
   ZOVResourceAnchor* getResourceAnchor() override;
-  /// Stores ten server-wide totals under keys 78, 240, 241, 242, 207, 129, 130, 131, 260, 261, in this order.
-  void saveRollUpValues(const long long (&totals)[10]);
+  /// What the server's anchors are summed up to.
+  static constexpr int RollUpKeys[] = {zov::key::rollup_unused,
+                                       zov::key::db_connections_created,
+                                       zov::key::db_connections_destroyed,
+                                       zov::key::db_connections_allocated,
+                                       zov::key::bean_instantiates,
+                                       zov::key::transactions,
+                                       zov::key::transactions_committed,
+                                       zov::key::transactions_rolled_back,
+                                       zov::key::web_errors,
+                                       zov::key::web_requests};
+  using RollUpTotals = std::array<long long, std::size(RollUpKeys)>;
+  static constexpr std::size_t rollUpPlace(int key) {
+    return static_cast<std::size_t>(std::find(std::begin(RollUpKeys), std::end(RollUpKeys), key) -
+                                    RollUpKeys);
+  }
+  /// Stores one total for each of RollUpKeys.
+  void saveRollUpValues(const RollUpTotals& totals);
   /// Milliseconds of CPU that the process has used so far, or -1.
   static long long getProcessCPUUsage(unsigned int processId);
   static long long getNumProcessors();
@@ -71,7 +91,7 @@ class ZOVEJBSample : public ZOVEJBBaseSample {
   ZOV_SAMPLE_CLASS(ZOVEJBSample, ZOVEJBBaseSample)
 
   const RWCString& getResourceName() const override { return ejbName; }
-  /// The loads of the three kinds of bean are stored in one place each: 210 live, 209 active.
+  /// The loads of the three kinds of bean are stored in one place each, beans_live and beans_active.
   void saveStatInfoData(int key, double total, double numSamples) override;
   ZOVResourceAnchor* getResourceAnchor() override;
 
@@ -102,7 +122,7 @@ class ZOVApplicationSample : public ZOVSample {
 
 class ZOVServletSample : public ZOVApplicationSample {
   ZOV_SAMPLE_CLASS(ZOVServletSample, ZOVApplicationSample)
-  /// Key 272; ServletAny is a filter's wildcard.
+  /// Of the key `servlet_type`; ServletAny is a filter's wildcard.
   enum _ServletType : int { ServletAny = -1, ServletPlain = 0, ServletJSP = 1 };
 
   const RWCString& getResourceName() const override { return servletName; }
@@ -182,7 +202,7 @@ class ZOVBSQueueManagerSample : public ZOVSample {
 
 class ZOVGarbageCollectionSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVGarbageCollectionSample, ZOVSample)
-  /// Keys 354 and 355 come only from parts with collections behind them (key 352).
+  /// gc_in_use and gc_free come only from parts with collections behind them (gc_runs).
   void mergeNumericData(const ZOVSample* other, int key, _NumericValue* entry) override;
   ZOVResourceAnchor* getResourceAnchor() override;
 };
@@ -201,7 +221,8 @@ class ZOVGCDetailSample : public ZOVSample {
 /// What the samples of requests share.
 class ZOVWorkloadBaseSample : public ZOVSample {
  public:
-  /// Key 700; the collector's number for the kind of request. WorkloadAny is a filter's wildcard.
+  /// Of the key `request_type`; the collector's number for the kind of request. WorkloadAny is a filter's
+  /// wildcard.
   enum _WorloadType : int { WorkloadAny = 0 };
 
   RWCString applicationName, requestName;
@@ -226,25 +247,26 @@ class ZOVWorkloadSumSample : public ZOVWorkloadBaseSample {
 
 class ZOVWorkloadDetailSample : public ZOVWorkloadBaseSample {
   ZOV_SAMPLE_CLASS(ZOVWorkloadDetailSample, ZOVWorkloadBaseSample)
-  /// Key 750; the collector's number for where the time went. DelayAny is a filter's wildcard.
+  /// Of the key `delay_type`; the collector's number for where the time went. DelayAny is a filter's
+  /// wildcard.
   enum _DelayType : int { DelayAny = 0 };
 
-  /// Works out the category of the delay (key 763) first, when the collector has not sent it.
+  /// Works out the category of the delay first, when the collector has not sent it.
   ZOVResourceAnchor* getResourceAnchor() override;
 
   RWCString delayDetail1, delayDetail2;
 };
 
-/// A session; its parts merge by their time, key 770.
+/// A session; its parts merge by their session_part_order.
 class ZOVHTTPSample : public ZOVWorkloadBaseSample {
   ZOV_SAMPLE_CLASS(ZOVHTTPSample, ZOVWorkloadBaseSample)
 
-  /// The names come from the part with the smaller key 770.
+  /// The names come from the part with the smaller session_part_order.
   void mergeSampleData(const ZOVSample* other) override;
   void mergeNumericData(const ZOVSample* other, int key, _NumericValue* entry) override;
   ZOVResourceAnchor* getResourceAnchor() override;
 
-  RWCString sessionName, text771, text772, text777;
+  RWCString sessionName, sessionText1, sessionText2, sessionText3;
 };
 
 class ZOVDataSourceDetSample : public ZOVSample {
@@ -262,7 +284,7 @@ class ZOVXQAccessSample : public ZOVSample {
 class ZOVAppServerOverviewSample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVAppServerOverviewSample, ZOVSample)
   ZOVResourceAnchor* getResourceAnchor() override;
-  RWCString nodeName, serverName, text832, text837, text838;
+  RWCString nodeName, serverName, overviewText1, overviewText2, overviewText3;
 };
 
 /// All requests of one server in one interval.
@@ -270,11 +292,11 @@ class ZOVServerRequestSummary : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVServerRequestSummary, ZOVSample)
   ZOVResourceAnchor* getResourceAnchor() override;
 
-  /// Takes time, duration and the running counts of keys 314, 703 and 704.
+  /// Takes time, duration, and the running counts of the interval's length, the requests and their time.
   void assign(const ZOVWorkloadSumSample& sum);
 };
 
-/// A name and a value of one server (key 833).
+/// A name and a value of one server.
 class ZOVTSLKeyValueSample : public ZOVSample {
  public:
   const RWCString& getResourceName() const override { return name; }
@@ -324,7 +346,7 @@ class AppServerCpuSample : public ZOVSample {
 /// One answer of the statistics client. Has no anchor.
 class ZOVPSISample : public ZOVSample {
   ZOV_SAMPLE_CLASS(ZOVPSISample, ZOVSample)
-  RWCString text5, psiText;
+  RWCString serverName, statisticsText;
 };
 
 /// Closes a stream of samples. Has no anchor.

@@ -25,13 +25,13 @@ bool takeDelta(_NumericValue& entry, long long base) {
 }
 
 /// The rate keeps what it held when there is nothing to divide by.
-void takeRate(_NumericValue& entry, const ZOVKeyRow& row, long long divisor) {
+void takeRate(_NumericValue& entry, const zov::KeyRow& row, long long divisor) {
   if (divisor == 0) return;
   const long long multiplier = ZOVSample::getScaleFactorMultiplier(row.scaleFactor);
   entry.rate = zovDivide(zovMultiply(entry.delta, multiplier), divisor);
 }
 
-void takeAverage(_NumericValue& entry, const ZOVKeyRow& row, long long baseCount, double baseTotal,
+void takeAverage(_NumericValue& entry, const zov::KeyRow& row, long long baseCount, double baseTotal,
                  bool interval) {
   if (!entry.isSet || baseCount == ZOVSample::NullValue) return;
   const long long count = zovToInteger(entry.statNumSamples);
@@ -70,7 +70,7 @@ void ZOVSample::rate(const ZOVSample* previous) {
   if (!interval) duration = base ? sampleTime - base->sampleTime : 0;
   for (std::size_t i = 0; i < _class.numericKeys.size(); ++i) {
     const int key = _class.numericKeys[i];
-    const ZOVKeyRow& row = _class.rows[i];
+    const zov::KeyRow& row = _class.rows[i];
     _NumericValue& entry = numericValues[i];
     switch (row.kind) {
       case KeyKindCounter:
@@ -166,7 +166,7 @@ void ZOVSample::mergeSampleData(const ZOVSample* other) {
   for (std::size_t i = 0; i < _class.numericKeys.size(); ++i) {
     mergeNumericData(other, _class.numericKeys[i], &numericValues[i]);
   }
-  for (const ZOVStringKey& string : _class.strings) {
+  for (const zov::StringKey& string : _class.strings) {
     const RWCString& theirs = other->getStringData(string.key);
     if ((this->*string.field).isNull() && !theirs.isNull()) saveStringData(string.key, theirs.view());
   }

@@ -45,7 +45,7 @@ bool equalIgnoringCase(const char* keyword, std::string_view text) {
   return strncasecmp(keyword, text.data(), text.size()) == 0 && keyword[text.size()] == '\0';
 }
 
-const ZOVRPXKeyword* findKeyword(const ZOVRPXKeyword* table, std::string_view keyword) {
+const zov::Keyword* findKeyword(const zov::Keyword* table, std::string_view keyword) {
   for (; table->keyword != nullptr; ++table) {
     if (equalIgnoringCase(table->keyword, keyword)) return table;
   }
@@ -77,7 +77,7 @@ void ZOVSample::buildFromDataString(const char* text) {
 // either encoding.
 void ZOVSample::saveKeywordValue(std::string_view keyword, std::string_view value) {
   if (_class.keywords == nullptr) return;
-  const ZOVRPXKeyword* found = findKeyword(_class.keywords, keyword);
+  const zov::Keyword* found = findKeyword(_class.keywords, keyword);
   if (found == nullptr) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "Unable to find entry in RPX Keyword table for %s",
                 std::string(keyword).c_str());

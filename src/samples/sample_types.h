@@ -3,7 +3,7 @@
 
 enum _SampleType : int {
   SampleTypeNone = 0,
-#define SAMPLE(value, name, sampleClass, english, source, interval) SampleType##name = value,
-#define SAMPLE_WITHOUT_CLASS(value, name, english, source) SampleType##name = value,
-#include "samples/sample_types.def"
+#define SAMPLE(type, name, sampleClass, english, source, counting) SampleType##name = type,
+#define SAMPLE_WITHOUT_CLASS(type, name, english, source) SampleType##name = type,
+#include "samples/sample_classes.def"
 };

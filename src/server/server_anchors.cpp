@@ -1,14 +1,12 @@
 // The anchors of a server: how samples reach them, how they lapse, and how their samples are read.
 
-#include <algorithm>
-#include <iterator>
-
 #include "config/historical_collection.h"
 #include "config/server_config_parms.h"
 #include "diag/agent_log.h"
 #include "platform/clock.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
+#include "samples/arithmetic.h"
 #include "samples/sample_classes.h"
 #include "server/application_server_base.h"
 
@@ -258,40 +256,45 @@ void ZOVApplicationServerBase::rollupTo(ZOVAppServerSample& serverSample) {
   struct Term {
     ZOVSample::_SampleType type;
     int key;
-    std::size_t total;  // its place in the totals
+    int total;  // the roll-up's key that it is added to
   };
-  enum : std::size_t { Pool1 = 1, Pool2, Pool3, BeansMade, Begun, Committed, RolledBack, Errors, Requests };
   static constexpr Term Terms[] = {
-      {ZOVSample::SampleTypeContainer, 152, BeansMade},
-      {ZOVSample::SampleTypeContainer, 157, BeansMade},
-      {ZOVSample::SampleTypeContainer, 168, BeansMade},
-      {ZOVSample::SampleTypeContainer, 178, BeansMade},
-      {ZOVSample::SampleTypeTransaction, 370, Begun},
-      {ZOVSample::SampleTypeTransaction, 372, Begun},
-      {ZOVSample::SampleTypeTransaction, 383, Committed},
-      {ZOVSample::SampleTypeTransaction, 384, Committed},
-      {ZOVSample::SampleTypeTransaction, 385, RolledBack},
-      {ZOVSample::SampleTypeTransaction, 386, RolledBack},
-      {ZOVSample::SampleTypeDBConnection, 240, Pool1},
-      {ZOVSample::SampleTypeDBConnection, 241, Pool2},
-      {ZOVSample::SampleTypeDBConnection, 242, Pool3},
-      {ZOVSample::SampleTypeWebApplication, 260, Errors},
-      {ZOVSample::SampleTypeWebApplication, 261, Requests},
+      {ZOVSample::SampleTypeContainer, zov::key::stateless_instantiates, zov::key::bean_instantiates},
+      {ZOVSample::SampleTypeContainer, zov::key::entity_instantiates, zov::key::bean_instantiates},
+      {ZOVSample::SampleTypeContainer, zov::key::stateful_instantiates, zov::key::bean_instantiates},
+      {ZOVSample::SampleTypeContainer, zov::key::container_instantiates, zov::key::bean_instantiates},
+      {ZOVSample::SampleTypeTransaction, zov::key::global_transactions_begun, zov::key::transactions},
+      {ZOVSample::SampleTypeTransaction, zov::key::local_transactions_begun, zov::key::transactions},
+      {ZOVSample::SampleTypeTransaction, zov::key::global_transactions_committed,
+       zov::key::transactions_committed},
+      {ZOVSample::SampleTypeTransaction, zov::key::local_transactions_committed,
+       zov::key::transactions_committed},
+      {ZOVSample::SampleTypeTransaction, zov::key::global_transactions_rolled_back,
+       zov::key::transactions_rolled_back},
+      {ZOVSample::SampleTypeTransaction, zov::key::local_transactions_rolled_back,
+       zov::key::transactions_rolled_back},
+      {ZOVSample::SampleTypeDBConnection, zov::key::db_connections_created, zov::key::db_connections_created},
+      {ZOVSample::SampleTypeDBConnection, zov::key::db_connections_destroyed,
+       zov::key::db_connections_destroyed},
+      {ZOVSample::SampleTypeDBConnection, zov::key::db_connections_allocated,
+       zov::key::db_connections_allocated},
+      {ZOVSample::SampleTypeWebApplication, zov::key::web_errors, zov::key::web_errors},
+      {ZOVSample::SampleTypeWebApplication, zov::key::web_requests, zov::key::web_requests},
   };
-  unsigned long long totals[10] = {};  // counts of peers: sums wrap
+  ZOVAppServerSample::RollUpTotals totals{};
+  totals[ZOVAppServerSample::rollUpPlace(zov::key::rollup_unused)] =
+      ZOVSample::NullValue;  // nothing counts it
   holding(_lock, Shared, [&] {
     for (const Term& term : Terms) {
       const auto next = _resourceAnchorTable.getIteratorForSampleType(term.type);
       while (const auto* anchor = static_cast<const ZOVResourceAnchor*>((*next)())) {
         const ZOVSample* const last = anchor->getLastSample();
         const long long count = last ? last->getTotalCount(term.key) : ZOVSample::NullValue;
-        if (count != ZOVSample::NullValue) totals[term.total] += static_cast<unsigned long long>(count);
+        if (count == ZOVSample::NullValue) continue;
+        long long& total = totals[ZOVAppServerSample::rollUpPlace(term.total)];
+        total = zovAdd(total, count);
       }
     }
   });
-  long long sums[10];
-  std::transform(std::begin(totals), std::end(totals), std::begin(sums),
-                 [](unsigned long long total) { return static_cast<long long>(total); });
-  sums[0] = ZOVSample::NullValue;  // key 78: nothing here counts it
-  serverSample.saveRollUpValues(sums);
+  serverSample.saveRollUpValues(totals);
 }

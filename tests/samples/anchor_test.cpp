@@ -32,34 +32,6 @@ TEST(AnchorHash, ReadsTheEndsOfAText) {
   for (const auto& c : cases) EXPECT_EQ(ZOVResourceAnchor::createHashKey(c.text), c.key) << c.text;
 }
 
-TEST(AnchorHash, EachClassHasItsOwn) {
-  struct {
-    const char* what;
-    Owned anchor;
-    unsigned int key;
-  } cases[] = {
-      {"name", an<ZOVCacheAnchor>("abcd"), word("abcd")},
-      {"EJB", an<ZOVEJBAnchor>("abcd", "efgh"), word("abcd")},
-      {"EJB method", an<ZOVEJBMethodAnchor>("abcd", "efgh", "ijkl"), word("ijkl") ^ word("efgh")},
-      {"application", an<ZOVApplicationAnchor>("abcd", "efgh"), word("abcd") ^ word("efgh")},
-      {"servlet", an<ZOVServletAnchor>("abcd", "efgh", "ijkl"), word("abcd") ^ word("ijkl")},
-      {"collection", an<ZOVGCAnchor>(17), 17},
-      {"thread", an<ZOVThreadAnchor>(17, 3), 17},
-      {"failure", an<ZOVAFDetailAnchor>(17, 3), (17 + 551) * 29 + 3},
-      {"cycle", an<ZOVGCDetailAnchor>(17, 3, 5), ((17 + 551) * 29 + 3) * 29 + 5},
-      {"request", an<ZOVWorkloadSumAnchor>(17, 1, "abcd", "efgh"), word("abcd") ^ word("efgh")},
-      {"delay", an<ZOVWorkloadDetailAnchor>(17, 1, "abcd", "efgh", 2, "ijkl", "mnop"),
-       word("abcd") ^ word("efgh") ^ word("ijkl") ^ word("mnop")},
-      {"session", an<ZOVHTTPAnchor>("abcd", "efgh"), word("efgh")},
-      {"queue", an<ZOVXQAccessAnchor>(17, "abcd", "efgh"), word("abcd") ^ word("efgh")},
-      {"property", an<ZOVTSLJavaPropertyAnchor>(17, "abcd"), word("abcd")},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(c.anchor->hash(), c.key) << c.what;
-    EXPECT_EQ(Owned(c.anchor->clone())->hash(), c.key) << c.what;
-  }
-}
-
 /// Each of these differs from the first in one thing only.
 TEST(AnchorEquality, TakesAllOfTheIdentity) {
   std::vector<Owned> anchors;
@@ -161,12 +133,13 @@ TEST(AnchorOfSample, IdentifiesTheResource) {
   const std::set<int> without = {ZOVSample::SampleTypeStringAbbreviation, ZOVSample::SampleTypePSI,
                                  ZOVSample::SampleTypeEnd};
   for (const int type : {
-#define SAMPLE(value, name, sampleClass, english, source, interval) value,
-#include "samples/sample_types.def"
+#define SAMPLE(value, name, sampleClass, english, source, counting) value,
+#define UNSENT_SAMPLE(value, name, sampleClass, english, source, counting)
+#include "samples/sample_classes.def"
        }) {
     const std::unique_ptr<ZOVSample> sample(
         ZOVSample::buildFromType(static_cast<ZOVSample::_SampleType>(type)));
-    for (const ZOVStringKey& s : sample->sampleClass().strings)
+    for (const zov::StringKey& s : sample->sampleClass().strings)
       sample->saveStringData(s.key, std::to_string(s.key));
     for (int key : sample->sampleClass().numericKeys) sample->saveNumericData(key, key);
     const Owned anchor(sample->getResourceAnchor());

@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "samples/sample_classes.h"
+#include "samples/anchors.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ std::uint64_t checksum(const std::string& text) {
   return sum;
 }
 
-std::string describe(const ZOVSampleClass& sampleClass) {
+std::string describe(const zov::SampleClass& sampleClass) {
   std::string text;
   const auto add = [&](auto... numbers) { ((text += std::to_string(numbers) + ' '), ...); };
   add(sampleClass.type, static_cast<int>(sampleClass.interval));
@@ -35,6 +35,16 @@ std::string describe(const ZOVSampleClass& sampleClass) {
     add(k->key);
   }
   return text;
+}
+
+/// Of a resource whose every name and number differs.
+unsigned int hashOfResource(ZOVSample& sample) {
+  for (const int key : sample.sampleClass().numericKeys) sample.saveNumericData(key, key);
+  for (const auto& string : sample.sampleClass().strings) {
+    sample.saveStringData(string.key, std::to_string(string.key * 1'234'567));
+  }
+  const std::unique_ptr<ZOVResourceAnchor> anchor(sample.getResourceAnchor());
+  return anchor ? anchor->hash() : 0;
 }
 
 TEST(SampleCatalogue, SaysWhatItSaid) {
@@ -77,20 +87,23 @@ TEST(SampleCatalogue, SaysWhatItSaid) {
       {"ZOVXQAccessSample", 0xd62480b130e7cdab},
   };
   std::map<std::string, std::uint64_t> present;
-  std::string types;
+  std::string types, hashes;
   for (int number = 0; number < 1000; ++number) {
     const auto type = static_cast<ZOVSample::_SampleType>(number);
     types += ZOVSample::getSampleTypeInEnglish(type) + std::to_string(ZOVSample::getDataSource(type));
     const std::unique_ptr<ZOVSample> sample(ZOVSample::buildFromType(type));
-    if (sample) present[sample->sampleClass().name] = checksum(describe(sample->sampleClass()));
+    if (!sample) continue;
+    present[sample->sampleClass().name] = checksum(describe(sample->sampleClass()));
+    hashes += std::to_string(hashOfResource(*sample)) + ' ';
   }
-  const ZOVSampleClass& processor = AppServerCpuSample::sampleClassInfo;
+  const zov::SampleClass& processor = AppServerCpuSample::sampleClassInfo;
   present[processor.name] = checksum(describe(processor));
   for (const auto& [name, sum] : present) {
     const auto was = golden.find(name);
     EXPECT_TRUE(was != golden.end() && was->second == sum) << name << " is now 0x" << std::hex << sum;
   }
   EXPECT_EQ(present.size(), golden.size());
+  EXPECT_EQ(checksum(hashes), 0x490b46ebac3cf22dU) << "hashes of the resources, which order the tables";
   EXPECT_EQ(checksum(types), 0xba2331ae3446329fU) << "names and data sources of the types";
 }
 

@@ -18,21 +18,23 @@ enum : int {
 };
 
 inline constexpr int keys[] = {Numeric, Counter, FromZero, Percent, StatInfo, PerfLoad, Maximum, Minimum};
-inline constexpr ZOVKeyRow rows[] = {{KeyKindNumeric, 0, 0},         {KeyKindCounter, Scale, 0},
-                                     {KeyKindCounterFromZero, 0, 0}, {KeyKindPercent, Scale, Counter},
-                                     {KeyKindStatInfo, Scale, 0},    {KeyKindPerfLoad, 0, 0},
-                                     {KeyKindMaximum, 0, 0},         {KeyKindMinimum, 0, 0}};
+inline constexpr zov::KeyRow rows[] = {{KeyKindNumeric, 0, 0},         {KeyKindCounter, Scale, 0},
+                                       {KeyKindCounterFromZero, 0, 0}, {KeyKindPercent, Scale, Counter},
+                                       {KeyKindStatInfo, Scale, 0},    {KeyKindPerfLoad, 0, 0},
+                                       {KeyKindMaximum, 0, 0},         {KeyKindMinimum, 0, 0}};
 inline constexpr std::array<int, KeyTableSize> placement = [] {
   std::array<int, KeyTableSize> made{};
   createKeyPlacementArray(made.data(), keys, static_cast<int>(std::size(keys)));
   return made;
 }();
-inline constexpr ZOVSampleClass cumulative{"Cumulative", 9, false, keys, rows, placement.data(), {}, nullptr};
-inline constexpr ZOVSampleClass interval{"Interval", 31, true, keys, rows, placement.data(), {}, nullptr};
+inline constexpr zov::SampleClass cumulative{"Cumulative", SampleTypeServlet, false, keys,
+                                             rows,         placement.data(),  {},    nullptr};
+inline constexpr zov::SampleClass interval{"Interval", SampleTypeWorkloadSummary, true, keys,
+                                           rows,       placement.data(),          {},   nullptr};
 
 class Sample : public ZOVSample {
  public:
-  explicit Sample(const ZOVSampleClass& info, unsigned int time = 1000) : ZOVSample(info) {
+  explicit Sample(const zov::SampleClass& info, unsigned int time = 1000) : ZOVSample(info) {
     sampleTime = time;
   }
   Sample(const Sample&) = default;

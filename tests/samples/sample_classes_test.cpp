@@ -15,8 +15,9 @@
 namespace {
 
 const ZOVSample::_SampleType catalogue[] = {
-#define SAMPLE(value, name, sampleClass, english, source, interval) ZOVSample::SampleType##name,
-#include "samples/sample_types.def"
+#define SAMPLE(value, name, sampleClass, english, source, counting) ZOVSample::SampleType##name,
+#define UNSENT_SAMPLE(value, name, sampleClass, english, source, counting)
+#include "samples/sample_classes.def"
 };
 
 std::string frameOf(const ZOVSample& sample) {
@@ -37,7 +38,7 @@ std::unique_ptr<ZOVSample> filled(ZOVSample::_SampleType type) {
   sample->saveNumericData(20, 1'600'000'000);
   sample->saveNumericData(21, 60);
   for (int key : sample->sampleClass().numericKeys) sample->saveNumericData(key, 1000LL + key);
-  for (const ZOVStringKey& string : sample->sampleClass().strings) {
+  for (const zov::StringKey& string : sample->sampleClass().strings) {
     sample->saveStringData(string.key, "text \xc3\xa4 of key " + std::to_string(string.key));
   }
   return sample;
@@ -58,41 +59,12 @@ TEST(SampleCatalogue, EveryClassTravels) {
       EXPECT_EQ(received->getNumericValueForStream(streamed), sent->getNumericValueForStream(streamed))
           << key;
     }
-    for (const ZOVStringKey& string : received->sampleClass().strings) {
+    for (const zov::StringKey& string : received->sampleClass().strings) {
       EXPECT_EQ(received->getStringData(string.key), sent->getStringData(string.key)) << string.key;
     }
     const std::unique_ptr<ZOVSample> copy(received->clone());
     EXPECT_EQ(copy->sampleClass().name, received->sampleClass().name);
     EXPECT_EQ(frameOf(*copy), frameOf(*received)) << type;
-  }
-}
-
-/// A percentage is worked out when its denominator has been.
-TEST(SampleCatalogue, DenominatorsStandAheadOfTheirPercentages) {
-  for (ZOVSample::_SampleType type : catalogue) {
-    const std::unique_ptr<ZOVSample> sample(ZOVSample::buildFromType(type));
-    const ZOVSampleClass& info = sample->sampleClass();
-    for (std::size_t i = 0; i < info.rows.size(); ++i) {
-      if (info.rows[i].kind != KeyKindPercent) continue;
-      const int place = info.placement[info.rows[i].relatedKey];
-      EXPECT_TRUE(place > 0 && static_cast<std::size_t>(place) <= i)
-          << info.name << ' ' << info.numericKeys[i];
-    }
-  }
-}
-
-TEST(SampleCatalogue, EveryKeywordReachesAKeyOfItsClass) {
-  for (ZOVSample::_SampleType type : catalogue) {
-    const std::unique_ptr<ZOVSample> empty(ZOVSample::buildFromType(type));
-    for (const ZOVRPXKeyword* k = empty->getRPXKeywordTable(); k != nullptr && k->keyword != nullptr; ++k) {
-      const std::unique_ptr<ZOVSample> sample(empty->clone());
-      sample->buildFromDataString((std::string(k->keyword) + "=7/2").c_str());
-      bool reached = sample->getStringData(k->key) == "7/2";
-      for (int key : sample->sampleClass().numericKeys) {
-        reached = reached || sample->getTotalCount(key) == 7 || sample->getTotalForStatinfo(key) == 7;
-      }
-      EXPECT_TRUE(reached) << empty->sampleClass().name << ' ' << k->keyword;
-    }
   }
 }
 

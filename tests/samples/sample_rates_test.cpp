@@ -29,7 +29,7 @@ TEST(SampleValues, EachKindReadsAsItShouldBeforeRating) {
       {kinds::PerfLoad, Null, 0, 0, 0, 0},
       {kinds::Maximum, 42, 42, 0, 0, 42},
       {kinds::Minimum, 42, 42, 0, 0, 42},
-      {ZOVSample::KeySampleTime, 1000, 0, 0, 0, 1000},
+      {zov::key::sample_time, 1000, 0, 0, 0, 1000},
       {110, 0, 0, 0, 0, 0},
       {-1, 0, 0, 0, 0, 0},
       {KeyTableSize, 0, 0, 0, 0, 0},
@@ -131,7 +131,7 @@ TEST(SampleRates, Statistics) {
   const double notANumber = std::numeric_limits<double>::quiet_NaN();
   struct {
     const char* what;
-    const ZOVSampleClass& sampleClass;
+    const zov::SampleClass& sampleClass;
     bool hasPrevious;
     double totalBefore, countBefore, total, count;
     long long average;
@@ -164,7 +164,7 @@ TEST(SampleRates, AnIntervalSampleIsItsOwnDifference) {
   Sample previous(kinds::interval, 1000);
   previous.with(kinds::Counter, 1'000'000);
   Sample sample(kinds::interval, 5000);
-  sample.with(kinds::Counter, 120).with(kinds::FromZero, 120).with(ZOVSample::KeyDuration, 60);
+  sample.with(kinds::Counter, 120).with(kinds::FromZero, 120).with(zov::key::duration, 60);
   sample.calculateRates(&previous);
   EXPECT_EQ(sample.getDuration(), 60U);
   EXPECT_EQ(sample.getRate(kinds::Counter), 2000);
@@ -180,7 +180,7 @@ TEST(SampleRates, ASampleIsRatedOnceUntilItIsReset) {
   Sample sample(kinds::cumulative, 1010);
   sample.with(kinds::Counter, 150);
 
-  sample.with(ZOVSample::KeyDuration, 7).resetRates();
+  sample.with(zov::key::duration, 7).resetRates();
   EXPECT_EQ(sample.getDuration(), 7U) << "nothing to reset yet";
   sample.calculateRates(&before);
   sample.calculateRates(&longBefore);
@@ -201,7 +201,7 @@ TEST(SampleRates, ASampleIsRatedOnceUntilItIsReset) {
 TEST(SampleRates, ReadersThatMeetRateOnce) {
   for (int round = 0; round < 200; ++round) {
     Sample sample(kinds::interval);
-    sample.with(kinds::Counter, 120).with(kinds::Percent, 60).with(ZOVSample::KeyDuration, 60);
+    sample.with(kinds::Counter, 120).with(kinds::Percent, 60).with(zov::key::duration, 60);
     std::vector<std::thread> readers;
     for (int i = 0; i < 3; ++i) {
       readers.emplace_back([&sample] {
@@ -249,9 +249,9 @@ TEST(SampleMerge, EachKindSumsInItsWay) {
 
 TEST(SampleMerge, HistoryMovesTheTimeAndSumsTheDurations) {
   Sample history(kinds::interval, 1000);
-  history.with(kinds::Counter, 10).with(ZOVSample::KeyDuration, 60);
+  history.with(kinds::Counter, 10).with(zov::key::duration, 60);
   Sample next(kinds::interval, 1060);
-  next.with(kinds::Counter, 20).with(ZOVSample::KeyDuration, 65);
+  next.with(kinds::Counter, 20).with(zov::key::duration, 65);
   history.mergeIntoHistoricalSample(&next);
   EXPECT_EQ(history.getSampleTime(), 1060U);
   EXPECT_EQ(history.getDuration(), 125U);
