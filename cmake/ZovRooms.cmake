@@ -7,6 +7,8 @@ function(zov_options target)
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror -fno-omit-frame-pointer)
   # g++ 12 sees overlapping copies in plain string concatenation at -O3.
   target_compile_options(${target} PRIVATE $<$<AND:$<CONFIG:Release>,$<CXX_COMPILER_ID:GNU>>:-Wno-restrict>)
+  # What clang alone takes into -Wconversion.
+  target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>)
   if(ZOV_FUZZ)
     target_compile_options(${target} PUBLIC -fsanitize=fuzzer-no-link -g)
   endif()

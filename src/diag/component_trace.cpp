@@ -42,14 +42,14 @@ RWCollectable* ZOVComponentTrace::insert(RWCollectable* entry) {
 
 void ZOVComponentTrace::print() const {
   ZOV_TRACE(Public);
-  ZOVMutexScope scope(_mutex);
+  zov::RecursiveLock scope(_mutex);
   DGT1_Printf(traceUnit, DGT1_ERROR, "%s", getTraceTitle().data());
   printEntries(nullptr);
 }
 
 void ZOVComponentTrace::printForThread(const unsigned long* threadId) const {
   ZOV_TRACE(Public);
-  ZOVMutexScope scope(_mutex);
+  zov::RecursiveLock scope(_mutex);
   DGT1_Printf(traceUnit, DGT1_ERROR, "%s for thread id %i ", getTraceTitle().data(), *threadId);
   printEntries(threadId);
 }

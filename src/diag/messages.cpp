@@ -121,7 +121,7 @@ void ZOV_Agent_Log_Messages::close() {
 
 void ZOV_Agent_Log_Messages::open(const char* /*prefix*/) {
   ZOV_TRACE(Public);
-  ZOVMutexScope scope(_mutex);
+  zov::RecursiveLock scope(_mutex);
   close();
   if (const char* path = OSL1_GetEnv("ZOV_RB_PATH", nullptr)) {
     _bundlePath = path;
@@ -235,7 +235,7 @@ void ZOV_Agent_Log_Messages::RetrieveMessage2(char* result, char* localResult, i
   result[0] = localResult[0] = '\0';
   const std::string keyText = DGT1_FormatText("%s%04i", prefix, number);
   const char* key = keyText.c_str();
-  ZOVMutexScope scope(_mutex);
+  zov::RecursiveLock scope(_mutex);
   if (!_utf8 || !_local) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "Message key %s: Missing converters error", key);
     return;
@@ -285,7 +285,7 @@ void ZOV_Agent_Log_Messages::RetrieveString2(char* result, char* localResult, in
   const std::string keyText = DGT1_FormatText("%s%04i", prefix, number);
   const char* key = keyText.c_str();
   DGT1_Printf(traceUnit, DGT1_DETAIL, "String key=%s", key);
-  ZOVMutexScope scope(_mutex);
+  zov::RecursiveLock scope(_mutex);
   if (!_utf8 || !_local) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "String key %s: %s converter not available", key,
                 _local ? "UTF-8" : "Local");

@@ -73,7 +73,7 @@ void ZOVAgentEnvironment::registerThread(ZOVRecoverableThread* thread) {
 void ZOVAgentEnvironment::deregisterThread(ZOVRecoverableThread* thread) {
   thread->freeAllLocks();
   // A dump holds the same two while it shows a thread.
-  ZOVMutexScope locks(*ZOVLock::pLockMutex);
+  zov::RecursiveLock locks(*ZOVLock::pLockMutex);
   _threadTable->lock();
   thread->prepareToDelete();
   _threadTable->remove(thread);

@@ -29,10 +29,10 @@ struct ZOVLock::Waiter {
 
 namespace {
 // Gives pLockMutex back for a wait. A cancelled waiter unwinds with the mutex taken again.
-class Unlocked {
+class ZOV_SCOPED_CAPABILITY Unlocked {
  public:
-  Unlocked() { ZOVLock::pLockMutex->release(); }
-  ~Unlocked() { ZOVLock::pLockMutex->get(); }
+  Unlocked() ZOV_RELEASE(*ZOVLock::pLockMutex) { ZOVLock::pLockMutex->release(); }
+  ~Unlocked() ZOV_RELEASE() { ZOVLock::pLockMutex->get(); }
   Unlocked(const Unlocked&) = delete;
   Unlocked& operator=(const Unlocked&) = delete;
 };
@@ -107,7 +107,7 @@ ZOVLock::ZOVLock(const char* name) : _name(name != nullptr ? name : "Unknown") {
 }
 
 ZOVLock::~ZOVLock() {
-  ZOVMutexScope scope(*pLockMutex);
+  zov::RecursiveLock scope(*pLockMutex);
   if (ZOVThread* thread = ZOVAgentEnvironment::getActiveThread()) {
     thread->lockFreed(*this, Exclusive);
     thread->lockFreed(*this, Shared);
@@ -142,7 +142,7 @@ int ZOVLock::get(_LockRequestType type, _WaitRequestType wait) {
   }
   Grant grant;
   {
-    ZOVMutexScope scope(*pLockMutex);
+    zov::RecursiveLock scope(*pLockMutex);
     grant = acquire(caller, type, wait);
   }
   if (grant == Grant::Acquired) return 0;
@@ -235,7 +235,7 @@ void ZOVLock::waitInQueue(const Caller&, Waiter& waiter) {
   trace("Thread %X waiting for lock %s at %X");
   _waiters.append(waiter);
   // What is not in the queue any more has been posted: the post goes on to the next.
-  WhenCancelled leave([&] {
+  WhenCancelled leave([&]() ZOV_REQUIRES(*pLockMutex) {
     if (!_waiters.remove(waiter) && _exclusiveCount == 0) wakeWaiters(true);
   });
   {
@@ -250,7 +250,7 @@ void ZOVLock::waitToConvert(const Caller& caller, Waiter& waiter) {
   trace("Thread %X must wait to convert shared to exclusive access for lock %s at %X");
   // Without its holder two converters cannot block each other.
   std::erase(_sharedHolders, caller.token);
-  WhenCancelled leave([&] {
+  WhenCancelled leave([&]() ZOV_REQUIRES(*pLockMutex) {
     if (!_upgraders.remove(waiter) && _exclusiveCount == 0) wakeWaiters(true);
     dropHolder(caller.token);
     caller.thread->lockFreed(*this, Shared);
@@ -296,7 +296,7 @@ void ZOVLock::release(_LockRequestType type) {
       return;
     }
   }
-  ZOVMutexScope scope(*pLockMutex);
+  zov::RecursiveLock scope(*pLockMutex);
   bool gaveUpExclusive = false;
   if (_exclusiveCount == 0) {
     releaseShared(type);
@@ -409,7 +409,7 @@ void ZOVLock::deadlockFound(const ZOVThread* first, const ZOVThread* second, con
 }
 
 void ZOVLock::diagDump() const {
-  ZOVMutexScope scope(*pLockMutex);
+  zov::RecursiveLock scope(*pLockMutex);
   DGT1_Printf(traceUnit, DGT1_ERROR, "      ZOVLock at %p  Lock name = %s", this, _name);
   const bool available = _exclusiveCount == 0 && _sharedHolders.empty();
   if (available) {

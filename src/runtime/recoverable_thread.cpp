@@ -28,7 +28,7 @@ ZOVRecoverableThread::~ZOVRecoverableThread() {
   partFromThread();
   ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load();
   if (_registered && environment != nullptr) {  // killed, and yet to unwind
-    ZOVMutexScope scope(*ZOVLock::pLockMutex);
+    zov::RecursiveLock scope(*ZOVLock::pLockMutex);
     environment->threadTable().remove(this);
   }
   while (_bottom != nullptr) {

@@ -74,7 +74,7 @@ bool runHolding(ZOVLock& lock, _LockRequestType mode, Action body, void* context
 /// The action of a pointer to a callable, whose context is the address of that pointer.
 template <class Pointer>
 Action actionOf() {
-  return [](void* context) { (**static_cast<Pointer*>(context))(); };
+  return [](void* context) ZOV_NO_THREAD_SAFETY_ANALYSIS { (**static_cast<Pointer*>(context))(); };
 }
 }  // namespace zov_detail
 
@@ -107,7 +107,7 @@ auto holding(ZOVLock& lock, _LockRequestType mode, Body&& body) {
     zov_detail::runHolding(lock, mode, zov_detail::actionOf<decltype(called)>(), &called);
   } else {
     std::optional<Result> result;
-    auto keep = [&] { result.emplace(body()); };
+    auto keep = [&]() ZOV_NO_THREAD_SAFETY_ANALYSIS { result.emplace(body()); };
     auto* called = &keep;
     zov_detail::runHolding(lock, mode, zov_detail::actionOf<decltype(called)>(), &called);
     if (!result) return Result{};

@@ -218,7 +218,7 @@ void ZOVThread::endOfThread() {
   ZOVThreadManager* manager = nullptr;
   bool deleteNow = false;
   {
-    ZOVMutexScope scope(*_stateMutex);
+    zov::RecursiveLock scope(*_stateMutex);
     setState(Completed);
     if (supposedToRegister()) deregisterThread();
     if (!_running) return;
@@ -231,7 +231,7 @@ void ZOVThread::endOfThread() {
 }
 
 void ZOVThread::markEnded() {
-  ZOVMutexScope scope(*_stateMutex);
+  zov::RecursiveLock scope(*_stateMutex);
   _running = 0;
   _doneEvent->post();
 }
@@ -265,7 +265,7 @@ void ZOVThread::waitForThreadToFinish() {
   bool waited = false;
   for (;;) {
     {
-      ZOVMutexScope scope(*_stateMutex);
+      zov::RecursiveLock scope(*_stateMutex);
       if (!_running || _doneEvent == nullptr) {
         if (waited) _doneEvent->post();  // for others that wait
         return;
@@ -318,7 +318,7 @@ void ZOVThread::freeAllLocks() {
       const ZOVLock* lock = HeldLockPlaceholderIterator(*table).next();
       if (lock == nullptr) break;
       const_cast<ZOVLock*>(lock)->release(All);
-      ZOVMutexScope scope(*ZOVLock::pLockMutex);
+      zov::RecursiveLock scope(*ZOVLock::pLockMutex);
       table->removeEntry(lock);
     }
   }
@@ -331,7 +331,7 @@ void ZOVThread::diagDump() const {
 }
 
 void ZOVThread::dumpLocks() const {
-  ZOVMutexScope scope(*ZOVLock::pLockMutex);
+  zov::RecursiveLock scope(*ZOVLock::pLockMutex);
   const ZOVLock* waitedFor = _lockWaitedFor;
   if (_state == WaitingForLock && waitedFor != nullptr) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "   Dump of lock waiting for follows");

@@ -70,7 +70,7 @@ void ZOVThreadManager::executeNewThread(ZOVThread& thread) {
   bool anyRuns = true;
   const int depth = _mutex.depth();
   const auto failure = guarded(ZOV_PLACE, [&] {
-    ZOVMutexScope scope(_mutex);
+    zov::RecursiveLock scope(_mutex);
     _allDone.reset();
     anyRuns = startOrQueue(thread);
   });
@@ -83,7 +83,7 @@ void ZOVThreadManager::ThreadIsDone(ZOVThread& thread) {
   ZOV_TRACE(Public);
   bool anyRuns = true;
   {
-    ZOVMutexScope scope(_mutex);
+    zov::RecursiveLock scope(_mutex);
     if (!take(_running, &thread)) return;
     _completed.push_back(&thread);
     thread.markEnded();
@@ -102,7 +102,7 @@ void ZOVThreadManager::waitForAllThreads() {
   if (!_valid) return;
   for (;;) {
     {
-      ZOVMutexScope scope(_mutex);
+      zov::RecursiveLock scope(_mutex);
       if (_running.empty() && _waiting.empty()) break;
     }
     _allDone.wait();
@@ -113,25 +113,25 @@ void ZOVThreadManager::waitForAllThreads() {
 void ZOVThreadManager::killAllThreads() {
   ZOV_TRACE(Public);
   const auto lastOf = [this](Threads& threads) {
-    ZOVMutexScope scope(_mutex);
+    zov::RecursiveLock scope(_mutex);
     return threads.empty() ? nullptr : threads.back();
   };
   bool anyRan = false;
   {
-    ZOVMutexScope scope(_mutex);
+    zov::RecursiveLock scope(_mutex);
     if (!_valid) return;
     _maximum = 0;
   }
   while (ZOVThread* thread = lastOf(_waiting)) {
     thread->kill();
-    ZOVMutexScope scope(_mutex);
+    zov::RecursiveLock scope(_mutex);
     if (take(_waiting, thread)) _completed.push_back(thread);
   }
   while (ZOVThread* thread = lastOf(_running)) {
     anyRan = true;
     if (!thread->kill()) ThreadIsDone(*thread);
   }
-  ZOVMutexScope scope(_mutex);
+  zov::RecursiveLock scope(_mutex);
   _valid = 0;
   if (!anyRan) _allDone.post();
 }

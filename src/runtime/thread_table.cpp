@@ -94,12 +94,12 @@ void ZOVThreadTable::waitForSlot() {
     ZOVThreadTable& table;
     ZOVEvent& event;
     ~Leave() {
-      ZOVMutexScope scope(table._mutex);
+      zov::RecursiveLock scope(table._mutex);
       table._waiters.remove(&event);
     }
   } leave{*this, freed};
   {
-    ZOVMutexScope scope(_mutex);
+    zov::RecursiveLock scope(_mutex);
     if (entries() < Capacity) return;
     _waiters.insert(&freed);
   }
@@ -109,7 +109,7 @@ void ZOVThreadTable::waitForSlot() {
 void ZOVThreadTable::insert(ZOVRecoverableThread* thread) {
   for (;;) {
     {
-      ZOVMutexScope scope(_mutex);
+      zov::RecursiveLock scope(_mutex);
       if (Slot* slot = freeSlot()) {
         slot->thread.store(thread, std::memory_order_release);
         slot->id.store(thread->getThreadId(), std::memory_order_release);
@@ -124,7 +124,7 @@ void ZOVThreadTable::insert(ZOVRecoverableThread* thread) {
 }
 
 void ZOVThreadTable::remove(ZOVRecoverableThread* thread) {
-  ZOVMutexScope scope(_mutex);
+  zov::RecursiveLock scope(_mutex);
   const int used = _highMark;
   for (int i = 0; i < used; ++i) {
     if (_slots[i].thread != thread) continue;
@@ -139,8 +139,8 @@ void ZOVThreadTable::remove(ZOVRecoverableThread* thread) {
 
 void ZOVThreadTable::diagDump() const {
   // In this order, so that no thread goes, and no lock changes, while it is shown.
-  ZOVMutexScope locks(*ZOVLock::pLockMutex);
-  ZOVMutexScope scope(_mutex);
+  zov::RecursiveLock locks(*ZOVLock::pLockMutex);
+  zov::RecursiveLock scope(_mutex);
   const int used = _highMark;
   for (int i = 0; i < used; ++i) {
     if (const ZOVRecoverableThread* thread = _slots[i].thread) thread->diagDump();
@@ -148,7 +148,7 @@ void ZOVThreadTable::diagDump() const {
 }
 
 void ZOVThreadTable::forgetLock(const ZOVLock& lock) const {
-  ZOVMutexScope scope(_mutex);
+  zov::RecursiveLock scope(_mutex);
   const int used = _highMark;
   for (int i = 0; i < used; ++i) {
     if (ZOVRecoverableThread* thread = _slots[i].thread) thread->forgetLock(lock);

@@ -28,8 +28,8 @@ class ZOVThreadTable {
   ZOVRecoverableThread* findThread(const unsigned long* id) const;
   ZOVRecoverableThread* findCurrentThread() const;
   int entries() const { return _numThreads.load(); }
-  void lock() { _mutex.get(); }
-  void release() { _mutex.release(); }
+  void lock() ZOV_ACQUIRE(_mutex) { _mutex.get(); }
+  void release() ZOV_RELEASE(_mutex) { _mutex.release(); }
   void diagDump() const;
   /// Has every thread forget a lock that is about to go. With ZOVLock::pLockMutex held.
   void forgetLock(const ZOVLock& lock) const;

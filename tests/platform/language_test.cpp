@@ -14,7 +14,7 @@ namespace {
 using Locale = std::unique_ptr<LNG2_Locale, decltype(&LNG2_ReleaseLocale)>;
 using Bundle = std::unique_ptr<LNG2_Bundle, decltype(&LNG2_ResourceClose)>;
 
-constexpr long german = 1031, englishUS = 1033, latin1 = 819, ascii = 367;
+constexpr long german = 1031, latin1 = 819, ascii = 367;
 
 Locale getLocale(long language, long codepage, int* status = nullptr) {
   return {LNG2_GetLocale(language, codepage, 0, status), &LNG2_ReleaseLocale};

@@ -38,7 +38,7 @@ class Actor {
   std::string outcome() {
     while (!_done) {
       {
-        ZOVMutexScope scope(*ZOVLock::pLockMutex);
+        zov::RecursiveLock scope(*ZOVLock::pLockMutex);
         if (!_done && _waits) return "waits";
       }
       sched_yield();
@@ -73,7 +73,7 @@ thread_local Actor* Actor::self = nullptr;
 class StageLock : public ZOVLock {
  public:
   using ZOVLock::ZOVLock;
-  int testDeadlockCondition() override {
+  int testDeadlockCondition() override ZOV_REQUIRES(*pLockMutex) {
     const int found = ZOVLock::testDeadlockCondition();
     if (found == 0 && Actor::current() != nullptr) Actor::current()->enterWait();
     return found;
@@ -291,7 +291,8 @@ TEST(Lock, HoldingGivesBackOnEveryPathAndLetsTheFailureGoOn) {
       {[] { throw std::bad_alloc(); }, ZOV_OUT_OF_STORAGE},
       {storeToNull, ZOV_EXCEPTION_CAUGHT},
   };
-  for (const auto& [fail, code] : failures) {
+  for (const auto& [failing, code] : failures) {
+    const auto& fail = failing;  // which a lambda may capture
     for (const _LockRequestType mode : {Exclusive, ::Shared}) {
       const auto failure = guarded("ZOVTLOCK", "outer", [&] {
         holding(lock, mode, [&] { holding(lock, mode, [&] { fail(); }); });
@@ -309,7 +310,7 @@ TEST(Lock, HoldingGivesBackOnEveryPathAndLetsTheFailureGoOn) {
 
 TEST(Lock, AFaultUnderTheGlobalMutexGivesItBack) {
   TestEnvironment environment;
-  const auto failure = guarded("ZOVTLOCK", "fault", [] {
+  const auto failure = guarded("ZOVTLOCK", "fault", []() ZOV_NO_THREAD_SAFETY_ANALYSIS {
     ZOVLock::pLockMutex->get();
     ZOVLock::pLockMutex->get();
     storeToNull();
@@ -332,7 +333,7 @@ TEST(Lock, AKilledWaiterLeavesTheQueueAndAKilledHolderGivesBack) {
   held.wait();
   const auto untilItWaits = [](AgentThread& thread) {
     for (bool waits = false; !waits; sched_yield()) {
-      ZOVMutexScope scope(*ZOVLock::pLockMutex);
+      zov::RecursiveLock scope(*ZOVLock::pLockMutex);
       waits = thread->getState() == ZOVThread::WaitingForLock;
     }
   };

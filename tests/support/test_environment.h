@@ -17,7 +17,7 @@
 #include "runtime/return_code.h"
 
 /// Faults, whatever the build checks for.
-[[gnu::noinline, gnu::no_sanitize("undefined", "thread", "address")]] inline void storeToNull() {
+__attribute__((noinline, no_sanitize("undefined", "thread", "address"))) inline void storeToNull() {
   volatile int* volatile null = nullptr;
   *null = 1;
 }
