@@ -27,7 +27,7 @@ final class Abbreviations {
       if (numbers.size() == MOST_NAMES)
         return escape(name);
       number = numbers.size() + 1;
-      sink.send(Message.sample(Keys.STRING_ABBREVIATION)
+      sink.send(Message.sample(SampleTypes.STRING_ABBREVIATION)
                     .number(Keys.PROCESS_ID, processId)
                     .text(Keys.FULL_STRING, name)
                     .text(Keys.ABBREVIATION, "#" + number));

@@ -43,8 +43,8 @@ final class PropertySampler {
   }
 
   void sample(SampleSink sink) throws IOException {
-    tell(Keys.JVM_PROPERTY, properties.get(), toldProperties, sink);
-    tell(Keys.ENVIRONMENT_VARIABLE, environment.get(), toldVariables, sink);
+    tell(SampleTypes.JAVA_PROPERTY, properties.get(), toldProperties, sink);
+    tell(SampleTypes.ENVIRONMENT_VARIABLE, environment.get(), toldVariables, sink);
   }
 
   private void tell(int sampleType, Map<String, String> present, Map<String, String> told, SampleSink sink)
@@ -54,7 +54,7 @@ final class PropertySampler {
       if (entry.getValue().equals(told.put(name, entry.getValue())))
         continue;
       sink.send(Message.sample(sampleType)
-                    .number(Keys.SERVER_ID, processId)
+                    .number(Keys.SERVER_NUMBER, processId)
                     .text(Keys.PROPERTY_NAME, Abbreviations.escape(name))
                     .text(Keys.PROPERTY_VALUE, Abbreviations.escape(withoutSecrets(name, entry.getValue()))));
     }

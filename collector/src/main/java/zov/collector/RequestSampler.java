@@ -73,14 +73,14 @@ final class RequestSampler {
   private void tell(ServletCounters interval, long millis, SampleSink sink) throws IOException {
     String application = abbreviations.shorten(interval.application, sink);
     String servlet = abbreviations.shorten(interval.servlet, sink);
-    sink.send(Message.sample(Keys.WORKLOAD_SUMMARY)
+    sink.send(Message.sample(SampleTypes.WORKLOAD_SUMMARY)
                   .number(Keys.SAMPLE_TIME, unixMillis.getAsLong() / 1000)
-                  .number(Keys.INTERVAL_SECONDS, Math.max(1, Math.round(millis / 1000.0)))
-                  .number(Keys.INTERVAL_MILLIS, millis)
+                  .number(Keys.DURATION, Math.max(1, Math.round(millis / 1000.0)))
+                  .number(Keys.INTERVAL_MILLISECONDS, millis)
                   .number(Keys.REQUEST_TYPE, SERVLET_OR_JSP)
                   .number(Keys.REQUEST_COUNT, interval.count)
-                  .number(Keys.REQUEST_TOTAL_MILLIS, interval.totalMillis)
-                  .number(Keys.REQUEST_LONGEST_MILLIS, interval.longestMillis)
+                  .number(Keys.REQUEST_TIME, interval.totalMillis)
+                  .number(Keys.LONGEST_REQUEST_TIME, interval.longestMillis)
                   .number(Keys.PROCESS_ID, processId)
                   .text(Keys.APPLICATION_NAME, application)
                   .text(Keys.REQUEST_NAME, servlet));

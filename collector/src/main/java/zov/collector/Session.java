@@ -66,31 +66,31 @@ final class Session {
   /** Introduces this JVM; returns when the agent has accepted it. */
   void greet(Options options, String platform, String locale) throws IOException {
     exchangePing(ping()
-                     .number(Keys.BUILD_LEVEL, BUILD_LEVEL)
-                     .number(Keys.WORKLOAD_BUILD_LEVEL, WORKLOAD_BUILD_LEVEL)
-                     .text(Keys.WORKING_DIRECTORY, System.getProperty("user.dir", ""))
+                     .number(RequestKeys.BUILD_LEVEL, BUILD_LEVEL)
+                     .number(RequestKeys.WORKLOAD_BUILD_LEVEL, WORKLOAD_BUILD_LEVEL)
+                     .text(RequestKeys.WORKING_DIRECTORY, System.getProperty("user.dir", ""))
                      .text(Keys.SERVER_NAME, options.serverName)
-                     .text(Keys.SERVER_ROOT, options.serverRoot)
-                     .text(Keys.PLATFORM, platform)
-                     .text(Keys.LOCALE, locale));
+                     .text(RequestKeys.SERVER_ROOT, options.serverRoot)
+                     .text(RequestKeys.PLATFORM, platform)
+                     .text(RequestKeys.LOCALE, locale));
   }
 
   /** Waits for the agent's next request, however long, and answers it. */
   void serveOne() throws IOException {
     Message request = connection.receive(NO_LIMIT);
-    if (request.dataType != Message.REQUEST || request.subtype == Keys.RESPONSE)
+    if (request.dataType != Message.REQUEST || request.subtype == RequestTypes.RESPONSE_TYPE)
       throw unexpected(request);
     switch (request.subtype) {
-      case Keys.PING:
+      case RequestTypes.PING_REQUEST_TYPE:
         accept(request);
         break;
-      case Keys.POLL:
+      case RequestTypes.POLL_REQUEST_TYPE:
         poll(request);
         break;
-      case Keys.COLLECT_WORKLOAD:
+      case RequestTypes.COLLECT_WORKLOAD_TYPE:
         collectWorkload(request);
         break;
-      case Keys.COLLECT_GC_DATA:
+      case RequestTypes.COLLECT_GC_DATA_TYPE:
         collectGcData(request);
         break;
       default:
@@ -102,7 +102,7 @@ final class Session {
 
   private void poll(Message request) throws IOException {
     try {
-      if ((request.number(Keys.POLL_MASK) & REQUEST_DATA) != 0) {
+      if ((request.number(RequestKeys.POLL_MASK) & REQUEST_DATA) != 0) {
         properties.sample(sink);
         requests.sample(sink);
       }
@@ -110,11 +110,11 @@ final class Session {
       log.line("A poll is answered in part: " + failure);
     }
     connection.send(
-        Message.sample(Keys.END_OF_SAMPLES).number(Keys.CORRELATOR, request.number(Keys.CORRELATOR)));
+        Message.sample(SampleTypes.END).number(Keys.CORRELATOR, request.number(Keys.CORRELATOR)));
   }
 
   private void collectWorkload(Message request) throws IOException {
-    long level = request.number(Keys.COLLECT_LEVEL);
+    long level = request.number(RequestKeys.COLLECT_LEVEL);
     if (level != 0 && level != LEVEL_ONE && level != LEVEL_TWO) {
       refuse(request, INVALID_REQUEST_TYPE,
           "The collection level " + level + " is not known; known are 0, " + LEVEL_ONE + " and " + LEVEL_TWO);
@@ -126,14 +126,14 @@ final class Session {
     } else {
       requests.start();
       log.line("The agent collects request data at level " + level + "; it asks for "
-          + request.number(Keys.CAPTURE_PERCENT)
+          + request.number(RequestKeys.CAPTURE_PERCENT)
           + " percent and gets every request, as the server counts them");
     }
     accept(request);
   }
 
   private void collectGcData(Message request) throws IOException {
-    if (request.number(Keys.GC_ACTION) == GC_STOP) {
+    if (request.number(RequestKeys.GC_ACTION) == GC_STOP) {
       accept(request);
       return;
     }
@@ -141,7 +141,7 @@ final class Session {
   }
 
   private Message ping() {
-    return Message.request(Keys.PING)
+    return Message.request(RequestTypes.PING_REQUEST_TYPE)
         .number(Keys.CORRELATOR, nextCorrelator++)
         .number(Keys.PROCESS_ID, processId);
   }
@@ -149,16 +149,16 @@ final class Session {
   private void exchangePing(Message ping) throws IOException {
     connection.send(ping);
     Message answer = connection.receive(ANSWER_MILLIS);
-    if (answer.dataType != Message.REQUEST || answer.subtype != Keys.RESPONSE
+    if (answer.dataType != Message.REQUEST || answer.subtype != RequestTypes.RESPONSE_TYPE
         || answer.number(Keys.CORRELATOR) != ping.number(Keys.CORRELATOR)) {
       throw unexpected(answer);
     }
-    if (answer.number(Keys.STATUS) != Keys.STATUS_ACCEPTED)
+    if (answer.number(RequestKeys.STATUS) != RequestKeys.STATUS_ACCEPTED)
       throw refusal(answer);
   }
 
   private static RefusedException refusal(Message answer) {
-    long code = answer.number(Keys.VALUE);
+    long code = answer.number(RequestKeys.VALUE);
     String reason = code == 104 || code == 105 ? "it wants another build level"
         : code == 174                          ? "a collector of that name and root is connected already"
                                                : "it gives no reason that is known here";
@@ -171,18 +171,20 @@ final class Session {
   }
 
   private void accept(Message request) throws IOException {
-    connection.send(response(request, Keys.STATUS_ACCEPTED));
+    connection.send(response(request, RequestKeys.STATUS_ACCEPTED));
   }
 
   private void refuse(Message request, long code, String reason) throws IOException {
     log.line("A request of the agent is refused: " + reason);
     connection.send(
-        response(request, Keys.STATUS_REFUSED).number(Keys.VALUE, code).text(Keys.MESSAGE, reason));
+        response(request, RequestKeys.STATUS_REFUSED)
+            .number(RequestKeys.VALUE, code)
+            .text(RequestKeys.MESSAGE, reason));
   }
 
   private static Message response(Message request, int status) {
-    return Message.request(Keys.RESPONSE)
+    return Message.request(RequestTypes.RESPONSE_TYPE)
         .number(Keys.CORRELATOR, request.number(Keys.CORRELATOR))
-        .number(Keys.STATUS, status);
+        .number(RequestKeys.STATUS, status);
   }
 }
