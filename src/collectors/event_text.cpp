@@ -12,7 +12,7 @@ void copyString(const RWCString* text, char* out, int size) {
   if (text) std::memcpy(out, text->data(), std::min(room, text->length()));
 }
 
-RWCString zovEventTimeStamp(const struct tm& when, int milliseconds) {
+RWCString zov::eventTimeStamp(const struct tm& when, int milliseconds) {
   return RWCString(DGT1_FormatText("%03d%02d%02d%02d%02d%02d%03d", when.tm_year, when.tm_mon + 1,
                                    when.tm_mday, when.tm_hour, when.tm_min, when.tm_sec, milliseconds));
 }

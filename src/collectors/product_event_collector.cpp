@@ -31,7 +31,7 @@ std::size_t identifierLength(std::string_view message) {
 }  // namespace
 
 void ZOVProductEventSample::setTimeStamp(const struct tm* when) {
-  if (when) _timeStamp = zovEventTimeStamp(*when, 0);
+  if (when) _timeStamp = zov::eventTimeStamp(*when, 0);
 }
 
 ZOVProductEventCollector::~ZOVProductEventCollector() {

@@ -145,7 +145,7 @@ int ZOVConfigParms::readFromFile(const char* prefix) {
   const RWCString path = RWCString(prefix) + FileSuffix;
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Read configuration file=%s", path.data());
   readSections(path.data());
-  _ready = 1;
+  _ready = true;
   _readyEvent.post();
   print();
   return 0;

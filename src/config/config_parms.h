@@ -51,5 +51,5 @@ class ZOVConfigParms : public ZOVMemoryManager {
   ZOVAgentConfigParms _agentParms;
   ZOVAppServerConfigParms _defaultAppServerParms{nullptr};
   ZOVEvent _readyEvent;
-  std::atomic<int> _ready{0};
+  std::atomic<bool> _ready{false};
 };

@@ -27,7 +27,7 @@ unsigned int bitOf(const RWCString& word) {
 
 }  // namespace
 
-unsigned int zovHistoricalCollectionFlag(const char* words) {
+unsigned int zov::historicalCollectionFlag(const char* words) {
   RWCString text(words);
   text.toUpper();
   text = text.strip(RWCString::both);

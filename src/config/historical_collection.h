@@ -16,5 +16,7 @@ enum ZOVHistoricalCollection : unsigned int {
   ZOV_HISTORY_INVALID = 0x80000000,
 };
 
+namespace zov {
 /// The bits of `words`; ZOV_HISTORY_INVALID for none, for a word that is not known, and for one said twice.
-unsigned int zovHistoricalCollectionFlag(const char* words);
+unsigned int historicalCollectionFlag(const char* words);
+}  // namespace zov

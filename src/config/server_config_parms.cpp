@@ -15,7 +15,7 @@ bool ZOVAppServerConfigParms::isEqual(const RWCollectable* other) const {
 }
 
 void ZOVAppServerConfigParms::setHistoricalCollection(const char* words) {
-  const unsigned int flag = zovHistoricalCollectionFlag(words);
+  const unsigned int flag = zov::historicalCollectionFlag(words);
   if (flag == ZOV_HISTORY_INVALID) return;
   _historicalCollection = words;
   _historicalCollectionFlag = flag;

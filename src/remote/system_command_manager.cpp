@@ -17,16 +17,16 @@ static DGT1_Unit traceUnit("ZOVCSYSC");
 void ZOVSystemCommandManager::QueueCommand(const RWCString& path, const RWCString& command,
                                            const RWCString& arguments) {
   ZOV_TRACE(Public);
-  const std::scoped_lock lock(_mutex);
+  const zov::MutexLock lock(_mutex);
   _queue.emplace_back(path, command, arguments);
-  _changed.notify_all();
+  _changed.notifyAll();
 }
 
 void ZOVSystemCommandManager::partFromAgent() {
   ZOV_TRACE(Public);
-  std::unique_lock lock(_mutex);
+  const zov::MutexLock lock(_mutex);
   _parted = true;
-  _changed.wait(lock, [this] { return _resting; });
+  while (!_resting) _changed.wait(_mutex);
 }
 
 void ZOVSystemCommandManager::backgroundProcessing() {
@@ -40,18 +40,14 @@ void ZOVSystemCommandManager::backgroundProcessing() {
 }
 
 void ZOVSystemCommandManager::setResting(bool resting) {
-  const std::scoped_lock lock(_mutex);
+  const zov::MutexLock lock(_mutex);
   _resting = resting;
-  _changed.notify_all();
+  _changed.notifyAll();
 }
 
 void ZOVSystemCommandManager::runNextCommand() {
   ZOV_FUNCTION;
-  std::unique_lock lock(_mutex);
-  rest(lock);
-  const SystemCommand command = std::move(_queue.front());
-  _queue.pop_front();
-  lock.unlock();
+  const SystemCommand command = takeCommand();
   const ZOVReturnCode rc = command.start(*this);
   if (rc == ZOV_OK) {
     ZOV_LOG_MESSAGE(ZOVA0071I, command.getCommand(), command.getServer());
@@ -60,19 +56,23 @@ void ZOVSystemCommandManager::runNextCommand() {
   }
 }
 
-/// Until there is a command; once parted, for the rest of the process's life.
-void ZOVSystemCommandManager::rest(std::unique_lock<std::mutex>& lock) {
+/// Rests until there is a command; once parted, for the rest of the process's life.
+ZOVSystemCommandManager::SystemCommand ZOVSystemCommandManager::takeCommand() {
+  const zov::MutexLock lock(_mutex);
   _resting = true;
-  _changed.notify_all();
-  _changed.wait(lock, [this] { return !_parted && !_queue.empty(); });
+  _changed.notifyAll();
+  while (_parted || _queue.empty()) _changed.wait(_mutex);
   _resting = false;
+  SystemCommand command = std::move(_queue.front());
+  _queue.pop_front();
+  return command;
 }
 
 int ZOVSystemCommandManager::runAtRest(const char* line) {
   setResting(true);
   const int result = std::system(line);
-  std::unique_lock lock(_mutex);
-  _changed.wait(lock, [this] { return !_parted; });
+  const zov::MutexLock lock(_mutex);
+  while (_parted) _changed.wait(_mutex);
   _resting = false;
   return result;
 }

@@ -4,11 +4,10 @@
 // dropped. The thread is never told to end: it ends with the process, since a script may take as long as it
 // likes. So the agent's end parts the two before it takes away what the thread uses: see partFromAgent.
 
-#include <condition_variable>
 #include <deque>
-#include <mutex>
 
 #include "foundation/string.h"
+#include "platform/mutex.h"
 #include "runtime/return_code.h"
 #include "runtime/task.h"
 
@@ -44,11 +43,12 @@ class ZOVSystemCommandManager : public ZOVAsynchronousTask {
   void setResting(bool resting);
   void runNextCommand();
   int runAtRest(const char* line);
-  void rest(std::unique_lock<std::mutex>& lock);
+  SystemCommand takeCommand();
 
-  std::mutex _mutex;  // guards what follows
-  std::condition_variable _changed;
-  std::deque<SystemCommand> _queue;
-  bool _resting = true;  // the thread waits for a command or for the end of a script, or does not run
-  bool _parted = false;
+  zov::Mutex _mutex;
+  zov::Condition _changed;
+  std::deque<SystemCommand> _queue ZOV_GUARDED_BY(_mutex);
+  bool _parted ZOV_GUARDED_BY(_mutex) = false;
+  /// The thread waits for a command or for the end of a script, or does not run.
+  bool _resting ZOV_GUARDED_BY(_mutex) = true;
 };

@@ -28,7 +28,7 @@ ZOVSample::_DataSource dataSourceOf(int type) {
 /// What a poll for a wanted type asks for. Not the bits of ZOVPollRequest::getPollType: these are what the
 /// agent's own anchors want. The bits of the profiling types 10, 11, 12 and 37 are not here, since no
 /// collector is told to collect them.
-ZOVPollRequest::_PollMask pollBits(int type) {
+ZOVPollRequest::_PollMask bitsToPollFor(int type) {
   if (type == ZOVApplicationServerBase::EverythingSampleType) return ZOVPollRequest::Everything;
   if (type == ZOVApplicationServerBase::EverySampleType) return AllTypes;
   if (type == 62) return 0x2000000;
@@ -252,7 +252,7 @@ ZOVReturnCode ZOVApplicationServerBase::takeSampleFromProfiler(const ZOVResource
   ZOVPollRequest::_PollMask collected = 0;
   if (CollectingRequestData()) collected |= ZOVPollRequest::RequestData;
   if (collectingGCData()) collected |= ZOVPollRequest::GCData;
-  const ZOVPollRequest::_PollMask wanted = pollBits(anchor.getSampleType()) & collected;
+  const ZOVPollRequest::_PollMask wanted = bitsToPollFor(anchor.getSampleType()) & collected;
   if (wanted == 0) return ZOV_PROFILING_NOT_ACTIVE;
   ZOVPollRequest poll(static_cast<long long>(wanted | ZOVPollRequest::AlwaysPolled), "", "", "", "", "", "",
                       0);

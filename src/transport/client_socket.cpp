@@ -12,7 +12,7 @@ ZOVClientSocket::ZOVClientSocket(std::uint16_t port, const char* name, in_addr_t
   ZOV_TRACE(Public);
   if (!_valid) return;
   if (address != 0) _address.sin_addr.s_addr = address;
-  if (::connect(_socket, reinterpret_cast<const sockaddr*>(&_address), sizeof _address) == 0) return;
+  if (::connect(getSocket(), reinterpret_cast<const sockaddr*>(&_address), sizeof _address) == 0) return;
   fail(determineError());
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Bad return code %i from connect.  Name = %s", unsigned{getLastRC()},
               getConnectionName().data());

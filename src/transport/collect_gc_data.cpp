@@ -2,16 +2,16 @@
 
 std::span<const ZOVCollectGCData::NumericField> ZOVCollectGCData::numericFields() {
   static constexpr NumericField fields[] = {
-      numeric<&ZOVCollectGCData::_collectAction>(1050),
-      numeric<&ZOVCollectGCData::_pollFrequency>(1052),
-      numeric<&ZOVCollectGCData::_maxRecords>(1053),
-      numeric<&ZOVCollectGCData::_discardAction>(1054),
+      numeric<&ZOVCollectGCData::_collectAction>(GCActionKey),
+      numeric<&ZOVCollectGCData::_pollFrequency>(GCPollFrequencyKey),
+      numeric<&ZOVCollectGCData::_maxRecords>(GCMaxRecordsKey),
+      numeric<&ZOVCollectGCData::_discardAction>(GCDiscardActionKey),
   };
   return fields;
 }
 
 std::span<const ZOVCollectGCData::TextField> ZOVCollectGCData::textFields() {
-  static constexpr TextField fields[] = {{1051, &ZOVCollectGCData::_verboseGCFileName}};
+  static constexpr TextField fields[] = {{GCFileNameKey, &ZOVCollectGCData::_verboseGCFileName}};
   return fields;
 }
 

@@ -4,7 +4,7 @@
 
 #include "transport/fielded_request.h"
 
-class ZOVCollectGCData : public ZOVFieldedRequest<ZOVCollectGCData, ZOVRequest::CollectGCDataType> {
+class ZOVCollectGCData : public zov::FieldedRequest<ZOVCollectGCData, ZOVRequest::CollectGCDataType> {
  public:
   enum _CollectAction { StartCollecting = 1, StopCollecting = 2 };
   enum _DiscardAction { DiscardOldest = 1 };
@@ -13,7 +13,7 @@ class ZOVCollectGCData : public ZOVFieldedRequest<ZOVCollectGCData, ZOVRequest::
                    _DiscardAction discardAction, unsigned int maxRecords);
 
  private:
-  friend ZOVFieldedRequest;
+  friend FieldedRequest;
   static std::span<const NumericField> numericFields();
   static std::span<const TextField> textFields();
 

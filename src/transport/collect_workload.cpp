@@ -22,18 +22,18 @@ int ZOVCollectWorkload::detransformCollectLevel(int wire) {
 
 std::span<const ZOVCollectWorkload::NumericField> ZOVCollectWorkload::numericFields() {
   static constexpr NumericField fields[] = {
-      numeric<&ZOVCollectWorkload::_collectAllCalls>(652),
-      numeric<&ZOVCollectWorkload::_collectOptions>(654),
-      numeric<&ZOVCollectWorkload::_collectLevel>(659),
-      numeric<&ZOVCollectWorkload::_samplingRate>(679),
+      numeric<&ZOVCollectWorkload::_collectAllCalls>(CollectAllCallsKey),
+      numeric<&ZOVCollectWorkload::_collectOptions>(CollectOptionsKey),
+      numeric<&ZOVCollectWorkload::_collectLevel>(CollectLevelKey),
+      numeric<&ZOVCollectWorkload::_samplingRate>(SamplingRateKey),
   };
   return fields;
 }
 
 std::span<const ZOVCollectWorkload::TextField> ZOVCollectWorkload::textFields() {
   static constexpr TextField fields[] = {
-      {650, &ZOVCollectWorkload::_classTypes},
-      {651, &ZOVCollectWorkload::_classList},
+      {ClassTypesKey, &ZOVCollectWorkload::_classTypes},
+      {ClassListKey, &ZOVCollectWorkload::_classList},
   };
   return fields;
 }

@@ -4,7 +4,7 @@
 
 #include "transport/fielded_request.h"
 
-class ZOVCollectWorkload : public ZOVFieldedRequest<ZOVCollectWorkload, ZOVRequest::CollectWorkloadType> {
+class ZOVCollectWorkload : public zov::FieldedRequest<ZOVCollectWorkload, ZOVRequest::CollectWorkloadType> {
  public:
   enum _CollectAllCalls { CollectDefaultCalls = 0, CollectEveryCall = 1 };
   static constexpr const char* AllCollectClassTypes = "A";
@@ -18,7 +18,7 @@ class ZOVCollectWorkload : public ZOVFieldedRequest<ZOVCollectWorkload, ZOVReque
   static int detransformCollectLevel(int wire);
 
  private:
-  friend ZOVFieldedRequest;
+  friend FieldedRequest;
   static std::span<const NumericField> numericFields();
   static std::span<const TextField> textFields();
 

@@ -6,7 +6,7 @@
 #include "transport/fielded_request.h"
 
 class ZOVInitiateCollectionRequest
-    : public ZOVFieldedRequest<ZOVInitiateCollectionRequest, ZOVRequest::InitiateCollectionRequestType> {
+    : public zov::FieldedRequest<ZOVInitiateCollectionRequest, ZOVRequest::InitiateCollectionRequestType> {
  public:
   ZOVInitiateCollectionRequest() : ZOVInitiateCollectionRequest(0, 0, nullptr, nullptr, 0) {}
   ZOVInitiateCollectionRequest(long long value, unsigned int option, const char* text1, const char* text2,
@@ -14,7 +14,7 @@ class ZOVInitiateCollectionRequest
       : _value(value), _option(option), _text1(text1), _text2(text2), _interval(interval) {}
 
  private:
-  friend ZOVFieldedRequest;
+  friend FieldedRequest;
   static std::span<const NumericField> numericFields();
   static std::span<const TextField> textFields();
 

@@ -1,11 +1,11 @@
 #pragma once
-// ZOVFieldedRequest: a request whose own fields are told by two tables, in the order of the wire. From them
+// zov::FieldedRequest: a request whose own fields are told by two tables, in the order of the wire. From them
 // come its keys, behind those of ZOVRequest, and all access by key; other keys go to ZOVRequest.
 //
-//   class ZOVSomeRequest : public ZOVFieldedRequest<ZOVSomeRequest, ZOVRequest::SomeType> {
-//     friend ZOVFieldedRequest;
-//     static std::span<const NumericField> numericFields();   // { numeric<&ZOVSomeRequest::_count>(12) }
-//     static std::span<const TextField> textFields();         // { {18, &ZOVSomeRequest::_name} }
+//   class ZOVSomeRequest : public zov::FieldedRequest<ZOVSomeRequest, ZOVRequest::SomeType> {
+//     friend FieldedRequest;
+//     static std::span<const NumericField> numericFields();   // { numeric<&ZOVSomeRequest::_count>(CountKey)
+//     } static std::span<const TextField> textFields();         // { {NameKey, &ZOVSomeRequest::_name} }
 //     ...
 
 #include <algorithm>
@@ -13,8 +13,10 @@
 
 #include "transport/request.h"
 
+namespace zov {
+
 template <class Class, ZOVRequest::_RequestType Type>
-class ZOVFieldedRequest : public ZOVRequest {
+class FieldedRequest : public ZOVRequest {
  public:
   int getRequestType() const override { return Type; }
   ZOVRequest* clone() const override { return new Class(self()); }
@@ -53,27 +55,45 @@ class ZOVFieldedRequest : public ZOVRequest {
   }
 
  protected:
+  /// What copyFields does with a field.
+  enum Copying : bool { Copied, NotCopied };
   struct NumericField {
     int key;
     long long (*get)(const Class&);
     void (*set)(Class&, long long);
+    Copying copying = Copied;
   };
   struct TextField {
     int key;
     RWCString Class::*member;
+    Copying copying = Copied;
   };
 
   /// A field kept in `Member`, of whatever integer type; values are cut to its width.
   template <auto Member>
-  static constexpr NumericField numeric(int key) {
+  static constexpr NumericField numeric(int key, Copying copying = Copied) {
     return {key, [](const Class& object) { return static_cast<long long>(object.*Member); },
             [](Class& object, long long value) {
               object.*Member = static_cast<std::remove_reference_t<decltype(object.*Member)>>(value);
-            }};
+            },
+            copying};
   }
   /// A key that is known and not kept: it reads as 0, and what is received for it is dropped.
   static constexpr NumericField notKept(int key) {
     return {key, [](const Class&) { return 0LL; }, [](Class&, long long) {}};
+  }
+
+  /// For the copying of a class of which a copy is reduced: the base part, and the fields that are copied.
+  Class& copyFields(const Class& other) {
+    Class& copy = static_cast<Class&>(*this);
+    ZOVRequest::operator=(other);
+    for (const NumericField& field : Class::numericFields()) {
+      if (field.copying == Copied) field.set(copy, field.get(other));
+    }
+    for (const TextField& field : Class::textFields()) {
+      if (field.copying == Copied) copy.*field.member = other.*field.member;
+    }
+    return copy;
   }
 
  private:
@@ -84,3 +104,5 @@ class ZOVFieldedRequest : public ZOVRequest {
   }
   const Class& self() const { return static_cast<const Class&>(*this); }
 };
+
+}  // namespace zov

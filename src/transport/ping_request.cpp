@@ -2,42 +2,30 @@
 
 std::span<const ZOVPingRequest::NumericField> ZOVPingRequest::numericFields() {
   static constexpr NumericField fields[] = {
-      notKept(3),
-      numeric<&ZOVPingRequest::_processId>(4),
-      notKept(22),
-      numeric<&ZOVPingRequest::_profilerBuildLevel>(24),
-      numeric<&ZOVPingRequest::_workloadAnalysisBuildLevel>(25),
-      numeric<&ZOVPingRequest::_pingFlags>(27),
-      numeric<&ZOVPingRequest::_pingType>(1340),
-      numeric<&ZOVPingRequest::_remoteToken>(1341),
+      notKept(PingReserved1Key),
+      numeric<&ZOVPingRequest::_processId>(ProcessIdKey),
+      notKept(PingReserved2Key),
+      numeric<&ZOVPingRequest::_profilerBuildLevel>(ProfilerBuildLevelKey),
+      numeric<&ZOVPingRequest::_workloadAnalysisBuildLevel>(WorkloadBuildLevelKey),
+      numeric<&ZOVPingRequest::_pingFlags>(PingFlagsKey, NotCopied),
+      numeric<&ZOVPingRequest::_pingType>(PingTypeKey, NotCopied),
+      numeric<&ZOVPingRequest::_remoteToken>(RemoteTokenKey, NotCopied),
   };
   return fields;
 }
 
 std::span<const ZOVPingRequest::TextField> ZOVPingRequest::textFields() {
   static constexpr TextField fields[] = {
-      {655, &ZOVPingRequest::_pingText2},   {657, &ZOVPingRequest::_pingText3},
-      {26, &ZOVPingRequest::_pingText1},    {29, &ZOVPingRequest::_pingText4},
-      {850, &ZOVPingRequest::_pingText5},   {31, &ZOVPingRequest::_workingDirectory},
-      {5, &ZOVPingRequest::_appServerName}, {38, &ZOVPingRequest::_serverRootDirectory},
-      {39, &ZOVPingRequest::_aliasName},    {41, &ZOVPingRequest::_localeName},
+      {PingText2Key, &ZOVPingRequest::_pingText2},
+      {PingText3Key, &ZOVPingRequest::_pingText3},
+      {PingText1Key, &ZOVPingRequest::_pingText1},
+      {PingText4Key, &ZOVPingRequest::_pingText4},
+      {PingText5Key, &ZOVPingRequest::_pingText5},
+      {WorkingDirectoryKey, &ZOVPingRequest::_workingDirectory, NotCopied},
+      {AppServerNameKey, &ZOVPingRequest::_appServerName, NotCopied},
+      {ServerRootDirectoryKey, &ZOVPingRequest::_serverRootDirectory, NotCopied},
+      {AliasNameKey, &ZOVPingRequest::_aliasName, NotCopied},
+      {LocaleNameKey, &ZOVPingRequest::_localeName, NotCopied},
   };
   return fields;
-}
-
-ZOVPingRequest::ZOVPingRequest(const ZOVPingRequest& other) : ZOVPingRequest() {
-  *this = other;
-}
-
-ZOVPingRequest& ZOVPingRequest::operator=(const ZOVPingRequest& other) {
-  ZOVRequest::operator=(other);
-  _processId = other._processId;
-  _profilerBuildLevel = other._profilerBuildLevel;
-  _workloadAnalysisBuildLevel = other._workloadAnalysisBuildLevel;
-  _pingText1 = other._pingText1;
-  _pingText2 = other._pingText2;
-  _pingText3 = other._pingText3;
-  _pingText4 = other._pingText4;
-  _pingText5 = other._pingText5;
-  return *this;
 }

@@ -4,16 +4,16 @@
 
 #include "transport/fielded_request.h"
 
-class ZOVPingRequest : public ZOVFieldedRequest<ZOVPingRequest, ZOVRequest::PingRequestType> {
+class ZOVPingRequest : public zov::FieldedRequest<ZOVPingRequest, ZOVRequest::PingRequestType> {
  public:
   static constexpr int RemoteStatisticsPing = 2;  ///< a _pingType; any other is a data collector's
 
   ZOVPingRequest() = default;
   explicit ZOVPingRequest(int processId) : _processId(processId) {}
-  ZOVPingRequest(const ZOVPingRequest& other);
+  ZOVPingRequest(const ZOVPingRequest& other) : ZOVPingRequest() { copyFields(other); }
   /// A reduced ping: process id, build levels and the five texts; not the names, the token, the type or
   /// flags.
-  ZOVPingRequest& operator=(const ZOVPingRequest& other);
+  ZOVPingRequest& operator=(const ZOVPingRequest& other) { return copyFields(other); }
 
   long long getProcessId() const { return _processId; }
   long long getProfilerBuildLevel() const { return _profilerBuildLevel; }
@@ -27,7 +27,7 @@ class ZOVPingRequest : public ZOVFieldedRequest<ZOVPingRequest, ZOVRequest::Ping
   const RWCString& getLocaleName() const { return _localeName; }
 
  private:
-  friend ZOVFieldedRequest;
+  friend FieldedRequest;
   static std::span<const NumericField> numericFields();
   static std::span<const TextField> textFields();
 

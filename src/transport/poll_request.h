@@ -4,7 +4,7 @@
 
 #include "transport/fielded_request.h"
 
-class ZOVPollRequest : public ZOVFieldedRequest<ZOVPollRequest, ZOVRequest::PollRequestType> {
+class ZOVPollRequest : public zov::FieldedRequest<ZOVPollRequest, ZOVRequest::PollRequestType> {
  public:
   using _PollMask = unsigned long long;
   static constexpr _PollMask GCData = 0x2000;           ///< all garbage collection data
@@ -15,9 +15,9 @@ class ZOVPollRequest : public ZOVFieldedRequest<ZOVPollRequest, ZOVRequest::Poll
   ZOVPollRequest() = default;
   ZOVPollRequest(long long pollType, const char* parm1, const char* parm2, const char* parm3,
                  const char* parm4, const char* parm5, const char* parm6, int parm);
-  ZOVPollRequest(const ZOVPollRequest& other);
+  ZOVPollRequest(const ZOVPollRequest& other) : ZOVPollRequest() { copyFields(other); }
   /// All but the second text, which stays as it is.
-  ZOVPollRequest& operator=(const ZOVPollRequest& other);
+  ZOVPollRequest& operator=(const ZOVPollRequest& other) { return copyFields(other); }
 
   long long getPollType() const { return _pollType; }
   /// The bit of a sample type; 0 for a type that no poll asks for.
@@ -26,7 +26,7 @@ class ZOVPollRequest : public ZOVFieldedRequest<ZOVPollRequest, ZOVRequest::Poll
   static bool collectOnDemandOnly(int sampleType) { return (getPollType(sampleType) & Everything) == 0; }
 
  private:
-  friend ZOVFieldedRequest;
+  friend FieldedRequest;
   static std::span<const NumericField> numericFields();
   static std::span<const TextField> textFields();
 

@@ -16,7 +16,10 @@ class ZOVRequest : public ZOVTransportableData {
 #define ZOV_REQUEST_TYPE(number, name, class_name) name = number,
 #include "transport/request_types.def"
   };
-  enum _RequestKey { CorrelatorKey = 13, TimeoutKey = 1365 };
+  enum _RequestKey {
+#define ZOV_REQUEST_KEY(number, name, meaning) name = number,
+#include "transport/request_keys.def"
+  };
 
   /// `timeout` in seconds; never sent. Takes the next correlator.
   explicit ZOVRequest(int timeout = 0);

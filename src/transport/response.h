@@ -4,25 +4,25 @@
 
 #include "transport/fielded_request.h"
 
-class ZOVResponse : public ZOVFieldedRequest<ZOVResponse, ZOVRequest::ResponseType> {
+class ZOVResponse : public zov::FieldedRequest<ZOVResponse, ZOVRequest::ResponseType> {
  public:
-  ZOVResponse() : ZOVResponse(1, 0, nullptr) {}
-  ZOVResponse(int status, long long value, const char* text)
+  ZOVResponse() : ZOVResponse(true, 0, nullptr) {}
+  ZOVResponse(bool status, long long value, const char* text)
       : _status(status), _value(value), _message(text) {}
 
-  int getStatus() const { return _status; }
-  void setStatus(int status) { _status = status; }
+  bool getStatus() const { return _status; }
+  void setStatus(bool status) { _status = status; }
   long long getValue() const { return _value; }
   void setValue(long long value) { _value = value; }
   long long getSecondValue() const { return _secondValue; }
   const RWCString& getMessage() const { return _message; }
 
  private:
-  friend ZOVFieldedRequest;
+  friend FieldedRequest;
   static std::span<const NumericField> numericFields();
   static std::span<const TextField> textFields();
 
-  int _status;
+  bool _status;
   long long _value;
   long long _secondValue = 0;
   RWCString _message;

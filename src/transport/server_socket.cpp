@@ -8,12 +8,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
+#include <optional>
 #include <utility>
 
 #include "platform/trace.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
+#include "transport/tcp_stream.h"
 
 static DGT1_Unit traceUnit("ZOVCSRVS");
 
@@ -38,9 +39,9 @@ bool ZOVServerSocket::open(const char* address, int backlog) {
   }
   socklen_t size = sizeof _address;
   _wakeEvent = ::eventfd(0, EFD_CLOEXEC);
-  if (_wakeEvent < 0 || ::bind(_socket, reinterpret_cast<const sockaddr*>(&_address), size) != 0 ||
-      ::listen(_socket, backlog) != 0 ||
-      ::getsockname(_socket, reinterpret_cast<sockaddr*>(&_address), &size) != 0) {
+  if (_wakeEvent < 0 || ::bind(getSocket(), reinterpret_cast<const sockaddr*>(&_address), size) != 0 ||
+      ::listen(getSocket(), backlog) != 0 ||
+      ::getsockname(getSocket(), reinterpret_cast<sockaddr*>(&_address), &size) != 0) {
     return false;
   }
   _port = ntohs(_address.sin_port);
@@ -59,22 +60,23 @@ std::shared_ptr<ZOVSocketConnection> ZOVServerSocket::clientAccept(ZOVReturnCode
   do {
     rc = waitForClient(timeout);
     if (rc != ZOV_OK) return nullptr;
-    accepted = ::accept4(_socket, nullptr, nullptr, SOCK_CLOEXEC);
+    accepted = ::accept4(getSocket(), nullptr, nullptr, SOCK_CLOEXEC);
     // A signal, or a client that is gone again, is no failure of the listening socket.
   } while (accepted < 0 && (errno == EINTR || errno == ECONNABORTED));
   if (accepted < 0) {
     rc = determineError();
     return nullptr;
   }
+  std::unique_ptr<zov::Stream> stream = std::make_unique<zov::TcpStream>(accepted);
   std::shared_ptr<ZOVSocketConnection> connection;
   const auto failure = guarded(ZOV_PLACE, [&] {
-    connection = std::make_shared<ZOVSocketConnection>(accepted, _port, nullptr);
+    connection = std::make_shared<ZOVSocketConnection>(std::move(stream), _port, nullptr);
     const ZOVLockScope scope(_allSocketsLock, Exclusive);
     _allSockets.push_back(connection);
     if (_shutDown) connection->shutdownSocket();
   });
   if (failure) {
-    if (!connection) ::close(accepted);
+    stream.reset();
     connection.reset();
     rc = failure->getReturnCode();
     zovRaise(*failure);
@@ -84,27 +86,15 @@ std::shared_ptr<ZOVSocketConnection> ZOVServerSocket::clientAccept(ZOVReturnCode
 
 /// Waits for the listening descriptor, the wake event and the peers of ownerless connections in one.
 ZOVReturnCode ZOVServerSocket::waitForClient(long timeout) {
-  using Clock = std::chrono::steady_clock;
-  const Clock::time_point deadline = Clock::now() + limitedSeconds(timeout);
+  const zov::Stream::Deadline deadline = timeout == 0 ? std::nullopt : deadlineIn(timeout);
   std::vector<pollfd> watched;
   for (;;) {
-    watched.assign({{_socket, POLLIN, 0}, {_wakeEvent, POLLIN, 0}});
+    watched.assign({{getSocket(), POLLIN, 0}, {_wakeEvent, POLLIN, 0}});
     for (const auto& connection : _ownerless) watched.push_back({connection->getSocket(), POLLRDHUP, 0});
-    int limit = -1;
-    if (timeout != 0) {
-      const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-      limit = static_cast<int>(std::clamp<long long>(left, 0, 1000LL * 3600));
-    }
-    const int ready = ::poll(watched.data(), watched.size(), limit);
-    if (ready < 0) {
-      const ZOVReturnCode code = determineError();
-      if (code != Interrupted) return code;
-      continue;
-    }
+    if (const ZOVReturnCode code = zov::pollUntil(watched, deadline)) return code;
     if (watched[1].revents != 0) return ZOV_SOCKET_CLOSED;
     deleteClosedPeers(watched);
     if (watched[0].revents != 0) return ZOV_OK;
-    if (timeout != 0 && Clock::now() >= deadline) return ZOV_SOCKET_TIMED_OUT;
   }
 }
 
@@ -148,7 +138,7 @@ void ZOVServerSocket::deleteSocket(const ZOVSocketConnection* connection) {
 void ZOVServerSocket::closeListening() {
   ZOV_TRACE(Public);
   const ZOVLockScope scope(_allSocketsLock, Exclusive);
-  if (_socket >= 0) ::close(std::exchange(_socket, -1));
+  _stream = std::make_unique<zov::TcpStream>(-1);
   _valid = false;
 }
 

@@ -63,7 +63,7 @@ std::uint16_t ZOVProfilerSocketMonitor::getPort() {
 }
 
 std::shared_ptr<ZOVServerSocket> ZOVProfilerSocketMonitor::serverSocket() {
-  const std::scoped_lock lock(_serverSocketMutex);
+  const zov::MutexLock lock(_serverSocketMutex);
   return _serverSocket;
 }
 
@@ -81,7 +81,7 @@ void ZOVProfilerSocketMonitor::backgroundProcessing() {
     }
   }
   guarded(ZOV_PLACE, [&] { _directory.stopProfilerMonitorThreads(); });
-  const std::scoped_lock lock(_serverSocketMutex);
+  const zov::MutexLock lock(_serverSocketMutex);
   _serverSocket.reset();
 }
 
@@ -103,7 +103,7 @@ std::shared_ptr<ZOVServerSocket> ZOVProfilerSocketMonitor::open() {
 void ZOVProfilerSocketMonitor::tryToOpen(const char* address) {
   auto socket = std::make_shared<ZOVServerSocket>(address, _port, "Server Socket", Backlog);
   if (!socket->isValid()) return;
-  const std::scoped_lock lock(_serverSocketMutex);
+  const zov::MutexLock lock(_serverSocketMutex);
   _serverSocket = std::move(socket);
 }
 
@@ -135,7 +135,7 @@ void ZOVProfilerSocketMonitor::greet(Turn& turn) {
   }
   const auto& ping = static_cast<const ZOVPingRequest&>(*turn.message);
   ZOVResponse response;
-  response.setStatus(0);
+  response.setStatus(false);
   response.setCorrelatorId(ping.getCorrelatorId());
   if (ping.getPingType() == ZOVPingRequest::RemoteStatisticsPing) {
     greetStatisticsProcess(turn, ping, response);

@@ -10,8 +10,8 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 
+#include "platform/mutex.h"
 #include "runtime/return_code.h"
 #include "runtime/task.h"
 #include "transport/ping_request.h"
@@ -85,8 +85,8 @@ class ZOVProfilerSocketMonitor : public ZOVAsynchronousTask {
   void greetCollector(Turn& turn, const ZOVPingRequest& ping, ZOVResponse& response);
   ZOVReturnCode checkLevels(const ZOVPingRequest& ping);
 
-  std::mutex _serverSocketMutex;
-  std::shared_ptr<ZOVServerSocket> _serverSocket;  // guarded by the mutex; null until open
-  std::uint16_t _port;
+  zov::Mutex _serverSocketMutex;
+  std::shared_ptr<ZOVServerSocket> _serverSocket ZOV_GUARDED_BY(_serverSocketMutex);  // null until open
+  const std::uint16_t _port;
   ZOVSessionDirectory& _directory;
 };

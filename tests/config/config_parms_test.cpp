@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "support/temporary_directory.h"
-#include "support/trace_capture.h"
 
 namespace {
 
@@ -192,20 +191,6 @@ TEST_F(ConfigParmsTest, ReadersWaitForTheFile) {
   EXPECT_EQ(port, 1234);
 }
 
-TEST_F(ConfigParmsTest, PrintsWhatIsInForce) {
-  read("[A:shop]\nZOV_APPSRVR_NAME=s\nZOV_APPSRVR_ROOT=/r\n");
-  defaults().setWorkloadCollectLevel(3);
-  const TraceCapture printed("DETAIL(ZOVCCFGP)");
-  parms.print();
-  for (const char* line :
-       {"Collector Session Port ............... 63335", "Application Server <s> configuration",
-        "Subnode Alias Name ................... shop", "Collecting Request Data .............. FIXEDINTERVAL",
-        "Workload Capture ..................... 2%", "Workload Monitoring Level ............ *invalid*",
-        "Workload Monitoring Level ............ LEVEL1"}) {
-    EXPECT_TRUE(printed.has(line)) << line;
-  }
-}
-
 TEST(HistoricalCollection, ReadsItsWords) {
   constexpr unsigned int invalid = 0x80000000U;
   const struct {
@@ -216,7 +201,7 @@ TEST(HistoricalCollection, ReadsItsWords) {
       {"", invalid}, {nullptr, invalid}, {"PSI PSI", invalid}, {"PSI ALL", invalid},      {",", invalid},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(zovHistoricalCollectionFlag(c.words), c.flag) << (c.words ? c.words : "(null)");
+    EXPECT_EQ(zov::historicalCollectionFlag(c.words), c.flag) << (c.words ? c.words : "(null)");
   }
 }
 

@@ -127,14 +127,12 @@ class SessionListenerTest : public ::testing::Test {
     FakeCollector collector(port);
     return answerTo(collector, frame);
   }
-  static std::string response(int correlator, int status, int value) {
-    return wireHex(
-        wireBytes(DGT1_FormatText("00000038 00020001 00000005 00000001 0000000D %016X 00000001 "
-                                  "0000000E %016X 00000001 0000000F %016X",
-                                  correlator, status, value)));
+  static std::string positive(int correlator) {
+    return wireHex(wireResponse(correlator, true, 6005164).framed());
   }
-  static std::string positive(int correlator) { return response(correlator, 2, 6005164); }
-  static std::string refusal(int correlator, int reason) { return response(correlator, 1, reason); }
+  static std::string refusal(int correlator, int reason) {
+    return wireHex(wireResponse(correlator, false, reason).framed());
+  }
   /// Opens a session and ends it; whatever was sent before has been dealt with then.
   void session(const char* name) {
     FakeCollector collector(port);
@@ -187,10 +185,7 @@ TEST_F(SessionListenerTest, BuildLevelsDecide) {
 TEST_F(SessionListenerTest, AStatisticsProcessGoesToWhoWaitsForIt) {
   const auto ping = [](int token) { return wireRequest(1, 3).number(1340, 2).number(1341, token); };
   FakeCollector expected(port);
-  expected.send(ping(1));
-  EXPECT_EQ(wireHex(expected.receiveBytes()),
-            wireHex(wireBytes("00000028 00020001 00000005 00000001 0000000D 0000000000000003"
-                              "00000001 0000000E 0000000000000002")));
+  EXPECT_EQ(answerTo(expected, ping(1)), wireHex(wireResponse(3, true).framed())) << "without a level";
   for (const int token : {10, 9}) {
     FakeCollector refused(port);
     refused.send(ping(token));

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/resource.h>
 
 #include <atomic>
 #include <cerrno>
@@ -134,25 +133,6 @@ TEST_F(SocketTest, SignalsAreAbsorbed) {
     EXPECT_EQ(buffer->str(), "B");
   }
   ::sigaction(SIGUSR1, &former, nullptr);
-}
-
-TEST_F(SocketTest, ADescriptorBeyondTheUsualSetCanBeWaitedFor) {
-  rlimit limit{};
-  ::getrlimit(RLIMIT_NOFILE, &limit);
-  const rlimit former = limit;
-  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 6000);
-  if (limit.rlim_cur < 6000 || ::setrlimit(RLIMIT_NOFILE, &limit) != 0) GTEST_SKIP() << "too few descriptors";
-  const int high = ::fcntl(connection->getSocket(), F_DUPFD_CLOEXEC, 5000);
-  ASSERT_GE(high, 5000);
-  {
-    ZOVSocketConnection distant(high, server->getPort(), "distant");
-    EXPECT_EQ(distant.testConnection(), 0u);
-    EXPECT_EQ(distant.receive(rc, NoWait, DoNotLogTimeout), nullptr);
-    EXPECT_EQ(rc, 30u);
-    peer->sendBytes(wireBytes("00000001 43"));
-    EXPECT_EQ(distant.receive(rc, Patience, LogEveryFailure)->str(), "C");
-  }
-  ::setrlimit(RLIMIT_NOFILE, &former);
 }
 
 TEST_F(SocketTest, WhatCannotBeOpenedTellsWhy) {

@@ -1,0 +1,135 @@
+#include "transport/tcp_stream.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <iterator>
+
+namespace zov {
+
+namespace {
+
+constexpr std::chrono::milliseconds LongestPoll = std::chrono::hours(1);  // then it looks at the time again
+
+/// A transfer of 0 bytes; no errno goes with it.
+ZOVReturnCode peerClosed() {
+  errno = 0;
+  Stream::clearLastError();
+  return ZOV_SOCKET_TERMINATED;
+}
+
+/// 0 when the transfer can go on: behind a signal, and when what was ready with a deadline is not so any
+/// more.
+ZOVReturnCode failureOfTransfer(bool hasDeadline) {
+  if (hasDeadline && errno == EAGAIN) return ZOV_OK;
+  const ZOVReturnCode code = Stream::determineError();
+  return code == ZOV_SOCKET_INTERRUPTED ? ZOVReturnCode(ZOV_OK) : code;
+}
+
+}  // namespace
+
+ZOVReturnCode pollUntil(std::span<pollfd> watched, Stream::Deadline deadline) {
+  for (;;) {
+    auto left = LongestPoll;
+    if (deadline) left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - ZOVClock::steady());
+    const auto limit = std::clamp(left, std::chrono::milliseconds(0), LongestPoll);
+    const int ready = ::poll(watched.data(), watched.size(), static_cast<int>(limit.count()));
+    if (ready > 0) return ZOV_OK;
+    if (ready == 0 && limit < LongestPoll) return ZOV_SOCKET_TIMED_OUT;
+    if (ready == 0) continue;
+    const ZOVReturnCode code = Stream::determineError();
+    if (code != ZOV_SOCKET_INTERRUPTED) return code;
+  }
+}
+
+TcpStream::~TcpStream() {
+  if (_descriptor < 0) return;
+  ::shutdown(_descriptor, SHUT_RDWR);
+  ::close(_descriptor);
+}
+
+ZOVReturnCode TcpStream::waitReadable(Deadline deadline) {
+  return _begin < _end ? ZOVReturnCode(ZOV_OK) : waitFor(POLLIN, deadline);
+}
+
+ZOVReturnCode TcpStream::waitFor(short events, Deadline deadline) const {
+  if (_descriptor < 0) return ZOV_SOCKET_CLOSED;
+  pollfd watched{_descriptor, events, 0};
+  return pollUntil({&watched, 1}, deadline);
+}
+
+ZOVReturnCode TcpStream::receive(char* bytes, std::size_t count, Deadline deadline) {
+  for (;;) {
+    const std::size_t taken = takeReadAhead(bytes, count);
+    bytes += taken;
+    count -= taken;
+    if (count == 0) return ZOV_OK;
+    std::size_t received = 0;
+    ZOVReturnCode code;
+    if (count >= ReadAheadSize) {
+      code = receiveSome(bytes, count, deadline, received);
+      bytes += received;
+      count -= received;
+    } else {
+      if (!_readAhead) _readAhead = std::make_unique_for_overwrite<char[]>(ReadAheadSize);
+      code = receiveSome(_readAhead.get(), ReadAheadSize, deadline, received);
+      _begin = 0;
+      _end = received;
+    }
+    if (code != ZOV_OK) return code;
+  }
+}
+
+std::size_t TcpStream::takeReadAhead(char* bytes, std::size_t count) {
+  const std::size_t taken = std::min(count, _end - _begin);
+  if (taken > 0) std::memcpy(bytes, _readAhead.get() + _begin, taken);
+  _begin += taken;
+  return taken;
+}
+
+/// One call of the system. `received` is 0 behind a failure, and behind what interrupts only.
+ZOVReturnCode TcpStream::receiveSome(char* bytes, std::size_t room, Deadline deadline,
+                                     std::size_t& received) const {
+  if (deadline) {
+    if (const ZOVReturnCode code = waitFor(POLLIN, deadline)) return code;
+  }
+  const ssize_t count = ::recv(_descriptor, bytes, room, deadline ? MSG_DONTWAIT : 0);
+  if (count == 0) return peerClosed();
+  if (count < 0) return failureOfTransfer(deadline.has_value());
+  received = static_cast<std::size_t>(count);
+  return ZOV_OK;
+}
+
+ZOVReturnCode TcpStream::send(std::string_view first, std::string_view second, Deadline deadline) {
+  while (!first.empty() || !second.empty()) {
+    if (deadline) {
+      if (const ZOVReturnCode code = waitFor(POLLOUT, deadline)) return code;
+    }
+    iovec parts[] = {{const_cast<char*>(first.data()), first.size()},
+                     {const_cast<char*>(second.data()), second.size()}};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = std::size(parts);
+    const ssize_t sent = ::sendmsg(_descriptor, &message, MSG_NOSIGNAL | (deadline ? MSG_DONTWAIT : 0));
+    if (sent == 0) return peerClosed();
+    if (sent < 0) {
+      if (const ZOVReturnCode code = failureOfTransfer(deadline.has_value())) return code;
+      continue;
+    }
+    const std::size_t ofFirst = std::min(first.size(), static_cast<std::size_t>(sent));
+    first.remove_prefix(ofFirst);
+    second.remove_prefix(static_cast<std::size_t>(sent) - ofFirst);
+  }
+  return ZOV_OK;
+}
+
+void TcpStream::shutDown() {
+  if (_descriptor >= 0) ::shutdown(_descriptor, SHUT_RDWR);
+}
+
+}  // namespace zov
