@@ -9,7 +9,8 @@
 #include <string>
 
 #include "agent/agent.h"
-#include "hub/api/query.h"
+#include "hub/api/rows.h"
+#include "hub/core/registry.h"
 #include "hub/core/request.h"
 #include "runtime/lock.h"
 #include "runtime/waits.h"
@@ -74,12 +75,12 @@ class Bench {
 void AnchorToRow(benchmark::State& state) {
   Bench& bench = Bench::instance();
   bench.resize(static_cast<int>(state.range(0)));
-  const auto table = ZOVHubRegistry::instance().table("ZOVREQUEST");
+  const auto table = zov::hub::Registry::instance().table("ZOVREQUEST");
   long rows = 0;
   for (auto _ : state) {
     ContextInfo context;
     context.subnodes = {bench.subnode()};
-    ZOVHubRequest request(*table->manager, std::move(context));
+    zov::hub::Request request(*table->manager, std::move(context));
     request.box().TakeSample();
     rows += request.box()._data.count;
   }
@@ -91,10 +92,10 @@ void AnchorToJson(benchmark::State& state) {
   Bench& bench = Bench::instance();
   bench.resize(static_cast<int>(state.range(0)));
   const std::atomic<bool> givenUp{false};
-  ZOVHubAnswer refusal;
-  const ZOVHubQuery query = ZOVHubQuery::read("ZOVREQUEST", {{"node", bench.subnode()}}, refusal);
+  const auto query =
+      std::get<zov::hub::Work>(zov::hub::queryRows({"ZOVREQUEST", {{"node", bench.subnode()}}, ""}));
   std::size_t bytes = 0;
-  for (auto _ : state) bytes += query.run(givenUp).body.size();
+  for (auto _ : state) bytes += query(givenUp).body.size();
   state.SetItemsProcessed(state.iterations() * state.range(0));
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
 }

@@ -27,13 +27,13 @@ std::string escaped(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  ZOVHubTarget target;
+  zov::hub::Target target;
   std::string error;
   const unsigned status = target.read({reinterpret_cast<const char*>(data), size}, error);
   require((status == 0) == error.empty());
   if (status != 0) return 0;
 
-  const ZOVHubLimits limits = zovHubLimits();
+  const zov::hub::Limits limits = zov::hub::limits();
   require(target.parameters.size() <= limits.parameters);
   std::string again = escaped(target.path);
   char before = '?';
@@ -43,14 +43,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     again.append(1, before).append(escaped(name)).append("=").append(escaped(value));
     before = '&';
   }
-  zovHubLimits().targetBytes = 10 * size + 10;
-  ZOVHubTarget second;
+  zov::hub::limits().targetBytes = 10 * size + 10;
+  zov::hub::Target second;
   require(second.read(again, error) == 0 && second.path == target.path);
   require(second.parameters.size() == target.parameters.size());
   for (std::size_t i = 0; i < target.parameters.size(); ++i) {
     require(second.parameters[i].name == target.parameters[i].name);
     require(second.parameters[i].value == target.parameters[i].value);
   }
-  zovHubLimits() = limits;
+  zov::hub::limits() = limits;
   return 0;
 }

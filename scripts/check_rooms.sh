@@ -35,10 +35,8 @@ table() {
 }
 [ "${1:-}" = --table ] && { table; exit; }
 
-# Until the tables have an interface of their own to the agent, and the hub's rooms are parted.
+# Until the tables have an interface of their own to the agent.
 may[tables]+=" agent context remote"
-may[hub/core]+=" hub/http"
-may[hub/api]+=" hub/http"
 
 status=0
 breach() { echo "$1"; status=1; }

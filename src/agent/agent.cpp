@@ -25,6 +25,7 @@ static DGT1_Unit traceUnit("ZOVCAGNT");
 namespace {
 /// How long the agent's end waits for the framework's threads to leave the agent.
 constexpr int RequestEndMilliseconds = 1000;
+constexpr const char* ProductVersion = "06.00.00";
 constexpr int VersionBytes = 9;
 
 /// Words of ZOV_INTERNAL_TRACE.
@@ -83,6 +84,7 @@ void ZOVAgent::registerWithFramework() {
       ZOVUTF8Handler(getConfigParms()->getAgentId()).convertToSBLocalString(substitute.data()).data());
   ARQ_RegisterAgentLoader(LoadAgents);
   ARQ_SetCurrency(2, 100);
+  zov::introduceAgent({.version = ProductVersion, .node = getHostName("").str()});
   char version[VersionBytes] = {};
   ARQ_SetVersionUsingProduct(CommandPrefix, version, VersionBytes);
   _agentVersion = version;

@@ -3,7 +3,21 @@
 //
 // The ARQ_ calls may come from any thread at any time, also before arkmain; texts are copied.
 
+#include <string>
+
 class TqboxAutomationCapsule;
+
+namespace zov {
+
+/// What the framework says of the agent that it serves, and cannot know by itself.
+struct AgentIdentity {
+  std::string version;  ///< of the product; what ARQ_SetVersionUsingProduct gives out
+  std::string node;     ///< the name of the agent's own node
+};
+/// To be called before ARQ_SetVersionUsingProduct; a later call replaces what was told.
+void introduceAgent(AgentIdentity identity);
+
+}  // namespace zov
 
 /// Runs the framework on the calling thread: calls the registered loader once, serves queries, events and
 /// commands, and returns 0 after ARQ_Shutdown. On return no new request enters the agent, event streams are
@@ -28,8 +42,8 @@ int ARQ_SetSubsystemId(const char* id);
 /// The id last set, or "". The text is good for the process's life.
 const char* ARQ_GetSubsystemId();
 
-/// Names the product, and writes its version text to `out`: at most 8 characters and a terminator, cut to
-/// `size`.
+/// Names the product, and writes the version text of its AgentIdentity to `out`, cut to `size` with its
+/// terminator.
 int ARQ_SetVersionUsingProduct(const char* product, char* out, int size);
 
 /// How current data must be; accepted, and without effect.

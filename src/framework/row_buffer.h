@@ -7,7 +7,9 @@
 #include <memory>
 #include <new>
 
-class ZOVRowBuffer {
+namespace zov {
+
+class RowBuffer {
  public:
   char* data() { return _bytes.get(); }
   const char* data() const { return _bytes.get(); }
@@ -28,3 +30,5 @@ class ZOVRowBuffer {
   std::unique_ptr<char, Free> _bytes;
   std::size_t _size = 0;
 };
+
+}  // namespace zov

@@ -9,6 +9,9 @@
 class tqbox;
 struct RequestDetail;
 struct ContextInfo;
+namespace zov::hub {
+class Request;
+}
 
 /// Made once per table by the agent's loader, and registered for the rest of the process's life.
 ///
@@ -36,7 +39,7 @@ class TableManager {
   const std::string& table() const { return _table; }
 
  protected:
-  friend class ZOVHubRequest;
+  friend class zov::hub::Request;
   OSL1_Lock lock;
   LinkedList openRequests;
 

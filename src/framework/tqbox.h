@@ -105,7 +105,7 @@ class tqbox {
     std::int32_t count = 0;      ///< rows held
     std::int32_t allocated = 0;  ///< rows that there is room for
     std::int32_t allocSize = 0;  ///< step of growth in rows; the table's constructor sets it
-    ZOVRowBuffer rows;           ///< `allocated` rows, `_rowSize` bytes apart
+    zov::RowBuffer rows;         ///< `allocated` rows, `_rowSize` bytes apart
   } _data;
   std::int32_t _rowSize = 0;  ///< bytes of one row; the table's constructor sets it
 
@@ -113,9 +113,7 @@ class tqbox {
   static constexpr std::int32_t SampleWithFilters = 3;
 
  private:
-  friend class ZOVHubRequest;
   ContextInfo* _context;
-  TableManager* _manager;
   std::size_t _nextSubnode = 0;
   std::size_t _nextFilter = 0;
 };

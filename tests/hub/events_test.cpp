@@ -40,17 +40,17 @@ TEST_F(HubTest, ManyStreamsKeepTheirOrder) {
 }
 
 TEST_F(HubTest, AStreamThatClosesRemovesItsRequest) {
-  zovHubLimits().streams = 2;
-  zovHubLimits().keepAliveMilliseconds = 20;
+  zov::hub::limits().streams = 2;
+  zov::hub::limits().keepAliveMilliseconds = 20;
   start();
   ZOVTestHttpClient first(port);
   ZOVTestHttpClient second(port);
   ASSERT_EQ(first.openEvents().status, 200);
   ASSERT_EQ(second.openEvents().status, 200);
-  EXPECT_EQ(ZOVHubRequest::openCount(table), 2U);
+  EXPECT_EQ(zov::hub::Request::openCount(table), 2U);
   EXPECT_EQ(zovTestGet(port, "/v1/events").status, 503) << "as many streams as may are open";
   first.close();
-  EXPECT_TRUE(comesTrue([&] { return ZOVHubRequest::openCount(table) == 1; }))
+  EXPECT_TRUE(comesTrue([&] { return zov::hub::Request::openCount(table) == 1; }))
       << "found out by comments alone";
   EXPECT_TRUE(comesTrue([&] { return table.boxes == 1; }));
   ZOVTestHttpClient third(port);
@@ -61,13 +61,13 @@ TEST_F(HubTest, AStreamThatClosesRemovesItsRequest) {
 }
 
 TEST_F(HubTest, AReaderFarBehindIsDropped) {
-  zovHubLimits().streamBytes = 20000;
+  zov::hub::limits().streamBytes = 20000;
   start();
   ZOVTestHttpClient lazy(port);
   ASSERT_EQ(lazy.openEvents().status, 200);
   ASSERT_TRUE(comesTrue([&] { return table.AddDataToEvent(FakeRow(1)) != 0; }));
   EXPECT_TRUE(lazy.closedByServer());
-  EXPECT_TRUE(comesTrue([&] { return ZOVHubRequest::openCount(table) == 0; }));
+  EXPECT_TRUE(comesTrue([&] { return zov::hub::Request::openCount(table) == 0; }));
   EXPECT_EQ(zovTestGet(port, "/healthz").status, 200);
 }
 

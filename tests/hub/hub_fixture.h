@@ -136,13 +136,13 @@ class HubTest : public testing::Test {
   ~HubTest() override {
     stop();
     DGT1_SetSink(nullptr, nullptr);
-    zovHubLimits() = ZOVHubLimits();
+    zov::hub::limits() = zov::hub::Limits();
   }
 
   void start() {
     startWithoutPort();
     waitForLine("HTTP is served at");
-    port = zovHubPort();
+    port = zov::hub::servedPort();
     ASSERT_NE(port, 0);
   }
   void startWithoutPort() {

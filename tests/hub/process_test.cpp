@@ -16,12 +16,12 @@ TEST_F(HubTest, AShutdownBeforeTheStartCounts) {
   ARQ_Shutdown(1);
   EXPECT_EQ(arkmain(0, nullptr), 0);
   EXPECT_EQ(loads, 1) << "the loader has run";
-  EXPECT_EQ(zovHubPort(), 0);
+  EXPECT_EQ(zov::hub::servedPort(), 0);
   ARQ_RegisterAgentLoader(nullptr);
 }
 
 TEST_F(HubTest, ShutdownAnswersThoseWhoWaitAndLeavesTheStuckToThemselves) {
-  zovHubLimits().stopMilliseconds = 100;
+  zov::hub::limits().stopMilliseconds = 100;
   start();
   Gate gate;
   std::promise<void> left;
@@ -50,7 +50,7 @@ TEST_F(HubTest, ShutdownAnswersThoseWhoWaitAndLeavesTheStuckToThemselves) {
 }
 
 TEST_F(HubTest, APortInUseIsReportedAndTriedAgain) {
-  zovHubLimits().bindRetryMilliseconds = 10;
+  zov::hub::limits().bindRetryMilliseconds = 10;
   const int taken = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -118,15 +118,15 @@ TEST(HubSettings, AcceptTheHostsThatTheyNameOnly) {
       {"0.0.0.0:80", {"10.1.2.3:80", "[fe80::1]", "localhost"}, {"evil", "1.2.3.4.5"}},
   };
   for (const auto& [address, accepted, refused] : cases) {
-    const ZOVHubSettings settings = ZOVHubSettings::read(address, "token");
+    const zov::hub::Settings settings = zov::hub::Settings::read(address, "token");
     ASSERT_TRUE(settings.serve) << address << settings.problem;
     for (const char* host : accepted) EXPECT_TRUE(settings.acceptsHost(host)) << address << " " << host;
     for (const char* host : refused) EXPECT_FALSE(settings.acceptsHost(host)) << address << " " << host;
   }
   for (const char* bad :
        {"", ":", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1", "[::1:80", "::1:80", "host:80"}) {
-    EXPECT_FALSE(ZOVHubSettings::read(bad, "token").serve) << bad;
+    EXPECT_FALSE(zov::hub::Settings::read(bad, "token").serve) << bad;
   }
-  EXPECT_FALSE(ZOVHubSettings::read("192.0.2.1:80", "").serve);
-  EXPECT_TRUE(ZOVHubSettings::read("127.8.8.8:80", "").serve);
+  EXPECT_FALSE(zov::hub::Settings::read("192.0.2.1:80", "").serve);
+  EXPECT_TRUE(zov::hub::Settings::read("127.8.8.8:80", "").serve);
 }

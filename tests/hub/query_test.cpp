@@ -11,14 +11,17 @@ TEST_F(HubTest, ListsTablesAndNodes) {
   const auto enlist = [](const std::string& node) {
     return ARQ_Subnode_Register_nAff(node.c_str(), "OV", "06100000", 2, "AFF", "FEATURE");
   };
-  ARQ_SetSubsystemId("ID");
+  zov::introduceAgent({.version = "1.2", .node = "ID:host"});
+  char version[3];
+  ARQ_SetVersionUsingProduct("OV", version, sizeof version);
+  EXPECT_STREQ(version, "1.") << "cut to its place";
   for (const char* node : {"b:host:ZOVS", "a:host:ZOVS"}) EXPECT_EQ(enlist(node), 0);
   EXPECT_NE(enlist(""), 0);
   EXPECT_NE(enlist(std::string(33, 'x')), 0);
   EXPECT_EQ(zovTestGet(port, "/v1/nodes").body.find("a:host:ZOVS"), std::string::npos) << "not sent yet";
   ARQ_Subnode_SendRequest();
   const std::string nodes = zovTestGet(port, "/v1/nodes").body;
-  EXPECT_TRUE(nodes.starts_with("{\"agent\":\"ID:")) << nodes;
+  EXPECT_TRUE(nodes.starts_with("{\"agent\":\"ID:host\",\"product\":\"OV\",\"version\":\"1.2\",")) << nodes;
   EXPECT_NE(nodes.find("\"subnodes\":[{\"name\":\"a:host:ZOVS\",\"affinity\":\"AFF\",\"version\":\"06"),
             std::string::npos)
       << nodes;
@@ -36,7 +39,6 @@ TEST_F(HubTest, ListsTablesAndNodes) {
   for (const int gone : {0, 1}) EXPECT_EQ(ARQ_Subnode_Deregister("a:host:ZOVS") != 0, gone);
   ARQ_Subnode_Deregister("b:host:ZOVS");
   ARQ_Subnode_SendRequest();
-  ARQ_SetSubsystemId("");
   EXPECT_EQ(rows(), "{\"table\":\"FAKE\",\"rows\":[]}\n");
 }
 
@@ -190,8 +192,8 @@ TEST_F(HubTest, EndlessBodiesAndHeadersCostOnlyTheirConnection) {
 }
 
 TEST_F(HubTest, SlowQueriesHoldUpNothingElse) {
-  zovHubLimits().queryThreads = 2;
-  zovHubLimits().queriesWaiting = 1;
+  zov::hub::limits().queryThreads = 2;
+  zov::hub::limits().queriesWaiting = 1;
   start();
   Gate gate;
   table.sample = [&](FakeBox& box) {
@@ -247,7 +249,7 @@ TEST_F(HubTest, AnswersManyQueriesAtOnceOnKeptConnections) {
 }
 
 TEST_F(HubTest, TooManyRowsOrAFailureOfTheTableIsAnAnswer) {
-  zovHubLimits().rowBytes = 10 * sizeof(FakeRow);
+  zov::hub::limits().rowBytes = 10 * sizeof(FakeRow);
   start();
   int rowsTaken = 0;
   table.sample = [&](FakeBox& box) {

@@ -4,7 +4,7 @@ TEST(HubRequest, ARowPassesWhenAllThresholdsHold) {
   using enum _IntfOper;
   FakeTable table;
   const struct {
-    std::vector<ZOVHubThreshold> thresholds;
+    std::vector<zov::hub::Threshold> thresholds;
     bool passes;
   } cases[] = {
       {{}, true},
@@ -27,7 +27,7 @@ TEST(HubRequest, ARowPassesWhenAllThresholdsHold) {
   for (const auto& [thresholds, passes] : cases) {
     ContextInfo context;
     context.thresholds = thresholds;
-    ZOVHubRequest request(table, context);
+    zov::hub::Request request(table, context);
     static_cast<FakeBox&>(request.box()).AddData(FakeRow(-5, "abc"));
     EXPECT_EQ(request.box()._data.count, passes ? 1 : 0)
         << testing::PrintToString(&thresholds - &cases[0].thresholds);
@@ -44,7 +44,7 @@ TEST(HubRequest, ClosesAtOnceAndGoesWithItsLastHold) {
       delivered.push_back(FakeRow(*reinterpret_cast<const FakeRow*>(box.rowAt(i))).number);
     return true;
   };
-  auto request = std::make_unique<ZOVHubRequest>(table, context);
+  auto request = std::make_unique<zov::hub::Request>(table, context);
   EXPECT_EQ(table.AddDataToEvent(FakeRow(20)), 0);
   EXPECT_TRUE(delivered.empty()) << "not subscribed yet";
   request->subscribe();
@@ -57,7 +57,7 @@ TEST(HubRequest, ClosesAtOnceAndGoesWithItsLastHold) {
   box.UseHandle(id);
   box.UseHandle(id);
   request.reset();
-  EXPECT_EQ(ZOVHubRequest::openCount(table), 0U);
+  EXPECT_EQ(zov::hub::Request::openCount(table), 0U);
   table.AddDataToEvent(FakeRow(22));
   EXPECT_EQ(delivered.size(), 1U);
   RCL1_Drop(id);

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "framework/filter.h"
-#include "hub/core/registry.h"
 
+namespace zov::hub {
 namespace {
 
 /// Bytes of the well-formed character at the start of `text`, or 0 when there is none.
@@ -38,7 +38,7 @@ std::size_t wellFormed(std::string_view text) {
 
 }  // namespace
 
-void zovHubWriteText(ZOVHubJsonWriter& writer, std::string_view text) {
+void writeText(JsonWriter& writer, std::string_view text) {
   const std::size_t good = wellFormed(text);
   if (good == text.size()) {
     writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
@@ -53,14 +53,19 @@ void zovHubWriteText(ZOVHubJsonWriter& writer, std::string_view text) {
   writer.String(repaired.data(), static_cast<rapidjson::SizeType>(repaired.size()));
 }
 
-void zovHubWriteKey(ZOVHubJsonWriter& writer, std::string_view key) {
+void writeKey(JsonWriter& writer, std::string_view key) {
   writer.Key(key.data(), static_cast<rapidjson::SizeType>(key.size()));
 }
 
-void zovHubWriteRow(ZOVHubJsonWriter& writer, const ZOVHubTable& table, const char* row) {
+void writeMember(JsonWriter& writer, std::string_view key, std::string_view text) {
+  writeKey(writer, key);
+  writeText(writer, text);
+}
+
+void writeRow(JsonWriter& writer, const Table& table, const char* row) {
   writer.StartObject();
-  for (const ZOVHubColumn& column : table.columns) {
-    zovHubWriteKey(writer, column.name);
+  for (const Column& column : table.columns) {
+    writeKey(writer, column.name);
     const char* const value = row + column.offset;
     if (column.type == ColumnInfo_Integer) {
       std::int32_t number;
@@ -70,18 +75,9 @@ void zovHubWriteRow(ZOVHubJsonWriter& writer, const ZOVHubTable& table, const ch
     }
     std::string_view text(value, strnlen(value, column.size));
     while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-    zovHubWriteText(writer, text);
+    writeText(writer, text);
   }
   writer.EndObject();
 }
 
-std::string zovHubErrorBody(std::string_view sentence) {
-  std::string body;
-  ZOVHubJsonStream stream(body);
-  ZOVHubJsonWriter writer(stream);
-  writer.StartObject();
-  zovHubWriteKey(writer, "error");
-  zovHubWriteText(writer, sentence);
-  writer.EndObject();
-  return body += '\n';
-}
+}  // namespace zov::hub

@@ -6,13 +6,15 @@
 #include <string>
 #include <string_view>
 
-struct ZOVHubTable;
+#include "hub/api/answer.h"
+
+namespace zov::hub {
 
 /// Lets RapidJSON write to the end of a string.
-class ZOVHubJsonStream {
+class JsonStream {
  public:
   using Ch = char;
-  explicit ZOVHubJsonStream(std::string& text) : _text(text) {}
+  explicit JsonStream(std::string& text) : _text(text) {}
   void Put(char c) { _text.push_back(c); }
   void Flush() {}
 
@@ -20,12 +22,24 @@ class ZOVHubJsonStream {
   std::string& _text;
 };
 
-using ZOVHubJsonWriter = rapidjson::Writer<ZOVHubJsonStream>;
+using JsonWriter = rapidjson::Writer<JsonStream>;
 
 /// Writes a text. Bytes that are not UTF-8 become U+FFFD, one for each.
-void zovHubWriteText(ZOVHubJsonWriter& writer, std::string_view text);
-void zovHubWriteKey(ZOVHubJsonWriter& writer, std::string_view key);
+void writeText(JsonWriter& writer, std::string_view text);
+void writeKey(JsonWriter& writer, std::string_view key);
+void writeMember(JsonWriter& writer, std::string_view key, std::string_view text);
 /// Writes one row as an object. A text ends at its first zero byte, and its trailing blanks are left out.
-void zovHubWriteRow(ZOVHubJsonWriter& writer, const ZOVHubTable& table, const char* row);
-/// {"error": sentence}
-std::string zovHubErrorBody(std::string_view sentence);
+void writeRow(JsonWriter& writer, const Table& table, const char* row);
+
+/// An answer whose body is what `write`, given a JsonWriter, writes: one line.
+template <class Write>
+Answer jsonAnswer(Write&& write) {
+  Answer answer;
+  JsonStream stream(answer.body);
+  JsonWriter writer(stream);
+  write(writer);
+  answer.body += '\n';
+  return answer;
+}
+
+}  // namespace zov::hub

@@ -3,5 +3,9 @@
 
 #include <cstdint>
 
-/// The port that HTTP is served on now, or 0.
-std::uint16_t zovHubPort();
+namespace zov::hub {
+
+/// The port that is served now, or 0. Any thread.
+std::uint16_t servedPort();
+
+}  // namespace zov::hub

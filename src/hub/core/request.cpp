@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cstring>
-#include <mutex>
 #include <unordered_map>
 
-struct ZOVHubRequest::State {
+#include "platform/mutex.h"
+
+namespace zov::hub {
+
+struct Request::State {
   RequestDetail detail;
   ContextInfo context;
   std::unique_ptr<tqbox> box;  // refers to both above, so it goes first
@@ -23,8 +26,8 @@ class HandleTable {
     return *table;
   }
 
-  std::uint32_t enter(const std::shared_ptr<ZOVHubRequest::State>& state) {
-    const std::lock_guard guard(_mutex);
+  std::uint32_t enter(const std::shared_ptr<Request::State>& state) {
+    const MutexLock guard(_mutex);
     do {
       ++_last;
     } while (_last == 0 || _entries.contains(_last));
@@ -32,18 +35,18 @@ class HandleTable {
     return _last;
   }
   void leave(std::uint32_t id) {
-    const std::lock_guard guard(_mutex);
+    const MutexLock guard(_mutex);
     _entries.erase(id);
   }
   void hold(std::uint32_t id) {
-    const std::lock_guard guard(_mutex);
+    const MutexLock guard(_mutex);
     const auto entry = _entries.find(id);
     if (entry == _entries.end()) return;
     if (auto state = entry->second.state.lock()) entry->second.holds.push_back(std::move(state));
   }
   void drop(std::uint32_t id) {
-    std::shared_ptr<ZOVHubRequest::State> dropped;
-    const std::lock_guard guard(_mutex);
+    std::shared_ptr<Request::State> dropped;
+    const MutexLock guard(_mutex);
     const auto entry = _entries.find(id);
     if (entry == _entries.end() || entry->second.holds.empty()) return;
     dropped = std::move(entry->second.holds.back());
@@ -52,37 +55,37 @@ class HandleTable {
 
  private:
   struct Entry {
-    std::weak_ptr<ZOVHubRequest::State> state;
-    std::vector<std::shared_ptr<ZOVHubRequest::State>> holds;
+    std::weak_ptr<Request::State> state;
+    std::vector<std::shared_ptr<Request::State>> holds;
   };
-  std::mutex _mutex;
-  std::unordered_map<std::uint32_t, Entry> _entries;
-  std::uint32_t _last = 0;
+  Mutex _mutex;
+  std::unordered_map<std::uint32_t, Entry> _entries ZOV_GUARDED_BY(_mutex);
+  std::uint32_t _last ZOV_GUARDED_BY(_mutex) = 0;
 };
 
 }  // namespace
 
-ZOVHubRequest::State::~State() {
+Request::State::~State() {
   if (box != nullptr && box->handle.id != 0) HandleTable::instance().leave(box->handle.id);
 }
 
-ZOVHubFilter ZOVHubFilter::ofText(std::string column, std::string value, QFL1_ValueType type) {
-  ZOVHubFilter filter;
+Filter Filter::ofText(std::string column, std::string value, QFL1_ValueType type) {
+  Filter filter;
   filter.column = std::move(column);
   filter.type = type;
   filter.text = std::move(value);
   return filter;
 }
 
-ZOVHubFilter ZOVHubFilter::ofNumber(std::string column, std::int32_t value) {
-  ZOVHubFilter filter;
+Filter Filter::ofNumber(std::string column, std::int32_t value) {
+  Filter filter;
   filter.column = std::move(column);
   filter.type = QFL1_INTEGER;
   filter.number = value;
   return filter;
 }
 
-ZOVHubRequest::ZOVHubRequest(TableManager& manager, ContextInfo context)
+Request::Request(TableManager& manager, ContextInfo context)
     : _state(std::make_shared<State>()), _manager(&manager) {
   _state->detail = {manager.application(), manager.table()};
   _state->context = std::move(context);
@@ -90,48 +93,50 @@ ZOVHubRequest::ZOVHubRequest(TableManager& manager, ContextInfo context)
   enter();
 }
 
-ZOVHubRequest::ZOVHubRequest(RequestDetail detail, ContextInfo context) : _state(std::make_shared<State>()) {
+Request::Request(RequestDetail detail, ContextInfo context) : _state(std::make_shared<State>()) {
   _state->detail = std::move(detail);
   _state->context = std::move(context);
   _state->box = std::make_unique<tqbox>(&_state->detail, &_state->context, nullptr);
   enter();
 }
 
-void ZOVHubRequest::enter() {
+void Request::enter() {
   _state->box->handle = {1, HandleTable::instance().enter(_state)};
 }
 
-ZOVHubRequest::~ZOVHubRequest() {
+Request::~Request() {
   if (_manager == nullptr) return;
   OSL1_GetLock(&_manager->lock);
   _manager->openRequests.remove(_state->box.get());
   OSL1_ReleaseLock(&_manager->lock);
 }
 
-void ZOVHubRequest::subscribe() {
+void Request::subscribe() {
   OSL1_GetLock(&_manager->lock);
   _manager->openRequests.append(_state->box.get());
   OSL1_ReleaseLock(&_manager->lock);
 }
 
-tqbox& ZOVHubRequest::box() {
+tqbox& Request::box() {
   return *_state->box;
 }
-ContextInfo& ZOVHubRequest::context() {
+ContextInfo& Request::context() {
   return _state->context;
 }
 
-std::size_t ZOVHubRequest::openCount(TableManager& manager) {
+std::size_t Request::openCount(TableManager& manager) {
   OSL1_GetLock(&manager.lock);
   const std::size_t count = manager.openRequests.entries();
   OSL1_ReleaseLock(&manager.lock);
   return count;
 }
 
+}  // namespace zov::hub
+
 void tqbox::UseHandle(unsigned long id) {
-  HandleTable::instance().hold(static_cast<std::uint32_t>(id));
+  zov::hub::HandleTable::instance().hold(static_cast<std::uint32_t>(id));
 }
 
 void RCL1_Drop(unsigned long id) {
-  HandleTable::instance().drop(static_cast<std::uint32_t>(id));
+  zov::hub::HandleTable::instance().drop(static_cast<std::uint32_t>(id));
 }

@@ -11,25 +11,29 @@
 #include "framework/table_manager.h"
 #include "framework/tqbox.h"
 
+namespace zov::hub {
+
 /// One filter of a request. The record that the table reads is part of it, so that it lives as long.
-struct ZOVHubFilter {
+struct Filter {
   std::string column;  ///< upper case, or "PARMA"
   QFL1_ValueType type = QFL1_TEXT;
   std::string text;
   std::int32_t number = 0;
   QFL1_FILTERINFO info = {};
 
-  static ZOVHubFilter ofText(std::string column, std::string value, QFL1_ValueType type = QFL1_TEXT);
-  static ZOVHubFilter ofNumber(std::string column, std::int32_t value);
+  static Filter ofText(std::string column, std::string value, QFL1_ValueType type = QFL1_TEXT);
+  static Filter ofNumber(std::string column, std::int32_t value);
 };
 
 /// A row passes when the column compares so with the value. For an integer column the value is its decimal
 /// text.
-struct ZOVHubThreshold {
+struct Threshold {
   std::string column;  ///< upper case
   _IntfOper op = _IntfOper::Equal;
   std::string value;
 };
+
+}  // namespace zov::hub
 
 /// What a request is made of. Filled before the request is made, and from then on touched only by the thread
 /// that is in the request.
@@ -39,8 +43,8 @@ struct ContextInfo {
   std::string origin;
   std::int32_t interval = 0;
   std::vector<std::string> subnodes;
-  std::vector<ZOVHubFilter> filters;
-  std::vector<ZOVHubThreshold> thresholds;
+  std::vector<zov::hub::Filter> filters;
+  std::vector<zov::hub::Threshold> thresholds;
   /// Takes the rows of Dispatch; false when no one wants them any more. Called with the manager's lock held,
   /// so it may not wait.
   std::function<bool(const tqbox&)> deliver;
@@ -52,17 +56,19 @@ struct ContextInfo {
   bool overflowed = false;  ///< InsertRow has refused rows for their size
 };
 
+namespace zov::hub {
+
 /// One request: owns the table's object and what that refers to. When it goes the request is closed: it
 /// leaves the manager's list at once, and is deleted when no event delivery holds it any more.
-class ZOVHubRequest {
+class Request {
  public:
   /// A request for a query: not in the manager's list. `manager` outlives the request.
-  ZOVHubRequest(TableManager& manager, ContextInfo context);
+  Request(TableManager& manager, ContextInfo context);
   /// Not of a table: what a command comes through.
-  ZOVHubRequest(RequestDetail detail, ContextInfo context);
-  ~ZOVHubRequest();
-  ZOVHubRequest(const ZOVHubRequest&) = delete;
-  ZOVHubRequest& operator=(const ZOVHubRequest&) = delete;
+  Request(RequestDetail detail, ContextInfo context);
+  ~Request();
+  Request(const Request&) = delete;
+  Request& operator=(const Request&) = delete;
 
   /// Puts the request into the manager's list, so that events reach it. Once, and not for a query.
   void subscribe();
@@ -80,3 +86,5 @@ class ZOVHubRequest {
   std::shared_ptr<State> _state;
   TableManager* _manager = nullptr;
 };
+
+}  // namespace zov::hub

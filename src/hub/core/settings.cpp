@@ -8,6 +8,7 @@
 
 #include "platform/services.h"
 
+namespace zov::hub {
 namespace {
 
 constexpr const char* accepted =
@@ -49,13 +50,13 @@ bool isNumericAddress(const std::string& host) {
 
 }  // namespace
 
-ZOVHubLimits& zovHubLimits() {
-  static ZOVHubLimits limits;
-  return limits;
+Limits& limits() {
+  static Limits inForce;
+  return inForce;
 }
 
-ZOVHubSettings ZOVHubSettings::read(const std::string& addressAndPort, const std::string& token) {
-  ZOVHubSettings settings;
+Settings Settings::read(const std::string& addressAndPort, const std::string& token) {
+  Settings settings;
   settings.token = token;
   if (sameHost(addressAndPort, "off")) return settings;
 
@@ -91,11 +92,11 @@ ZOVHubSettings ZOVHubSettings::read(const std::string& addressAndPort, const std
   return settings;
 }
 
-ZOVHubSettings ZOVHubSettings::fromEnvironment() {
+Settings Settings::fromEnvironment() {
   return read(OSL1_GetEnv("ZOV_HUB_ADDRESS", "127.0.0.1:63390"), OSL1_GetEnv("ZOV_HUB_TOKEN", ""));
 }
 
-bool ZOVHubSettings::acceptsHost(const std::string& hostHeader) const {
+bool Settings::acceptsHost(const std::string& hostHeader) const {
   std::string host;
   std::string givenPort;
   std::uint16_t number = 0;
@@ -105,6 +106,8 @@ bool ZOVHubSettings::acceptsHost(const std::string& hostHeader) const {
          (wildcard && isNumericAddress(host));
 }
 
-std::string ZOVHubSettings::url(std::uint16_t boundPort) const {
+std::string Settings::url(std::uint16_t boundPort) const {
   return "http://" + (ipv6 ? "[" + address + "]" : address) + ":" + std::to_string(boundPort);
 }
+
+}  // namespace zov::hub

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <string>
 
+namespace zov::hub {
+
 /// Bounds of the hub. Read when arkmain starts; tests change them before that.
-struct ZOVHubLimits {
+struct Limits {
   std::size_t queryThreads = 64;         ///< queries inside the agent at once
   std::size_t queriesWaiting = 128;      ///< queries that wait for one of those; beyond them 503
   std::size_t commandsWaiting = 64;      ///< commands run one at a time
@@ -24,10 +26,10 @@ struct ZOVHubLimits {
 };
 
 /// The limits in force, for the whole process.
-ZOVHubLimits& zovHubLimits();
+Limits& limits();
 
 /// ZOV_HUB_ADDRESS and ZOV_HUB_TOKEN, read and checked.
-struct ZOVHubSettings {
+struct Settings {
   bool serve = false;   ///< false: no HTTP; `problem` says why unless that was asked for
   std::string problem;  ///< a sentence for the person who started the agent
   std::string address;  ///< numeric, as given, without brackets
@@ -38,9 +40,9 @@ struct ZOVHubSettings {
   std::string token;      ///< empty: none is asked for
 
   /// "ADDRESS:PORT" with a numeric IPv4 address, an IPv6 address in brackets, or "localhost"; or "off".
-  static ZOVHubSettings read(const std::string& addressAndPort, const std::string& token);
+  static Settings read(const std::string& addressAndPort, const std::string& token);
   /// The same from the environment.
-  static ZOVHubSettings fromEnvironment();
+  static Settings fromEnvironment();
 
   /// True when a Host header (with or without a port) names this address, or localhost. On a wildcard
   /// address every numeric address does.
@@ -48,3 +50,5 @@ struct ZOVHubSettings {
   /// "http://ADDRESS:PORT"
   std::string url(std::uint16_t boundPort) const;
 };
+
+}  // namespace zov::hub

@@ -15,7 +15,7 @@ TableManager::TableManager(const char* application, const char* table)
 }
 
 TableManager::~TableManager() {
-  ZOVHubRegistry::instance().removeTable(this);
+  zov::hub::Registry::instance().removeTable(this);
   OSL1_DestroyLock(&lock);
 }
 
@@ -28,7 +28,7 @@ void TableManager::Shutdown(unsigned long reason) {
 
 int TableManager::RegisterWithManager(TableManager* manager) {
   constexpr int refused = 1;
-  if (manager != nullptr && ZOVHubRegistry::instance().addTable(manager)) return 0;
+  if (manager != nullptr && zov::hub::Registry::instance().addTable(manager)) return 0;
   DGT1_Printf(traceUnit, DGT1_ERROR, "Table %s is not registered: its name is empty or taken",
               manager == nullptr ? "(null)" : manager->table().c_str());
   return refused;

@@ -58,8 +58,8 @@ bool sameName(const char* lower, const char* upper) {
 
 }  // namespace
 
-tqbox::tqbox(RequestDetail* detail, ContextInfo* context, TableManager* manager)
-    : requestDetail(detail), _context(context), _manager(manager) {
+tqbox::tqbox(RequestDetail* detail, ContextInfo* context, TableManager*)
+    : requestDetail(detail), _context(context) {
   samptype = SamplePlain;
   if (context == nullptr) return;
   if (!context->filters.empty()) samptype = SampleWithFilters;
@@ -94,7 +94,7 @@ int tqbox::InsertRow(const char* row) {
   const auto rowSize = static_cast<std::size_t>(_rowSize);
   const auto count = static_cast<std::size_t>(_data.count);
   if (count == _data.rows.size() / rowSize) {
-    const std::size_t most = zovHubLimits().rowBytes / rowSize;
+    const std::size_t most = zov::hub::limits().rowBytes / rowSize;
     if (count >= most) {
       if (_context != nullptr) _context->overflowed = true;
       return noMoreRows;
@@ -115,7 +115,7 @@ const char* tqbox::rowAt(std::int32_t index) const {
 
 int tqbox::CheckForException(const char* row) {
   if (_context == nullptr) return 1;
-  return std::ranges::all_of(_context->thresholds, [&](const ZOVHubThreshold& threshold) {
+  return std::ranges::all_of(_context->thresholds, [&](const zov::hub::Threshold& threshold) {
     return ColumnIsException(row, threshold.column.c_str(), threshold.op, threshold.value.c_str()) != 0;
   });
 }
@@ -154,7 +154,7 @@ int tqbox::IsHistoryRequest() const {
 
 int tqbox::GetFilterInfo(QFL1_FILTERINFO** filter) {
   if (filter == nullptr || _context == nullptr || _nextFilter >= _context->filters.size()) return atEnd;
-  ZOVHubFilter& next = _context->filters[_nextFilter++];
+  zov::hub::Filter& next = _context->filters[_nextFilter++];
   next.info.columnName = next.column.c_str();
   next.info.valueType = next.type;
   if (next.type == QFL1_INTEGER) {
@@ -191,7 +191,7 @@ void tqbox::FinishedAutomationCommand(TqboxAutomationCapsule* capsule) {
 
 void tqbox::DumpThresholds() const {
   if (_context == nullptr || !traceUnit.on(DGT1_STATE)) return;
-  for (const ZOVHubThreshold& threshold : _context->thresholds) {
+  for (const zov::hub::Threshold& threshold : _context->thresholds) {
     DGT1_Print(traceUnit, __LINE__, "\tthreshold %s %d %s", threshold.column.c_str(), threshold.op,
                threshold.value.c_str());
   }

@@ -2,6 +2,7 @@
 
 #include "hub/core/settings.h"
 
+namespace zov::hub {
 namespace {
 
 int hexDigit(char c) {
@@ -32,13 +33,13 @@ bool decode(std::string_view text, bool plusIsBlank, std::string& result) {
 
 }  // namespace
 
-unsigned ZOVHubTarget::read(std::string_view target, std::string& error) {
-  const ZOVHubLimits& limits = zovHubLimits();
+unsigned Target::read(std::string_view target, std::string& error) {
+  const Limits& most = limits();
   path.clear();
   parameters.clear();
-  if (target.size() > limits.targetBytes) {
+  if (target.size() > most.targetBytes) {
     error = "the path and query have " + std::to_string(target.size()) + " bytes; accepted are at most " +
-            std::to_string(limits.targetBytes);
+            std::to_string(most.targetBytes);
     return 414;
   }
   const std::size_t mark = target.find('?');
@@ -52,25 +53,26 @@ unsigned ZOVHubTarget::read(std::string_view target, std::string& error) {
     const std::string_view piece = rest.substr(0, end);
     rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
     if (piece.empty()) continue;
-    if (parameters.size() == limits.parameters) {
-      error =
-          "there are too many query parameters; accepted are at most " + std::to_string(limits.parameters);
+    if (parameters.size() == most.parameters) {
+      error = "there are too many query parameters; accepted are at most " + std::to_string(most.parameters);
       return 400;
     }
     const std::size_t equals = piece.find('=');
-    ZOVHubParameter parameter;
+    Parameter parameter;
     if (!decode(piece.substr(0, equals), true, parameter.name) ||
         (equals != std::string_view::npos && !decode(piece.substr(equals + 1), true, parameter.value))) {
       error = "a query parameter has a malformed % escape or a zero byte; accepted are %01 to %FF";
       return 400;
     }
-    if (parameter.value.size() > limits.parameterBytes) {
+    if (parameter.value.size() > most.parameterBytes) {
       error = "the query parameter " + parameter.name.substr(0, 64) + " has " +
               std::to_string(parameter.value.size()) + " bytes; accepted are at most " +
-              std::to_string(limits.parameterBytes);
+              std::to_string(most.parameterBytes);
       return 414;
     }
     parameters.push_back(std::move(parameter));
   }
   return 0;
 }
+
+}  // namespace zov::hub

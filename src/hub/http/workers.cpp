@@ -2,93 +2,103 @@
 
 #include <pthread.h>
 
-#include <condition_variable>
 #include <deque>
 #include <exception>
-#include <mutex>
 #include <system_error>
 #include <thread>
+#include <utility>
 
+#include "platform/mutex.h"
 #include "platform/trace.h"
 
 static DGT1_Unit traceUnit("ZOVHWORK");
 
-struct ZOVHubWorkers::State {
-  const char* name;
-  std::size_t mostThreads;
-  std::size_t mostWaiting;
+namespace zov::hub {
 
-  std::mutex mutex;  // guards all below
-  std::condition_variable wake;
-  std::condition_variable ended;
-  std::deque<std::function<void()>> jobs;
-  std::size_t threads = 0;
-  std::size_t busy = 0;  // threads that have a job
-  bool stopping = false;
+using Job = std::function<void()>;
+
+struct Workers::State {
+  State(const char* threadName, std::size_t threadsAtMost, std::size_t waitingAtMost)
+      : name(threadName), mostThreads(threadsAtMost), mostWaiting(waitingAtMost) {}
+
+  /// The life of one thread.
+  void work();
+
+  const char* const name;
+  const std::size_t mostThreads;
+  const std::size_t mostWaiting;
+
+  Mutex mutex;
+  Condition wake;
+  Condition ended;
+  std::deque<Job> jobs ZOV_GUARDED_BY(mutex);
+  std::size_t threads ZOV_GUARDED_BY(mutex) = 0;
+  std::size_t busy ZOV_GUARDED_BY(mutex) = 0;  ///< threads that have a job
+  bool stopping ZOV_GUARDED_BY(mutex) = false;
 };
 
-ZOVHubWorkers::ZOVHubWorkers(const char* name, std::size_t mostThreads, std::size_t mostWaiting)
-    : _state(std::make_shared<State>()) {
-  _state->name = name;
-  _state->mostThreads = mostThreads;
-  _state->mostWaiting = mostWaiting;
+Workers::Workers(const char* name, std::size_t mostThreads, std::size_t mostWaiting)
+    : _state(std::make_shared<State>(name, mostThreads, mostWaiting)) {}
+
+Workers::~Workers() {
+  stop(ZOVClock::steady());
 }
 
-ZOVHubWorkers::~ZOVHubWorkers() {
-  stop(std::chrono::milliseconds(0));
-}
-
-bool ZOVHubWorkers::submit(std::function<void()> job) {
-  const std::lock_guard guard(_state->mutex);
-  if (_state->stopping) return false;
+bool Workers::submit(Job job) {
+  State& state = *_state;
+  const MutexLock guard(state.mutex);
+  if (state.stopping) return false;
   // Threads that have been woken, or are starting, still have to take their job from the queue.
-  const std::size_t free = _state->threads - _state->busy;
-  const bool needsThread = free <= _state->jobs.size();
-  if (needsThread && _state->threads < _state->mostThreads) {
+  const std::size_t free = state.threads - state.busy;
+  const bool needsThread = free <= state.jobs.size();
+  if (needsThread && state.threads < state.mostThreads) {
     try {
-      std::thread([state = _state] { work(state); }).detach();
-      ++_state->threads;
+      std::thread([shared = _state] { shared->work(); }).detach();
+      ++state.threads;
     } catch (const std::system_error& error) {
-      DGT1_Printf(traceUnit, DGT1_ERROR, "No thread for %s: %s", _state->name, error.what());
-      if (_state->threads == 0) return false;
+      DGT1_Printf(traceUnit, DGT1_ERROR, "No thread for %s: %s", state.name, error.what());
+      if (state.threads == 0) return false;
     }
-  } else if (needsThread && _state->jobs.size() - free >= _state->mostWaiting) {
+  } else if (needsThread && state.jobs.size() - free >= state.mostWaiting) {
     return false;
   }
-  _state->jobs.push_back(std::move(job));
-  _state->wake.notify_one();
+  state.jobs.push_back(std::move(job));
+  state.wake.notifyOne();
   return true;
 }
 
-void ZOVHubWorkers::work(const std::shared_ptr<State>& state) {
-  pthread_setname_np(pthread_self(), state->name);
-  std::unique_lock guard(state->mutex);
+void Workers::State::work() {
+  pthread_setname_np(pthread_self(), name);
+  MutexLock guard(mutex);
   for (;;) {
-    state->wake.wait(guard, [&] { return state->stopping || !state->jobs.empty(); });
-    if (state->stopping) break;
-    std::function<void()> job = std::move(state->jobs.front());
-    state->jobs.pop_front();
-    ++state->busy;
+    while (!stopping && jobs.empty()) wake.wait(mutex);
+    if (stopping) break;
+    Job job = std::move(jobs.front());
+    jobs.pop_front();
+    ++busy;
     guard.unlock();
     try {
       job();
     } catch (const std::exception& error) {
-      DGT1_Printf(traceUnit, DGT1_ERROR, "A job of %s ended early: %s", state->name, error.what());
+      DGT1_Printf(traceUnit, DGT1_ERROR, "A job of %s ended early: %s", name, error.what());
     }
     job = nullptr;
     guard.lock();
-    --state->busy;
+    --busy;
   }
-  --state->threads;
-  state->ended.notify_all();
+  --threads;
+  ended.notifyAll();
 }
 
-void ZOVHubWorkers::stop(std::chrono::milliseconds most) {
-  std::deque<std::function<void()>> forgotten;
-  std::unique_lock guard(_state->mutex);
-  _state->stopping = true;
-  forgotten.swap(_state->jobs);
-  _state->wake.notify_all();
-  _state->ended.wait_for(guard, most, [&] { return _state->threads == 0; });
-  guard.unlock();
+void Workers::stop(ZOVClock::Steady deadline) {
+  std::deque<Job> forgotten;  // goes after the lock
+  State& state = *_state;
+  const MutexLock guard(state.mutex);
+  state.stopping = true;
+  forgotten.swap(state.jobs);
+  state.wake.notifyAll();
+  while (state.threads != 0 && state.ended.waitUntil(state.mutex, deadline)) {
+  }
 }
+
+}  // namespace zov::hub

@@ -1,0 +1,49 @@
+#include "hub/core/table.h"
+
+#include <algorithm>
+
+#include "framework/table_manager.h"
+#include "framework/tqbox.h"
+#include "hub/core/request.h"
+#include "platform/trace.h"
+
+static DGT1_Unit traceUnit("ZOVHTABL");
+
+namespace zov::hub {
+namespace {
+
+std::string upperCase(std::string text) {
+  for (char& c : text) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  return text;
+}
+
+}  // namespace
+
+const Column* Table::find(std::string_view upperName) const {
+  const auto found = std::ranges::find(columns, upperName, &Column::upperName);
+  return found == columns.end() ? nullptr : &*found;
+}
+
+std::shared_ptr<const Table> Table::describe(TableManager& manager) {
+  Request request(manager, {});
+  tqbox& box = request.box();
+  auto table = std::make_shared<Table>();
+  table->manager = &manager;
+  table->rowBytes = box._rowSize > 0 ? static_cast<std::size_t>(box._rowSize) : 0;
+  for (int i = 0; i < box.NumColumns(); ++i) {
+    ColumnInfo info;
+    if (box.GetColumnInfo(&info, i) != 0 || info.name == nullptr) continue;
+    const std::size_t least = info.type == ColumnInfo_Integer ? sizeof(std::int32_t) : 0;
+    if (info.size < least || std::size_t{info.offset} + info.size > table->rowBytes) {
+      DGT1_Printf(traceUnit, DGT1_ERROR, "Column %s of table %s lies outside the row and is left out",
+                  info.name, manager.table().c_str());
+      continue;
+    }
+    table->columns.push_back({info.name, upperCase(info.name), info.offset, info.size, info.type});
+  }
+  return table;
+}
+
+}  // namespace zov::hub

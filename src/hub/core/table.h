@@ -1,0 +1,35 @@
+#pragma once
+// A table as the hub knows it.
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class TableManager;
+
+namespace zov::hub {
+
+struct Column {
+  std::string name;       ///< lower case, as in rows
+  std::string upperName;  ///< as in filters and thresholds
+  std::uint16_t offset = 0;
+  std::uint16_t size = 0;
+  std::uint16_t type = 0;  ///< ColumnInfo_Type
+};
+
+/// A table as its own request object describes it. Immutable; the manager outlives it.
+struct Table {
+  TableManager* manager = nullptr;
+  std::size_t rowBytes = 0;
+  std::vector<Column> columns;
+
+  const Column* find(std::string_view upperName) const;
+
+  /// Asks the table for its columns. One that lies outside the row is traced and left out.
+  static std::shared_ptr<const Table> describe(TableManager& manager);
+};
+
+}  // namespace zov::hub

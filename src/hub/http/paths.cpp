@@ -1,0 +1,87 @@
+#include "hub/http/paths.h"
+
+#include "hub/api/actions.h"
+#include "hub/api/events.h"
+#include "hub/api/nodes.h"
+#include "hub/api/rows.h"
+#include "hub/api/tables.h"
+
+namespace zov::hub {
+namespace {
+
+constexpr const char* plainText = "text/plain; charset=utf-8";
+constexpr std::string_view placeholder = "TABLE";
+constexpr std::string_view rowsUsage =
+    "?node=NODE&history=1&COLUMN=VALUE&PARMA=TOP;COLUMN;column;ROWS;n;ORDER;DESC";
+
+Reply sayOk(const Call&) {
+  return Answer{200, "ok\n", plainText};
+}
+
+Reply listPaths(const Call& call);
+
+constexpr Path paths[] = {
+    {.methods = "GET, HEAD", .pattern = "/", .function = listPaths},
+    {.methods = "GET, HEAD", .pattern = "/healthz", .function = sayOk, .needsToken = false},
+    {.methods = "GET, HEAD", .pattern = "/v1/tables", .function = listTables},
+    {.methods = "GET, HEAD", .pattern = "/v1/nodes", .function = listNodes},
+    {.methods = "GET, HEAD",
+     .pattern = "/v1/tables/TABLE/rows",
+     .function = queryRows,
+     .usage = rowsUsage,
+     .waits = Waits::ForRows},
+    {.methods = "GET", .pattern = "/v1/events", .function = followEvents, .usage = "?table=TABLE"},
+    {.methods = "POST",
+     .pattern = "/v1/actions",
+     .function = runCommand,
+     .usage = "  {\"node\": NODE, \"command\": COMMAND}",
+     .waits = Waits::ForCommand,
+     .takesBody = true},
+};
+
+std::string_view firstOf(std::string_view methods) {
+  return methods.substr(0, methods.find(','));
+}
+
+Reply listPaths(const Call&) {
+  constexpr std::size_t width = 5;
+  Answer answer{200, "", plainText};
+  for (const Path& path : paths) {
+    if (path.function == listPaths) continue;
+    std::string line(firstOf(path.methods));
+    line.resize(width, ' ');
+    answer.body.append(line).append(path.pattern).append(path.usage) += '\n';
+  }
+  return answer;
+}
+
+bool matches(std::string_view pattern, std::string_view path, std::string& subject) {
+  const std::size_t place = pattern.find(placeholder);
+  if (place == std::string_view::npos) return pattern == path;
+  const std::string_view head = pattern.substr(0, place);
+  const std::string_view tail = pattern.substr(place + placeholder.size());
+  if (path.size() <= head.size() + tail.size() || !path.starts_with(head) || !path.ends_with(tail))
+    return false;
+  subject = path.substr(head.size(), path.size() - head.size() - tail.size());
+  return true;
+}
+
+}  // namespace
+
+bool Path::allows(std::string_view method) const {
+  for (std::string_view rest = methods; !rest.empty();) {
+    const std::string_view first = firstOf(rest);
+    if (first == method) return true;
+    rest.remove_prefix(std::min(rest.size(), first.size() + 2));
+  }
+  return false;
+}
+
+const Path* findPath(std::string_view path, std::string& subject) {
+  for (const Path& entry : paths) {
+    if (matches(entry.pattern, path, subject)) return &entry;
+  }
+  return nullptr;
+}
+
+}  // namespace zov::hub

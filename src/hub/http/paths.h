@@ -1,0 +1,29 @@
+#pragma once
+// The paths of the interface: one table, from which requests are routed and the list of paths is made.
+
+#include <string>
+#include <string_view>
+
+#include "hub/api/answer.h"
+
+namespace zov::hub {
+
+/// Whose threads do the work that a path's function gives back.
+enum class Waits { Never, ForRows, ForCommand };
+
+struct Path {
+  std::string_view methods;  ///< as in an Allow header
+  std::string_view pattern;  ///< TABLE in it stands for any text but none, which becomes Call::subject
+  Reply (*function)(const Call& call);
+  std::string_view usage = {};  ///< in the list of paths, behind the pattern
+  Waits waits = Waits::Never;
+  bool takesBody = false;  ///< JSON, of at most Limits::bodyBytes
+  bool needsToken = true;  ///< where one is set
+
+  bool allows(std::string_view method) const;
+};
+
+/// The entry of a path, or null; `subject` is what stands in the pattern's place.
+const Path* findPath(std::string_view path, std::string& subject);
+
+}  // namespace zov::hub
