@@ -35,8 +35,7 @@ table() {
 }
 [ "${1:-}" = --table ] && { table; exit; }
 
-# Until the tables have an interface of their own to the agent, and the hub's rooms are parted.
-may[tables]+=" agent context remote"
+# Until the hub's rooms are parted.
 may[hub/core]+=" hub/http"
 may[hub/api]+=" hub/http"
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "agent/agent_server_services.h"
+#include "agent/agent_table_services.h"
 #include "agent/house_keeper.h"
 #include "collectors/diagnostics.h"
 #include "context/session_directory.h"
@@ -18,6 +19,7 @@
 #include "runtime/shutdown_probe.h"
 #include "runtime/trace_scope.h"
 #include "tables/table_inits.h"
+#include "tables/zovprev.h"
 #include "transport/session_listener.h"
 
 static DGT1_Unit traceUnit("ZOVCAGNT");
@@ -92,6 +94,7 @@ void ZOVAgent::registerWithFramework() {
 void ZOVAgent::startComponents() {
   ZOV_TRACE(Private);
   _serverServices = std::make_unique<ZOVAgentServerServices>(*this);
+  _tableServices = std::make_unique<zov::AgentTableServices>(*this);
   _applicationContext = std::make_unique<ZOVApplicationContext>(_configFilePrefix.data());
   _applicationContext->startBackgroundThread();
   _systemCommandManager = new ZOVSystemCommandManager;
@@ -126,8 +129,9 @@ int ZOVAgent::Process(int argc, char** argv) {
 
 int ZOVAgent::LoadAgents() {
   ZOV_TRACE(Public);
-#define ZOV_TABLE(stem, ...) zov_##stem##_init();
+#define ZOV_TABLE(sort, stem, ...) zov_##stem##_init();
 #include "tables/tables.def"
+  ZOVProductEventCollector::setEmitter(zov_zovprev_agent::emitEvent);
   if (ZOVAgentEnvironment* environment = pEnvironment) {
     environment->productEventCollector().releasePendingSamples();
   }
@@ -152,6 +156,7 @@ ZOVAgent::~ZOVAgent() {
   _resourceManagerProxy.reset();
   _configParms.reset();
   _applicationContext.reset();  // last, since every server lives in it
+  _tableServices.reset();
   _serverServices.reset();
 }
 

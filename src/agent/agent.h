@@ -18,7 +18,6 @@
 #include <atomic>
 #include <memory>
 
-#include "agent/retrieval.h"
 #include "config/config_parms.h"
 #include "config/node_names.h"
 #include "context/application_context.h"
@@ -26,8 +25,12 @@
 #include "runtime/lock.h"
 #include "samples/sample.h"
 #include "server/resource_manager_proxy.h"
+#include "tables/sorted_sample.h"
 
 class TqboxAutomationCapsule;
+namespace zov {
+class AgentTableServices;
+}
 class ZOVAgentFrameworkComponentTrace;
 class ZOVAgentFrameworkComponentTraceEntry;
 class ZOVAgentServerServices;
@@ -45,11 +48,11 @@ struct QFL1_FILTERINFO;
 class ZOVAgent : public ZOVAgentEnvironment {
  public:
   using _sampleCallbackParms = ZOVSampleCallbackParms;
-  using ExtendedFilter = ZOVExtendedFilter;
-  using SortedSample = ZOVSortedSample;
-  using _FilterTableDef = ZOVFilterTableDef;
-  using _KeywordTable = ZOVKeywordTableEntry;
-  using _GetNewSample = ZOVGetNewSample;
+  using ExtendedFilter = zov::ExtendedFilter;
+  using SortedSample = zov::SortedSample;
+  using _FilterTableDef = zov::FilterTableDef;
+  using _KeywordTable = zov::KeywordTableEntry;
+  using _GetNewSample = zov::GetNewSample;
   using TakeActionParser = ZOVTakeActionParser;
   using _StringTruncationType = ZOVNodeNames::_StringTruncationType;
 
@@ -170,6 +173,7 @@ class ZOVAgent : public ZOVAgentEnvironment {
 
   ZOVLock _agentLock{"AgentLock"};
   std::unique_ptr<ZOVAgentServerServices> _serverServices;  // registered for the agent's life
+  std::unique_ptr<zov::AgentTableServices> _tableServices;  // likewise
   std::shared_ptr<ZOVResourceManagerProxy> _resourceManagerProxy;
   std::unique_ptr<ZOVApplicationContext> _applicationContext;
   std::unique_ptr<ZOVContextSessionDirectory> _sessionDirectory;
