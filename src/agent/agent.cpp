@@ -28,6 +28,10 @@ namespace {
 /// How long the agent's end waits for the framework's threads to leave the agent.
 constexpr int RequestEndMilliseconds = 1000;
 constexpr int VersionBytes = 9;
+/// How current the framework is told that data are, while the agent comes up and after.
+constexpr int CurrencyKind = 2;
+constexpr int CurrencyAtStart = 100;
+constexpr int CurrencyInService = 10;
 
 /// Words of ZOV_INTERNAL_TRACE.
 constexpr struct {
@@ -50,8 +54,8 @@ ZOVAgent::ZOVAgent(const char* /*configurationFile*/)
     registerWithFramework();
     startComponents();
     ARQ_RegisterCommandCallback(CommandPrefix, handleQTCommand);
-    ARQ_SetCurrency(2, 10);
-    _initialised = 1;
+    ARQ_SetCurrency(CurrencyKind, CurrencyInService);
+    _initialised = true;
   }
 }
 
@@ -84,7 +88,7 @@ void ZOVAgent::registerWithFramework() {
   ARQ_SetSubsystemId(
       ZOVUTF8Handler(getConfigParms()->getAgentId()).convertToSBLocalString(substitute.data()).data());
   ARQ_RegisterAgentLoader(LoadAgents);
-  ARQ_SetCurrency(2, 100);
+  ARQ_SetCurrency(CurrencyKind, CurrencyAtStart);
   char version[VersionBytes] = {};
   ARQ_SetVersionUsingProduct(CommandPrefix, version, VersionBytes);
   _agentVersion = version;
@@ -93,7 +97,7 @@ void ZOVAgent::registerWithFramework() {
 /// The context before the listener: what a collector's ping finds must exist.
 void ZOVAgent::startComponents() {
   ZOV_TRACE(Private);
-  _serverServices = std::make_unique<ZOVAgentServerServices>(*this);
+  _serverServices = std::make_unique<zov::AgentServerServices>(*this);
   _tableServices = std::make_unique<zov::AgentTableServices>(*this);
   _applicationContext = std::make_unique<ZOVApplicationContext>(_configFilePrefix.data());
   _applicationContext->startBackgroundThread();
@@ -140,7 +144,7 @@ int ZOVAgent::LoadAgents() {
 
 ZOVAgent::~ZOVAgent() {
   ZOV_TRACE(Public);
-  _shuttingDown = 1;
+  _shuttingDown = true;
   if (_applicationContext) _applicationContext->interrupt();  // others may wait for it in its start delay
   _houseKeeper.reset();
   shutdownComponents();

@@ -26,7 +26,8 @@ class TableServices {
   /// The host's short name, UTF-8.
   virtual RWCString nodeName() = 0;
   /// Hands the samples that the wanted anchor selects to the callback: of the subnode's server, or without a
-  /// subnode of all. 0 when any server had some; 7 when no server matches; else the last server's code.
+  /// subnode of all. 0 when any server had some; ZOV_NO_SUCH_SERVER when none matches; else the last
+  /// server's code.
   virtual unsigned int getSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                                   const char* subnode, const ZOVResourceAnchor* anchor,
                                   _SaveSampleType saveType, GetNewSample getNew) = 0;
