@@ -35,9 +35,6 @@ table() {
 }
 [ "${1:-}" = --table ] && { table; exit; }
 
-# Until the tables have an interface of their own to the agent.
-may[tables]+=" agent context remote"
-
 status=0
 breach() { echo "$1"; status=1; }
 

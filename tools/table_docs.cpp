@@ -3,13 +3,11 @@
 #include <cstdio>
 #include <string>
 
-#include "samples/sample.h"
-#include "tables/table.h"
-#include "tables/table_inits.h"
+#include "tables/families.h"
 
 namespace {
 
-std::string kindOf(const ZOVColumn& column) {
+std::string kindOf(const zov::Column& column) {
   switch (column.type) {
     case ColumnInfo_Integer:
       return "int";
@@ -20,58 +18,81 @@ std::string kindOf(const ZOVColumn& column) {
   }
 }
 
-std::string sourceOf(const ZOVColumn& column) {
-  const std::string key = "key " + std::to_string(column.key);
-  switch (column.read) {
-    case ZOVColumnRead::OriginNode:
-      return "the server's subnode";
-    case ZOVColumnRead::ServerName:
-      return "the server's name";
-    case ZOVColumnRead::NodeName:
-      return "the host's short name";
-    case ZOVColumnRead::SampleTime:
-      return "time of the sample, CYYMMDDHHMMSSmmm";
-    case ZOVColumnRead::Duration:
-      return "seconds that the sample covers";
-    case ZOVColumnRead::CapturePercent:
-      return "percent of requests captured";
-    case ZOVColumnRead::Value:
-      return key;
-    case ZOVColumnRead::Rate:
-      return key + ", per second";
-    case ZOVColumnRead::Percent:
-      return key + ", share or average";
-    case ZOVColumnRead::String:
-      return key;
-    case ZOVColumnRead::JavaTime:
-      return key + ", as CYYMMDDHHMMSSmmm";
-    case ZOVColumnRead::Digits:
-      return key + ", as digits";
-    case ZOVColumnRead::Own:
-      break;
+std::string formOf(const zov::ColumnMeaning& meaning) {
+  switch (meaning.form) {
+    case zov::ColumnForm::Plain:
+      return "";
+    case zov::ColumnForm::PerSecond:
+      return " Per second.";
+    case zov::ColumnForm::Mean:
+      return " Shown: the mean.";
+    case zov::ColumnForm::Share:
+      return " Shown: the share.";
+    case zov::ColumnForm::Zero:
+      return " The samples have no such value: always 0.";
   }
-  return "the table's own";
+  return "";
+}
+
+std::string writtenAs(zov::ColumnSource source) {
+  switch (source) {
+    case zov::ColumnSource::JavaTime:
+      return " As CYYMMDDHHMMSSmmm.";
+    case zov::ColumnSource::Digits:
+      return " As decimal digits.";
+    default:
+      return "";
+  }
+}
+
+std::string unitOf(const zov::ColumnMeaning& meaning) {
+  const std::string unit(zov::nameOf(meaning.unit));
+  if (meaning.form != zov::ColumnForm::PerSecond) return unit;
+  return unit.empty() ? "1/s" : unit + "/s";
+}
+
+std::string nullOf(zov::NullValue null) {
+  switch (null) {
+    case zov::NullValue::Never:
+      return "";
+    case zov::NullValue::MinusOne:
+      return "-1";
+    case zov::NullValue::Blank:
+      return "blank";
+  }
+  return "";
 }
 
 std::string listOf(const std::string& label, const std::string& items) {
   return items.empty() ? "" : label + ": " + items + ".\n";
 }
 
-void print(const ZOVTableInfo& table) {
+void print(const zov::TableInfo& table) {
   std::string samples, filters;
-  for (const int type : table.sampleTypes) {
-    const std::string name = ZOVSample::getSampleTypeInEnglish(static_cast<ZOVSample::_SampleType>(type));
-    samples += (samples.empty() ? "" : ", ") + std::to_string(type) + " (" + name + ")";
+  for (const ZOVSample::_SampleType type : table.sampleTypes) {
+    samples += (samples.empty() ? "" : ", ") + std::to_string(type) + " (" +
+               ZOVSample::getSampleTypeInEnglish(type) + ")";
   }
-  for (const char* filter : table.filters)
-    filters += (filters.empty() ? "`" : ", `") + std::string(filter) + "`";
-  std::printf("\n## %s\n\nA row has %d bytes.\n", table.facts.name, table.facts.rowBytes);
+  for (const zov::Filter& filter : table.filters) {
+    filters += (filters.empty() ? "`" : ", `") + std::string(filter.column) + "`";
+    if (filter.isNumber) filters += " (any: " + std::to_string(filter.wildcard) + ")";
+  }
+  std::printf("\n## %s\n\nA row has %d bytes.\n", table.name, table.rowBytes);
   std::fputs(listOf("Samples", samples).c_str(), stdout);
   std::fputs(listOf("Filters", filters).c_str(), stdout);
-  std::fputs("\n| Column | Offset | Width | Kind | From |\n|---|---|---|---|---|\n", stdout);
-  for (const ZOVColumn& column : table.columns) {
-    std::printf("| `%s` | %u | %u | %s | %s |\n", column.name, column.offset, column.width,
-                kindOf(column).c_str(), sourceOf(column).c_str());
+  std::fputs(
+      "\n| Column | Offset | Width | Kind | Key | Meaning | Unit | Decimals | None is |\n"
+      "|---|---|---|---|---|---|---|---|---|\n",
+      stdout);
+  for (const zov::Column& column : table.columns) {
+    const zov::ColumnMeaning meaning = zov::columnMeaning(table, column);
+    const zov::KeyInfo* key = column.key == zov::NoKey ? nullptr : zov::keyInfo(column.key);
+    const std::string name = key == nullptr ? "" : "`" + std::string(key->name) + "`";
+    const std::string decimals = meaning.decimals == 0 ? "" : std::to_string(meaning.decimals);
+    std::printf("| `%s` | %u | %u | %s | %s | %.*s%s%s | %s | %s | %s |\n", column.name, column.offset,
+                column.width, kindOf(column).c_str(), name.c_str(), static_cast<int>(meaning.text.size()),
+                meaning.text.data(), formOf(meaning).c_str(), writtenAs(column.source).c_str(),
+                unitOf(meaning).c_str(), decimals.c_str(), nullOf(meaning.null).c_str());
   }
 }
 
@@ -80,13 +101,21 @@ void print(const ZOVTableInfo& table) {
 int main() {
   std::puts(
       "# Tables\n\n"
-      "Made by `tools/table_docs` from `src/tables/columns/*.def`; change those, and run\n"
+      "Made by `tools/table_docs` from `src/tables/columns/*.def` and `src/samples/keys.def`; change those, "
+      "and run\n"
       "`build/release/bin/table_docs > docs/tables.md`.\n\n"
-      "Integers are signed 32 bits, and -1 says that there is no value. Texts are blank padded; `utf8` is "
-      "never cut in\n"
-      "the middle of a character. A counter shows what happened since the last sample. Scaled values have "
-      "three digits\n"
-      "behind the point: 1500 is 1.5.");
-#define ZOV_TABLE(stem, ...) print(zov_##stem##_table());
-#include "tables/tables.def"
+      "Integers are signed 32 bits; texts are blank padded, and `utf8` is never cut in the middle of a "
+      "character.\n"
+      "*Decimals* says how many digits of an integer stand behind the point: with three, 1500 is 1.5. *None "
+      "is* says what\n"
+      "the column holds when there is no value; where it says nothing, there always is one. A counter shows "
+      "what happened\n"
+      "since the last sample.\n\n"
+      "A filter takes what has its value; one that is not given, an empty text, or the number *any* takes "
+      "all. Which servers\n"
+      "are asked is said by the nodes of the query, and in a query for history by `ORIGINNODE`. These "
+      "filters "
+      "are read and\n"
+      "select nothing: `SERVER_NAM` but in ZOVAPSST, and `PID` but in the tables of garbage collections.");
+  for (const zov::TableInfo* table : zov::allTables()) print(*table);
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "agent/agent_server_services.h"
+#include "agent/agent_table_services.h"
 #include "agent/house_keeper.h"
 #include "collectors/diagnostics.h"
 #include "context/session_directory.h"
@@ -18,6 +19,7 @@
 #include "runtime/shutdown_probe.h"
 #include "runtime/trace_scope.h"
 #include "tables/table_inits.h"
+#include "tables/zovprev.h"
 #include "transport/session_listener.h"
 
 static DGT1_Unit traceUnit("ZOVCAGNT");
@@ -27,6 +29,10 @@ namespace {
 constexpr int RequestEndMilliseconds = 1000;
 constexpr const char* ProductVersion = "06.00.00";
 constexpr int VersionBytes = 9;
+/// How current the framework is told that data are, while the agent comes up and after.
+constexpr int CurrencyKind = 2;
+constexpr int CurrencyAtStart = 100;
+constexpr int CurrencyInService = 10;
 
 /// Words of ZOV_INTERNAL_TRACE.
 constexpr struct {
@@ -49,8 +55,8 @@ ZOVAgent::ZOVAgent(const char* /*configurationFile*/)
     registerWithFramework();
     startComponents();
     ARQ_RegisterCommandCallback(CommandPrefix, handleQTCommand);
-    ARQ_SetCurrency(2, 10);
-    _initialised = 1;
+    ARQ_SetCurrency(CurrencyKind, CurrencyInService);
+    _initialised = true;
   }
 }
 
@@ -83,7 +89,7 @@ void ZOVAgent::registerWithFramework() {
   ARQ_SetSubsystemId(
       ZOVUTF8Handler(getConfigParms()->getAgentId()).convertToSBLocalString(substitute.data()).data());
   ARQ_RegisterAgentLoader(LoadAgents);
-  ARQ_SetCurrency(2, 100);
+  ARQ_SetCurrency(CurrencyKind, CurrencyAtStart);
   zov::introduceAgent({.version = ProductVersion, .node = getHostName("").str()});
   char version[VersionBytes] = {};
   ARQ_SetVersionUsingProduct(CommandPrefix, version, VersionBytes);
@@ -93,7 +99,8 @@ void ZOVAgent::registerWithFramework() {
 /// The context before the listener: what a collector's ping finds must exist.
 void ZOVAgent::startComponents() {
   ZOV_TRACE(Private);
-  _serverServices = std::make_unique<ZOVAgentServerServices>(*this);
+  _serverServices = std::make_unique<zov::AgentServerServices>(*this);
+  _tableServices = std::make_unique<zov::AgentTableServices>(*this);
   _applicationContext = std::make_unique<ZOVApplicationContext>(_configFilePrefix.data());
   _applicationContext->startBackgroundThread();
   _systemCommandManager = new ZOVSystemCommandManager;
@@ -128,8 +135,9 @@ int ZOVAgent::Process(int argc, char** argv) {
 
 int ZOVAgent::LoadAgents() {
   ZOV_TRACE(Public);
-#define ZOV_TABLE(stem, ...) zov_##stem##_init();
+#define ZOV_TABLE(sort, stem, ...) zov_##stem##_init();
 #include "tables/tables.def"
+  ZOVProductEventCollector::setEmitter(zov_zovprev_agent::emitEvent);
   if (ZOVAgentEnvironment* environment = pEnvironment) {
     environment->productEventCollector().releasePendingSamples();
   }
@@ -138,7 +146,7 @@ int ZOVAgent::LoadAgents() {
 
 ZOVAgent::~ZOVAgent() {
   ZOV_TRACE(Public);
-  _shuttingDown = 1;
+  _shuttingDown = true;
   if (_applicationContext) _applicationContext->interrupt();  // others may wait for it in its start delay
   _houseKeeper.reset();
   shutdownComponents();
@@ -154,6 +162,7 @@ ZOVAgent::~ZOVAgent() {
   _resourceManagerProxy.reset();
   _configParms.reset();
   _applicationContext.reset();  // last, since every server lives in it
+  _tableServices.reset();
   _serverServices.reset();
 }
 

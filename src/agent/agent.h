@@ -18,7 +18,6 @@
 #include <atomic>
 #include <memory>
 
-#include "agent/retrieval.h"
 #include "config/config_parms.h"
 #include "config/node_names.h"
 #include "context/application_context.h"
@@ -26,11 +25,16 @@
 #include "runtime/lock.h"
 #include "samples/sample.h"
 #include "server/resource_manager_proxy.h"
+#include "tables/sorted_sample.h"
 
 class TqboxAutomationCapsule;
+namespace zov {
+class AgentServerServices;
+class AgentTableServices;
+class TakeActionParser;
+}  // namespace zov
 class ZOVAgentFrameworkComponentTrace;
 class ZOVAgentFrameworkComponentTraceEntry;
-class ZOVAgentServerServices;
 class ZOVApplicationServer;
 class ZOVApplicationServerBase;
 class ZOVContextSessionDirectory;
@@ -38,19 +42,18 @@ class ZOVHouseKeeper;
 class ZOVProfilerSocketMonitor;
 class ZOVQuotedStringParser;
 class ZOVSystemCommandManager;
-class ZOVTakeActionParser;
 class tqbox;
 struct QFL1_FILTERINFO;
 
 class ZOVAgent : public ZOVAgentEnvironment {
  public:
   using _sampleCallbackParms = ZOVSampleCallbackParms;
-  using ExtendedFilter = ZOVExtendedFilter;
-  using SortedSample = ZOVSortedSample;
-  using _FilterTableDef = ZOVFilterTableDef;
-  using _KeywordTable = ZOVKeywordTableEntry;
-  using _GetNewSample = ZOVGetNewSample;
-  using TakeActionParser = ZOVTakeActionParser;
+  using ExtendedFilter = zov::ExtendedFilter;
+  using SortedSample = zov::SortedSample;
+  using _FilterTableDef = zov::FilterTableDef;
+  using _KeywordTable = zov::KeywordTableEntry;
+  using _GetNewSample = zov::GetNewSample;
+  using TakeActionParser = zov::TakeActionParser;
   using _StringTruncationType = ZOVNodeNames::_StringTruncationType;
 
   static constexpr const char* CommandPrefix = "OV";  ///< the product; routes commands to the agent
@@ -69,8 +72,8 @@ class ZOVAgent : public ZOVAgentEnvironment {
   /// The agent of this process; null when there is none, and in tests that have another environment.
   static ZOVAgent* current() { return dynamic_cast<ZOVAgent*>(pEnvironment.load()); }
 
-  int isInitialised() const { return _initialised; }  ///< 1 once construction has worked
-  int isShuttingDown() const { return _shuttingDown; }
+  bool isInitialised() const { return _initialised; }  ///< construction has worked
+  bool isShuttingDown() const { return _shuttingDown; }
   /// Runs the framework until it is told to stop; answers its result, or 0 after a program exception.
   int Process(int argc, char** argv);
   /// The framework's callback: registers the tables, then lets the events go that waited for them. Answers 0.
@@ -83,7 +86,6 @@ class ZOVAgent : public ZOVAgentEnvironment {
   ZOVApplicationContext* applicationContext() const { return _applicationContext.get(); }
   std::shared_ptr<ZOVResourceManagerProxy> resourceManagerProxy() const { return _resourceManagerProxy; }
   ZOVSystemCommandManager* systemCommandManager() const { return _systemCommandManager; }
-  ZOVProfilerSocketMonitor* profilerSocketMonitor() const { return _profilerSocketMonitor.get(); }
   /// The agent's parameters, or those of a server of this name and root; null without a configuration.
   ZOVAgentConfigParms* getConfigParms() const;
   ZOVAppServerConfigParms* getConfigParms(const char* name, const char* root) const;
@@ -110,7 +112,8 @@ class ZOVAgent : public ZOVAgentEnvironment {
   /// The framework's callback for a command: finds its server, carries it out, replies and logs. Answers the
   /// return code, which it leaves in the capsule too.
   static long handleQTCommand(TqboxAutomationCapsule* capsule);
-  /// One for each command. Excess arguments and malformed numbers give 52, and the server is not called.
+  /// One for each command. Excess arguments and malformed numbers give ZOV_INVALID_COMMAND, and the server is
+  /// not called.
   unsigned int handleRemoveSubNodeCommand(const std::shared_ptr<ZOVApplicationServer>& server);
   unsigned int handleAppServerStartCommand(ZOVQuotedStringParser& parser, ZOVApplicationServer* server);
   unsigned int handleAppServerStopCommand(ZOVQuotedStringParser& parser, ZOVApplicationServer* server);
@@ -131,7 +134,7 @@ class ZOVAgent : public ZOVAgentEnvironment {
 
   // --- Retrieval (retrieval.cpp): from a table query to samples.
   /// Hands the samples that the wanted anchor selects to the callback: of one server, or without a subnode of
-  /// all. 0 when any server had some; 7 when no server matches; else the last server's code.
+  /// all. 0 when any server had some; ZOV_NO_SUCH_SERVER when none matches; else the last server's code.
   unsigned int getSamples(ZOVSampleCallback callback, _sampleCallbackParms* parms, const char* subnode,
                           const ZOVResourceAnchor* anchor, _SaveSampleType saveType, _GetNewSample getNew);
   unsigned int getSamplesFromAppServer(ZOVApplicationServerBase* server, ZOVSampleCallback callback,
@@ -149,7 +152,7 @@ class ZOVAgent : public ZOVAgentEnvironment {
                          ExtendedFilter** filter);
   /// The caller deletes the result; null when the value does not ask for one.
   ExtendedFilter* createExtendedFilterFromParmA(QFL1_FILTERINFO* info, const _KeywordTable* keywords);
-  /// Traces a request that found no resource (9); other codes pass unnoticed.
+  /// Traces a request that found no resource; other codes pass unnoticed.
   void errorGettingSamples(tqbox& request, const ZOVReturnCode& rc, const char* subnode,
                            ZOVSample::_SampleType type);
   void removeObsoleteResourceAnchorsByTime(ZOVSample::_DataSource source);
@@ -169,7 +172,8 @@ class ZOVAgent : public ZOVAgentEnvironment {
   unsigned int perform(ZOVQuotedStringParser& parser, const Command& command);
 
   ZOVLock _agentLock{"AgentLock"};
-  std::unique_ptr<ZOVAgentServerServices> _serverServices;  // registered for the agent's life
+  std::unique_ptr<zov::AgentServerServices> _serverServices;  // registered for the agent's life
+  std::unique_ptr<zov::AgentTableServices> _tableServices;    // likewise
   std::shared_ptr<ZOVResourceManagerProxy> _resourceManagerProxy;
   std::unique_ptr<ZOVApplicationContext> _applicationContext;
   std::unique_ptr<ZOVContextSessionDirectory> _sessionDirectory;
@@ -180,7 +184,7 @@ class ZOVAgent : public ZOVAgentEnvironment {
   RWCString _configFilePrefix;  // directory and host part of the configuration file's path
   std::unique_ptr<ZOVAgentFrameworkComponentTrace> _componentTrace;  // null when it is off
   std::unique_ptr<ZOVConfigParms> _configParms;
-  int _initialised = 0;
-  std::atomic<int> _shuttingDown{0};
+  bool _initialised = false;
+  std::atomic<bool> _shuttingDown{false};
   RWCString _agentVersion;
 };

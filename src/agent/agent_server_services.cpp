@@ -7,33 +7,35 @@
 
 static DGT1_Unit traceUnit("ZOVCASVC");
 
+namespace zov {
+
 namespace {
 /// How the framework is told that a node is a subnode of this agent.
 constexpr int SubnodeKind = 2;
 }  // namespace
 
-ZOVAppServerConfigParms* ZOVAgentServerServices::getConfigParms(const char* name, const char* root) {
+ZOVAppServerConfigParms* AgentServerServices::getConfigParms(const char* name, const char* root) {
   return _agent.getConfigParms(name, root);
 }
 
-ZOVAgentConfigParms* ZOVAgentServerServices::getConfigParms() {
+ZOVAgentConfigParms* AgentServerServices::getConfigParms() {
   return _agent.getConfigParms();
 }
 
-RWCString ZOVAgentServerServices::getSubsystemId() {
+RWCString AgentServerServices::getSubsystemId() {
   return ARQ_GetSubsystemId();
 }
 
-RWCString ZOVAgentServerServices::getCurrentSystemName() {
+RWCString AgentServerServices::getCurrentSystemName() {
   return _agent.getCurrentSystemName();
 }
 
-int ZOVAgentServerServices::isSubNodeNameUnique(const char* subnode) {
+int AgentServerServices::isSubNodeNameUnique(const char* subnode) {
   ZOVApplicationContext* context = _agent.applicationContext();
   return context == nullptr || context->isSubNodeNameUnique(subnode);
 }
 
-ZOVReturnCode ZOVAgentServerServices::registerSubnode(const char* subnode, const char* affinity) {
+ZOVReturnCode AgentServerServices::registerSubnode(const char* subnode, const char* affinity) {
   ZOV_TRACE(Public);
   if (ARQ_Subnode_Register_nAff(subnode, ZOVAgent::CommandPrefix, _agent.getAgentVersion().data(),
                                 SubnodeKind, affinity, ZOVAgent::Feature) != 0 ||
@@ -43,7 +45,7 @@ ZOVReturnCode ZOVAgentServerServices::registerSubnode(const char* subnode, const
   return ZOV_OK;
 }
 
-ZOVReturnCode ZOVAgentServerServices::deregisterSubnode(const char* subnode) {
+ZOVReturnCode AgentServerServices::deregisterSubnode(const char* subnode) {
   ZOV_TRACE(Public);
   if (ARQ_Subnode_Deregister(subnode) != 0 || ARQ_Subnode_SendRequest() != 0) {
     return ZOV_SUBNODE_REGISTRATION;
@@ -51,17 +53,19 @@ ZOVReturnCode ZOVAgentServerServices::deregisterSubnode(const char* subnode) {
   return ZOV_OK;
 }
 
-void ZOVAgentServerServices::rewriteContextInfo() {
+void AgentServerServices::rewriteContextInfo() {
   if (ZOVApplicationContext* context = _agent.applicationContext()) context->rewriteContextInfo();
 }
 
-std::shared_ptr<ZOVResourceManagerProxy> ZOVAgentServerServices::resourceManager() {
+std::shared_ptr<ZOVResourceManagerProxy> AgentServerServices::resourceManager() {
   return _agent.resourceManagerProxy();
 }
 
-void ZOVAgentServerServices::queueSystemCommand(const RWCString& path, const RWCString& command,
-                                                const RWCString& arguments) {
+void AgentServerServices::queueSystemCommand(const RWCString& path, const RWCString& command,
+                                             const RWCString& arguments) {
   if (ZOVSystemCommandManager* manager = _agent.systemCommandManager()) {
     manager->QueueCommand(path, command, arguments);
   }
 }
+
+}  // namespace zov

@@ -1,5 +1,5 @@
 #pragma once
-// ZOVAgentServerServices: what monitored servers get of the agent: its configuration, names, context,
+// AgentServerServices: what monitored servers get of the agent: its configuration, names, context,
 // framework and tasks. Registered from construction to destruction. Any thread may call; a component that
 // does not exist yet, or any more, is answered as absent.
 
@@ -7,13 +7,15 @@
 
 class ZOVAgent;
 
-class ZOVAgentServerServices : public ZOVServerServices {
+namespace zov {
+
+class AgentServerServices : public ZOVServerServices {
  public:
   /// The agent must outlive this.
-  explicit ZOVAgentServerServices(ZOVAgent& agent) : _agent(agent) { setCurrent(this); }
-  ~ZOVAgentServerServices() override { setCurrent(nullptr); }
-  ZOVAgentServerServices(const ZOVAgentServerServices&) = delete;
-  ZOVAgentServerServices& operator=(const ZOVAgentServerServices&) = delete;
+  explicit AgentServerServices(ZOVAgent& agent) : _agent(agent) { setCurrent(this); }
+  ~AgentServerServices() override { setCurrent(nullptr); }
+  AgentServerServices(const AgentServerServices&) = delete;
+  AgentServerServices& operator=(const AgentServerServices&) = delete;
 
   ZOVAppServerConfigParms* getConfigParms(const char* name, const char* root) override;
   ZOVAgentConfigParms* getConfigParms() override;
@@ -30,3 +32,5 @@ class ZOVAgentServerServices : public ZOVServerServices {
  private:
   ZOVAgent& _agent;
 };
+
+}  // namespace zov

@@ -1,6 +1,7 @@
 // The process's entry. The exit status is always 0, also when the start failed; the trace tells.
 
 #include <csignal>
+#include <memory>
 
 #include "agent/agent.h"
 #include "framework/process.h"
@@ -20,10 +21,9 @@ int main(int argc, char** argv) {
   XFR1_InstallFaultHandlers();
   ZOVLock::init();
 
-  ZOVAgent* agent = new ZOVAgent(argc > 1 ? argv[1] : nullptr);
+  const std::unique_ptr<ZOVAgent> agent(new ZOVAgent(argc > 1 ? argv[1] : nullptr));
   if (!agent->isInitialised()) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "Agent initialization failed");
-    delete agent;
     return 0;
   }
   // Only now: a signal during construction takes its default action.
@@ -31,6 +31,5 @@ int main(int argc, char** argv) {
   std::signal(SIGTERM, ZOVShutdownSignalHandler);
   agent->Process(argc, argv);
   DGT1_Printf(traceUnit, DGT1_ERROR, "Agent shutdown occurred");
-  delete agent;
   return 0;
 }

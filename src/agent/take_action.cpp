@@ -65,7 +65,7 @@ bool readNumber(ZOVQuotedStringParser& parser, int minimum, int maximum, int& nu
   const RWCString token = parser.next(done, Delimiters);
   number = KeepAsItIs;
   if (token.isNull()) return true;
-  return zovParseDigits(token, number) && number >= minimum && number <= maximum;
+  return zov::parseDigits(token, number) && number >= minimum && number <= maximum;
 }
 
 void logResult(const RWCString& name, const ZOVApplicationServer* server, unsigned int rc) {

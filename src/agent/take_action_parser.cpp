@@ -9,13 +9,15 @@
 
 static DGT1_Unit traceUnit("ZOVCTAPR");
 
-bool zovParseDigits(const RWCString& text, int& value) {
+namespace zov {
+
+bool parseDigits(const RWCString& text, int& value) {
   if (text.isNull() || std::strspn(text.data(), "0123456789") != text.length()) return false;
   value = static_cast<int>(std::min<long>(std::strtol(text.data(), nullptr, 10), INT_MAX));
   return true;
 }
 
-std::optional<ZOVTakeActionArgument> ZOVTakeActionParser::parseNext() {
+std::optional<TakeActionArgument> TakeActionParser::parseNext() {
   ZOV_TRACE(Public);
   while (_done == 0 && _returnCode == ZOV_OK) {
     const RWCString token = _parser.next(_done, " \t\n");
@@ -26,16 +28,16 @@ std::optional<ZOVTakeActionArgument> ZOVTakeActionParser::parseNext() {
       _returnCode = ZOV_INVALID_COMMAND;
       break;
     }
-    ZOVTakeActionArgument found;
+    TakeActionArgument found;
     found.id = entry->id;
     if (equals < token.length()) found.value = token(equals + 1, token.length());
-    found.isNumeric = zovParseDigits(found.value, found.numericValue);
+    found.isNumeric = parseDigits(found.value, found.numericValue);
     return found;
   }
   return std::nullopt;
 }
 
-const _TakeActionKeywordTableEntry* ZOVTakeActionParser::findKeyword(const RWCString& given) const {
+const _TakeActionKeywordTableEntry* TakeActionParser::findKeyword(const RWCString& given) const {
   for (const _TakeActionKeywordTableEntry& entry : _keywords) {
     const std::string_view keyword = entry.keyword;
     if (given.length() >= entry.minimumLength && given.length() <= keyword.size() &&
@@ -45,3 +47,5 @@ const _TakeActionKeywordTableEntry* ZOVTakeActionParser::findKeyword(const RWCSt
   }
   return nullptr;
 }
+
+}  // namespace zov

@@ -1,5 +1,5 @@
 #pragma once
-// ZOVTakeActionParser: reads the named arguments of a command, keyword=value, against a table of keywords of
+// TakeActionParser: reads the named arguments of a command, keyword=value, against a table of keywords of
 // which a command may also be given the beginning. No command has named arguments as yet. One caller at a
 // time.
 
@@ -15,23 +15,25 @@ struct _TakeActionKeywordTableEntry {
   int id;                      ///< what parseNext reports
 };
 
+namespace zov {
+
 /// One argument as it was found.
-struct ZOVTakeActionArgument {
+struct TakeActionArgument {
   int id = 0;
-  RWCString value;       ///< what stands behind the "="
-  int numericValue = 0;  ///< saturates
-  int isNumeric = 0;     ///< 1 when the value is digits
+  RWCString value;         ///< what stands behind the "="
+  int numericValue = 0;    ///< saturates
+  bool isNumeric = false;  ///< the value is digits
 };
 
-class ZOVTakeActionParser {
+class TakeActionParser {
  public:
   /// Both must outlive this.
-  ZOVTakeActionParser(std::span<const _TakeActionKeywordTableEntry> keywords, ZOVQuotedStringParser& parser)
+  TakeActionParser(std::span<const _TakeActionKeywordTableEntry> keywords, ZOVQuotedStringParser& parser)
       : _keywords(keywords), _parser(parser) {}
 
-  /// The next argument; nothing at the end, and nothing with a return code of 52 for an unknown keyword,
+  /// The next argument; nothing at the end, and nothing with ZOV_INVALID_COMMAND for an unknown keyword,
   /// after which nothing more is read. Empty tokens and keywords are skipped.
-  std::optional<ZOVTakeActionArgument> parseNext();
+  std::optional<TakeActionArgument> parseNext();
   ZOVReturnCode getReturnCode() const { return _returnCode; }
 
  private:
@@ -44,4 +46,6 @@ class ZOVTakeActionParser {
 };
 
 /// True when the text is digits and not empty; `value` is then its number, at most INT_MAX.
-bool zovParseDigits(const RWCString& text, int& value);
+bool parseDigits(const RWCString& text, int& value);
+
+}  // namespace zov

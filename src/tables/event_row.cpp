@@ -7,26 +7,26 @@
 
 static DGT1_Unit traceUnit("ZOVTEVNT");
 
-ZOVEventQuery::ZOVEventQuery(ZOVTable& table, ZOVAgent& agent)
+namespace zov {
+
+EventQuery::EventQuery(Table& table, TableServices& services)
     : _table(table),
-      _agent(agent),
+      _services(services),
       _filters(table.info().filters),
-      _entry(std::make_unique<ZOVAgentFrameworkComponentTraceEntry>(table.info().facts.traceName)) {}
+      _entry(std::make_unique<ZOVAgentFrameworkComponentTraceEntry>(table.info().traceName)) {}
 
-ZOVEventQuery::~ZOVEventQuery() {
-  if (_entry != nullptr && _agent.saveComponentTraceEntry(_entry.get()) != 0) _entry.release();
+const RWCString& EventQuery::readFilters() {
+  DGT1_Printf(traceUnit, DGT1_STATE_ENTER, "%s", _table.info().enteredLine);
+  zov::readFilters(_table, _filters.targets(), traceUnit.on(DGT1_STATE_ENTER), _entry.get(), nullptr,
+                   nullptr);
+  return _filters.value("ORIGINNODE");
 }
 
-const RWCString& ZOVEventQuery::readFilters() {
-  DGT1_Printf(traceUnit, DGT1_STATE_ENTER, "%s", _table.info().facts.enteredLine);
-  _agent.extractFilterInfo(_table, _filters.definitions(), _filters.size(), traceUnit.on(DGT1_STATE_ENTER),
-                           _entry.get(), nullptr, nullptr);
-  return _filters.text("ORIGINNODE");
-}
-
-void zovPadEventText(char* column, std::size_t width) {
+void padEventText(char* column, std::size_t width) {
   const auto length = static_cast<std::size_t>(std::find(column, column + width, '\0') - column);
   const std::string_view whole =
       ZOVUTF8Handler::truncated({column, length}, width, ZOVUTF8Handler::TruncateEnd);
   std::fill(column + whole.size(), column + width, ' ');
 }
+
+}  // namespace zov

@@ -4,35 +4,39 @@
 
 #include <memory>
 
-#include "agent/agent.h"
 #include "diag/component_trace.h"
-#include "tables/sample_table.h"
+#include "tables/table.h"
+#include "tables/table_services.h"
+
+namespace zov {
 
 /// The filters of a query, and its entry of the component trace, which goes to the trace at the query's end.
-class ZOVEventQuery {
+class EventQuery {
  public:
-  ZOVEventQuery(ZOVTable& table, ZOVAgent& agent);
-  ~ZOVEventQuery();
-  ZOVEventQuery(const ZOVEventQuery&) = delete;
-  ZOVEventQuery& operator=(const ZOVEventQuery&) = delete;
+  EventQuery(Table& table, TableServices& services);
+  ~EventQuery() { _services.saveTraceEntry(std::move(_entry)); }
+  EventQuery(const EventQuery&) = delete;
+  EventQuery& operator=(const EventQuery&) = delete;
 
   /// Reads the filters and answers the origin node's; empty without.
   const RWCString& readFilters();
-  const RWCString& text(std::string_view column) const { return _filters.text(column); }
+  const RWCString& text(std::string_view column) const { return _filters.value(column); }
 
  private:
-  ZOVTable& _table;
-  ZOVAgent& _agent;
-  ZOVFilterValues _filters;
+  Table& _table;
+  TableServices& _services;
+  FilterValues _filters;
   std::unique_ptr<ZOVAgentFrameworkComponentTraceEntry> _entry;
 };
 
 /// Blanks the zero bytes that copyString leaves behind a text; a character that was cut goes too.
-void zovPadEventText(char* column, std::size_t width);
+void padEventText(char* column, std::size_t width);
 
 /// Copies a text of an event into a column, blank padded.
-#define ZOV_COPY_EVENT_TEXT(sample, copy, column) \
-  do {                                            \
-    (sample)->copy(column, int{sizeof(column)});  \
-    zovPadEventText(column, sizeof(column));      \
-  } while (false)
+template <class Event, std::size_t Width>
+void copyEventText(const Event& event, void (Event::*copy)(char*, int) const, char (&column)[Width]) {
+  (event.*copy)(column, int{Width});
+  padEventText(column, Width);
+}
+
+}  // namespace zov

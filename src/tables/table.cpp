@@ -10,6 +10,8 @@
 
 static DGT1_Unit traceUnit("ZOVCTABL");
 
+namespace zov {
+
 namespace {
 
 /// Whether `upper` is the upper-case form of `lower`.
@@ -20,7 +22,7 @@ bool isUpperCaseOf(const char* upper, const char* lower) {
   return *upper == '\0';
 }
 
-std::int32_t intAt(const char* row, const ZOVColumn& column) {
+std::int32_t intAt(const char* row, const Column& column) {
   std::int32_t value;
   std::memcpy(&value, row + column.offset, sizeof value);
   return value;
@@ -28,25 +30,24 @@ std::int32_t intAt(const char* row, const ZOVColumn& column) {
 
 }  // namespace
 
-void zovFillText(char* column, std::size_t width, std::string_view text) {
+void fillText(char* column, std::size_t width, std::string_view text) {
   const std::size_t length = std::min(width, text.size());
   std::memcpy(column, text.data(), length);
   std::memset(column + length, ' ', width - length);
 }
 
-void zovFillUtf8(char* column, std::size_t width, std::string_view text) {
-  zovFillText(column, width, ZOVUTF8Handler::truncated(text, width, ZOVUTF8Handler::TruncateEnd));
+void fillUtf8(char* column, std::size_t width, std::string_view text) {
+  fillText(column, width, ZOVUTF8Handler::truncated(text, width, ZOVUTF8Handler::TruncateEnd));
 }
 
-ZOVTable::ZOVTable(RequestDetail* detail, ContextInfo* context, TableManager* manager,
-                   const ZOVTableInfo& info)
+Table::Table(RequestDetail* detail, ContextInfo* context, ::TableManager* manager, const TableInfo& info)
     : tqbox(detail, context, manager), _info(info) {
-  _rowSize = info.facts.rowBytes;
-  _data.allocSize = info.facts.allocSize;
+  _rowSize = info.rowBytes;
+  _data.allocSize = info.allocSize;
 }
 
-void ZOVTable::PrintSelf() {
-  DGT1_Print(traceUnit, __LINE__, "zov_%s_base @%p <%u,%u>", _info.facts.stem, static_cast<const void*>(this),
+void Table::PrintSelf() {
+  DGT1_Print(traceUnit, __LINE__, "zov_%s_base @%p <%u,%u>", _info.stem, static_cast<const void*>(this),
              handle.type, handle.id);
   DGT1_Print(traceUnit, __LINE__, "\t::appl=%s,table=%s,interval=%d,samptype=%d",
              requestDetail ? requestDetail->appl.c_str() : "",
@@ -58,7 +59,7 @@ void ZOVTable::PrintSelf() {
     const char* row = rowAt(index);
     if (row == nullptr) break;
     std::string line = "\t\t";
-    for (const ZOVColumn& column : _info.columns) {
+    for (const Column& column : _info.columns) {
       line += column.name;
       if (column.type == ColumnInfo_Integer) {
         line += "=" + std::to_string(intAt(row, column)) + " ";
@@ -72,16 +73,16 @@ void ZOVTable::PrintSelf() {
   DumpThresholds();
 }
 
-int ZOVTable::GetColumnInfo(ColumnInfo* info, int index) {
-  if (index < 0 || index > NumColumns()) return ZOVTableBadColumnIndex;
+int Table::GetColumnInfo(ColumnInfo* info, int index) {
+  if (index < 0 || index > NumColumns()) return BadColumnIndex;
   if (index == NumColumns()) return 0;
-  const ZOVColumn& column = _info.columns[static_cast<std::size_t>(index)];
+  const Column& column = _info.columns[static_cast<std::size_t>(index)];
   *info = {column.name, column.offset, column.width, column.type};
   return 0;
 }
 
-int ZOVTable::ColumnIsException(const char* row, const char* columnName, _IntfOper op, const char* value) {
-  for (const ZOVColumn& column : _info.columns) {
+int Table::ColumnIsException(const char* row, const char* columnName, _IntfOper op, const char* value) {
+  for (const Column& column : _info.columns) {
     if (!isUpperCaseOf(columnName, column.name)) continue;
     if (column.type == ColumnInfo_Integer)
       return IsException(op, static_cast<long>(intAt(row, column)), value);
@@ -90,10 +91,10 @@ int ZOVTable::ColumnIsException(const char* row, const char* columnName, _IntfOp
   return 0;
 }
 
-int ZOVTable::addRows(const char* rows, int count) {
+int Table::addRows(const char* rows, int count) {
   int result = 0;
   for (int index = 0; index < count && result == 0; ++index) {
-    const char* row = rows + static_cast<std::ptrdiff_t>(index) * _info.facts.rowBytes;
+    const char* row = rows + static_cast<std::ptrdiff_t>(index) * _info.rowBytes;
     if (!CheckForException(row)) continue;
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Passing row %d to InsertRow().", index);
     result = InsertRow(row);
@@ -101,7 +102,7 @@ int ZOVTable::addRows(const char* rows, int count) {
   return result;
 }
 
-int ZOVTableManager::addRowsToEvent(const char* rows, int count) {
+int TableManagerBase::addRowsToEvent(const char* rows, int count) {
   ZOV_TRACE(Public);
   int result = 0;
   OSL1_GetLock(&lock);
@@ -109,7 +110,7 @@ int ZOVTableManager::addRowsToEvent(const char* rows, int count) {
     TqboxListIter open(&openRequests);
     while (tqbox* request = open.Next()) {
       request->UseHandle(request->handle.id);
-      static_cast<ZOVTable*>(request)->addRows(rows, count);
+      static_cast<Table*>(request)->addRows(rows, count);
       if (const int sent = request->Dispatch(); sent != 0) result = sent;
       request->_data.count = 0;
       RCL1_Drop(request->handle.id);
@@ -119,3 +120,5 @@ int ZOVTableManager::addRowsToEvent(const char* rows, int count) {
   if (failure) zovRaise(*failure);
   return result;
 }
+
+}  // namespace zov

@@ -5,6 +5,8 @@
 
 #include "diag/utf8_handler.h"
 
+namespace zov {
+
 namespace {
 
 constexpr std::string_view Mark = "...";
@@ -29,10 +31,10 @@ std::size_t putTruncated(char* out, std::string_view text, std::size_t width,
 
 }  // namespace
 
-std::size_t zovWorkloadName(std::string_view major, std::string_view minor, int type, char* out,
-                            std::size_t width) {
+std::size_t writeWorkloadName(std::string_view major, std::string_view minor, int type, char* out,
+                              std::size_t width) {
   if (width == 0) return 0;
-  if (type == ZOVWorkloadNameMajorOnly) return putTruncated(out, major, width, ZOVUTF8Handler::TruncateFront);
+  if (type == WorkloadNameMajorOnly) return putTruncated(out, major, width, ZOVUTF8Handler::TruncateFront);
   const std::size_t room = width - 1;
   std::size_t minorRoom = room / 2;
   std::size_t majorRoom = room - minorRoom;
@@ -45,6 +47,8 @@ std::size_t zovWorkloadName(std::string_view major, std::string_view minor, int 
     minorRoom = room - major.size();
   }
   std::size_t length = putTruncated(out, major, majorRoom, ZOVUTF8Handler::TruncateFront);
-  out[length++] = ZOVWorkloadNameSeparator;
+  out[length++] = WorkloadNameSeparator;
   return length + putTruncated(out + length, minor, minorRoom, ZOVUTF8Handler::TruncateEnd);
 }
+
+}  // namespace zov

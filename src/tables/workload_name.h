@@ -7,9 +7,13 @@
 #include <cstddef>
 #include <string_view>
 
-inline constexpr char ZOVWorkloadNameSeparator = ':';
-inline constexpr int ZOVWorkloadNameMajorOnly = 1;
+namespace zov {
+
+inline constexpr char WorkloadNameSeparator = ':';
+inline constexpr int WorkloadNameMajorOnly = 1;
 
 /// Writes at most `width` bytes to `out` and answers their number. Allocates nothing.
-std::size_t zovWorkloadName(std::string_view major, std::string_view minor, int type, char* out,
-                            std::size_t width);
+std::size_t writeWorkloadName(std::string_view major, std::string_view minor, int type, char* out,
+                              std::size_t width);
+
+}  // namespace zov

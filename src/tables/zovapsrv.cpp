@@ -2,69 +2,56 @@
 
 #include "platform/trace.h"
 #include "runtime/time.h"
-#include "samples/anchors.h"
 #include "samples/sample_classes.h"
 #include "server/application_server.h"
-#include "tables/sample_table.h"
-
-#define ZOV_STEM zovapsrv
-#define ZOV_COLUMNS "tables/columns/zovapsrv.def"
-#define ZOV_BASE ZOVSampleTable
-#include "tables/define_table.inc"
+#include "tables/families.h"
 
 static DGT1_Unit traceUnit("ZOVTAPSR");
 
-class zov_zovapsrv_agent : public zov_zovapsrv_base {
- public:
-  using zov_zovapsrv_base::zov_zovapsrv_base;
-  void TakeSample() override { ZOVSampleTable::TakeSample(); }
+ZOV_SAMPLE_TABLE_AGENT(zovapsrv)
+protected:
+void computeColumns(void* bytes, const ZOVSample& sample, const ZOVApplicationServerBase& server) override {
+  auto& row = *static_cast<zov_zovapsrv_data_t*>(bytes);
+  fillStartTime(row, server.getAppServerStartTime());
+  row.as_cpup = cpuPercent(row, sample.getNumericData(zov::key::cpu_time));
+  row.srv_type = server.getAppServerType();
+  row.req_mon = server.getRequestCollectLevel();
+  row.req_srate = server.getRequestCapturePercent();
+  row.res_mon = server.isResourceDataCollectionSuspended() != 0 ? 0 : 1;
+  row.gc_mon = server.isGCDataCollectionSuspended() != 0 ? 0 : 1;
+  fillVersion(row, server);
+}
 
- protected:
-  Anchors makeAnchors(const ZOVFilterValues& filters) const override {
-    return oneAnchor<ZOVAppServerAnchor>(filters.text("SERVER_NAM"));
+private:
+static void fillStartTime(zov_zovapsrv_data_t& row, long long milliseconds) {
+  zov::fillText(row.stdate_tim, sizeof row.stdate_tim, "");
+  if (milliseconds == 0) {
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "Zero AppServer StartTime encountered");
+    milliseconds = -1;
   }
-  void computeColumns(unsigned char* bytes, const ZOVSample& sample,
-                      const ZOVApplicationServerBase& server) override {
-    auto* row = reinterpret_cast<zov_zovapsrv_data_t*>(bytes);
-    fillStartTime(*row, server.getAppServerStartTime());
-    row->as_cpup = cpuPercent(*row, sample.getNumericData(316));
-    row->srv_type = server.getAppServerType();
-    row->req_mon = server.getRequestCollectLevel();
-    row->req_srate = server.getRequestCapturePercent();
-    row->res_mon = server.isResourceDataCollectionSuspended() != 0 ? 0 : 1;
-    row->gc_mon = server.isGCDataCollectionSuspended() != 0 ? 0 : 1;
-    fillVersion(*row, server);
+  if (milliseconds == -1) {
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "Missing AppServer StartTime value");
+    return;
   }
-
- private:
-  static void fillStartTime(zov_zovapsrv_data_t& row, long long milliseconds) {
-    zovFillText(row.stdate_tim, sizeof row.stdate_tim, "");
-    if (milliseconds == 0) {
-      DGT1_Printf(traceUnit, DGT1_DETAIL, "Zero AppServer StartTime encountered");
-      milliseconds = -1;
-    }
-    if (milliseconds == -1) {
-      DGT1_Printf(traceUnit, DGT1_DETAIL, "Missing AppServer StartTime value");
-      return;
-    }
-    char text[20] = "";
-    ZOVTime time;
-    time.convertFromJavaTime(milliseconds);
-    time.getCTTime(text, sizeof text);
-    zovFillText(row.stdate_tim, sizeof row.stdate_tim, text);
+  char text[20] = "";
+  ZOVTime time;
+  time.convertFromJavaTime(milliseconds);
+  time.getCTTime(text, sizeof text);
+  zov::fillText(row.stdate_tim, sizeof row.stdate_tim, text);
+}
+static std::int32_t cpuPercent(const zov_zovapsrv_data_t& row, long long cpu) {
+  if (row.int_time < 1 || cpu == -1) return -1;
+  return static_cast<std::int32_t>(cpu / (row.int_time * ZOVAppServerSample::getNumProcessors()));
+}
+static void fillVersion(zov_zovapsrv_data_t& row, const ZOVApplicationServerBase& server) {
+  RWCString version;
+  const auto* concrete = dynamic_cast<const ZOVApplicationServer*>(&server);
+  if (concrete == nullptr || !concrete->findJavaProperty("appserver.platform", version)) {
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "Java property not found for appserver.platform");
   }
-  static std::int32_t cpuPercent(const zov_zovapsrv_data_t& row, long long cpu) {
-    if (row.int_time < 1 || cpu == -1) return -1;
-    return static_cast<std::int32_t>(cpu / (row.int_time * ZOVAppServerSample::getNumProcessors()));
-  }
-  static void fillVersion(zov_zovapsrv_data_t& row, const ZOVApplicationServerBase& server) {
-    RWCString version;
-    const auto* concrete = dynamic_cast<const ZOVApplicationServer*>(&server);
-    if (concrete == nullptr || !concrete->findJavaProperty("appserver.platform", version)) {
-      DGT1_Printf(traceUnit, DGT1_DETAIL, "Java property not found for appserver.platform");
-    }
-    zovFillUtf8(row.tsl_vers, sizeof row.tsl_vers, version.view());
-  }
-};
+  zov::fillUtf8(row.tsl_vers, sizeof row.tsl_vers, version.view());
+}
+}
+;
 
 ZOV_DEFINE_INIT(zovapsrv);

@@ -1,18 +1,13 @@
 // ZOVAPSST: the status of every server that is known, from the server objects themselves. Read once per
 // request.
 
-#include "agent/agent.h"
 #include "platform/trace.h"
 #include "runtime/recovery.h"
 #include "runtime/time.h"
 #include "runtime/trace_scope.h"
-#include "server/application_server.h"
+#include "server/application_server_base.h"
 #include "tables/event_row.h"
-
-#define ZOV_STEM zovapsst
-#define ZOV_COLUMNS "tables/columns/zovapsst.def"
-#define ZOV_BASE ZOVTable
-#include "tables/define_table.inc"
+#include "tables/families.h"
 
 static DGT1_Unit traceUnit("ZOVTAPST");
 
@@ -23,7 +18,7 @@ class zov_zovapsst_agent : public zov_zovapsst_base {
   void TakeSampleConstructor() {}
 
  private:
-  void fillCommonColumns(zov_zovapsst_data_t& row, const RWCString& origin, ZOVAgent& agent);
+  static void fillCommonColumns(zov_zovapsst_data_t& row, const RWCString& origin, const RWCString& node);
   void addServer(zov_zovapsst_data_t& row, const ZOVApplicationServerBase& server);
   static void determineStartTime(zov_zovapsst_data_t& row, long long milliseconds);
 };
@@ -32,41 +27,39 @@ ZOV_DEFINE_INIT(zovapsst);
 
 void zov_zovapsst_agent::TakeSample() {
   ZOV_TRACE(Public);
-  ZOVAgent* agent = ZOVAgent::current();
-  if (agent == nullptr || agent->applicationContext() == nullptr) return;
+  zov::TableServices* services = zov::TableServices::current();
+  if (services == nullptr) return;
   zov_zovapsst_data_t row = {};
-  ZOVEventQuery query(*this, *agent);
+  zov::EventQuery query(*this, *services);
   guarded(ZOV_PLACE, [&] {
-    fillCommonColumns(row, query.readFilters(), *agent);
+    fillCommonColumns(row, query.readFilters(), services->nodeName());
     const RWCString& wanted = query.text("SERVER_NAM");
-    agent->applicationContext()->forEachAppServer([&](const ZOVApplicationContext::Server& server) {
-      if (wanted.isNull() || server->getName() == wanted) addServer(row, *server);
-      return false;
+    services->forEachServer([&](const ZOVApplicationServerBase& server) {
+      if (wanted.isNull() || server.getName() == wanted) addServer(row, server);
     });
   });
 }
 
 void zov_zovapsst_agent::fillCommonColumns(zov_zovapsst_data_t& row, const RWCString& origin,
-                                           ZOVAgent& agent) {
-  const RWCString systemName = agent.getCurrentSystemName();
+                                           const RWCString& node) {
   char now[17] = "";
   ZOVTime::currentTime().getCTTime(now, sizeof now);
-  zovFillText(row.sdate_time, sizeof row.sdate_time, now);
-  zovFillText(row.originnode, sizeof row.originnode, origin.isNull() ? systemName.view() : origin.view());
-  zovFillUtf8(row.node_name, sizeof row.node_name, systemName.view());
+  zov::fillText(row.sdate_time, sizeof row.sdate_time, now);
+  zov::fillText(row.originnode, sizeof row.originnode, origin.isNull() ? node.view() : origin.view());
+  zov::fillUtf8(row.node_name, sizeof row.node_name, node.view());
 }
 
 void zov_zovapsst_agent::addServer(zov_zovapsst_data_t& row, const ZOVApplicationServerBase& server) {
-  zovFillUtf8(row.server_nam, sizeof row.server_nam, server.getName().view());
+  zov::fillUtf8(row.server_nam, sizeof row.server_nam, server.getName().view());
   row.status = server.getStatus();
   row.type = server.getAppServerType();
   const bool connected = row.status == ServerConnected;
   row.pid = connected ? static_cast<std::int32_t>(server.getProcessId()) : -1;
   determineStartTime(row, connected ? server.getAppServerStartTime() : -1);
-  zovFillUtf8(row.srvgrp_nam, sizeof row.srvgrp_nam, server.getClusterName().view());
-  zovFillUtf8(row.tsl_nnam, sizeof row.tsl_nnam, server.getTSLNodeName().view());
-  zovFillUtf8(row.tsl_cnam, sizeof row.tsl_cnam, server.getTSLCellName().view());
-  zovFillUtf8(row.tsl_rnam, sizeof row.tsl_rnam, server.getServerRootDirectory().view());
+  zov::fillUtf8(row.srvgrp_nam, sizeof row.srvgrp_nam, server.getClusterName().view());
+  zov::fillUtf8(row.tsl_nnam, sizeof row.tsl_nnam, server.getTSLNodeName().view());
+  zov::fillUtf8(row.tsl_cnam, sizeof row.tsl_cnam, server.getTSLCellName().view());
+  zov::fillUtf8(row.tsl_rnam, sizeof row.tsl_rnam, server.getServerRootDirectory().view());
   AddData(&row, 1);
 }
 
@@ -79,5 +72,5 @@ void zov_zovapsst_agent::determineStartTime(zov_zovapsst_data_t& row, long long 
     time.convertFromJavaTime(milliseconds);
     time.getCTTime(text, sizeof text);
   }
-  zovFillText(row.stdate_tim, sizeof row.stdate_tim, text);
+  zov::fillText(row.stdate_tim, sizeof row.stdate_tim, text);
 }

@@ -1,6 +1,5 @@
 #include "tables/zovloganal.h"
 
-#include "agent/agent.h"
 #include "collectors/log_event_sample.h"
 #include "platform/trace.h"
 #include "runtime/recovery.h"
@@ -14,18 +13,18 @@ ZOV_DEFINE_INIT(zovloganal);
 
 void zov_zovloganal_agent::TakeSample() {
   ZOV_TRACE(Public);
-  ZOVAgent* agent = ZOVAgent::current();
-  if (agent == nullptr) return;
+  zov::TableServices* services = zov::TableServices::current();
+  if (services == nullptr) return;
   ZOVSampleCallbackParms parms;
   parms.request = this;
   zov_zovloganal_data_t row = {};
-  ZOVEventQuery query(*this, *agent);
+  zov::EventQuery query(*this, *services);
   guarded(ZOV_PLACE, [&] {
     query.readFilters();
     _row = &row;
     ResetGetSubnode();
     for (const char* subnode = GetSubnode(); subnode != nullptr && *subnode != '\0'; subnode = GetSubnode()) {
-      agent->getLogFileSamples(sampleCallback, &parms, subnode);
+      services->getLogEvents(sampleCallback, &parms, subnode);
     }
   });
   _row = nullptr;
@@ -52,21 +51,21 @@ unsigned int zov_zovloganal_agent::emitEvent(const ZOVLogEventSample* sample,
 
 void zov_zovloganal_agent::setRow(zov_zovloganal_data_t* row, const ZOVLogEventSample* sample,
                                   const ZOVApplicationServerBase* server) {
-  ZOVAgent* agent = ZOVAgent::current();
-  zovFillUtf8(row->server_nam, sizeof row->server_nam, server == nullptr ? "" : server->getName().view());
-  zovFillText(row->originnode, sizeof row->originnode,
-              server == nullptr ? "" : server->getSubnodeName().view());
-  zovFillUtf8(row->node_name, sizeof row->node_name,
-              agent == nullptr ? std::string_view() : agent->getCurrentSystemName().view());
-  ZOV_COPY_EVENT_TEXT(sample, copyTimeStamp, row->sdate_time);
-  ZOV_COPY_EVENT_TEXT(sample, copyThreadId, row->threadid);
-  ZOV_COPY_EVENT_TEXT(sample, copyComponent, row->component);
-  ZOV_COPY_EVENT_TEXT(sample, copyMessage, row->err_msg);
-  ZOV_COPY_EVENT_TEXT(sample, copyMsgId, row->msg_id);
+  zov::TableServices* services = zov::TableServices::current();
+  zov::fillUtf8(row->server_nam, sizeof row->server_nam, server == nullptr ? "" : server->getName().view());
+  zov::fillText(row->originnode, sizeof row->originnode,
+                server == nullptr ? "" : server->getSubnodeName().view());
+  zov::fillUtf8(row->node_name, sizeof row->node_name,
+                services == nullptr ? std::string_view() : services->nodeName().view());
+  zov::copyEventText(*sample, &ZOVLogEventSample::copyTimeStamp, row->sdate_time);
+  zov::copyEventText(*sample, &ZOVLogEventSample::copyThreadId, row->threadid);
+  zov::copyEventText(*sample, &ZOVLogEventSample::copyComponent, row->component);
+  zov::copyEventText(*sample, &ZOVLogEventSample::copyMessage, row->err_msg);
+  zov::copyEventText(*sample, &ZOVLogEventSample::copyMsgId, row->msg_id);
   row->severity = sample->getSeverity();
-  ZOV_COPY_EVENT_TEXT(sample, copyJobName, row->job_name);
-  ZOV_COPY_EVENT_TEXT(sample, copyJobASID, row->job_asid);
-  ZOV_COPY_EVENT_TEXT(sample, copyProcessId, row->processid);
-  ZOV_COPY_EVENT_TEXT(sample, copyOrigin, row->origin);
-  ZOV_COPY_EVENT_TEXT(sample, copyServerInstanceName, row->srvi_name);
+  zov::copyEventText(*sample, &ZOVLogEventSample::copyJobName, row->job_name);
+  zov::copyEventText(*sample, &ZOVLogEventSample::copyJobASID, row->job_asid);
+  zov::copyEventText(*sample, &ZOVLogEventSample::copyProcessId, row->processid);
+  zov::copyEventText(*sample, &ZOVLogEventSample::copyOrigin, row->origin);
+  zov::copyEventText(*sample, &ZOVLogEventSample::copyServerInstanceName, row->srvi_name);
 }

@@ -2,15 +2,7 @@
 // ZOVLOGANAL: records of the servers' activity logs. Queried, it shows the retained ones; each new one is
 // pushed as it comes. It has no history.
 
-#include "tables/table.h"
-
-#define ZOV_STEM zovloganal
-#define ZOV_COLUMNS "tables/columns/zovloganal.def"
-#define ZOV_BASE ZOVTable
-#include "tables/define_table.inc"
-#undef ZOV_STEM
-#undef ZOV_COLUMNS
-#undef ZOV_BASE
+#include "tables/families.h"
 
 class ZOVApplicationServer;
 class ZOVApplicationServerBase;
@@ -23,7 +15,8 @@ class zov_zovloganal_agent : public zov_zovloganal_base {
   void TakeSampleConstructor() {}
   static unsigned int sampleCallback(ZOVSampleCallbackParms* parms, const void* sample,
                                      const ZOVApplicationServerBase* server);
-  /// Pushes an event without any request; 45 when the framework refuses it or has no such table yet.
+  /// Pushes an event without any request; ZOV_EVENT_ERROR when the framework refuses it or has no such table
+  /// yet.
   static unsigned int emitEvent(const ZOVLogEventSample* sample, const ZOVApplicationServerBase* server);
 
  private:

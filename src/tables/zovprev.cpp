@@ -1,7 +1,6 @@
 #include "tables/zovprev.h"
 
-#include "agent/agent.h"
-#include "collectors/product_event_collector.h"
+#include "collectors/product_event_sample.h"
 #include "platform/trace.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
@@ -9,30 +8,22 @@
 
 static DGT1_Unit traceUnit("ZOVTPREV");
 
-ZOV_DEFINE_MANAGER(zovprev)
-
-int zov_zovprev_init() {
-  auto* manager = new zov_zovprev_manager;
-  zov_zovprev_static_manager = manager;
-  ZOVProductEventCollector::setEmitter(zov_zovprev_agent::emitEvent);
-  return TableManager::RegisterWithManager(manager);
-}
+ZOV_DEFINE_INIT(zovprev);
 
 void zov_zovprev_agent::TakeSample() {
   ZOV_TRACE(Public);
-  ZOVAgent* agent = ZOVAgent::current();
-  if (agent == nullptr) return;
+  zov::TableServices* services = zov::TableServices::current();
+  if (services == nullptr) return;
   ZOVSampleCallbackParms parms;
   parms.request = this;
   zov_zovprev_data_t row = {};
-  ZOVEventQuery query(*this, *agent);
+  zov::EventQuery query(*this, *services);
   guarded(ZOV_PLACE, [&] {
     const RWCString origin = query.readFilters();
-    zovFillText(row.originnode, sizeof row.originnode,
-                origin.isNull() ? agent->getCurrentSystemName().view() : origin.view());
+    zov::fillText(row.originnode, sizeof row.originnode,
+                  origin.isNull() ? services->nodeName().view() : origin.view());
     _row = &row;
-    agent->getWorkloadAnalysisMessages();
-    agent->getProductEventSamples(sampleCallback, &parms, nullptr);
+    services->getProductEvents(sampleCallback, &parms);
   });
   _row = nullptr;
 }
@@ -48,23 +39,23 @@ unsigned int zov_zovprev_agent::sampleCallback(ZOVSampleCallbackParms* parms, co
 unsigned int zov_zovprev_agent::emitEvent(const ZOVProductEventSample* sample,
                                           const ZOVApplicationServer* /*server*/) {
   ZOV_TRACE(Public);
-  ZOVAgent* agent = ZOVAgent::current();
-  if (agent == nullptr || zov_zovprev_static_manager.load() == nullptr) return ZOV_EVENT_ERROR;
+  zov::TableServices* services = zov::TableServices::current();
+  if (services == nullptr || zov_zovprev_static_manager.load() == nullptr) return ZOV_EVENT_ERROR;
   zov_zovprev_data_t row = {};
-  zovFillText(row.originnode, sizeof row.originnode, agent->getCurrentSystemName().view());
+  zov::fillText(row.originnode, sizeof row.originnode, services->nodeName().view());
   setRow(&row, sample);
   return zov_zovprev_manager::EventArrived(&row, 1) != 0 ? ZOV_EVENT_ERROR : ZOV_OK;
 }
 
 void zov_zovprev_agent::setRow(zov_zovprev_data_t* row, const ZOVProductEventSample* sample) {
-  ZOVAgent* agent = ZOVAgent::current();
-  zovFillUtf8(row->node_name, sizeof row->node_name,
-              agent == nullptr ? std::string_view() : agent->getCurrentSystemName().view());
-  ZOV_COPY_EVENT_TEXT(sample, copyTimeStamp, row->sdate_time);
-  ZOV_COPY_EVENT_TEXT(sample, copyMsgId, row->msg_id);
-  ZOV_COPY_EVENT_TEXT(sample, copyMsgDesc, row->msg_desc);
-  ZOV_COPY_EVENT_TEXT(sample, copyFile, row->file);
-  ZOV_COPY_EVENT_TEXT(sample, copyFunction, row->function);
+  zov::TableServices* services = zov::TableServices::current();
+  zov::fillUtf8(row->node_name, sizeof row->node_name,
+                services == nullptr ? std::string_view() : services->nodeName().view());
+  zov::copyEventText(*sample, &ZOVProductEventSample::copyTimeStamp, row->sdate_time);
+  zov::copyEventText(*sample, &ZOVProductEventSample::copyMsgId, row->msg_id);
+  zov::copyEventText(*sample, &ZOVProductEventSample::copyMsgDesc, row->msg_desc);
+  zov::copyEventText(*sample, &ZOVProductEventSample::copyFile, row->file);
+  zov::copyEventText(*sample, &ZOVProductEventSample::copyFunction, row->function);
   row->severity = sample->getSeverity();
   row->line = sample->getLine();
 }

@@ -2,15 +2,7 @@
 // ZOVPREV: the agent's own messages and those of its data collectors. Queried, it shows the retained ones;
 // each new one is pushed as it comes.
 
-#include "tables/table.h"
-
-#define ZOV_STEM zovprev
-#define ZOV_COLUMNS "tables/columns/zovprev.def"
-#define ZOV_BASE ZOVTable
-#include "tables/define_table.inc"
-#undef ZOV_STEM
-#undef ZOV_COLUMNS
-#undef ZOV_BASE
+#include "tables/families.h"
 
 class ZOVApplicationServer;
 class ZOVApplicationServerBase;
@@ -23,7 +15,8 @@ class zov_zovprev_agent : public zov_zovprev_base {
   void TakeSampleConstructor() {}
   static unsigned int sampleCallback(ZOVSampleCallbackParms* parms, const void* sample,
                                      const ZOVApplicationServerBase* server);
-  /// Pushes an event without any request; 45 when the framework refuses it or has no such table yet.
+  /// Pushes an event without any request; ZOV_EVENT_ERROR when the framework refuses it or has no such table
+  /// yet.
   static unsigned int emitEvent(const ZOVProductEventSample* sample, const ZOVApplicationServer* server);
 
  private:

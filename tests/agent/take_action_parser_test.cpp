@@ -10,7 +10,7 @@ constexpr _TakeActionKeywordTableEntry Keywords[] = {{"LEVEL", 3, 10}, {"LEVELTE
 struct Expected {
   int id;
   const char* value;
-  int isNumeric;
+  bool isNumeric;
   int numericValue;
 };
 struct Case {
@@ -35,7 +35,7 @@ TEST(TakeActionParser, ReadsNamedArguments) {
     SCOPED_TRACE(c.text);
     const RWCString text = c.text;
     ZOVQuotedStringParser tokens(text, '\'');
-    ZOVTakeActionParser parser(Keywords, tokens);
+    zov::TakeActionParser parser(Keywords, tokens);
     for (const Expected& expected : c.arguments) {
       const auto argument = parser.parseNext();
       ASSERT_TRUE(argument);

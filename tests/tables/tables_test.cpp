@@ -3,33 +3,19 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
+#include <map>
 #include <string>
 
-#include "agent/agent.h"
 #include "samples/sample_classes.h"
-#include "tables/sample_table.h"
-#include "tables/table_inits.h"
+#include "tables/families.h"
+#include "tables/sorted_sample.h"
 #include "tables/workload_name.h"
 
 namespace {
 
-struct OneTable {
-  const char* name;
-  const ZOVTableInfo& info;
-};
-
-const std::vector<OneTable>& allTables() {
-  static const std::vector<OneTable> tables{
-#define ZOV_TABLE(stem, name, ...) {#name, zov_##stem##_table()},
-#include "tables/tables.def"
-  };
-  return tables;
-}
-
-class PlainTable : public ZOVTable {
+class PlainTable : public zov::Table {
  public:
-  explicit PlainTable(const ZOVTableInfo& info) : ZOVTable(nullptr, nullptr, nullptr, info) {}
+  explicit PlainTable(const zov::TableInfo& info) : Table(nullptr, nullptr, nullptr, info) {}
   int InsertRow(const char* row) override { return inserted.push_back(row), refuse; }
   int CheckForException(const char* row) override { return row != dropped; }
 
@@ -38,29 +24,8 @@ class PlainTable : public ZOVTable {
   int refuse = 0;
 };
 
-TEST(Tables, ColumnsLieWithinTheRowInOrderAndHaveNamesOfTheirOwn) {
-  ASSERT_EQ(allTables().size(), 29u);
-  for (const OneTable& table : allTables()) {
-    SCOPED_TRACE(table.name);
-    PlainTable request(table.info);
-    std::set<std::string> names;
-    ColumnInfo info;
-    int end = 0;
-    for (int i = 0; i < request.NumColumns(); ++i) {
-      ASSERT_EQ(request.GetColumnInfo(&info, i), 0);
-      EXPECT_GE(info.offset, end);
-      end = info.offset + info.size;
-      EXPECT_TRUE(names.insert(info.name).second) << info.name;
-      EXPECT_TRUE(info.type != ColumnInfo_Integer || info.size == 4) << info.name;
-    }
-    EXPECT_EQ(end, table.info.facts.rowBytes);
-    EXPECT_LE(static_cast<std::size_t>(end), ZOVTableWidestRow);
-    for (const char* filter : table.info.filters) EXPECT_STRNE(filter, "");
-  }
-}
-
 TEST(Tables, ColumnInfoRefusesWhatIsOutOfRangeAndLeavesTheEndUntouched) {
-  PlainTable request(zov_zovprev_table());
+  PlainTable request(zov_zovprev_info);
   ColumnInfo info{"kept", 1, 2, 3};
   EXPECT_EQ(request.GetColumnInfo(&info, -1), 0x21060007);
   EXPECT_EQ(request.GetColumnInfo(&info, request.NumColumns() + 1), 0x21060007);
@@ -69,7 +34,7 @@ TEST(Tables, ColumnInfoRefusesWhatIsOutOfRangeAndLeavesTheEndUntouched) {
 }
 
 TEST(Tables, ThresholdsCompareTheColumnThatTheyName) {
-  PlainTable request(zov_zovprev_table());
+  PlainTable request(zov_zovprev_info);
   std::string row(584, ' ');
   row.replace(276, 8, "ZOVA0001");
   const std::int32_t severity = -2;
@@ -86,7 +51,7 @@ TEST(Tables, ThresholdsCompareTheColumnThatTheyName) {
 }
 
 TEST(Tables, AddDataDropsRowsBelowTheThresholdsAndStopsAtTheFirstRefusal) {
-  PlainTable request(zov_zovreqhis_table());
+  PlainTable request(zov_zovreqhis_info);
   const std::vector<char> rows(3 * 160);
   request.dropped = rows.data() + 160;
   EXPECT_EQ(request.addRows(rows.data(), 3), 0);
@@ -97,15 +62,15 @@ TEST(Tables, AddDataDropsRowsBelowTheThresholdsAndStopsAtTheFirstRefusal) {
 }
 
 TEST(Tables, SortableColumnsAreThoseWithAValueARateOrAPercentage) {
-  std::map<std::string, ZOVKeywordTableEntry> sortable;
-  for (const auto* row = zov_zovrequest_table().keywords; row->columnName != nullptr; ++row) {
+  std::map<std::string, zov::KeywordTableEntry> sortable;
+  for (const auto* row = zov_zovrequest_info.keywords; row->columnName != nullptr; ++row) {
     sortable[row->columnName] = *row;
   }
   EXPECT_EQ(sortable.count("req_name"), 0u);
-  EXPECT_EQ(sortable.at("c8").valueType, SortByRate);
-  EXPECT_EQ(sortable.at("c10").valueType, SortByPercent);
-  EXPECT_EQ(sortable.at("c10").keyword, 704u);
-  EXPECT_EQ(sortable.at("c7").valueType, SortByValue);
+  EXPECT_EQ(sortable.at("c8").valueType, zov::SortByRate);
+  EXPECT_EQ(sortable.at("c10").valueType, zov::SortByPercent);
+  EXPECT_EQ(sortable.at("c10").keyword, static_cast<unsigned int>(zov::key::request_time));
+  EXPECT_EQ(sortable.at("c7").valueType, zov::SortByValue);
 }
 
 TEST(WorkloadName, SharesTheRoomBetweenBothNames) {
@@ -130,31 +95,31 @@ TEST(WorkloadName, SharesTheRoomBetweenBothNames) {
   };
   for (const auto& one : cases) {
     char out[32];
-    const std::size_t length = zovWorkloadName(one.major, one.minor, one.type, out, one.width);
+    const std::size_t length = zov::writeWorkloadName(one.major, one.minor, one.type, out, one.width);
     EXPECT_EQ(std::string(out, length), one.expected);
     EXPECT_LE(length, one.width);
   }
 }
 
 TEST(SortedSample, EqualValuesKeepTheirOrderAndDescendingTurnsTheRestRound) {
-  ZOVExtendedFilter filter;
-  filter.sortKeyword = 705;
-  for (const ZOVSortOrder order : {SortAscending, SortDescending}) {
+  zov::ExtendedFilter filter;
+  filter.sortKeyword = zov::key::longest_request_time;
+  for (const zov::SortOrder order : {zov::SortAscending, zov::SortDescending}) {
     filter.sortOrder = order;
     RWBinaryTree tree;
     const long long values[] = {5, 9, 5, -1, 9};
     for (int i = 0; i < 5; ++i) {
       auto sample = std::make_unique<ZOVWorkloadSumSample>();
-      sample->saveNumericData(705, values[i]);
-      sample->saveNumericData(4, i);
-      tree.insert(new ZOVSortedSample(std::move(sample), &filter, nullptr));
+      sample->saveNumericData(zov::key::longest_request_time, values[i]);
+      sample->saveNumericData(zov::key::process_id, i);
+      tree.insert(new zov::SortedSample(std::move(sample), &filter, nullptr));
     }
     std::string ids;
     RWBinaryTreeIterator next(tree);
-    while (auto* sorted = static_cast<ZOVSortedSample*>(next())) {
-      ids += std::to_string(sorted->sample().getNumericData(4));
+    while (auto* sorted = static_cast<zov::SortedSample*>(next())) {
+      ids += std::to_string(sorted->sample().getNumericData(zov::key::process_id));
     }
-    EXPECT_EQ(ids, order == SortAscending ? "30214" : "14023");
+    EXPECT_EQ(ids, order == zov::SortAscending ? "30214" : "14023");
     tree.clearAndDestroy();
   }
 }

@@ -1,0 +1,155 @@
+// What tables fill by their own code: server status, process figures, names of requests, events.
+
+#include "collectors/log_event_sample.h"
+#include "collectors/product_event_sample.h"
+#include "table_fixture.h"
+#include "tables/zovloganal.h"
+#include "tables/zovprev.h"
+
+namespace {
+
+class OwnColumns : public TableFixture {
+ protected:
+  OwnColumns() {
+    ::setenv("TZ", "UTC", 1);
+    ::tzset();
+  }
+  static std::string shown(const zov::TableInfo& table, const std::string& row, const char* name) {
+    const zov::Column& column = columnNamed(table, name);
+    if (column.type == ColumnInfo_Integer) return std::to_string(numberAt(row, column.offset));
+    return textAt(row, column);
+  }
+  /// Each column of the row that is named, and what it must show.
+  static void expectRow(const zov::TableInfo& table, const std::string& row,
+                        const std::vector<std::pair<const char*, std::string>>& expected) {
+    for (const auto& [name, value] : expected) EXPECT_EQ(shown(table, row, name), value) << name;
+  }
+};
+
+TEST_F(OwnColumns, OfServerStatus) {
+  const zov::TableInfo& status = tableNamed("ZOVAPSST");
+  server(0).setAppServerStartTime(1'700'000'000'000);
+  server(0).setDCProbeManagerProcessId(4711);
+  server(0).setClusterName("group");
+  server(0).setTSLNodeName("node");
+  server(0).setTSLCellName("cell");
+  server(1).setStatus(ServerDisconnected);
+  const auto rows = query(status);
+  ASSERT_EQ(rows.size(), 2u);
+  expectRow(status, rows[0],
+            {{"originnode", "host"},
+             {"node_name", "host"},
+             {"server_nam", "shop"},
+             {"status", "1"},
+             {"pid", "4711"},
+             {"stdate_tim", "1231114221320000"},
+             {"type", "1"},
+             {"srvgrp_nam", "group"},
+             {"tsl_nnam", "node"},
+             {"tsl_cnam", "cell"},
+             {"tsl_rnam", "/srv"}});
+  expectRow(status, rows[1],
+            {{"server_nam", "bank"}, {"status", "0"}, {"pid", "-1"}, {"stdate_tim", ""}, {"srvgrp_nam", ""}});
+  const auto named = query(
+      status, {ZOVHubFilter::ofText("SERVER_NAM", "bank"), ZOVHubFilter::ofText("ORIGINNODE", "agent")});
+  ASSERT_EQ(named.size(), 1u);
+  expectRow(status, named[0], {{"originnode", "agent"}, {"server_nam", "bank"}});
+  EXPECT_TRUE(query(status, {ZOVHubFilter::ofText("SERVER_NAM", "Bank")}).empty());
+}
+
+TEST_F(OwnColumns, OfProcessFigures) {
+  const zov::TableInfo& servers = tableNamed("ZOVAPSRV");
+  server(0).setAppServerStartTime(1'700'000'000'000);
+  const long long processors = ZOVAppServerSample::getNumProcessors();
+  const struct {
+    long long cpu;
+    int seconds;
+    const char* percent;
+  } cases[] = {{0, 0, "-1"}, {30'000 * processors, 60, "500"}, {0, 60, "0"}};
+  long long time = 1'700'000'000, total = 0;
+  for (const auto& one : cases) {
+    auto sample = std::make_unique<ZOVAppServerSample>();
+    sample->saveNumericData(zov::key::sample_time, time += one.seconds);
+    sample->saveNumericData(zov::key::cpu_time, total += one.cpu);
+    server(0).saveSample(sample.release(), SaveSampleInterval, 0);
+    const auto rows = query(servers, {}, 1);
+    ASSERT_EQ(rows.size(), 1u);
+    expectRow(servers, rows[0],
+              {{"as_cpup", one.percent},
+               {"int_time", std::to_string(one.seconds)},
+               {"srv_type", "1"},
+               {"stdate_tim", "1231114221320000"},
+               {"tsl_vers", ""},
+               {"res_mon", server(0).isResourceDataCollectionSuspended() != 0 ? "0" : "1"},
+               {"gc_mon", server(0).isGCDataCollectionSuspended() != 0 ? "0" : "1"},
+               {"req_mon", std::to_string(server(0).getRequestCollectLevel())},
+               {"req_srate", std::to_string(server(0).getRequestCapturePercent())}});
+  }
+}
+
+TEST_F(OwnColumns, OfRequestNames) {
+  auto sample = std::make_unique<ZOVWorkloadSumSample>();
+  sample->saveNumericData(zov::key::request_type, 2);
+  sample->saveStringData(zov::key::application_name, "shop");
+  sample->saveStringData(zov::key::request_name, "order");
+  server(0).saveSample(sample.release(), SaveSampleInterval, 0);
+  const zov::TableInfo& requests = tableNamed("ZOVREQUEST");
+  expectRow(requests, query(requests, {}, 1).at(0), {{"c52", "shop:order"}});
+}
+
+TEST_F(OwnColumns, OfProductEvents) {
+  ZOVProductEventSample event;
+  event.setMsgId("ZOVA0017");
+  event.setMsgDesc("A message");
+  event.setFile("agent.cpp");
+  event.setFunction("main");
+  event.setSeverity(2);
+  event.setLine(17);
+  services.productEvent = &event;
+  const zov::TableInfo& events = tableNamed("ZOVPREV");
+  const auto rows = query(events);
+  ASSERT_EQ(rows.size(), 1u);
+  expectRow(events, rows[0],
+            {{"originnode", "host"},
+             {"node_name", "host"},
+             {"severity", "2"},
+             {"msg_id", "ZOVA0017"},
+             {"msg_desc", "A message"},
+             {"file", "agent"},
+             {"line", "17"},
+             {"function", "main"}});
+  expectRow(events, query(events, {ZOVHubFilter::ofText("ORIGINNODE", "agent")}).at(0),
+            {{"originnode", "agent"}});
+  EXPECT_EQ(zov_zovprev_agent::emitEvent(&event, nullptr), ZOV_EVENT_ERROR) << "the table is not registered";
+}
+
+TEST_F(OwnColumns, OfLogEvents) {
+  ZOVLogEventSample event;
+  event.setThreadId("thread");
+  event.setComponent("component");
+  event.setMsgId("MSG1");
+  event.setMessage("A record");
+  event.setProcessId("4711");
+  event.setServerInstanceName("one");
+  event.setSeverity(3);
+  services.logEvent = &event;
+  const zov::TableInfo& events = tableNamed("ZOVLOGANAL");
+  const auto rows = query(events);
+  ASSERT_EQ(rows.size(), 2u);
+  expectRow(events, rows[1],
+            {{"originnode", subnode(1)},
+             {"server_nam", "bank"},
+             {"node_name", "host"},
+             {"threadid", "thread"},
+             {"component", "component"},
+             {"severity", "3"},
+             {"msg_id", "MSG1"},
+             {"err_msg", "A record"},
+             {"job_name", ""},
+             {"job_asid", ""},
+             {"processid", "4711"},
+             {"origin", ""},
+             {"srvi_name", "one"}});
+}
+
+}  // namespace
