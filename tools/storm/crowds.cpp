@@ -53,29 +53,20 @@ class Regulars::Newcomer : public Collector {
                   {fmt::format("new{}", number % NewcomerNames), 20'000 + number}),
         _service(service),
         _came(itsField.now) {}
-  ~Newcomer() override {
-    if (!_greeted) ++_service.failedGreetings;
-  }
+  ~Newcomer() override { ++(_served ? _service.servedNewcomers : _service.failedNewcomers); }
 
  protected:
-  void greeted(bool accepted) override {
-    if (!accepted) return leave();
-    _greeted = true;
-    ++_service.greetings;
-    _service.greeting.raise(seconds(field().now - _came));
-  }
   void polled() override {
+    _served = true;
     answerPoll();
     leave();
   }
-  void tick() override {
-    if (!_greeted) _service.greeting.raise(seconds(field().now - _came));
-  }
+  void tick() override { _service.firstPoll.raise(seconds(field().now - _came)); }
 
  private:
   Service& _service;
   const Moment _came;
-  bool _greeted = false;
+  bool _served = false;
 };
 
 Regulars::Regulars(Service& service) : _service(service) {

@@ -15,7 +15,7 @@ constexpr int RegularCount = 20;
 constexpr int PollIntervalSeconds = 5;
 constexpr std::string_view RegularPrefix = "good";
 
-/// Twenty collectors that stay, and one newcomer after the other that is greeted, polled once, and goes.
+/// Twenty collectors that stay, and one newcomer after the other that is polled once and goes.
 class Regulars : public Loop::Crowd {
  public:
   explicit Regulars(Service& service);

@@ -31,12 +31,12 @@ class Peak {
 /// Of the collectors that behave.
 struct Service {
   Peak pollLateness;                   ///< time since a regular's last poll, over its interval
-  Peak greeting;                       ///< from a newcomer's connecting to the agent's yes
+  Peak firstPoll;                      ///< from a newcomer's connecting to its first poll
   std::atomic<int> regularsPolled{0};  ///< regulars that were polled at least once
   std::atomic<long> polls{0};
-  std::atomic<long> greetings{0};
+  std::atomic<long> servedNewcomers{0};
   std::atomic<long> lostSessions{0};     ///< sessions of regulars that the agent ended or refused
-  std::atomic<long> failedGreetings{0};  ///< newcomers that were refused, cut off, or gave up waiting
+  std::atomic<long> failedNewcomers{0};  ///< that were refused, cut off, or gave up waiting
 };
 
 /// Of the others.

@@ -220,7 +220,7 @@ Reading Storm::read(Probes& probes) {
       100 * (usage.processorSeconds - std::exchange(_processorBefore, usage.processorSeconds));
   reading[Column::LogLines] = 60 * static_cast<double>(logLines - std::exchange(_logLinesBefore, logLines));
   reading[Column::PollLateness] = _service.pollLateness.take();
-  reading[Column::Greeting] = _service.greeting.take();
+  reading[Column::FirstPoll] = _service.firstPoll.take();
   probes.read(reading);
   return reading;
 }
@@ -238,7 +238,8 @@ void Storm::tellCounts(const Probes& probes) const {
       "\nstorm: {} connections, of which {} were accepted, {} refused, {} went unanswered; {} MB of floods\n",
       _weather.opened.load(), _weather.accepted.load(), _weather.refused.load(), _weather.unanswered.load(),
       _weather.floodedBytes / 1'000'000);
-  fmt::print("regulars: {} polls; newcomers: {} greeted\n", _service.polls.load(), _service.greetings.load());
+  fmt::print("regulars: {} polls; newcomers: {} served\n", _service.polls.load(),
+             _service.servedNewcomers.load());
   for (const auto& [name, probe] : {std::pair<const char*, const Probe&>("/healthz", probes.health()),
                                     {"a regular's node", probes.regular()},
                                     {"all nodes", probes.full()}}) {
@@ -252,7 +253,7 @@ void Storm::judgeCounts(const Probes& probes) {
     _report.aim(fmt::format("{}: none", what), fmt::format("{}", count), count == 0);
   };
   none("sessions of regulars that ended or were refused", _service.lostSessions);
-  none("newcomers that were not greeted", _service.failedGreetings);
+  none("newcomers that were not served", _service.failedNewcomers);
   none("failed queries of /healthz", probes.health().failures());
   none("failed queries of regulars' nodes", probes.regular().failures());
   _report.aim("the storm ran its time", _endedEarly.empty() ? "yes" : _endedEarly, _endedEarly.empty());

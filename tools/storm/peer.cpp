@@ -61,7 +61,7 @@ void Peer::ready(std::uint32_t events) {
 void Peer::turn() {
   if (_over) return;
   if (_field.now >= _lifeEnds) return _halfClosed ? end() : leave();
-  if (_connected && !_halfClosed) tick();
+  if (!_halfClosed) tick();
   flush();
 }
 

@@ -45,6 +45,7 @@ class Peer {
  protected:
   virtual void connected() {}
   virtual void received(const WireMessage&) {}
+  /// At each turn, also while it waits to be connected.
   virtual void tick() {}
   /// Closed by the agent, reset, or never connected.
   virtual void cutOff() {}

@@ -10,17 +10,17 @@
 namespace zov::storm {
 
 /// STORM_COLUMN(name, heading, what it is and its unit, decimals, greatest value that is allowed, or 0: none)
-#define STORM_COLUMNS(STORM_COLUMN)                                                         \
-  STORM_COLUMN(Connections, "conns", "connections of collectors", 0, 0)                     \
-  STORM_COLUMN(Descriptors, "fds", "descriptors of the agent", 0, 0)                        \
-  STORM_COLUMN(Threads, "threads", "threads of the agent", 0, 0)                            \
-  STORM_COLUMN(Resident, "MiB", "resident memory of the agent, MiB", 1, 0)                  \
-  STORM_COLUMN(Processor, "cpu%", "CPU of the agent, percent of one core", 0, 0)            \
-  STORM_COLUMN(LogLines, "log/min", "lines of its log a minute", 0, 0)                      \
-  STORM_COLUMN(PollLateness, "poll+s", "a regular's poll, seconds over the interval", 2, 2) \
-  STORM_COLUMN(Greeting, "greet s", "a newcomer's ping, seconds until its answer", 2, 2)    \
-  STORM_COLUMN(RegularQuery, "query s", "a query of a regular's node, seconds", 3, 1)       \
-  STORM_COLUMN(FullQuery, "all s", "a query of all nodes, seconds", 3, 0)                   \
+#define STORM_COLUMNS(STORM_COLUMN)                                                               \
+  STORM_COLUMN(Connections, "conns", "connections of collectors", 0, 0)                           \
+  STORM_COLUMN(Descriptors, "fds", "descriptors of the agent", 0, 0)                              \
+  STORM_COLUMN(Threads, "threads", "threads of the agent", 0, 0)                                  \
+  STORM_COLUMN(Resident, "MiB", "resident memory of the agent, MiB", 1, 0)                        \
+  STORM_COLUMN(Processor, "cpu%", "CPU of the agent, percent of one core", 0, 0)                  \
+  STORM_COLUMN(LogLines, "log/min", "lines of its log a minute", 0, 0)                            \
+  STORM_COLUMN(PollLateness, "poll+s", "a regular's poll, seconds over the interval", 2, 2)       \
+  STORM_COLUMN(FirstPoll, "new s", "a newcomer's first poll, seconds after its connecting", 2, 2) \
+  STORM_COLUMN(RegularQuery, "query s", "a query of a regular's node, seconds", 3, 1)             \
+  STORM_COLUMN(FullQuery, "all s", "a query of all nodes, seconds", 3, 0)                         \
   STORM_COLUMN(Health, "health s", "/healthz, seconds", 3, 0.1)
 
 enum class Column {
