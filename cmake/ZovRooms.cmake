@@ -10,7 +10,7 @@ function(zov_options target)
   # What clang alone takes into -Wconversion; and rapidjson's iterators compare with themselves both ways round, which
   # it takes for ambiguous.
   target_compile_options(${target} PRIVATE
-    $<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion -Wno-ambiguous-reversed-operator>)
+    "$<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion;-Wno-ambiguous-reversed-operator>")
   if(ZOV_FUZZ)
     target_compile_options(${target} PUBLIC -fsanitize=fuzzer-no-link -g)
     target_link_options(${target} PUBLIC -fsanitize=fuzzer-no-link)
