@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <numeric>
 
 namespace zov::storm {
@@ -61,7 +60,6 @@ void Report::printHeading() const {
   fmt::print("{:>6}", "time");
   for (const ColumnText& column : Columns) fmt::print("{:>9}", column.heading);
   fmt::print("\n");
-  std::fflush(stdout);
 }
 
 void Report::printLine() const {
@@ -72,16 +70,15 @@ void Report::printLine() const {
     fmt::print("{:>9.{}f}", isTime(column) ? rangeOf(last).greatest : last.back(), column.decimals);
   }
   fmt::print("\n");
-  std::fflush(stdout);
 }
 
-void Report::printTable() {
+void Report::printTable() const {
   const std::size_t end = _readings.size(), half = end / 2;
-  fmt::print("\n{:<46}{:^30}{:^30}\n", "", "first half", "second half");
-  fmt::print("{:<46}{:>10}{:>10}{:>10}{:>10}{:>10}{:>10}\n", "", "least", "median", "greatest", "least",
+  fmt::print("\n{:<56}{:^30}{:^30}\n", "", "first half", "second half");
+  fmt::print("{:<56}{:>10}{:>10}{:>10}{:>10}{:>10}{:>10}\n", "", "least", "median", "greatest", "least",
              "median", "greatest");
   for (const ColumnText& column : Columns) {
-    fmt::print("{:<46}", column.what);
+    fmt::print("{:<56}", column.what);
     for (const auto& [from, to] : {std::pair(std::size_t{0}, half), std::pair(half, end)}) {
       const Range range = rangeOf(series(column.column, from, to));
       for (const double value : {range.least, range.median, range.greatest}) {
@@ -91,6 +88,10 @@ void Report::printTable() {
     fmt::print("\n");
   }
   fmt::print("\n");
+}
+
+void Report::judgeReadings() {
+  const std::size_t end = _readings.size();
   for (const ColumnText& column : Columns) {
     if (column.limit == 0) continue;
     const double greatest = rangeOf(series(column.column, 0, end)).greatest;
@@ -98,7 +99,7 @@ void Report::printTable() {
         greatest <= column.limit);
   }
   judgeLevel(Column::Descriptors, 16);
-  const Range memory = rangeOf(series(Column::Resident, half, end));
+  const Range memory = rangeOf(series(Column::Resident, end / 2, end));
   judgeLevel(Column::Resident, std::max(8.0, memory.median * 0.03));
 }
 

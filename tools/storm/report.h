@@ -47,8 +47,10 @@ class Report {
   void printHeading() const;
   /// The last ten readings: of times the greatest, of the others the last.
   void printLine() const;
-  /// Minimum, median and maximum of both halves; then the aims that follow from the readings.
-  void printTable();
+  /// Least, median and greatest of both halves.
+  void printTable() const;
+  /// The aims that follow from the readings.
+  void judgeReadings();
   /// An aim of its own, printed with whether it was met.
   void aim(std::string_view what, std::string_view was, bool met);
   bool allMet() const { return _unmet == 0; }
