@@ -9,22 +9,21 @@ namespace zov::storm {
 
 namespace {
 
+enum class Shown { Last, Mean, Greatest };
 struct ColumnText {
   Column column;
   std::string_view heading, what;
   int decimals;
+  Shown shown;
   double limit;
 };
 constexpr ColumnText Columns[] = {
-#define STORM_COLUMN(name, heading, what, decimals, limit) {Column::name, heading, what, decimals, limit},
+#define STORM_COLUMN(name, heading, what, decimals, shown, limit) \
+  {Column::name, heading, what, decimals, Shown::shown, limit},
     STORM_COLUMNS(STORM_COLUMN)
 #undef STORM_COLUMN
 };
 constexpr std::size_t LineReadings = 10;
-
-bool isTime(const ColumnText& column) {
-  return column.column >= Column::PollLateness;
-}
 
 struct Range {
   double least, median, greatest;
@@ -35,12 +34,27 @@ Range rangeOf(std::vector<double> values) {
   return {values.front(), values[values.size() / 2], values.back()};
 }
 
+double meanOf(const std::vector<double>& values) {
+  return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
+}
+
+double shownOf(Shown shown, const std::vector<double>& values) {
+  switch (shown) {
+    case Shown::Mean:
+      return meanOf(values);
+    case Shown::Greatest:
+      return std::ranges::max(values);
+    default:
+      return values.back();
+  }
+}
+
 /// By which the straight line through the values rises from the first to the last.
 double rise(const std::vector<double>& values) {
   const double n = static_cast<double>(values.size());
   if (values.size() < 2) return 0;
   const double middle = (n - 1) / 2;
-  const double mean = std::accumulate(values.begin(), values.end(), 0.0) / n;
+  const double mean = meanOf(values);
   double above = 0, below = 0;
   for (std::size_t i = 0; i < values.size(); ++i) {
     const double x = static_cast<double>(i) - middle;
@@ -67,7 +81,7 @@ void Report::printLine() const {
   fmt::print("{:>3}:{:02}", end / 60, end % 60);
   for (const ColumnText& column : Columns) {
     const auto last = series(column.column, end - std::min(end, LineReadings), end);
-    fmt::print("{:>9.{}f}", isTime(column) ? rangeOf(last).greatest : last.back(), column.decimals);
+    fmt::print("{:>9.{}f}", shownOf(column.shown, last), column.decimals);
   }
   fmt::print("\n");
 }

@@ -9,22 +9,23 @@
 
 namespace zov::storm {
 
-/// STORM_COLUMN(name, heading, what it is and its unit, decimals, greatest value that is allowed, or 0: none)
-#define STORM_COLUMNS(STORM_COLUMN)                                                               \
-  STORM_COLUMN(Connections, "conns", "connections of collectors", 0, 0)                           \
-  STORM_COLUMN(Descriptors, "fds", "descriptors of the agent", 0, 0)                              \
-  STORM_COLUMN(Threads, "threads", "threads of the agent", 0, 0)                                  \
-  STORM_COLUMN(Resident, "MiB", "resident memory of the agent, MiB", 1, 0)                        \
-  STORM_COLUMN(Processor, "cpu%", "CPU of the agent, percent of one core", 0, 0)                  \
-  STORM_COLUMN(LogLines, "log/min", "lines of its log a minute", 0, 0)                            \
-  STORM_COLUMN(PollLateness, "poll+s", "a regular's poll, seconds over the interval", 2, 2)       \
-  STORM_COLUMN(FirstPoll, "new s", "a newcomer's first poll, seconds after its connecting", 2, 2) \
-  STORM_COLUMN(RegularQuery, "query s", "a query of a regular's node, seconds", 3, 1)             \
-  STORM_COLUMN(FullQuery, "all s", "a query of all nodes, seconds", 3, 0)                         \
-  STORM_COLUMN(Health, "health s", "/healthz, seconds", 3, 0.1)
+/// STORM_COLUMN(name, heading, what it is and its unit, decimals, what a line shows of its ten readings,
+/// greatest value that is allowed, or 0: none)
+#define STORM_COLUMNS(STORM_COLUMN)                                                                         \
+  STORM_COLUMN(Connections, "conns", "connections of collectors", 0, Last, 0)                               \
+  STORM_COLUMN(Descriptors, "fds", "descriptors of the agent", 0, Last, 0)                                  \
+  STORM_COLUMN(Threads, "threads", "threads of the agent", 0, Last, 0)                                      \
+  STORM_COLUMN(Resident, "MiB", "resident memory of the agent, MiB", 1, Last, 0)                            \
+  STORM_COLUMN(Processor, "cpu%", "CPU of the agent, percent of one core", 0, Mean, 0)                      \
+  STORM_COLUMN(LogLines, "log/min", "lines of its log a minute", 0, Mean, 0)                                \
+  STORM_COLUMN(PollLateness, "poll+s", "a regular's poll, seconds over the interval", 2, Greatest, 2)       \
+  STORM_COLUMN(FirstPoll, "new s", "a newcomer's first poll, seconds after its connecting", 2, Greatest, 2) \
+  STORM_COLUMN(RegularQuery, "query s", "a query of a regular's node, seconds", 3, Greatest, 1)             \
+  STORM_COLUMN(FullQuery, "all s", "a query of all nodes, seconds", 3, Greatest, 0)                         \
+  STORM_COLUMN(Health, "health s", "/healthz, seconds", 3, Greatest, 0.1)
 
 enum class Column {
-#define STORM_COLUMN(name, heading, what, decimals, limit) name,
+#define STORM_COLUMN(name, heading, what, decimals, shown, limit) name,
   STORM_COLUMNS(STORM_COLUMN)
 #undef STORM_COLUMN
       Count
@@ -45,7 +46,7 @@ class Report {
   void add(const Reading& reading);
   /// The heads of the columns.
   void printHeading() const;
-  /// The last ten readings: of times the greatest, of the others the last.
+  /// The last ten readings.
   void printLine() const;
   /// Least, median and greatest of both halves.
   void printTable() const;
