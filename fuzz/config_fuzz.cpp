@@ -1,11 +1,15 @@
-// The configuration file: any bytes either parse, or are refused with a sentence and leave the result alone.
+// The configuration file: any bytes either parse, or are refused with a sentence and leave the result alone;
+// and the agent makes parameters of them, which it can always tell.
 
 #include <cstdint>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 
+#include "config/config_parms.h"
 #include "platform/trace.h"
 #include "platform/vpd.h"
+#include "support/temporary_directory.h"
 
 namespace {
 
@@ -31,6 +35,16 @@ std::string written(const VPD::ConfigBase& instance) {
   return text;
 }
 
+void readAsAgent(std::string_view text) {
+  static const TemporaryDirectory directory;
+  directory.write("host_ov.cfg", text);
+  ZOVConfigParms parms;
+  parms.readFromFile(directory.file("host_").c_str());
+  require(parms.getAgentConfigParms() != nullptr);
+  require(parms.getAppServerConfigParms("server1", "/srv/shop") != nullptr);
+  parms.print();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -38,6 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   VPD::ConfigParser parser;
   VPD::AgentConfig config;
   const std::string_view text(reinterpret_cast<const char*>(data), size);
+  readAsAgent(text);
   if (!parser.parseConfigFromText("fuzz.cfg", text, &config)) {
     require(!parser.getError().empty() && config.getInstance("") == nullptr);
     return 0;
