@@ -189,11 +189,17 @@ ZOVApplicationContext::Server ZOVApplicationContext::createAppServerFromContextR
     values[static_cast<std::size_t>(found - std::begin(ContextTable))] = nextPart("=");
   }
   const RWCString occurrence = ZOVUTF8Handler(values[Occurrence]).convertToLocalString();
-  return ZOVApplicationServer::buildNew(
-      values[AppServerName].data(), values[ServerRootDirectory].data(), values[WorkingDirectory].data(),
-      values[SubnodeName].data(), values[Platform].data(), values[LocaleName].data(), values[Encoding].data(),
-      MonitoredServer, static_cast<int>(std::strtol(occurrence.data(), nullptr, 10)), ServerDisconnected, rc,
-      values[AliasName].data());
+  const zov::ServerDescription description{
+      .name = values[AppServerName],
+      .rootDirectory = values[ServerRootDirectory],
+      .workingDirectory = values[WorkingDirectory],
+      .platform = values[Platform],
+      .locale = values[LocaleName],
+      .encoding = values[Encoding],
+      .subnode = values[SubnodeName],
+      .subnodeAlias = values[AliasName],
+      .occurrence = static_cast<int>(std::strtol(occurrence.data(), nullptr, 10))};
+  return ZOVApplicationServer::buildNew(description, rc);
 }
 
 // --- The list.

@@ -33,10 +33,13 @@ ZOVReturnCode ZOVContextSessionDirectory::defineNewServer(const ZOVPingRequest& 
     return ZOV_OUT_OF_STORAGE;
   }
   ZOVReturnCode rc;
-  server = ZOVApplicationServer::buildNew(
-      ping.getAppServerName().data(), ping.getServerRootDirectory().data(), ping.getWorkingDirectory().data(),
-      nullptr, ping.getAliasName().data(), ping.getLocaleName().data(), nullptr, MonitoredServer, 0,
-      ServerConnected, rc, nullptr);
+  const zov::ServerDescription description{.name = ping.getAppServerName(),
+                                           .rootDirectory = ping.getServerRootDirectory(),
+                                           .workingDirectory = ping.getWorkingDirectory(),
+                                           .platform = ping.getAliasName(),
+                                           .locale = ping.getLocaleName(),
+                                           .status = ServerConnected};
+  server = ZOVApplicationServer::buildNew(description, rc);
   if (server) _context.defineNewAppServer(server, true);
   return rc;
 }

@@ -40,12 +40,10 @@ bool beginsWith(const RWCString& text, std::string_view start) {
 }  // namespace
 
 std::shared_ptr<ZOVApplicationServer> ZOVApplicationServer::buildNew(
-    const char* name, const char* root, const char* workingDirectory, const char* subnode,
-    const char* platform, const char* locale, const char* encoding, int type, int occurrence,
-    _AppServerStatus status, ZOVReturnCode& rc, const char* subnodeAlias) {
+    const zov::ServerDescription& description, ZOVReturnCode& rc) {
   ZOV_TRACE(Public);
   rc = ZOV_NO_SUCH_SERVER;
-  if (!name || !*name) return nullptr;
+  if (description.name.isNull()) return nullptr;
   const auto destroy = [](ZOVApplicationServer* server) {
     if (server->stopThreads()) {
       delete server;
@@ -54,11 +52,8 @@ std::shared_ptr<ZOVApplicationServer> ZOVApplicationServer::buildNew(
     DGT1_Printf(traceUnit, DGT1_ERROR, "A thread of application server %s could not be stopped; it is kept",
                 server->getName().data());
   };
-  std::shared_ptr<ZOVApplicationServer> server(
-      new ZOVApplicationServer(name, root, workingDirectory, subnode, platform, locale, encoding, type,
-                               subnodeAlias, occurrence, 1),
-      destroy);
-  rc = server->init(status, 0, nullptr, nullptr, -1);
+  std::shared_ptr<ZOVApplicationServer> server(new ZOVApplicationServer(description, true), destroy);
+  rc = server->init(description.status, 0, nullptr, nullptr, -1);
   if (rc != 0) return nullptr;
   return server;
 }

@@ -41,12 +41,8 @@ class ZOVApplicationServer : public ZOVApplicationServerBase {
 
   /// A new server after its init, or null with the reason in `rc`: 7 for an empty name, or what init answers.
   /// Its last owner stops its threads; a server whose thread cannot be stopped is leaked rather than freed.
-  static std::shared_ptr<ZOVApplicationServer> buildNew(const char* name, const char* root,
-                                                        const char* workingDirectory, const char* subnode,
-                                                        const char* platform, const char* locale,
-                                                        const char* encoding, int type, int occurrence,
-                                                        _AppServerStatus status, ZOVReturnCode& rc,
-                                                        const char* subnodeAlias);
+  static std::shared_ptr<ZOVApplicationServer> buildNew(const zov::ServerDescription& description,
+                                                        ZOVReturnCode& rc);
   using ZOVApplicationServerBase::init;
   ZOVReturnCode init(_AppServerStatus status, unsigned int processId, const char* logFile,
                      const char* errLogFile, long long startTime);

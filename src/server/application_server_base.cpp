@@ -30,23 +30,20 @@ RWCString toSingleByte(const RWCString& text) {
 }
 }  // namespace
 
-ZOVApplicationServerBase::ZOVApplicationServerBase(const char* name, const char* root,
-                                                   const char* workingDirectory, const char* subnode,
-                                                   const char* platform, const char* locale,
-                                                   const char* encoding, int type, const char* subnodeAlias,
-                                                   int occurrence, int startMonitorOnConnect)
-    : ZOVAppServerAnchor(name),
-      _serverRootDirectory(root),
-      _workingDirectory(workingDirectory),
-      _platform(platform),
-      _occurrence(occurrence),
-      _appServerType(type),
+ZOVApplicationServerBase::ZOVApplicationServerBase(const zov::ServerDescription& description,
+                                                   bool startMonitorOnConnect)
+    : ZOVAppServerAnchor(description.name),
+      _serverRootDirectory(description.rootDirectory),
+      _workingDirectory(description.workingDirectory),
+      _platform(description.platform),
+      _occurrence(description.occurrence),
+      _appServerType(description.type),
       _startMonitorOnConnect(startMonitorOnConnect),
-      _aliasName(subnodeAlias),
-      _localeName(locale),
-      _encoding(encoding),
-      _subnodeName(toSingleByte(RWCString(subnode))),
-      _subnodeNameUTF8(subnode) {}
+      _aliasName(description.subnodeAlias),
+      _localeName(description.locale),
+      _encoding(description.encoding),
+      _subnodeName(toSingleByte(description.subnode)),
+      _subnodeNameUTF8(description.subnode) {}
 
 ZOVApplicationServerBase::~ZOVApplicationServerBase() = default;
 

@@ -30,6 +30,7 @@
 #include "server/cached_sample_request.h"
 #include "server/collect_sample_request.h"
 #include "server/resource_anchor_table.h"
+#include "server/server_description.h"
 
 class RPXCollectionRequest;
 class ZOVAppServerConfigParms;
@@ -39,9 +40,6 @@ class ZOVPollRequest;
 class ZOVRequest;
 class ZOVSocketConnection;
 
-enum _AppServerStatus { ServerDisconnected = 0, ServerConnected = 1 };
-enum _AppServerType { MonitoredServer = 1 };  ///< any other type is excluded from monitoring
-
 class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeeper {
  public:
   /// "No type in particular": the poll of the collector monitor.
@@ -50,12 +48,9 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   static constexpr std::size_t SubnodeAffinityLength = 43;  ///< blank padded
   static constexpr int DefaultRetainHistory = 3600;         ///< seconds, without a configuration
 
-  /// Texts are UTF-8, and any but the name may be null. `platform` names the kind of server; `subnodeAlias`
-  /// is the alias that the subnode name was made from.
-  ZOVApplicationServerBase(const char* name, const char* root, const char* workingDirectory,
-                           const char* subnode, const char* platform, const char* locale,
-                           const char* encoding, int type, const char* subnodeAlias, int occurrence,
-                           int startMonitorOnConnect);
+  /// Its status is given to init. With `startMonitorOnConnect` the collector monitor starts when a collector
+  /// has connected.
+  ZOVApplicationServerBase(const zov::ServerDescription& description, bool startMonitorOnConnect);
   ~ZOVApplicationServerBase() override;
 
   RWClassID isA() const override { return classIsA(); }
@@ -287,7 +282,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   const RWCString _platform;
   const int _occurrence;
   const int _appServerType;
-  const int _startMonitorOnConnect;
+  const bool _startMonitorOnConnect;
 
   // Guarded by _lock.
   RWCString _aliasName;  // the alias that the subnode name was made from
