@@ -13,8 +13,6 @@ static DGT1_Unit traceUnit("ZOVASRVR");
 
 namespace {
 
-constexpr int MinimumScanInterval = 1, MaximumScanInterval = 3600, DefaultScanInterval = 60;
-constexpr int MinimumLogEvents = 1, MaximumLogEvents = 1000, DefaultLogEvents = 10;
 constexpr const char* FileEncodingProperty = "file.encoding";
 
 /// A word of a shell command. Names come from collectors, so what is more than a plain word is quoted.
@@ -77,13 +75,6 @@ ZOVReturnCode ZOVApplicationServer::init(_AppServerStatus status, unsigned int p
   if (processId != 0) setDCProbeManagerProcessId(processId);
   if (startTime != -1) setAppServerStartTime(startTime);
   setErrLogFile(errLogFile);
-  if (const ZOVAppServerConfigParms* parms = getConfigParms(); parms && !isExcludedFromMonitoring()) {
-    _retainLogFileEvents = validateConfigValue(parms->getRetainLogFileEvents(), MinimumLogEvents,
-                                               MaximumLogEvents, ZOVA0039E, DefaultLogEvents);
-    _logScanInterval = validateConfigValue(parms->getLogScanInterval(), MinimumScanInterval,
-                                           MaximumScanInterval, ZOVA0038W, DefaultScanInterval);
-    _resourceCollectionSuspended = !parms->getResourceCollectEnabled();
-  }
   setLogFile(logFile);
   return 0;
 }
@@ -169,8 +160,8 @@ void ZOVApplicationServer::setLogFile(const char* text) {
   holding(_logFileLock, Exclusive, [&] {
     if (_logFileFollower && _logFileFollower->isNamed(text)) return;
     _logFileFollower.reset();
-    _logFileFollower =
-        ZOVServerServices::current().followLogFile(text, _logScanInterval, _retainLogFileEvents, this);
+    _logFileFollower = ZOVServerServices::current().followLogFile(text, settings().logScanInterval,
+                                                                  settings().retainLogFileEvents, this);
   });
   ZOVApplicationServerBase::setLogFile(text);
 }

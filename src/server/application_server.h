@@ -76,16 +76,8 @@ class ZOVApplicationServer : public ZOVApplicationServerBase {
   ZOVReturnCode resumeCollectingRequestData(int level) { return processCollectRequest(level, -1); }
   ZOVReturnCode suspendCollectingGCData();
   ZOVReturnCode resumeCollectingGCData();
-  ZOVReturnCode suspendCollectingResourceData();
-  ZOVReturnCode resumeCollectingResourceData();
-  void connectedWithResourceManager() override;
-  void disconnectedFromResourceManager() override;
   int CollectingRequestData() const override { return mCollectingRequestData; }
   int collectingGCData() const override { return _collectingGCData; }
-  int isResourceDataCollected() const override {
-    return _connectedWithResourceManager && !_resourceCollectionSuspended;
-  }
-  int isResourceDataCollectionSuspended() const override { return _resourceCollectionSuspended; }
   void startedCollectingRequestData(int flag);
   void startedCollectingGCData(int flag);
 
@@ -137,8 +129,6 @@ class ZOVApplicationServer : public ZOVApplicationServerBase {
 
   mutable ZOVLock _logFileLock{"LogFileLock"};
   std::unique_ptr<ZOVServerLogFile> _logFileFollower;  // guarded by _logFileLock
-  int _logScanInterval = 60;                           // seconds; set by init
-  int _retainLogFileEvents = 10;                       // set by init
 
   ZOVLock _socketLock{"SocketLock"};
   mutable std::mutex _socketMutex;
@@ -147,8 +137,6 @@ class ZOVApplicationServer : public ZOVApplicationServerBase {
 
   std::atomic<int> mCollectingRequestData{0};
   std::atomic<int> _collectingGCData{0};
-  std::atomic<int> _resourceCollectionSuspended{0};
-  std::atomic<int> _connectedWithResourceManager{0};
 
   mutable ZOVLock _envVariablesLock{"EnvVariablesLock"};
   std::deque<ZOVEnvVariableSample> _envVariables;

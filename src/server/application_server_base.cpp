@@ -2,18 +2,14 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
-#include "config/agent_config_parms.h"
 #include "config/node_names.h"
 #include "config/server_config_parms.h"
 #include "diag/agent_log.h"
 #include "diag/utf8_handler.h"
 #include "runtime/environment.h"
-#include "runtime/recovery.h"
 #include "runtime/time.h"
 #include "runtime/trace_scope.h"
-#include "runtime/waits.h"
 #include "server/server_services.h"
 
 static DGT1_Unit traceUnit("ZOVASBAS");
@@ -21,9 +17,6 @@ static DGT1_Unit traceUnit("ZOVASBAS");
 namespace {
 constexpr const char* StatusTexts[] = {"Disconnected", "Connected"};
 constexpr std::string_view Uniquifiers = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
-constexpr int MaximumAge = 600;          // seconds that samples may stay fresh
-constexpr int MaximumInterval = 999999;  // seconds between collections
-constexpr int ByInterval = 2;            // a collect action
 
 RWCString toSingleByte(const RWCString& text) {
   return ZOVUTF8Handler(text).convertToSBLocalString(ZOVUTF8Handler::defaultMBSubstituteString.data());
@@ -59,51 +52,22 @@ ZOVReturnCode ZOVApplicationServerBase::init(_AppServerStatus status) {
   ZOV_TRACE(Public);
   _status = status;
   if (_appServerType != MonitoredServer) {
-    _excludedFromMonitoring = 1;
+    _excludedFromMonitoring = true;
     return 0;
   }
   ZOVServerServices& services = ZOVServerServices::current();
   _configParms = services.getConfigParms(getName().data(), _serverRootDirectory.data());
   if (const ZOVReturnCode rc = buildSubnodeName()) return rc;
-  if (const ZOVAgentConfigParms* agent = services.getConfigParms()) {
-    _socketReceiveTimeout = agent->getSocketReceiveTimeout();
-  }
-  if (_configParms) readConfiguration();
+  _settings = zov::ServerSettings::read(_configParms, services.getConfigParms(), getName());
+  _gcCollectAction = _settings.gcCollectAction;
+  _gcCollectInterval = _settings.gcCollectInterval;
+  _workloadCollectLevel = _settings.workloadCollectLevel;
+  _workloadCapturePercent = _settings.workloadCapturePercent;
+  _statistics.setSuspended(!_settings.resourceCollectEnabled);
   registerSubNode();  // a subnode that the framework refuses costs its queries, not the server
   if (status == ServerConnected && _startMonitorOnConnect) startProfilerMonitorThread();
-  if (isPSISupported() && _resourcePollFrequency != 0) startRPXMonitorThread();
+  if (isPSISupported()) _statistics.start();
   return 0;
-}
-
-void ZOVApplicationServerBase::readConfiguration() {
-  ZOV_TRACE(Private);
-  const ZOVAppServerConfigParms& parms = *_configParms;
-  _historicalCollection = parms.getHistoricalCollectionFlag();
-  _requestCollectAction = parms.getRequestCollectAction();
-  // The message of the two ages speaks of another parameter; readers of the log know it so.
-  _requestCollectAgeMax = validateConfigValue(parms.getRequestCollectAgeMax(), 0, MaximumAge, ZOVA0039E, 0);
-  _resourceCollectAgeMax = validateConfigValue(parms.getResourceCollectAgeMax(), 0, MaximumAge, ZOVA0039E, 0);
-  if (_requestCollectAction == ByInterval) {
-    _pollInterval =
-        validateConfigValue(parms.getRequestCollectPollFrequency(), 0, MaximumInterval, ZOVA0036W, 0);
-  }
-  _resourceCollectAction = parms.getResourceCollectAction();
-  if (_resourceCollectAction == ByInterval) {
-    _resourcePollFrequency =
-        validateConfigValue(parms.getResourceCollectPollFrequency(), 0, MaximumInterval, ZOVA0034W, 0);
-  }
-  _gcCollectAction = parms.getGCCollectAction();
-  _gcCollectInterval = parms.getGCCollectPollFrequency();
-  _workloadCollectLevel = parms.getWorkloadCollectLevel();
-  _workloadCapturePercent = parms.getWorkloadCapturePercent();
-}
-
-int ZOVApplicationServerBase::validateConfigValue(int value, int minimum, int maximum, int message,
-                                                  int defaultValue) const {
-  ZOV_FUNCTION;
-  if (value >= minimum && value <= maximum) return value;
-  ZOV_LOG_ERROR(message, value, getName(), defaultValue);
-  return defaultValue;
 }
 
 // --- Texts.
@@ -259,7 +223,7 @@ ZOVReturnCode ZOVApplicationServerBase::registerSubNode() {
   if (ZOVServerServices::current().registerSubnode(getSubnodeName().data(), affinity.data()) != 0) {
     return ZOV_SUBNODE_REGISTRATION;
   }
-  _subnodeRegistered = 1;
+  _subnodeRegistered = true;
   return 0;
 }
 
@@ -269,81 +233,30 @@ ZOVReturnCode ZOVApplicationServerBase::deRegisterSubNode() {
   if (ZOVServerServices::current().deregisterSubnode(getSubnodeName().data()) != 0) {
     return ZOV_SUBNODE_REGISTRATION;
   }
-  _subnodeRegistered = 0;
+  _subnodeRegistered = false;
   return 0;
 }
 
-// --- Threads. A thread is made under the lock and started, waited for and destroyed outside of it.
+// --- Threads.
 
-void ZOVApplicationServerBase::startThread(std::shared_ptr<ZOVRecoverableThread>& thread,
-                                           std::atomic<int>& running, std::atomic<int>& stop,
-                                           ZOVEvent& wakeup, ZOVEvent& stopped,
-                                           int (*entry)(void*, ZOVThread*)) {
-  constexpr unsigned int StackSize = 0x100000;
-  std::shared_ptr<ZOVRecoverableThread> former;
-  std::shared_ptr<ZOVRecoverableThread> made;
-  {
-    ZOVLockScope scope(_lock, Exclusive);
-    if (running) {
-      wakeup.post();
-      return;
-    }
-    made = std::make_shared<ZOVRecoverableThread>(entry, this, 0, StackSize);
-    former = std::exchange(thread, made);
-    stop = 0;
-    running = 1;
-  }
-  former.reset();  // waits for the last steps of a thread that has said that it ended
-  if (made->start(nullptr)) return;
-  running = 0;
-  stopped.post();
+ZOVReturnCode ZOVApplicationServerBase::getOnDemandProfilerSamples(const ZOVResourceAnchor& anchor) {
+  return _monitor.submit(std::make_shared<CollectProfilerSampleRequest>(&anchor));
 }
 
-bool ZOVApplicationServerBase::waitUntilStopped(const std::atomic<int>& running, ZOVEvent& stopped,
-                                                long seconds) {
-  for (; running; --seconds) {
-    if (seconds <= 0) return false;
-    stopped.waitWithTimeout(1);
-  }
-  stopped.post();  // for a second waiter
-  return true;
-}
-
-bool ZOVApplicationServerBase::stopThread(std::shared_ptr<ZOVRecoverableThread>& thread,
-                                          const std::atomic<int>& running, ZOVEvent& stopped) {
-  ZOV_TRACE(Private);
-  if (!thread) return true;
-  if (thread->isThisCurrentThread()) return false;
-  if (!waitUntilStopped(running, stopped, zovWaits().threadStopSeconds)) {
-    ZOVLockScope scope(_lock, Exclusive);
-    thread->kill();
-    return false;  // nobody can tell what a killed thread still uses
-  }
-  thread.reset();  // waits for its last steps
-  return true;
-}
-
-/// Behind a turn that failed its thread holds no lock by right: one that it still has was lost in a raise.
-void ZOVApplicationServerBase::releaseLocksOfTurn() {
-  if (ZOVRecoverableThread* const thread = ZOVAgentEnvironment::getActiveThread()) thread->freeAllLocks();
+ZOVReturnCode ZOVApplicationServerBase::requestTestConnectivity() {
+  return _monitor.submit(std::make_shared<TestConnectionRequest>());
 }
 
 void ZOVApplicationServerBase::requestThreadsToStop() {
   ZOV_TRACE(Restricted);
-  {
-    ZOVLockScope scope(_lock, Exclusive);
-    _stopProfilerMonitor = 1;
-    _stopRPXMonitor = 1;
-    _profilerMonitorWakeup.post();
-    _rpxMonitorWakeup.post();
-  }
+  _monitor.thread().requestEnd();
+  _statistics.thread().requestEnd();
   interruptSocket();
 }
 
 bool ZOVApplicationServerBase::stopThreads() {
   ZOV_TRACE(Restricted);
   requestThreadsToStop();
-  const bool monitorStopped =
-      stopThread(_profilerMonitorThread, _profilerMonitorRunning, _profilerMonitorStopped);
-  return stopThread(_rpxMonitorThread, _rpxMonitorRunning, _rpxMonitorStopped) && monitorStopped;
+  const bool monitorEnded = _monitor.thread().end();
+  return _statistics.thread().end() && monitorEnded;
 }

@@ -18,21 +18,19 @@
 // An excluded server answers 35 to every collection. Return codes are those of return_codes.def.
 
 #include <atomic>
-#include <deque>
 #include <list>
 #include <memory>
 
-#include "runtime/event.h"
 #include "runtime/lock.h"
-#include "runtime/recoverable_thread.h"
 #include "samples/anchors.h"
 #include "samples/sample.h"
 #include "server/cached_sample_request.h"
-#include "server/collect_sample_request.h"
+#include "server/collector_monitor.h"
 #include "server/resource_anchor_table.h"
 #include "server/server_description.h"
+#include "server/server_settings.h"
+#include "server/server_statistics.h"
 
-class RPXCollectionRequest;
 class ZOVAppServerConfigParms;
 class ZOVMessageSample;
 class ZOVPingRequest;
@@ -43,10 +41,10 @@ class ZOVSocketConnection;
 class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeeper {
  public:
   /// "No type in particular": the poll of the collector monitor.
-  static constexpr int EverythingSampleType = 997;
-  static constexpr int EverySampleType = 999;  ///< as 997, with the types that are polled on demand only
+  static constexpr ZOVSample::_SampleType EverythingSampleType = ZOVSample::SampleTypeRequestAndGC;
+  /// As that, with the types that are polled on demand only.
+  static constexpr auto EverySampleType = static_cast<ZOVSample::_SampleType>(999);
   static constexpr std::size_t SubnodeAffinityLength = 43;  ///< blank padded
-  static constexpr int DefaultRetainHistory = 3600;         ///< seconds, without a configuration
 
   /// Its status is given to init. With `startMonitorOnConnect` the collector monitor starts when a collector
   /// has connected.
@@ -96,8 +94,8 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   RWCString getStatusText() const;  ///< in the reader's language, UTF-8
   /// 1 when the status changed. Ending a connection takes the collector's socket and marks what it told.
   virtual int setStatus(_AppServerStatus status);
-  int isExcludedFromMonitoring() const { return _excludedFromMonitoring; }
-  int isPSISupported() const { return _appServerType == MonitoredServer; }
+  bool isExcludedFromMonitoring() const { return _excludedFromMonitoring; }
+  bool isPSISupported() const { return _appServerType == MonitoredServer; }
 
   // --- Start time in Java milliseconds; -1 is unknown, and 0 sets that.
   void setAppServerStartTime(long long milliseconds);
@@ -116,32 +114,31 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   void setPendingDCInstanceId(unsigned int id);
   void setCurrentDCInstanceId();  ///< the pending instance becomes the current one
   void resetPendingDCInstanceId() { _pendingDCInstanceId = 0; }
-  int isDCInstancePending() const { return _pendingDCInstanceId != 0; }
+  bool isDCInstancePending() const { return _pendingDCInstanceId != 0; }
 
   // --- Subnode.
   /// 0, or 175 when no name is left. Asks the other servers, so with no lock of this server held.
   virtual ZOVReturnCode buildSubnodeName();
   virtual ZOVReturnCode registerSubNode();    ///< 0, 36, or what buildSubnodeName says
   virtual ZOVReturnCode deRegisterSubNode();  ///< 53 while connected, 36 when the framework refuses
-  int isSubnodeRegistered() const { return _subnodeRegistered; }
+  bool isSubnodeRegistered() const { return _subnodeRegistered; }
   virtual const char* getSubnodeAffinity() const = 0;
 
   // --- Configuration.
   ZOVAppServerConfigParms* getConfigParms() const { return _configParms; }
+  const zov::ServerSettings& settings() const { return _settings; }
   int getRequestCollectLevel() const { return _workloadCollectLevel; }
   int getRequestCapturePercent() const { return _workloadCapturePercent; }
-  int isGCDataCollectionSuspended() const { return _gcCollectAction == 0; }
-  int getPollInterval() const { return _pollInterval; }
-  long getSocketReceiveTimeout() const { return _socketReceiveTimeout; }
-  int collectingHistoricalDataForSampleType(int type) const;
-  /// The value, or the default (with the message, which names both) when it is outside the range.
-  int validateConfigValue(int value, int minimum, int maximum, int message, int defaultValue) const;
+  bool isGCDataCollectionSuspended() const { return _gcCollectAction == 0; }
+  int getPollInterval() const { return _settings.pollInterval; }
+  long getSocketReceiveTimeout() const { return _settings.socketReceiveTimeout; }
+  bool collectingHistoricalDataForSampleType(ZOVSample::_SampleType type) const;
 
   // --- Anchors (server_anchors.cpp).
   int lock(_LockRequestType type, _WaitRequestType wait) const { return _lock.get(type, wait); }
   void release(_LockRequestType type) const { _lock.release(type); }
   void saveSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) override;
-  int getMinSamplingInterval(int type) const;  ///< seconds
+  int getMinSamplingInterval(ZOVSample::_SampleType type) const;  ///< seconds
   /// True when samples that these would answer were taken within the minimum interval.
   bool findCachedSampleRequest(const ZOVResourceAnchor& anchor);
   void defineCachedSampleRequest(const ZOVResourceAnchor& anchor);
@@ -163,38 +160,51 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   void rollupTo(ZOVAppServerSample& serverSample);
 
   // --- Collection by the collector monitor (background_collection.cpp).
-  static bool isObtainedFromProfiler(int type);
-  static bool collectOnDemandOnly(int type);
-  bool runningBackgroundCollection(int type) const;
-  bool runningBackgroundProfilerCollection() const { return _profilerMonitorRunning && _pollInterval != 0; }
-  bool runningBackgroundRPXCollection() const { return _rpxMonitorRunning; }
+  static bool isObtainedFromProfiler(ZOVSample::_SampleType type);
+  static bool collectOnDemandOnly(ZOVSample::_SampleType type);
+  bool runningBackgroundCollection(ZOVSample::_SampleType type) const;
+  bool runningBackgroundProfilerCollection() const {
+    return _monitor.isRunning() && _settings.pollInterval != 0;
+  }
+  bool runningBackgroundRPXCollection() const { return _statistics.isRunning(); }
   /// Takes fresh samples for a wanted anchor, unless recent ones serve.
   ZOVReturnCode takeSample(const ZOVResourceAnchor& anchor);
   ZOVReturnCode takeSampleFromProfiler(const ZOVResourceAnchor& anchor);
   ZOVReturnCode getOnDemandProfilerSamples(const ZOVResourceAnchor& anchor);
   /// 0 when the present collector answered a ping.
   ZOVReturnCode requestTestConnectivity();
-  ZOVReturnCode submitAsynchronousRequest(const std::shared_ptr<CollectProfilerSampleRequest>& request);
-  void startProfilerMonitorThread();
-  /// Without force, nothing while data is collected. With it, the collector's socket is shut down too, so
-  /// that no peer holds the thread up. Returns when the thread has ended.
-  void stopProfilerMonitorThread(int force);
-  void wakeupBackgroundProfilerMonitor();
+  ZOVReturnCode submitAsynchronousRequest(const std::shared_ptr<CollectProfilerSampleRequest>& request) {
+    return _monitor.submit(request);
+  }
+  void startProfilerMonitorThread() { _monitor.start(); }
+  void stopProfilerMonitorThread(bool force) { _monitor.stop(force); }
+  void wakeupBackgroundProfilerMonitor() { _monitor.wake(); }
 
-  // --- Collection of the server's own statistics (rpx_monitor.cpp).
-  ZOVReturnCode takeSampleFromRPX(const ZOVResourceAnchor& anchor);
-  void stopRPXMonitorThread();
+  // --- Collection of the server's own statistics.
+  ZOVReturnCode takeSampleFromRPX(const ZOVResourceAnchor& anchor) {
+    return _excludedFromMonitoring ? ZOVReturnCode(ZOV_SERVER_EXCLUDED) : _statistics.take(anchor);
+  }
+  ZOVReturnCode suspendCollectingResourceData() { return _statistics.suspend(); }
+  ZOVReturnCode resumeCollectingResourceData() { return _statistics.resume(); }
+  void connectedWithResourceManager() { _statistics.connected(); }
+  void disconnectedFromResourceManager() { _statistics.disconnected(); }
+  bool isResourceDataCollected() const { return _statistics.isCollected(); }
+  bool isResourceDataCollectionSuspended() const { return _statistics.isSuspended(); }
+  void stopRPXMonitorThread() { _statistics.stop(); }
   /// Tells both threads to end, and waits for neither.
   void requestThreadsToStop();
   /// Stops both threads: true when they have ended, false when one was killed and did not end.
   bool stopThreads();
+  /// Wakes both threads and waits until they have done what was due. For tests.
+  void settle() {
+    _monitor.thread().settle();
+    _statistics.thread().settle();
+  }
 
   // --- What ZOVApplicationServer's session answers.
   virtual int isConnectedWithProfiler() const = 0;
   virtual int CollectingRequestData() const = 0;
   virtual int collectingGCData() const = 0;
-  virtual int isResourceDataCollected() const = 0;
-  virtual int isResourceDataCollectionSuspended() const = 0;
   virtual ZOVReturnCode testConnectivity() = 0;
   virtual void shutdownSocket() = 0;
   virtual void interruptSocket() = 0;  ///< wakes whoever waits on the socket; takes no ZOVLock
@@ -204,8 +214,6 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
                                                       RWCString* text) = 0;
   virtual ZOVReturnCode processCollectRequest(int level, int percent) = 0;
   virtual ZOVReturnCode processGCCollectData(int action, int interval) = 0;
-  virtual void connectedWithResourceManager() = 0;
-  virtual void disconnectedFromResourceManager() = 0;
 
  protected:
   /// `text` as kept, null as empty; true when it differs from before.
@@ -214,13 +222,11 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
 
   // Not guarded: set before the server is shared, or atomic.
   std::atomic<_AppServerStatus> _status{ServerDisconnected};
-  int _excludedFromMonitoring = 0;
+  bool _excludedFromMonitoring = false;
   ZOVAppServerConfigParms* _configParms = nullptr;
-  long _socketReceiveTimeout = 300;            ///< seconds
-  std::atomic<int> _requestCollectAction{0};   ///< 0 none, 1 on demand, 2 by interval
-  std::atomic<int> _resourceCollectAction{0};  ///< the same
-  std::atomic<int> _gcCollectAction{0};        ///< 0 off, 1 on
-  std::atomic<int> _gcCollectInterval{60};     ///< seconds
+  zov::ServerSettings _settings;
+  std::atomic<int> _gcCollectAction{0};     ///< 0 off, 1 on
+  std::atomic<int> _gcCollectInterval{60};  ///< seconds
   std::atomic<int> _workloadCollectLevel{0};
   std::atomic<int> _workloadCapturePercent{0};
   /// The number of the next poll; never 0. Called under the lock that serialises polls.
@@ -228,17 +234,13 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
     if (++_collectionId == 0) _collectionId = 1;
     return _collectionId;
   }
-  bool isMonitorStopping() const { return _stopProfilerMonitor; }
+  bool isMonitorStopping() const { return _monitor.isStopping(); }
   mutable ZOVLock _lock{"AppServerLock"};
   ZOVResourceAnchorTable _resourceAnchorTable;  // guarded by _lock
+  zov::CollectorMonitor _monitor{*this, _settings};
+  zov::ServerStatistics _statistics{*this, _settings};
 
  private:
-  struct MonitorTimes;  // the collector monitor's clock
-
-  static int launchBackgroundProfilerMonitor(void* server, ZOVThread* thread);
-  static int launchBackgroundRPXMonitor(void* server, ZOVThread* thread);
-
-  void readConfiguration();
   RWCString makeSubnodeName(const RWCString& alias);
   void saveServerSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId);
   void saveResourceSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId);
@@ -247,35 +249,6 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   unsigned int returnResourceSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                                      const ZOVResourceAnchor& anchor, _SaveSampleType saveType);
   int isRemovableByTime(const ZOVResourceAnchor& anchor, std::uint32_t now, int retain) const;
-
-  // The collector monitor thread.
-  void backgroundProfilerMonitor();
-  void runProfilerMonitor(MonitorTimes& times);
-  void profilerMonitorTurn(MonitorTimes& times);
-  void profilerMonitorEnded(const ZOVReturnCode& lastResult);
-  void serveRequests(MonitorTimes& times);
-  std::shared_ptr<CollectProfilerSampleRequest> nextRequest();
-
-  // The statistics thread.
-  void startRPXMonitorThread();
-  void backgroundRPXMonitor();
-  void rpxMonitorTurn(std::uint32_t& next);
-  void rpxMonitorEnded();
-  void collectStatistics();
-  ZOVReturnCode collectFromRPX(RPXCollectionRequest& request, const ZOVResourceAnchor* wanted);
-  static bool isWanted(ZOVSample& sample, const ZOVResourceAnchor* wanted);
-  ZOVReturnCode takeRollUpSamples();
-  std::unique_ptr<RPXCollectionRequest> makeRPXRequest(const ZOVResourceAnchor& anchor);
-  void completeServerSample(ZOVAppServerSample& serverSample);
-  void saveStandInSample();
-
-  static bool waitUntilStopped(const std::atomic<int>& running, ZOVEvent& stopped, long seconds);
-  static void releaseLocksOfTurn();
-  void startThread(std::shared_ptr<ZOVRecoverableThread>& thread, std::atomic<int>& running,
-                   std::atomic<int>& stop, ZOVEvent& wakeup, ZOVEvent& stopped,
-                   int (*entry)(void*, ZOVThread*));
-  bool stopThread(std::shared_ptr<ZOVRecoverableThread>& thread, const std::atomic<int>& running,
-                  ZOVEvent& stopped);
 
   const RWCString _serverRootDirectory;
   const RWCString _workingDirectory;
@@ -290,9 +263,6 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   RWCString _logFile, _errLogFile, _verboseGCLogFile, _tslNodeName, _tslCellName, _clusterName;
   char _formattedStartTime[20] = " ";
   std::list<CachedSampleRequest> _cachedSampleRequests;
-  std::deque<std::shared_ptr<CollectProfilerSampleRequest>> _asynchronousRequests;
-  std::shared_ptr<ZOVRecoverableThread> _profilerMonitorThread;  // kept after its end, until the next
-  std::shared_ptr<ZOVRecoverableThread> _rpxMonitorThread;
 
   unsigned int _collectionId = 0;  // changed by nextCollectionId alone
   std::atomic<long long> _startTime{-1};
@@ -300,25 +270,5 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   std::atomic<unsigned int> _dcResourceManagerProcessId{0};
   std::atomic<unsigned int> _currentDCInstanceId{0};
   std::atomic<unsigned int> _pendingDCInstanceId{0};
-  std::atomic<int> _subnodeRegistered{0};
-
-  // Set by init, before the server is shared.
-  unsigned int _historicalCollection = 0;
-  int _pollInterval = 0;           // seconds; 0 is on demand only
-  int _requestCollectAgeMax = 0;   // seconds
-  int _resourceCollectAgeMax = 0;  // seconds
-  int _resourcePollFrequency = 0;  // seconds; 0 means no statistics thread
-
-  std::atomic<int> _stopProfilerMonitor{0};
-  std::atomic<int> _profilerMonitorRunning{0};  // from before the thread's start to its last step
-  ZOVEvent _profilerMonitorWakeup;
-  ZOVEvent _profilerMonitorStopped;
-  std::shared_ptr<CollectProfilerSampleRequest> _requestInHand;  // the monitor thread's
-
-  std::atomic<int> _stopRPXMonitor{0};
-  std::atomic<int> _rpxMonitorRunning{0};
-  ZOVEvent _rpxMonitorWakeup;
-  ZOVEvent _rpxMonitorStopped;
-  ZOVLock _rpxLock{"RPXLock"};        // one statistics cycle or on-demand request at a time
-  unsigned int _rpxCollectionId = 0;  // guarded by _rpxLock
+  std::atomic<bool> _subnodeRegistered{false};
 };

@@ -3,7 +3,6 @@
 #include "diag/agent_log.h"
 #include "runtime/trace_scope.h"
 #include "server/application_server.h"
-#include "server/resource_manager_proxy.h"
 #include "transport/collect_gc_data.h"
 #include "transport/collect_workload.h"
 
@@ -68,8 +67,8 @@ ZOVReturnCode ZOVApplicationServer::processCollectRequest(int level, int percent
 ZOVReturnCode ZOVApplicationServer::startDefaultRequestCollection() {
   ZOV_TRACE(Restricted);
   if (isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
-  const int action = _requestCollectAction;
-  if (action != 1 && action != 2) return 0;
+  const int action = settings().requestCollectAction;
+  if (action != zov::CollectOnDemand && action != zov::CollectByInterval) return 0;
   return processCollectRequest(_workloadCollectLevel, _workloadCapturePercent);
 }
 
@@ -128,48 +127,4 @@ ZOVReturnCode ZOVApplicationServer::suspendCollectingGCData() {
 ZOVReturnCode ZOVApplicationServer::resumeCollectingGCData() {
   _gcCollectAction = 1;
   return startDefaultGCCollection();
-}
-
-// --- Resource data.
-
-ZOVReturnCode ZOVApplicationServer::suspendCollectingResourceData() {
-  ZOV_TRACE(Public);
-  if (isResourceDataCollected()) {
-    ZOV_LOG_MESSAGE(ZOVA0068I, getName());
-  }
-  _resourceCollectionSuspended = 1;
-  ZOVReturnCode rc = 0;
-  if (const auto manager = ZOVServerServices::current().resourceManager()) {
-    rc = manager->suspendCollectingResourceData(this);
-  }
-  markResourceAnchorsLogicallyDeleted(ZOVSample::DataSourceResource);
-  return rc;
-}
-
-ZOVReturnCode ZOVApplicationServer::resumeCollectingResourceData() {
-  ZOV_TRACE(Public);
-  _resourceCollectionSuspended = 0;
-  const auto manager = ZOVServerServices::current().resourceManager();
-  if (_connectedWithResourceManager) {
-    ZOV_LOG_MESSAGE(ZOVA0067I, getName());
-  } else if (manager) {
-    manager->createPSIClient(this);
-  }
-  const ZOVReturnCode rc = manager ? manager->resumeCollectingResourceData(this) : ZOVReturnCode(0);
-  return rc == ZOV_NO_RESOURCE_MANAGER ? ZOVReturnCode(0) : rc;
-}
-
-void ZOVApplicationServer::connectedWithResourceManager() {
-  ZOV_TRACE(Public);
-  _connectedWithResourceManager = 1;
-  if (_resourceCollectionSuspended) return;
-  ZOV_LOG_MESSAGE(ZOVA0067I, getName());
-}
-
-void ZOVApplicationServer::disconnectedFromResourceManager() {
-  ZOV_TRACE(Public);
-  if (isResourceDataCollected()) {
-    ZOV_LOG_MESSAGE(ZOVA0068I, getName());
-  }
-  _connectedWithResourceManager = 0;
 }

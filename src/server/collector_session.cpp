@@ -12,7 +12,6 @@
 #include "runtime/waits.h"
 #include "samples/sample_classes.h"
 #include "server/application_server.h"
-#include "server/resource_manager_proxy.h"
 #include "transport/buffer.h"
 #include "transport/exchange.h"
 #include "transport/ping_request.h"
@@ -96,12 +95,10 @@ bool ZOVApplicationServer::foundProfiler(const std::shared_ptr<ZOVSocketConnecti
     startDefaultCollections();
   });
   if (CollectingRequestData()) {
-    const ZOVResourceAnchor everything(static_cast<ZOVSample::_SampleType>(EverythingSampleType));
+    const ZOVResourceAnchor everything(EverythingSampleType);
     getOnDemandProfilerSamples(everything);
   }
-  if (const int action = _resourceCollectAction; action == 1 || action == 2) {
-    if (const auto manager = ZOVServerServices::current().resourceManager()) manager->createPSIClient(this);
-  }
+  _statistics.sessionBegan();
   return true;
 }
 

@@ -31,10 +31,6 @@ unsigned int historyBit(ZOVSample::_DataSource source) {
   }
 }
 
-ZOVSample::_DataSource dataSourceOf(int type) {
-  return ZOVSample::getDataSource(static_cast<ZOVSample::_SampleType>(type));
-}
-
 bool isReadable(const ZOVResourceAnchor& anchor, _SaveSampleType saveType) {
   return saveType == SaveSampleHistorical ? !anchor.isHistoryOnly() : !anchor.isLogicallyDeleted();
 }
@@ -86,10 +82,10 @@ void ZOVApplicationServerBase::saveResourceSample(ZOVSample* sample, _SaveSample
 
 // --- Recent requests.
 
-int ZOVApplicationServerBase::getMinSamplingInterval(int type) const {
-  const ZOVSample::_DataSource source = dataSourceOf(type);
+int ZOVApplicationServerBase::getMinSamplingInterval(ZOVSample::_SampleType type) const {
+  const ZOVSample::_DataSource source = ZOVSample::getDataSource(type);
   const bool resource = source == ZOVSample::DataSourceResource || source == ZOVSample::DataSourceVerboseGC;
-  return resource ? _resourceCollectAgeMax : _requestCollectAgeMax;
+  return resource ? _settings.resourceCollectAgeMax : _settings.requestCollectAgeMax;
 }
 
 bool ZOVApplicationServerBase::findCachedSampleRequest(const ZOVResourceAnchor& anchor) {
@@ -178,7 +174,7 @@ int ZOVApplicationServerBase::isRemovableByTime(const ZOVResourceAnchor& anchor,
 
 void ZOVApplicationServerBase::removeObsoleteResourceAnchorsByTime(ZOVSample::_DataSource source) {
   ZOV_TRACE(Public);
-  const int retain = _configParms ? _configParms->getRetainHistory() : DefaultRetainHistory;
+  const int retain = _settings.retainHistory;
   const std::uint32_t now = ZOVClock::seconds();
   holding(_lock, Exclusive, [&] {
     ZOVResourceAnchorTableIterator next(_resourceAnchorTable);
@@ -194,8 +190,8 @@ void ZOVApplicationServerBase::removeObsoleteResourceAnchorsByTime(ZOVSample::_D
 
 // --- Reading.
 
-int ZOVApplicationServerBase::collectingHistoricalDataForSampleType(int type) const {
-  return (_historicalCollection & historyBit(dataSourceOf(type))) != 0;
+bool ZOVApplicationServerBase::collectingHistoricalDataForSampleType(ZOVSample::_SampleType type) const {
+  return (_settings.historicalCollection & historyBit(ZOVSample::getDataSource(type))) != 0;
 }
 
 ZOVReturnCode ZOVApplicationServerBase::returnSamples(ZOVSampleCallback callback,

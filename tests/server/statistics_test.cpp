@@ -113,7 +113,8 @@ TEST_F(StatisticsTest, TheStatisticsThreadCollectsOnItsInterval) {
   build();
   server->connectedWithResourceManager();
   StepClock::step(1);
-  EXPECT_TRUE(comesTrue([&] { return reader.read(*server, ZOVContainerAnchor()) == 0; }));
+  server->settle();
+  EXPECT_EQ(reader.read(*server, ZOVContainerAnchor()), ZOVReturnCode(0));
   EXPECT_TRUE(server->runningBackgroundCollection(ZOVSample::SampleTypeContainer));
   server->stopRPXMonitorThread();
   EXPECT_FALSE(server->runningBackgroundRPXCollection());

@@ -4,7 +4,8 @@
 //
 //   ServerRig rig;
 //   FakeCollector collector = rig.connect("shop");     // pings, and reads the answer
-//   rig.step(60);                                       // a minute passes, and the monitors look
+//   rig.step(60);                                       // a minute passes, and the servers' threads have
+//   looked
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -24,7 +25,6 @@
 #include "config/server_config_parms.h"
 #include "context/application_context.h"
 #include "context/session_directory.h"
-#include "platform/clock.h"
 #include "runtime/waits.h"
 #include "server/application_server.h"
 #include "server/resource_manager_proxy.h"
@@ -32,19 +32,8 @@
 #include "support/comes_true.h"
 #include "support/diagnostic_environment.h"
 #include "support/fake_collector.h"
+#include "support/step_clock.h"
 #include "transport/session_listener.h"
-
-/// A clock that stands still but for its steps.
-class StepClock {
- public:
-  StepClock() {
-    now = 1'700'000'000;
-    ZOVClock::setSource([] { return now.load() * 1'000'000; });
-  }
-  ~StepClock() { ZOVClock::setSource(nullptr); }
-  static void step(std::int64_t seconds) { now += seconds; }
-  static inline std::atomic<std::int64_t> now{0};
-};
 
 class RecordingServerServices : public ZOVServerServices {
  public:
@@ -196,21 +185,21 @@ class ServerRig {
     EXPECT_EQ(collector->receive().value_or(WireMessage("")).number(14), 2);
     collector->serve(std::move(samples));
     EXPECT_TRUE(collector->waitForRequest(2));
+    server(name)->settle();
     return collector;
   }
+  /// Waits for the context's lock, and so for the file to have been read.
   std::shared_ptr<ZOVApplicationServer> server(const std::string& name) {
-    std::shared_ptr<ZOVApplicationServer> found;
-    EXPECT_TRUE(comesTrue([&] {
-      for (const auto& known : context->getAppServers()) {
-        if (known->getName() == name.c_str()) found = known;
-      }
-      return found != nullptr;
-    }));
-    return found;
+    for (const auto& known : context->getAppServers()) {
+      if (known->getName() == name.c_str()) return known;
+    }
+    ADD_FAILURE() << "no server " << name;
+    return nullptr;
   }
+  /// Time passes, and the servers' threads have done what was due.
   void step(std::int64_t seconds) {
     StepClock::step(seconds);
-    for (const auto& known : context->getAppServers()) known->wakeupBackgroundProfilerMonitor();
+    for (const auto& known : context->getAppServers()) known->settle();
   }
   std::filesystem::path contextFile() const { return _directory / "host_zovapctx"; }
   std::string contextText() const {
