@@ -51,7 +51,7 @@ std::shared_ptr<ZOVApplicationServer> ZOVApplicationServer::buildNew(
                 server->getName().data());
   };
   std::shared_ptr<ZOVApplicationServer> server(new ZOVApplicationServer(description, true), destroy);
-  rc = server->init(description.status, 0, nullptr, nullptr, -1);
+  rc = server->init(description.status, 0, {}, {}, -1);
   if (rc != 0) return nullptr;
   return server;
 }
@@ -68,8 +68,9 @@ ZOVApplicationServer::~ZOVApplicationServer() {
   follower.swap(_logFileFollower);
 }
 
-ZOVReturnCode ZOVApplicationServer::init(_AppServerStatus status, unsigned int processId, const char* logFile,
-                                         const char* errLogFile, long long startTime) {
+ZOVReturnCode ZOVApplicationServer::init(_AppServerStatus status, unsigned int processId,
+                                         std::string_view logFile, std::string_view errLogFile,
+                                         long long startTime) {
   ZOV_TRACE(Public);
   if (const ZOVReturnCode rc = ZOVApplicationServerBase::init(status)) return rc;
   if (processId != 0) setDCProbeManagerProcessId(processId);
@@ -112,7 +113,7 @@ void ZOVApplicationServer::processJVMPropertiesFromSample() {
   ZOV_TRACE(Private);
   RWCString encoding;
   if (!findJavaProperty(FileEncodingProperty, encoding)) return;
-  if (setEncoding(encoding.data())) ZOVServerServices::current().rewriteContextInfo();
+  if (setEncoding(encoding.view())) ZOVServerServices::current().rewriteContextInfo();
 }
 
 void ZOVApplicationServer::clearEnvVariables() {
@@ -154,19 +155,20 @@ bool ZOVApplicationServer::findJavaProperty(const char* name, RWCString& value) 
 
 // --- Log files.
 
-void ZOVApplicationServer::setLogFile(const char* text) {
+void ZOVApplicationServer::setLogFile(std::string_view text) {
   ZOV_TRACE(Public);
-  if (!text || !*text) return;
+  if (text.empty()) return;
+  const RWCString name(text);
   holding(_logFileLock, Exclusive, [&] {
-    if (_logFileFollower && _logFileFollower->isNamed(text)) return;
+    if (_logFileFollower && _logFileFollower->isNamed(name.data())) return;
     _logFileFollower.reset();
-    _logFileFollower = ZOVServerServices::current().followLogFile(text, settings().logScanInterval,
+    _logFileFollower = ZOVServerServices::current().followLogFile(name.data(), settings().logScanInterval,
                                                                   settings().retainLogFileEvents, this);
   });
   ZOVApplicationServerBase::setLogFile(text);
 }
 
-bool ZOVApplicationServer::setVerboseGCLogFile(const char* text) {
+bool ZOVApplicationServer::setVerboseGCLogFile(std::string_view text) {
   ZOV_TRACE(Public);
   if (!ZOVApplicationServerBase::setVerboseGCLogFile(text)) return false;
   if (isConnectedWithProfiler()) startDefaultGCCollection();

@@ -44,8 +44,8 @@ class ZOVApplicationServer : public ZOVApplicationServerBase {
   static std::shared_ptr<ZOVApplicationServer> buildNew(const zov::ServerDescription& description,
                                                         ZOVReturnCode& rc);
   using ZOVApplicationServerBase::init;
-  ZOVReturnCode init(_AppServerStatus status, unsigned int processId, const char* logFile,
-                     const char* errLogFile, long long startTime);
+  ZOVReturnCode init(_AppServerStatus status, unsigned int processId, std::string_view logFile,
+                     std::string_view errLogFile, long long startTime);
 
   const char* getSubnodeAffinity() const override;
 
@@ -93,9 +93,9 @@ class ZOVApplicationServer : public ZOVApplicationServerBase {
   bool findJavaProperty(const char* name, RWCString& value) const;
 
   // --- Log file.
-  void setLogFile(const char* text) override;
+  void setLogFile(std::string_view text) override;
   /// On a connected server a change starts the default collection; so with no lock held.
-  bool setVerboseGCLogFile(const char* text) override;
+  bool setVerboseGCLogFile(std::string_view text) override;
   void returnLogFileSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms);
 
   // --- Commands; both answer 176. Names and options are quoted for the shell where it needs that.

@@ -70,20 +70,6 @@ ZOVReturnCode ZOVApplicationServerBase::init(_AppServerStatus status) {
   return 0;
 }
 
-// --- Texts.
-
-bool ZOVApplicationServerBase::setText(RWCString& member, const char* text) {
-  ZOVLockScope scope(_lock, Exclusive);
-  if (member == text) return false;
-  member = text;
-  return true;
-}
-
-RWCString ZOVApplicationServerBase::copyText(const RWCString& member) const {
-  ZOVLockScope scope(_lock, Shared);
-  return member;
-}
-
 RWCString ZOVApplicationServerBase::getStatusText() const {
   const int status = _status;
   ZOVAgentEnvironment* const environment = ZOVAgentEnvironment::pEnvironment;
@@ -103,7 +89,7 @@ int ZOVApplicationServerBase::setStatus(_AppServerStatus status) {
     ZOV_LOG_MESSAGE(ZOVA0018I, getName());
     setAppServerStartTime(0);
     shutdownSocket();
-    markAllSourcesLogicallyDeleted();
+    _anchors.markLogicallyDeleted();
   } else if (!_excludedFromMonitoring) {
     ZOV_LOG_MESSAGE(ZOVA0017I, getName());
     if (_startMonitorOnConnect) startProfilerMonitorThread();
@@ -117,20 +103,12 @@ void ZOVApplicationServerBase::setAppServerStartTime(long long milliseconds) {
   ZOVTime time;
   if (_startTime != -1) time.convertFromJavaTime(_startTime);
   const RWCString text = time.seconds() == 0 ? RWCString(" ") : time.asString();
-  ZOVLockScope scope(_lock, Exclusive);
-  const std::size_t length = std::min(text.length(), sizeof _formattedStartTime - 1);
-  std::memcpy(_formattedStartTime, text.data(), length);
-  _formattedStartTime[length] = '\0';
+  _formattedStartTime.set(text.view());
 }
 
 void ZOVApplicationServerBase::getFormattedAppServerStartTime(char* buffer, int size) const {
   if (size <= 0) return;
-  char local[sizeof _formattedStartTime];
-  {
-    ZOVLockScope scope(_lock, Shared);
-    std::memcpy(local, _formattedStartTime, sizeof local);
-  }
-  const RWCString text = ZOVUTF8Handler::createFromLocalString(local);
+  const RWCString text = ZOVUTF8Handler::createFromLocalString(_formattedStartTime.get().data());
   const std::string_view kept =
       ZOVUTF8Handler::truncated(text.view(), static_cast<std::size_t>(size) - 1, ZOVUTF8Handler::TruncateEnd);
   std::memcpy(buffer, kept.data(), kept.size());
@@ -185,11 +163,9 @@ ZOVReturnCode ZOVApplicationServerBase::buildSubnodeName() {
     name.clear();
   }
   if (name.isNull()) name = makeSubnodeName(alias);
-  const RWCString nameUTF8 = ZOVUTF8Handler::createFromLocalString(name.data());
-  ZOVLockScope scope(_lock, Exclusive);
-  _aliasName = alias;
-  _subnodeName = name;
-  _subnodeNameUTF8 = nameUTF8;
+  _aliasName.set(alias.view());
+  _subnodeName.set(name.view());
+  _subnodeNameUTF8.set(ZOVUTF8Handler::createFromLocalString(name.data()).view());
   return name.isNull() ? ZOV_SUBNODE_NOT_UNIQUE : ZOV_OK;
 }
 

@@ -18,15 +18,13 @@
 // An excluded server answers 35 to every collection. Return codes are those of return_codes.def.
 
 #include <atomic>
-#include <list>
 #include <memory>
 
-#include "runtime/lock.h"
 #include "samples/anchors.h"
 #include "samples/sample.h"
-#include "server/cached_sample_request.h"
 #include "server/collector_monitor.h"
-#include "server/resource_anchor_table.h"
+#include "server/guarded_text.h"
+#include "server/server_anchors.h"
 #include "server/server_description.h"
 #include "server/server_settings.h"
 #include "server/server_statistics.h"
@@ -38,7 +36,7 @@ class ZOVPollRequest;
 class ZOVRequest;
 class ZOVSocketConnection;
 
-class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeeper {
+class ZOVApplicationServerBase : public ZOVAppServerAnchor {
  public:
   /// "No type in particular": the poll of the collector monitor.
   static constexpr ZOVSample::_SampleType EverythingSampleType = ZOVSample::SampleTypeRequestAndGC;
@@ -68,26 +66,26 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   const RWCString& getPlatform() const { return _platform; }
   int getOccurrence() const { return _occurrence; }
   int getAppServerType() const { return _appServerType; }
-  RWCString getAliasName() const { return copyText(_aliasName); }
-  RWCString getLocaleName() const { return copyText(_localeName); }
-  RWCString getEncoding() const { return copyText(_encoding); }
-  RWCString getSubnodeName() const { return copyText(_subnodeName); }          ///< local code page
-  RWCString getSubnodeNameUTF8() const { return copyText(_subnodeNameUTF8); }  ///< UTF-8
-  RWCString getTSLNodeName() const { return copyText(_tslNodeName); }
-  RWCString getTSLCellName() const { return copyText(_tslCellName); }
-  RWCString getClusterName() const { return copyText(_clusterName); }
-  RWCString getLogFileName() const { return copyText(_logFile); }
-  RWCString getErrLogFileName() const { return copyText(_errLogFile); }
-  RWCString getVerboseGCLogFileName() const { return copyText(_verboseGCLogFile); }
-  void setTSLNodeName(const char* text) { setText(_tslNodeName, text); }
-  void setTSLCellName(const char* text) { setText(_tslCellName, text); }
-  void setClusterName(const char* text) { setText(_clusterName, text); }
+  RWCString getAliasName() const { return _aliasName.get(); }
+  RWCString getLocaleName() const { return _localeName.get(); }
+  RWCString getEncoding() const { return _encoding.get(); }
+  RWCString getSubnodeName() const { return _subnodeName.get(); }          ///< local code page
+  RWCString getSubnodeNameUTF8() const { return _subnodeNameUTF8.get(); }  ///< UTF-8
+  RWCString getTSLNodeName() const { return _tslNodeName.get(); }
+  RWCString getTSLCellName() const { return _tslCellName.get(); }
+  RWCString getClusterName() const { return _clusterName.get(); }
+  RWCString getLogFileName() const { return _logFile.get(); }
+  RWCString getErrLogFileName() const { return _errLogFile.get(); }
+  RWCString getVerboseGCLogFileName() const { return _verboseGCLogFile.get(); }
+  void setTSLNodeName(std::string_view text) { _tslNodeName.set(text); }
+  void setTSLCellName(std::string_view text) { _tslCellName.set(text); }
+  void setClusterName(std::string_view text) { _clusterName.set(text); }
   /// True when the text differs from what was kept.
-  bool setLocaleName(const char* text) { return setText(_localeName, text); }
-  bool setEncoding(const char* text) { return setText(_encoding, text); }
-  virtual void setLogFile(const char* text) { setText(_logFile, text); }
-  void setErrLogFile(const char* text) { setText(_errLogFile, text); }
-  virtual bool setVerboseGCLogFile(const char* text) { return setText(_verboseGCLogFile, text); }
+  bool setLocaleName(std::string_view text) { return _localeName.set(text); }
+  bool setEncoding(std::string_view text) { return _encoding.set(text); }
+  virtual void setLogFile(std::string_view text) { _logFile.set(text); }
+  void setErrLogFile(std::string_view text) { _errLogFile.set(text); }
+  virtual bool setVerboseGCLogFile(std::string_view text) { return _verboseGCLogFile.set(text); }
 
   // --- Status.
   _AppServerStatus getStatus() const { return _status; }
@@ -132,32 +130,40 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   bool isGCDataCollectionSuspended() const { return _gcCollectAction == 0; }
   int getPollInterval() const { return _settings.pollInterval; }
   long getSocketReceiveTimeout() const { return _settings.socketReceiveTimeout; }
-  bool collectingHistoricalDataForSampleType(ZOVSample::_SampleType type) const;
+  bool collectingHistoricalDataForSampleType(ZOVSample::_SampleType type) const {
+    return _anchors.keepsHistoryOf(type);
+  }
 
-  // --- Anchors (server_anchors.cpp).
-  int lock(_LockRequestType type, _WaitRequestType wait) const { return _lock.get(type, wait); }
-  void release(_LockRequestType type) const { _lock.release(type); }
-  void saveSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) override;
-  int getMinSamplingInterval(ZOVSample::_SampleType type) const;  ///< seconds
-  /// True when samples that these would answer were taken within the minimum interval.
-  bool findCachedSampleRequest(const ZOVResourceAnchor& anchor);
-  void defineCachedSampleRequest(const ZOVResourceAnchor& anchor);
-  void markResourceAnchorsLogicallyDeleted(ZOVSample::_DataSource source);
-  void markAllSourcesLogicallyDeleted();  ///< those that a collector or the statistics deliver
-  /// Marks what the wanted anchor selects and collection `collectionId` did not deliver.
-  void removeObsoleteResourceAnchors(const ZOVResourceAnchor* anchor, unsigned int collectionId);
-  void removeObsoleteResourceAnchors(ZOVSample::_DataSource source, unsigned int collectionId);
-  /// Destroys anchors that have not reported for long.
-  void removeObsoleteResourceAnchorsByTime(ZOVSample::_DataSource source);
-  /// Hands each sample that the wanted anchor selects to the callback, under the server's lock.
-  /// 0; 9 when there was none; 41 when the server is not active (normal reads of its resources); 149 for a
-  /// historical read of what is not kept as history. The server itself (type 1) always has a sample: at worst
-  /// one made here of its name and status.
+  // --- Anchors; server_anchors.h says what each does.
+  int lock(_LockRequestType type, _WaitRequestType wait) const { return _anchors.lock(type, wait); }
+  void release(_LockRequestType type) const { _anchors.release(type); }
+  void saveSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) {
+    _anchors.saveSample(sample, type, collectionId);
+  }
+  int getMinSamplingInterval(ZOVSample::_SampleType type) const {
+    return _anchors.getMinSamplingInterval(type);
+  }
+  void markResourceAnchorsLogicallyDeleted(ZOVSample::_DataSource source) {
+    _anchors.markLogicallyDeleted(source);
+  }
+  void removeObsoleteResourceAnchors(const ZOVResourceAnchor* wanted, unsigned int collectionId) {
+    if (wanted) _anchors.markObsolete(*wanted, collectionId);
+  }
+  void removeObsoleteResourceAnchors(ZOVSample::_DataSource source, unsigned int collectionId) {
+    _anchors.markObsolete(source, collectionId);
+  }
+  void removeObsoleteResourceAnchorsByTime(ZOVSample::_DataSource source) {
+    _anchors.removeObsoleteByTime(source);
+  }
+  bool findCachedSampleRequest(const ZOVResourceAnchor& wanted) { return _anchors.findCachedRequest(wanted); }
+  void defineCachedSampleRequest(const ZOVResourceAnchor& wanted) { _anchors.defineCachedRequest(wanted); }
+  void rollupTo(ZOVAppServerSample& serverSample) { _anchors.rollUpTo(serverSample); }
   using ZOVAppServerAnchor::returnSamples;
   ZOVReturnCode returnSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
-                              const ZOVResourceAnchor& anchor, _SaveSampleType saveType);
-  /// Adds the server-wide sums of the resources to a sample of the server.
-  void rollupTo(ZOVAppServerSample& serverSample);
+                              const ZOVResourceAnchor& wanted, _SaveSampleType saveType) {
+    if (_excludedFromMonitoring) return ZOV_SERVER_EXCLUDED;
+    return _anchors.returnSamples(callback, parms, wanted, saveType);
+  }
 
   // --- Collection by the collector monitor (background_collection.cpp).
   static bool isObtainedFromProfiler(ZOVSample::_SampleType type);
@@ -216,10 +222,6 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   virtual ZOVReturnCode processGCCollectData(int action, int interval) = 0;
 
  protected:
-  /// `text` as kept, null as empty; true when it differs from before.
-  bool setText(RWCString& member, const char* text);
-  RWCString copyText(const RWCString& member) const;
-
   // Not guarded: set before the server is shared, or atomic.
   std::atomic<_AppServerStatus> _status{ServerDisconnected};
   bool _excludedFromMonitoring = false;
@@ -235,20 +237,12 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
     return _collectionId;
   }
   bool isMonitorStopping() const { return _monitor.isStopping(); }
-  mutable ZOVLock _lock{"AppServerLock"};
-  ZOVResourceAnchorTable _resourceAnchorTable;  // guarded by _lock
+  zov::ServerAnchors _anchors{*this, _settings};
   zov::CollectorMonitor _monitor{*this, _settings};
-  zov::ServerStatistics _statistics{*this, _settings};
+  zov::ServerStatistics _statistics{*this, _anchors, _settings};
 
  private:
   RWCString makeSubnodeName(const RWCString& alias);
-  void saveServerSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId);
-  void saveResourceSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId);
-  unsigned int returnServerSample(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
-                                  _SaveSampleType saveType);
-  unsigned int returnResourceSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
-                                     const ZOVResourceAnchor& anchor, _SaveSampleType saveType);
-  int isRemovableByTime(const ZOVResourceAnchor& anchor, std::uint32_t now, int retain) const;
 
   const RWCString _serverRootDirectory;
   const RWCString _workingDirectory;
@@ -257,12 +251,10 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor, public ZOVSampleKeep
   const int _appServerType;
   const bool _startMonitorOnConnect;
 
-  // Guarded by _lock.
-  RWCString _aliasName;  // the alias that the subnode name was made from
-  RWCString _localeName, _encoding, _subnodeName, _subnodeNameUTF8;
-  RWCString _logFile, _errLogFile, _verboseGCLogFile, _tslNodeName, _tslCellName, _clusterName;
-  char _formattedStartTime[20] = " ";
-  std::list<CachedSampleRequest> _cachedSampleRequests;
+  zov::GuardedText _aliasName;  // the alias that the subnode name was made from
+  zov::GuardedText _localeName, _encoding, _subnodeName, _subnodeNameUTF8;
+  zov::GuardedText _logFile, _errLogFile, _verboseGCLogFile, _tslNodeName, _tslCellName, _clusterName;
+  zov::GuardedText _formattedStartTime{" "};
 
   unsigned int _collectionId = 0;  // changed by nextCollectionId alone
   std::atomic<long long> _startTime{-1};

@@ -89,7 +89,7 @@ bool ZOVApplicationServer::foundProfiler(const std::shared_ptr<ZOVSocketConnecti
   // Behind a session that is just ending: its end sets the status too, under the same lock.
   holding(_socketLock, Exclusive, [&] { setStatus(ServerConnected); });
   setDCProbeManagerProcessId(static_cast<unsigned int>(ping.getProcessId()));
-  if (setLocaleName(ping.getLocaleName().data())) ZOVServerServices::current().rewriteContextInfo();
+  if (setLocaleName(ping.getLocaleName().view())) ZOVServerServices::current().rewriteContextInfo();
   holding(_socketLock, Exclusive, [&] {
     bindSocket(socket);
     startDefaultCollections();
@@ -147,7 +147,7 @@ void ZOVApplicationServer::terminateCurrentDCInstance() {
   startedCollectingRequestData(0);
   startedCollectingGCData(0);
   shutdownSocket();
-  markAllSourcesLogicallyDeleted();
+  _anchors.markLogicallyDeleted();
 }
 
 // --- The socket.
@@ -310,11 +310,11 @@ void ZOVApplicationServer::saveSamplesOfPoll(Poll& poll) {
     if (isMonitorStopping()) return;
     convertAbbreviatedStringsInSample(*sample);
     if (sample->shouldCreateSummarySamples()) sample->createSummarizedSamples(summaries);
-    saveSample(sample.release(), SaveSampleInterval, poll.collectionId);
+    _anchors.saveSample(sample.release(), SaveSampleInterval, poll.collectionId);
   }
   if (summaries.isEmpty()) return;
   const std::unique_ptr<RWIterator> anchors = summaries.newIterator();
-  saveSummarizedSamples(*this, *anchors, poll.collectionId);
+  saveSummarizedSamples(_anchors, *anchors, poll.collectionId);
 }
 
 /// What the poll covered and did not bring has left the server.

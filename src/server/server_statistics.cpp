@@ -87,25 +87,25 @@ ZOVReturnCode ServerStatistics::collect(RPXCollectionRequest& request, const ZOV
       if (sample->getSampleType() == ZOVSample::SampleTypeApplicationServer) {
         serverSample = std::move(sample);
       } else if (isWanted(*sample, wanted)) {
-        _server.saveSample(sample.release(), SaveSampleInterval, _collectionId);
+        _anchors.saveSample(sample.release(), SaveSampleInterval, _collectionId);
       }
     }
     if (wanted) {
-      _server.removeObsoleteResourceAnchors(wanted, _collectionId);
+      _anchors.markObsolete(*wanted, _collectionId);
     } else {
-      _server.removeObsoleteResourceAnchors(ZOVSample::DataSourceResource, _collectionId);
+      _anchors.markObsolete(ZOVSample::DataSourceResource, _collectionId);
     }
     // Last, since it sums up the others.
     if (serverSample) {
       complete(static_cast<ZOVAppServerSample&>(*serverSample));
-      _server.saveSample(serverSample.release(), SaveSampleInterval, _collectionId);
+      _anchors.saveSample(serverSample.release(), SaveSampleInterval, _collectionId);
     }
     return request.getResult();
   });
 }
 
 void ServerStatistics::complete(ZOVAppServerSample& serverSample) {
-  _server.rollupTo(serverSample);
+  _anchors.rollUpTo(serverSample);
   if (_server.getProcessId() == 0 || _server.getStatus() != ServerConnected) return;
   const long long used = ZOVAppServerSample::getProcessCPUUsage(_server.getProcessId());
   if (used != ZOVSample::NullValue) serverSample.saveNumericData(KeyProcessCPU, used);
@@ -160,7 +160,7 @@ std::unique_ptr<RPXCollectionRequest> ServerStatistics::makeRequest(const ZOVRes
 void ServerStatistics::saveStandIn() {
   auto standIn = std::make_unique<ZOVAppServerSample>();
   standIn->saveStringData(KeyServerName, _server.getName().view());
-  _server.saveSample(standIn.release(), SaveSampleInterval, 0);
+  _anchors.saveSample(standIn.release(), SaveSampleInterval, 0);
 }
 
 // --- The switch.
@@ -183,7 +183,7 @@ ZOVReturnCode ServerStatistics::suspend() {
   if (const auto manager = ZOVServerServices::current().resourceManager()) {
     rc = manager->suspendCollectingResourceData(&_server);
   }
-  _server.markResourceAnchorsLogicallyDeleted(ZOVSample::DataSourceResource);
+  _anchors.markLogicallyDeleted(ZOVSample::DataSourceResource);
   return rc;
 }
 

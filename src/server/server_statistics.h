@@ -26,11 +26,13 @@ class ZOVApplicationServerBase;
 
 namespace zov {
 
+class ServerAnchors;
+
 class ServerStatistics final : private ServerThreadWork {
  public:
   /// The settings are read when they are needed.
-  ServerStatistics(ZOVApplicationServerBase& server, const ServerSettings& settings)
-      : _server(server), _settings(settings) {}
+  ServerStatistics(ZOVApplicationServerBase& server, ServerAnchors& anchors, const ServerSettings& settings)
+      : _server(server), _anchors(anchors), _settings(settings) {}
 
   /// Starts the thread, when the settings ask for collection by interval.
   void start();
@@ -68,6 +70,7 @@ class ServerStatistics final : private ServerThreadWork {
   void saveStandIn();
 
   ZOVApplicationServerBase& _server;
+  ServerAnchors& _anchors;
   const ServerSettings& _settings;
   ZOVLock _rpxLock{"RPXLock"};
   unsigned int _collectionId = 0;  // guarded by _rpxLock
