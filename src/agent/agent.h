@@ -33,7 +33,9 @@ class ZOVAgentFrameworkComponentTraceEntry;
 class ZOVAgentServerServices;
 class ZOVApplicationServer;
 class ZOVApplicationServerBase;
-class ZOVContextSessionDirectory;
+namespace zov {
+class ContextSessionDirectory;
+}
 class ZOVHouseKeeper;
 class ZOVProfilerSocketMonitor;
 class ZOVQuotedStringParser;
@@ -172,7 +174,7 @@ class ZOVAgent : public ZOVAgentEnvironment {
   std::unique_ptr<ZOVAgentServerServices> _serverServices;  // registered for the agent's life
   std::shared_ptr<ZOVResourceManagerProxy> _resourceManagerProxy;
   std::unique_ptr<ZOVApplicationContext> _applicationContext;
-  std::unique_ptr<ZOVContextSessionDirectory> _sessionDirectory;
+  std::unique_ptr<zov::ContextSessionDirectory> _sessionDirectory;
   ZOVSystemCommandManager* _systemCommandManager = nullptr;  // its thread ends with the process
   std::unique_ptr<ZOVProfilerSocketMonitor> _profilerSocketMonitor;
   std::unique_ptr<ZOVHouseKeeper> _houseKeeper;

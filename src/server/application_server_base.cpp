@@ -11,6 +11,7 @@
 #include "runtime/time.h"
 #include "runtime/trace_scope.h"
 #include "server/server_services.h"
+#include "transport/poll_request.h"
 
 static DGT1_Unit traceUnit("ZOVASBAS");
 
@@ -59,10 +60,7 @@ ZOVReturnCode ZOVApplicationServerBase::init(_AppServerStatus status) {
   _configParms = services.getConfigParms(getName().data(), _serverRootDirectory.data());
   if (const ZOVReturnCode rc = buildSubnodeName()) return rc;
   _settings = zov::ServerSettings::read(_configParms, services.getConfigParms(), getName());
-  _gcCollectAction = _settings.gcCollectAction;
-  _gcCollectInterval = _settings.gcCollectInterval;
-  _workloadCollectLevel = _settings.workloadCollectLevel;
-  _workloadCapturePercent = _settings.workloadCapturePercent;
+  _session.switches().configure();
   _statistics.setSuspended(!_settings.resourceCollectEnabled);
   registerSubNode();  // a subnode that the framework refuses costs its queries, not the server
   if (status == ServerConnected && _startMonitorOnConnect) startProfilerMonitorThread();
@@ -82,19 +80,19 @@ RWCString ZOVApplicationServerBase::getStatusText() const {
 
 // --- Status and start time.
 
-int ZOVApplicationServerBase::setStatus(_AppServerStatus status) {
+bool ZOVApplicationServerBase::setStatus(_AppServerStatus status) {
   ZOV_TRACE(Public);
-  if (_status.exchange(status) == status) return 0;
+  if (_status.exchange(status) == status) return false;
   if (status != ServerConnected) {
     ZOV_LOG_MESSAGE(ZOVA0018I, getName());
     setAppServerStartTime(0);
-    shutdownSocket();
+    _session.end();
     _anchors.markLogicallyDeleted();
   } else if (!_excludedFromMonitoring) {
     ZOV_LOG_MESSAGE(ZOVA0017I, getName());
     if (_startMonitorOnConnect) startProfilerMonitorThread();
   }
-  return 1;
+  return true;
 }
 
 void ZOVApplicationServerBase::setAppServerStartTime(long long milliseconds) {
@@ -121,9 +119,31 @@ void ZOVApplicationServerBase::setDCProbeManagerProcessId(unsigned int id) {
   ZOV_TRACE(Restricted);
   if (id == 0) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Ignoring invalid input ProbeManager ProcessID: %d", id);
-    return;
+  } else {
+    _dcProbeManagerProcessId = id;
+    setPendingDCInstanceId(id);
   }
-  _dcProbeManagerProcessId = id;
+  if (isDCInstancePending()) bindPendingDCInstance();
+}
+
+/// A new collector instance leaves nothing of the one before it.
+void ZOVApplicationServerBase::bindPendingDCInstance() {
+  if (getCurrentDCInstanceId() != 0) {
+    terminateCurrentDCInstance();
+  } else {
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "Binding initial DC session. Pending DC InstanceID: %d",
+                getPendingDCInstanceId());
+  }
+  setCurrentDCInstanceId();
+}
+
+void ZOVApplicationServerBase::terminateCurrentDCInstance() {
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Terminating current DC session. DC InstanceID: %d",
+              getCurrentDCInstanceId());
+  _session.switches().startedCollectingRequestData(false);
+  _session.switches().startedCollectingGCData(false);
+  _session.end();
+  _anchors.markLogicallyDeleted();
 }
 
 void ZOVApplicationServerBase::setDCResourceManagerProcessId(unsigned int id) {
@@ -213,7 +233,36 @@ ZOVReturnCode ZOVApplicationServerBase::deRegisterSubNode() {
   return 0;
 }
 
-// --- Threads.
+// --- Collection.
+
+bool ZOVApplicationServerBase::isObtainedFromProfiler(ZOVSample::_SampleType type) {
+  const ZOVSample::_DataSource source = ZOVSample::getDataSource(type);
+  return source == ZOVSample::DataSourceProfiler || source == ZOVSample::DataSourceWorkload ||
+         source == ZOVSample::DataSourceVerboseGC;
+}
+
+bool ZOVApplicationServerBase::collectOnDemandOnly(ZOVSample::_SampleType type) {
+  return ZOVPollRequest::collectOnDemandOnly(type);
+}
+
+bool ZOVApplicationServerBase::runningBackgroundCollection(ZOVSample::_SampleType type) const {
+  if (collectOnDemandOnly(type)) return false;
+  return isObtainedFromProfiler(type) ? runningBackgroundProfilerCollection()
+                                      : runningBackgroundRPXCollection();
+}
+
+ZOVReturnCode ZOVApplicationServerBase::takeSample(const ZOVResourceAnchor& anchor) {
+  ZOV_TRACE(Public);
+  if (_excludedFromMonitoring) return ZOV_SERVER_EXCLUDED;
+  if (_status != ServerConnected) return ZOV_OK;
+  const ZOVSample::_SampleType type = anchor.getSampleType();
+  const bool cached = _anchors.getMinSamplingInterval(type) != 0;
+  if (cached && _anchors.findCachedRequest(anchor)) return ZOV_OK;
+  const ZOVReturnCode rc =
+      isObtainedFromProfiler(type) ? getOnDemandProfilerSamples(anchor) : takeSampleFromRPX(anchor);
+  if (rc == ZOV_OK && cached) _anchors.defineCachedRequest(anchor);
+  return rc;
+}
 
 ZOVReturnCode ZOVApplicationServerBase::getOnDemandProfilerSamples(const ZOVResourceAnchor& anchor) {
   return _monitor.submit(std::make_shared<CollectProfilerSampleRequest>(&anchor));
@@ -223,11 +272,13 @@ ZOVReturnCode ZOVApplicationServerBase::requestTestConnectivity() {
   return _monitor.submit(std::make_shared<TestConnectionRequest>());
 }
 
+// --- Threads.
+
 void ZOVApplicationServerBase::requestThreadsToStop() {
   ZOV_TRACE(Restricted);
   _monitor.thread().requestEnd();
   _statistics.thread().requestEnd();
-  interruptSocket();
+  _session.interrupt();
 }
 
 bool ZOVApplicationServerBase::stopThreads() {
@@ -235,4 +286,8 @@ bool ZOVApplicationServerBase::stopThreads() {
   requestThreadsToStop();
   const bool monitorEnded = _monitor.thread().end();
   return _statistics.thread().end() && monitorEnded;
+}
+
+bool ZOVApplicationServerBase::threadsHaveEnded() const {
+  return _monitor.thread().hasEnded() && _statistics.thread().hasEnded();
 }

@@ -1,19 +1,19 @@
 #pragma once
-// ZOVApplicationServerBase: the agent's record of one monitored server: who it is, whether it is connected,
-// how it is configured, the anchors of its resources, and its two threads. It is itself the anchor of its own
-// sample (type 1). ZOVApplicationServer adds the collector's session, and is the one concrete class.
+// ZOVApplicationServerBase: the agent's record of one monitored server, and the face of its parts. Who it is,
+// whether it is connected, how it is configured and by which subnode it is known stand here; the rest is
+// asked of the parts: anchors, collector monitor, collector session, statistics. It is itself the anchor of
+// its own sample (type 1). ZOVApplicationServer is the one concrete class.
 //
 // Ownership: the application context holds servers by shared_ptr, and whoever uses one across a wait holds a
-// shared_ptr too. The last one to let go stops the threads, so it must hold no lock that they could want, and
-// must not be one of them.
+// shared_ptr too. The context stops a server's threads when it lets go of it, so that the last owner never
+// has to.
 //
-// Locks, in their order: context; _rpxLock, _socketLock (ZOVApplicationServer); the server's own lock, which
-// guards anchors, cached requests, the asynchronous list, the thread objects and the texts that change.
-// Scalars that are read without a lock are atomic. Getters of texts lock and copy.
+// Locks, in their order: context; the statistics' "RPXLock", the session's "SocketLock"; the anchors'
+// "AppServerLock". Each is a part's own. What stands here is constant, atomic, or a GuardedText; of texts
+// getters give copies.
 //
-// Threads: the collector monitor (background_collection.cpp) polls and serves requests that others wait for;
-// the statistics thread (rpx_monitor.cpp) collects the server's own statistics. Neither ever needs the
-// context lock exclusively.
+// Threads: any. The collector monitor and the statistics have a thread each, which never needs the context
+// lock exclusively.
 //
 // An excluded server answers 35 to every collection. Return codes are those of return_codes.def.
 
@@ -23,6 +23,7 @@
 #include "samples/anchors.h"
 #include "samples/sample.h"
 #include "server/collector_monitor.h"
+#include "server/collector_session.h"
 #include "server/guarded_text.h"
 #include "server/server_anchors.h"
 #include "server/server_description.h"
@@ -30,11 +31,8 @@
 #include "server/server_statistics.h"
 
 class ZOVAppServerConfigParms;
-class ZOVMessageSample;
-class ZOVPingRequest;
 class ZOVPollRequest;
 class ZOVRequest;
-class ZOVSocketConnection;
 
 class ZOVApplicationServerBase : public ZOVAppServerAnchor {
  public:
@@ -57,7 +55,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
 
   /// Reads the configuration, makes the subnode name, registers it and starts the threads that are wanted. A
   /// code other than 0 means that the server cannot be used.
-  virtual ZOVReturnCode init(_AppServerStatus status);
+  ZOVReturnCode init(_AppServerStatus status);
 
   // --- Identity. What does not change after construction is given by reference.
   const RWCString& getName() const { return getResourceName(); }
@@ -90,8 +88,8 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   // --- Status.
   _AppServerStatus getStatus() const { return _status; }
   RWCString getStatusText() const;  ///< in the reader's language, UTF-8
-  /// 1 when the status changed. Ending a connection takes the collector's socket and marks what it told.
-  virtual int setStatus(_AppServerStatus status);
+  /// True when the status changed. Ending a connection takes the collector's socket and marks what it told.
+  bool setStatus(_AppServerStatus status);
   bool isExcludedFromMonitoring() const { return _excludedFromMonitoring; }
   bool isPSISupported() const { return _appServerType == MonitoredServer; }
 
@@ -105,7 +103,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   unsigned int getProcessId() const { return getDCProbeManagerProcessId(); }
   unsigned int getDCProbeManagerProcessId() const { return _dcProbeManagerProcessId; }
   unsigned int getDCResourceManagerProcessId() const { return _dcResourceManagerProcessId; }
-  virtual void setDCProbeManagerProcessId(unsigned int id);
+  void setDCProbeManagerProcessId(unsigned int id);
   void setDCResourceManagerProcessId(unsigned int id);
   unsigned int getPendingDCInstanceId() const { return _pendingDCInstanceId; }
   unsigned int getCurrentDCInstanceId() const { return _currentDCInstanceId; }
@@ -116,18 +114,18 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
 
   // --- Subnode.
   /// 0, or 175 when no name is left. Asks the other servers, so with no lock of this server held.
-  virtual ZOVReturnCode buildSubnodeName();
-  virtual ZOVReturnCode registerSubNode();    ///< 0, 36, or what buildSubnodeName says
-  virtual ZOVReturnCode deRegisterSubNode();  ///< 53 while connected, 36 when the framework refuses
+  ZOVReturnCode buildSubnodeName();
+  ZOVReturnCode registerSubNode();    ///< 0, 36, or what buildSubnodeName says
+  ZOVReturnCode deRegisterSubNode();  ///< 53 while connected, 36 when the framework refuses
   bool isSubnodeRegistered() const { return _subnodeRegistered; }
   virtual const char* getSubnodeAffinity() const = 0;
 
   // --- Configuration.
   ZOVAppServerConfigParms* getConfigParms() const { return _configParms; }
   const zov::ServerSettings& settings() const { return _settings; }
-  int getRequestCollectLevel() const { return _workloadCollectLevel; }
-  int getRequestCapturePercent() const { return _workloadCapturePercent; }
-  bool isGCDataCollectionSuspended() const { return _gcCollectAction == 0; }
+  int getRequestCollectLevel() const { return _session.switches().requestLevel(); }
+  int getRequestCapturePercent() const { return _session.switches().requestPercent(); }
+  bool isGCDataCollectionSuspended() const { return _session.switches().gcAction() == 0; }
   int getPollInterval() const { return _settings.pollInterval; }
   long getSocketReceiveTimeout() const { return _settings.socketReceiveTimeout; }
   bool collectingHistoricalDataForSampleType(ZOVSample::_SampleType type) const {
@@ -165,7 +163,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
     return _anchors.returnSamples(callback, parms, wanted, saveType);
   }
 
-  // --- Collection by the collector monitor (background_collection.cpp).
+  // --- Collection.
   static bool isObtainedFromProfiler(ZOVSample::_SampleType type);
   static bool collectOnDemandOnly(ZOVSample::_SampleType type);
   bool runningBackgroundCollection(ZOVSample::_SampleType type) const;
@@ -173,9 +171,8 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
     return _monitor.isRunning() && _settings.pollInterval != 0;
   }
   bool runningBackgroundRPXCollection() const { return _statistics.isRunning(); }
-  /// Takes fresh samples for a wanted anchor, unless recent ones serve.
+  /// Takes fresh samples for a wanted anchor, unless recent ones serve. With no lock held.
   ZOVReturnCode takeSample(const ZOVResourceAnchor& anchor);
-  ZOVReturnCode takeSampleFromProfiler(const ZOVResourceAnchor& anchor);
   ZOVReturnCode getOnDemandProfilerSamples(const ZOVResourceAnchor& anchor);
   /// 0 when the present collector answered a ping.
   ZOVReturnCode requestTestConnectivity();
@@ -186,7 +183,6 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   void stopProfilerMonitorThread(bool force) { _monitor.stop(force); }
   void wakeupBackgroundProfilerMonitor() { _monitor.wake(); }
 
-  // --- Collection of the server's own statistics.
   ZOVReturnCode takeSampleFromRPX(const ZOVResourceAnchor& anchor) {
     return _excludedFromMonitoring ? ZOVReturnCode(ZOV_SERVER_EXCLUDED) : _statistics.take(anchor);
   }
@@ -197,52 +193,78 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   bool isResourceDataCollected() const { return _statistics.isCollected(); }
   bool isResourceDataCollectionSuspended() const { return _statistics.isSuspended(); }
   void stopRPXMonitorThread() { _statistics.stop(); }
-  /// Tells both threads to end, and waits for neither.
-  void requestThreadsToStop();
-  /// Stops both threads: true when they have ended, false when one was killed and did not end.
+
+  // --- The end of both threads, for good. With no lock held that they could want.
+  void requestThreadsToStop();  ///< waits for neither
+  /// Waits for both: true when they have ended, false when one had to be killed.
   bool stopThreads();
+  bool threadsHaveEnded() const;
   /// Wakes both threads and waits until they have done what was due. For tests.
   void settle() {
     _monitor.thread().settle();
     _statistics.thread().settle();
   }
 
-  // --- What ZOVApplicationServer's session answers.
-  virtual int isConnectedWithProfiler() const = 0;
-  virtual int CollectingRequestData() const = 0;
-  virtual int collectingGCData() const = 0;
-  virtual ZOVReturnCode testConnectivity() = 0;
-  virtual void shutdownSocket() = 0;
-  virtual void interruptSocket() = 0;  ///< wakes whoever waits on the socket; takes no ZOVLock
-  virtual ZOVReturnCode obtainSamplesFromProfiler(ZOVPollRequest& poll, const ZOVResourceAnchor& anchor) = 0;
-  /// Sends a request in the collector's session. `value` and `text`, when not null, get a refusal's reason.
-  virtual ZOVReturnCode sendProfilerCollectionRequest(const ZOVRequest& request, long long* value,
-                                                      RWCString* text) = 0;
-  virtual ZOVReturnCode processCollectRequest(int level, int percent) = 0;
-  virtual ZOVReturnCode processGCCollectData(int action, int interval) = 0;
+  // --- The collector's session; collector_session.h and collection_switches.h say what each does.
+  bool isConnectedWithProfiler() const { return _session.isConnected(); }
+  ZOVReturnCode testConnectivity() { return _session.testConnectivity(); }
+  void shutdownSocket() { _session.end(); }
+  void interruptSocket() { _session.interrupt(); }
+  void socketError(const ZOVReturnCode& code) { _session.socketError(code); }
+  ZOVReturnCode sendProfilerCollectionRequest(const ZOVRequest& request, long long* value, RWCString* text) {
+    return _session.send(request, value, text);
+  }
+  ZOVReturnCode sendInitProfilerCollectionRequest(const ZOVRequest& request, long long* value) {
+    return _session.send(request, value, nullptr);
+  }
+  ZOVReturnCode takeSampleFromProfiler(const ZOVResourceAnchor& wanted) {
+    return _session.takeSamples(wanted);
+  }
+  ZOVReturnCode obtainSamplesFromProfiler(const ZOVPollRequest& poll, const ZOVResourceAnchor& wanted) {
+    return _session.obtainSamples(poll, wanted);
+  }
+  void convertAbbreviatedStringsInSample(ZOVSample& sample) const {
+    _session.convertAbbreviatedStringsInSample(sample);
+  }
+  RWCString lookupAbbreviatedString(const RWCString& text, long long profilerId) const {
+    return _session.lookupAbbreviatedString(text, profilerId);
+  }
+  bool findEnvVariable(std::string_view name, ZOVEnvVariableSample::_VariableType type,
+                       RWCString& value) const {
+    return _session.variables().findEnvVariable(name, type, value);
+  }
+  bool findJavaProperty(std::string_view name, RWCString& value) const {
+    return _session.variables().findJavaProperty(name, value);
+  }
+  bool CollectingRequestData() const { return _session.switches().collectsRequests(); }
+  bool collectingGCData() const { return _session.switches().collectsGC(); }
+  void startedCollectingRequestData(bool collects) {
+    _session.switches().startedCollectingRequestData(collects);
+  }
+  void startedCollectingGCData(bool collects) { _session.switches().startedCollectingGCData(collects); }
+  ZOVReturnCode processCollectRequest(int level, int percent) {
+    return _session.switches().processCollectRequest(level, percent);
+  }
+  ZOVReturnCode processGCCollectData(int action, int interval) {
+    return _session.switches().processGCCollectData(action, interval);
+  }
+  ZOVReturnCode startDefaultRequestCollection() {
+    return _session.switches().startDefaultRequestCollection();
+  }
+  ZOVReturnCode startDefaultGCCollection() { return _session.switches().startDefaultGCCollection(); }
+  ZOVReturnCode suspendCollectingRequestData() { return processCollectRequest(0, -1); }
+  ZOVReturnCode resumeCollectingRequestData(int level) { return processCollectRequest(level, -1); }
+  ZOVReturnCode suspendCollectingGCData() { return _session.switches().suspendGC(); }
+  ZOVReturnCode resumeCollectingGCData() { return _session.switches().resumeGC(); }
 
  protected:
-  // Not guarded: set before the server is shared, or atomic.
-  std::atomic<_AppServerStatus> _status{ServerDisconnected};
-  bool _excludedFromMonitoring = false;
-  ZOVAppServerConfigParms* _configParms = nullptr;
-  zov::ServerSettings _settings;
-  std::atomic<int> _gcCollectAction{0};     ///< 0 off, 1 on
-  std::atomic<int> _gcCollectInterval{60};  ///< seconds
-  std::atomic<int> _workloadCollectLevel{0};
-  std::atomic<int> _workloadCapturePercent{0};
-  /// The number of the next poll; never 0. Called under the lock that serialises polls.
-  unsigned int nextCollectionId() {
-    if (++_collectionId == 0) _collectionId = 1;
-    return _collectionId;
-  }
-  bool isMonitorStopping() const { return _monitor.isStopping(); }
-  zov::ServerAnchors _anchors{*this, _settings};
-  zov::CollectorMonitor _monitor{*this, _settings};
-  zov::ServerStatistics _statistics{*this, _anchors, _settings};
+  zov::CollectorSession& session() { return _session; }
+  zov::ServerStatistics& statistics() { return _statistics; }
 
  private:
   RWCString makeSubnodeName(const RWCString& alias);
+  void bindPendingDCInstance();
+  void terminateCurrentDCInstance();
 
   const RWCString _serverRootDirectory;
   const RWCString _workingDirectory;
@@ -256,11 +278,22 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   zov::GuardedText _logFile, _errLogFile, _verboseGCLogFile, _tslNodeName, _tslCellName, _clusterName;
   zov::GuardedText _formattedStartTime{" "};
 
-  unsigned int _collectionId = 0;  // changed by nextCollectionId alone
+  std::atomic<_AppServerStatus> _status{ServerDisconnected};
   std::atomic<long long> _startTime{-1};
   std::atomic<unsigned int> _dcProbeManagerProcessId{0};
   std::atomic<unsigned int> _dcResourceManagerProcessId{0};
   std::atomic<unsigned int> _currentDCInstanceId{0};
   std::atomic<unsigned int> _pendingDCInstanceId{0};
   std::atomic<bool> _subnodeRegistered{false};
+
+  // Set by init, before the server is shared.
+  bool _excludedFromMonitoring = false;
+  ZOVAppServerConfigParms* _configParms = nullptr;
+  zov::ServerSettings _settings;
+
+  // The parts; each knows those that it needs.
+  zov::ServerAnchors _anchors{*this, _settings};
+  zov::CollectorMonitor _monitor{*this, _session, _settings};
+  zov::CollectorSession _session{*this, _anchors, _monitor};
+  zov::ServerStatistics _statistics{*this, _anchors, _settings};
 };

@@ -7,6 +7,7 @@
 #include "runtime/trace_scope.h"
 #include "runtime/waits.h"
 #include "server/application_server_base.h"
+#include "server/collector_session.h"
 
 static DGT1_Unit traceUnit("ZOVASBGC");
 
@@ -51,9 +52,9 @@ CollectorMonitor::Request CollectorMonitor::nextRequest() {
 
 void CollectorMonitor::stop(bool force) {
   ZOV_TRACE(Public);
-  if (!force && (_server.CollectingRequestData() || _server.collectingGCData())) return;
+  if (!force && isCollecting()) return;
   _thread.requestStop();
-  if (force) _server.interruptSocket();
+  if (force) _session.interrupt();
   _thread.waitUntilStopped();
 }
 
@@ -79,7 +80,7 @@ long CollectorMonitor::secondsToNextTurn() {
   DGT1_Printf(traceUnit, DGT1_DETAIL, "TimeToWait = %i  CurrentTime = %i  TimeToWaitForNextSample = %i", wait,
               now, now + wait);
   DGT1_Printf(traceUnit, DGT1_FLOW, "mCollectingRequestData is %i, CollectingGCData is %i",
-              _server.CollectingRequestData(), _server.collectingGCData());
+              _session.switches().collectsRequests(), _session.switches().collectsGC());
   return wait;
 }
 
@@ -88,23 +89,26 @@ void CollectorMonitor::turn() {
   if (!pollsOnInterval()) {
     if (ZOVClock::secondsSince(_lastActivity) > zovWaits().quietCollectorSeconds) {
       _lastActivity = ZOVClock::steady();
-      if (_server.isConnectedWithProfiler()) _lastResult = _server.testConnectivity();
+      if (_session.isConnected()) _lastResult = _session.testConnectivity();
     }
     scheduleNextSample();
     return;
   }
   if (ZOVClock::secondsSince(_nextSample) < 0) return;
   scheduleNextSample();
-  if ((_server.CollectingRequestData() || _server.collectingGCData()) && _server.isConnectedWithProfiler()) {
-    _lastResult =
-        _server.takeSampleFromProfiler(ZOVResourceAnchor(ZOVApplicationServerBase::EverythingSampleType));
+  if (isCollecting() && _session.isConnected()) {
+    _lastResult = _session.takeSamples(ZOVResourceAnchor(ZOVApplicationServerBase::EverythingSampleType));
   }
+}
+
+bool CollectorMonitor::isCollecting() const {
+  return _session.switches().collectsRequests() || _session.switches().collectsGC();
 }
 
 void CollectorMonitor::serveRequests() {
   while ((_requestInHand = nextRequest())) {
-    _lastResult = _server.isConnectedWithProfiler() ? _requestInHand->process(&_server)
-                                                    : ZOVReturnCode(ZOV_PROFILING_NOT_ACTIVE);
+    _lastResult =
+        _session.isConnected() ? _requestInHand->process(&_server) : ZOVReturnCode(ZOV_PROFILING_NOT_ACTIVE);
     _lastActivity = ZOVClock::steady();
     std::exchange(_requestInHand, nullptr)->post(_lastResult);
   }

@@ -22,13 +22,16 @@
 
 namespace zov {
 
+class CollectorSession;
+
 class CollectorMonitor final : private ServerThreadWork {
  public:
   using Request = std::shared_ptr<CollectProfilerSampleRequest>;
 
   /// The settings are read when the thread starts.
-  CollectorMonitor(ZOVApplicationServerBase& server, const ServerSettings& settings)
-      : _server(server), _settings(settings) {}
+  CollectorMonitor(ZOVApplicationServerBase& server, CollectorSession& session,
+                   const ServerSettings& settings)
+      : _server(server), _session(session), _settings(settings) {}
 
   void start() { _thread.start(); }
   void wake() { _thread.wake(); }
@@ -38,6 +41,7 @@ class CollectorMonitor final : private ServerThreadWork {
   bool isRunning() const { return _thread.isRunning(); }
   bool isStopping() const { return _thread.isStopping(); }
   ServerThread& thread() { return _thread; }
+  const ServerThread& thread() const { return _thread; }
 
   /// Has the thread process the request and waits for the result; 21 when the thread does not run, stops
   /// before it came to it, or finds no collector.
@@ -50,12 +54,14 @@ class CollectorMonitor final : private ServerThreadWork {
   bool turnFailed(const ZOVReturnCode& rc) override;
   void threadEnds() override;
 
+  bool isCollecting() const;
   bool pollsOnInterval() const { return _settings.pollInterval != 0; }
   void scheduleNextSample();
   void serveRequests();
   Request nextRequest();
 
   ZOVApplicationServerBase& _server;
+  CollectorSession& _session;
   const ServerSettings& _settings;
   Mutex _mutex;
   std::deque<Request> _requests ZOV_GUARDED_BY(_mutex);

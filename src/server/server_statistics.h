@@ -40,6 +40,7 @@ class ServerStatistics final : private ServerThreadWork {
   void stop();
   bool isRunning() const { return _thread.isRunning(); }
   ServerThread& thread() { return _thread; }
+  const ServerThread& thread() const { return _thread; }
 
   /// Takes what the wanted anchor selects: 0, also for a type that no statistics deliver; 61 when only some
   /// of it came; else why nothing did, but 0 for the server's own sample, which is made up then.

@@ -8,7 +8,7 @@ namespace {
 class IdentityTest : public testing::Test {
  protected:
   std::shared_ptr<ZOVApplicationServer> build(const zov::ServerDescription& description) {
-    return ZOVApplicationServer::buildNew(description, rc);
+    return buildServer(description, rc);
   }
   std::shared_ptr<ZOVApplicationServer> build(const char* name) {
     return build({.name = name, .rootDirectory = "/srv"});

@@ -36,8 +36,7 @@ class StatisticsTest : public testing::Test {
  protected:
   void build() {
     ZOVReturnCode rc;
-    server = ZOVApplicationServer::buildNew(
-        {.name = "shop", .rootDirectory = "/srv", .status = ServerConnected}, rc);
+    server = buildServer({.name = "shop", .rootDirectory = "/srv", .status = ServerConnected}, rc);
     ASSERT_TRUE(server);
   }
   static ZOVSample* container(const char* name, long long created) {

@@ -134,6 +134,15 @@ inline WireFrame requestSample(const std::string& name, long long count, int dur
       .text(702, name);
 }
 
+/// A server outside of any context; its threads stop when the test lets go of it.
+inline std::shared_ptr<ZOVApplicationServer> buildServer(const zov::ServerDescription& description,
+                                                         ZOVReturnCode& rc) {
+  auto server = ZOVApplicationServer::buildNew(description, rc);
+  if (!server) return nullptr;
+  ZOVApplicationServer* const plain = server.get();
+  return {plain, [server = std::move(server)](ZOVApplicationServer*) { server->stopThreads(); }};
+}
+
 class ServerRig {
  public:
   ServerRig() : _directory(std::filesystem::temp_directory_path() / uniqueName()) {
@@ -152,7 +161,7 @@ class ServerRig {
   void start() {
     context = std::make_unique<ZOVApplicationContext>((_directory / "host_").c_str());
     services.context = context.get();
-    sessions = std::make_unique<ZOVContextSessionDirectory>(*context);
+    sessions = std::make_unique<zov::ContextSessionDirectory>(*context);
     listener = std::make_unique<ZOVProfilerSocketMonitor>(std::uint16_t{0}, *sessions);
     context->startBackgroundThread();
     context->start();
@@ -219,7 +228,7 @@ class ServerRig {
   DiagnosticEnvironment environment;
   RecordingServerServices services;
   std::unique_ptr<ZOVApplicationContext> context;
-  std::unique_ptr<ZOVContextSessionDirectory> sessions;
+  std::unique_ptr<zov::ContextSessionDirectory> sessions;
   std::unique_ptr<ZOVProfilerSocketMonitor> listener;
 
  private:
