@@ -62,8 +62,8 @@ class Bench {
     ZOVAgent::LoadAgents();
     agent->applicationContext()->start();
     ZOVReturnCode rc;
-    _server = ZOVApplicationServer::buildNew("bench", "/srv/bench", "", nullptr, "", "", nullptr, 1, 0,
-                                             ServerConnected, rc, nullptr);
+    _server = ZOVApplicationServer::buildNew(
+        {.name = "bench", .rootDirectory = "/srv/bench", .status = ServerConnected}, rc);
     agent->applicationContext()->defineNewAppServer(_server, false);
     std::filesystem::remove_all(folder);
   }

@@ -106,7 +106,7 @@ void ZOVAgent::startComponents() {
   _systemCommandManager = new ZOVSystemCommandManager;
   _systemCommandManager->startBackgroundThread();
 
-  _sessionDirectory = std::make_unique<ZOVContextSessionDirectory>(*_applicationContext);
+  _sessionDirectory = std::make_unique<zov::ContextSessionDirectory>(*_applicationContext);
   _profilerSocketMonitor =
       std::make_unique<ZOVProfilerSocketMonitor>(collectorSessionPort(), *_sessionDirectory);
   _profilerSocketMonitor->startBackgroundThread();

@@ -37,7 +37,9 @@ class ZOVAgentFrameworkComponentTrace;
 class ZOVAgentFrameworkComponentTraceEntry;
 class ZOVApplicationServer;
 class ZOVApplicationServerBase;
-class ZOVContextSessionDirectory;
+namespace zov {
+class ContextSessionDirectory;
+}
 class ZOVHouseKeeper;
 class ZOVProfilerSocketMonitor;
 class ZOVQuotedStringParser;
@@ -176,7 +178,7 @@ class ZOVAgent : public ZOVAgentEnvironment {
   std::unique_ptr<zov::AgentTableServices> _tableServices;    // likewise
   std::shared_ptr<ZOVResourceManagerProxy> _resourceManagerProxy;
   std::unique_ptr<ZOVApplicationContext> _applicationContext;
-  std::unique_ptr<ZOVContextSessionDirectory> _sessionDirectory;
+  std::unique_ptr<zov::ContextSessionDirectory> _sessionDirectory;
   ZOVSystemCommandManager* _systemCommandManager = nullptr;  // its thread ends with the process
   std::unique_ptr<ZOVProfilerSocketMonitor> _profilerSocketMonitor;
   std::unique_ptr<ZOVHouseKeeper> _houseKeeper;

@@ -60,7 +60,7 @@ unsigned int ZOVAgent::getSamplesFromAppServer(ZOVApplicationServerBase* server,
                                                _SaveSampleType saveType, _GetNewSample getNew) {
   ZOV_TRACE(Public);
   const bool history = saveType == SaveSampleHistorical;
-  const int type = anchor->getSampleType();
+  const ZOVSample::_SampleType type = anchor->getSampleType();
   const bool skip = history && !server->collectingHistoricalDataForSampleType(type);
   unsigned int rc = 0;
   if (!skip && !server->runningBackgroundCollection(type) && getNew == zov::TakeNewSample) {

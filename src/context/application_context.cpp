@@ -117,8 +117,13 @@ void ZOVApplicationContext::shutdown() {
     _closed = true;
     servers.swap(_appServers);
   }
+  stopThreadsOf(servers);
+}
+
+/// All are told before one is waited for. A thread that had to be killed keeps its server from being freed.
+void ZOVApplicationContext::stopThreadsOf(const std::vector<Server>& servers) {
   for (const Server& server : servers) server->requestThreadsToStop();
-  servers.clear();
+  for (const Server& server : servers) server->stopThreads();
 }
 
 void ZOVApplicationContext::backgroundProcessing() {
@@ -189,11 +194,17 @@ ZOVApplicationContext::Server ZOVApplicationContext::createAppServerFromContextR
     values[static_cast<std::size_t>(found - std::begin(ContextTable))] = nextPart("=");
   }
   const RWCString occurrence = ZOVUTF8Handler(values[Occurrence]).convertToLocalString();
-  return ZOVApplicationServer::buildNew(
-      values[AppServerName].data(), values[ServerRootDirectory].data(), values[WorkingDirectory].data(),
-      values[SubnodeName].data(), values[Platform].data(), values[LocaleName].data(), values[Encoding].data(),
-      MonitoredServer, static_cast<int>(std::strtol(occurrence.data(), nullptr, 10)), ServerDisconnected, rc,
-      values[AliasName].data());
+  const zov::ServerDescription description{
+      .name = values[AppServerName],
+      .rootDirectory = values[ServerRootDirectory],
+      .workingDirectory = values[WorkingDirectory],
+      .platform = values[Platform],
+      .locale = values[LocaleName],
+      .encoding = values[Encoding],
+      .subnode = values[SubnodeName],
+      .subnodeAlias = values[AliasName],
+      .occurrence = static_cast<int>(std::strtol(occurrence.data(), nullptr, 10))};
+  return ZOVApplicationServer::buildNew(description, rc);
 }
 
 // --- The list.
@@ -240,11 +251,12 @@ unsigned int ZOVApplicationContext::deleteAppServerContext(const Server& server)
   if (!server) return ZOV_NO_SUCH_SERVER;
   if (const ZOVReturnCode rc = server->deRegisterSubNode()) return rc;
   holding(_lock, Exclusive, [&] {
-    // The caller's reference is the last one, so nothing is destroyed under the lock.
+    // The caller has a reference too, so nothing is destroyed under the lock.
     std::erase_if(_appServers, [&](const Server& known) { return known == server; });
     writeContextFile();
   });
-  return 0;
+  server->stopThreads();
+  return ZOV_OK;
 }
 
 // --- The file.

@@ -5,7 +5,8 @@
 // the file.
 //
 // Ownership: the list holds each server by shared_ptr; whoever works with one outside the lock holds a
-// shared_ptr too. A server is destroyed by whoever lets go last, which must happen with no lock held.
+// shared_ptr too. A server that leaves the list has its threads stopped here, for good and with no lock held,
+// so whoever lets go of it last only frees it.
 //
 // The background thread holds the context lock exclusively from before its start is reported until the file
 // has been read, so that nobody sees a list that is half built. After that no background thread needs the
@@ -41,7 +42,8 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
   /// stop that has to end others first who may be waiting for that lock.
   void interrupt();
   void backgroundProcessing() override;
-  /// Ends the thread, also in its start delay, and then lets go of all servers. The file stays.
+  /// Ends the thread, also in its start delay, stops the threads of all servers and lets go of them. The file
+  /// stays.
   void shutdown() override;
 
   int lock(_LockRequestType type, _WaitRequestType wait) { return _lock.get(type, wait); }
@@ -64,7 +66,8 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
   Server findAppServerMatchingSubnode(const char* subnode);
   /// Compares exactly: 1 when no server has this subnode name.
   int isSubNodeNameUnique(const char* subnode);
-  /// Deregisters the server's subnode and forgets it; what deRegisterSubNode refuses stays. 7 for null.
+  /// Deregisters the server's subnode, forgets it and stops its threads; what deRegisterSubNode refuses
+  /// stays. 7 for null. With no lock held that the threads could want.
   unsigned int deleteAppServerContext(const Server& server);
   /// Writes the file again. Takes the lock shared, so with none of a server's locks held.
   void rewriteContextInfo();
@@ -76,6 +79,7 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
   const RWCString& getContextFilePath() const { return _contextFilePath; }
 
  private:
+  static void stopThreadsOf(const std::vector<Server>& servers);
   void readContextFile();
   bool waitForStart();  // false when told to end
   void readRecords(std::FILE* file);

@@ -9,8 +9,10 @@
 
 static DGT1_Unit traceUnit("ZOVSESDR");
 
-ZOVReturnCode ZOVContextSessionDirectory::findServer(const ZOVPingRequest& ping,
-                                                     std::shared_ptr<ZOVApplicationServer>& server) {
+namespace zov {
+
+ZOVReturnCode ContextSessionDirectory::findServer(const ZOVPingRequest& ping,
+                                                  std::shared_ptr<ZOVApplicationServer>& server) {
   ZOV_TRACE(Public);
   ZOVReturnCode rc = ZOV_NOT_MATCHING_PING;
   _context.forEachAppServer([&](const ZOVApplicationContext::Server& known) {
@@ -21,8 +23,8 @@ ZOVReturnCode ZOVContextSessionDirectory::findServer(const ZOVPingRequest& ping,
   return rc;
 }
 
-ZOVReturnCode ZOVContextSessionDirectory::defineNewServer(const ZOVPingRequest& ping,
-                                                          std::shared_ptr<ZOVApplicationServer>& server) {
+ZOVReturnCode ContextSessionDirectory::defineNewServer(const ZOVPingRequest& ping,
+                                                       std::shared_ptr<ZOVApplicationServer>& server) {
   ZOV_TRACE(Public);
   // Each server costs a thread and a line of the file for good, and a peer can think of any number of names.
   if (_context.getAppServers().size() >= MaximumServers) {
@@ -33,40 +35,41 @@ ZOVReturnCode ZOVContextSessionDirectory::defineNewServer(const ZOVPingRequest& 
     return ZOV_OUT_OF_STORAGE;
   }
   ZOVReturnCode rc;
-  server = ZOVApplicationServer::buildNew(
-      ping.getAppServerName().data(), ping.getServerRootDirectory().data(), ping.getWorkingDirectory().data(),
-      nullptr, ping.getAliasName().data(), ping.getLocaleName().data(), nullptr, MonitoredServer, 0,
-      ServerConnected, rc, nullptr);
+  const ServerDescription description{.name = ping.getAppServerName(),
+                                      .rootDirectory = ping.getServerRootDirectory(),
+                                      .workingDirectory = ping.getWorkingDirectory(),
+                                      .platform = ping.getAliasName(),
+                                      .locale = ping.getLocaleName(),
+                                      .status = ServerConnected};
+  server = ZOVApplicationServer::buildNew(description, rc);
   if (server) _context.defineNewAppServer(server, true);
   return rc;
 }
 
-bool ZOVContextSessionDirectory::foundProfiler(ZOVApplicationServer& server,
-                                               const std::shared_ptr<ZOVSocketConnection>& connection,
-                                               const ZOVPingRequest& ping) {
+bool ContextSessionDirectory::foundProfiler(ZOVApplicationServer& server,
+                                            const std::shared_ptr<ZOVSocketConnection>& connection,
+                                            const ZOVPingRequest& ping) {
   return server.foundProfiler(connection, ping);
 }
 
-bool ZOVContextSessionDirectory::isThisPingExpected(const ZOVPingRequest& ping) {
+bool ContextSessionDirectory::isThisPingExpected(const ZOVPingRequest& ping) {
   const auto manager = ZOVServerServices::current().resourceManager();
   return manager && manager->isThisPingExpected(ping);
 }
 
-bool ZOVContextSessionDirectory::takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,
-                                                     const ZOVPingRequest& ping) {
+bool ContextSessionDirectory::takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,
+                                                  const ZOVPingRequest& ping) {
   const auto manager = ZOVServerServices::current().resourceManager();
   return manager && manager->takeRemotePSISocket(connection, ping);
 }
 
-void ZOVContextSessionDirectory::stopProfilerMonitorThreads() {
+void ContextSessionDirectory::stopProfilerMonitorThreads() {
   ZOV_TRACE(Public);
-  _context.forEachAppServer([](const ZOVApplicationContext::Server& server) {
-    server->stopProfilerMonitorThread(1);
-    return false;
-  });
+  // Without the context's lock: the threads may want it.
+  for (const auto& server : _context.getAppServers()) server->stopProfilerMonitorThread(true);
 }
 
-void ZOVContextSessionDirectory::shutDownServerSockets() {
+void ContextSessionDirectory::shutDownServerSockets() {
   ZOV_TRACE(Public);
   _context.forEachAppServer([](const ZOVApplicationContext::Server& server) {
     server->interruptSocket();
@@ -74,8 +77,8 @@ void ZOVContextSessionDirectory::shutDownServerSockets() {
   });
 }
 
-void ZOVContextSessionDirectory::writeProductEvent(const char* file, const char* function, int line,
-                                                   const char* text) {
+void ContextSessionDirectory::writeProductEvent(const char* file, const char* function, int line,
+                                                const char* text) {
   ZOV_TRACE(Public);
   ZOVAgentEnvironment* const environment = ZOVAgentEnvironment::pEnvironment;
   if (!environment) return;
@@ -84,3 +87,5 @@ void ZOVContextSessionDirectory::writeProductEvent(const char* file, const char*
   environment->productEventCollector().postProductEvent(file, function, line, &now,
                                                         static_cast<int>(ZOVMessageSeverity::E), text);
 }
+
+}  // namespace zov

@@ -1,16 +1,18 @@
 #pragma once
-// ZOVContextSessionDirectory: what the session listener needs of the application context, the servers and the
-// resource manager. All calls but shutDownServerSockets come from the listener's thread.
+// zov::ContextSessionDirectory: what the session listener needs of the application context, the servers and
+// the resource manager. All calls but shutDownServerSockets come from the listener's thread.
 
 #include "context/application_context.h"
 #include "transport/session_listener.h"
 
-class ZOVContextSessionDirectory : public ZOVSessionDirectory {
+namespace zov {
+
+class ContextSessionDirectory final : public ZOVSessionDirectory {
  public:
   static constexpr std::size_t MaximumServers = 2000;  ///< beyond them, pings of new servers are refused
 
   /// The context must outlive this.
-  explicit ZOVContextSessionDirectory(ZOVApplicationContext& context) : _context(context) {}
+  explicit ContextSessionDirectory(ZOVApplicationContext& context) : _context(context) {}
 
   ZOVReturnCode findServer(const ZOVPingRequest& ping,
                            std::shared_ptr<ZOVApplicationServer>& server) override;
@@ -28,3 +30,5 @@ class ZOVContextSessionDirectory : public ZOVSessionDirectory {
  private:
   ZOVApplicationContext& _context;
 };
+
+}  // namespace zov

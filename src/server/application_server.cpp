@@ -1,21 +1,13 @@
 #include "server/application_server.h"
 
-#include <algorithm>
-
-#include "config/server_config_parms.h"
-#include "diag/agent_log.h"
 #include "diag/quoted_string_parser.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
-#include "transport/session_listener.h"
+#include "transport/ping_request.h"
 
 static DGT1_Unit traceUnit("ZOVASRVR");
 
 namespace {
-
-constexpr int MinimumScanInterval = 1, MaximumScanInterval = 3600, DefaultScanInterval = 60;
-constexpr int MinimumLogEvents = 1, MaximumLogEvents = 1000, DefaultLogEvents = 10;
-constexpr const char* FileEncodingProperty = "file.encoding";
 
 /// A word of a shell command. Names come from collectors, so what is more than a plain word is quoted.
 RWCString shellWord(const RWCString& text) {
@@ -37,58 +29,44 @@ bool beginsWith(const RWCString& text, std::string_view start) {
   return text.view().starts_with(start);
 }
 
+/// A server is freed only when nothing can still be using it.
+void letGo(ZOVApplicationServer* server) {
+  if (server->threadsHaveEnded()) {
+    delete server;
+    return;
+  }
+  DGT1_Printf(traceUnit, DGT1_ERROR, "A thread of application server %s has not ended; the server is kept",
+              server->getName().data());
+}
+
 }  // namespace
 
 std::shared_ptr<ZOVApplicationServer> ZOVApplicationServer::buildNew(
-    const char* name, const char* root, const char* workingDirectory, const char* subnode,
-    const char* platform, const char* locale, const char* encoding, int type, int occurrence,
-    _AppServerStatus status, ZOVReturnCode& rc, const char* subnodeAlias) {
+    const zov::ServerDescription& description, ZOVReturnCode& rc) {
   ZOV_TRACE(Public);
   rc = ZOV_NO_SUCH_SERVER;
-  if (!name || !*name) return nullptr;
-  const auto destroy = [](ZOVApplicationServer* server) {
-    if (server->stopThreads()) {
-      delete server;
-      return;
-    }
-    DGT1_Printf(traceUnit, DGT1_ERROR, "A thread of application server %s could not be stopped; it is kept",
-                server->getName().data());
-  };
-  std::shared_ptr<ZOVApplicationServer> server(
-      new ZOVApplicationServer(name, root, workingDirectory, subnode, platform, locale, encoding, type,
-                               subnodeAlias, occurrence, 1),
-      destroy);
-  rc = server->init(status, 0, nullptr, nullptr, -1);
-  if (rc != 0) return nullptr;
+  if (description.name.isNull()) return nullptr;
+  std::shared_ptr<ZOVApplicationServer> server(new ZOVApplicationServer(description, true), letGo);
+  rc = server->init(description.status, 0, {}, {}, -1);
+  if (rc != ZOV_OK) return nullptr;
   return server;
 }
 
 ZOVApplicationServer::~ZOVApplicationServer() {
   ZOV_TRACE(Public);
-  stopThreads();
-  // A session may have begun while the server was being removed; its collector finds the agent again.
-  if (ZOVProfilerSocketMonitor* const monitor = ZOVProfilerSocketMonitor::pMonitor; monitor && _socket) {
-    monitor->deleteSocket(_socket.get());
-  }
   std::unique_ptr<ZOVServerLogFile> follower;
   ZOVLockScope scope(_logFileLock, Exclusive);
   follower.swap(_logFileFollower);
 }
 
-ZOVReturnCode ZOVApplicationServer::init(_AppServerStatus status, unsigned int processId, const char* logFile,
-                                         const char* errLogFile, long long startTime) {
+ZOVReturnCode ZOVApplicationServer::init(_AppServerStatus status, unsigned int processId,
+                                         std::string_view logFile, std::string_view errLogFile,
+                                         long long startTime) {
   ZOV_TRACE(Public);
   if (const ZOVReturnCode rc = ZOVApplicationServerBase::init(status)) return rc;
   if (processId != 0) setDCProbeManagerProcessId(processId);
   if (startTime != -1) setAppServerStartTime(startTime);
   setErrLogFile(errLogFile);
-  if (const ZOVAppServerConfigParms* parms = getConfigParms(); parms && !isExcludedFromMonitoring()) {
-    _retainLogFileEvents = validateConfigValue(parms->getRetainLogFileEvents(), MinimumLogEvents,
-                                               MaximumLogEvents, ZOVA0039E, DefaultLogEvents);
-    _logScanInterval = validateConfigValue(parms->getLogScanInterval(), MinimumScanInterval,
-                                           MaximumScanInterval, ZOVA0038W, DefaultScanInterval);
-    _resourceCollectionSuspended = !parms->getResourceCollectEnabled();
-  }
   setLogFile(logFile);
   return 0;
 }
@@ -98,89 +76,43 @@ const char* ZOVApplicationServer::getSubnodeAffinity() const {
                                                    : "0000000000000000000000000000002000000000000";
 }
 
-// --- Environment variables and Java properties.
+// --- Collector sessions.
 
-void ZOVApplicationServer::addEnvVariableFromSample(const ZOVSample& sample) {
-  ZOV_TRACE(Minor);
-  const auto& pair = static_cast<const ZOVTSLKeyValueSample&>(sample);
-  const ZOVEnvVariableSample variable(pair.name, pair.value, ZOVEnvVariableSample::VariableCollector);
-  ZOVLockScope scope(_envVariablesLock, Exclusive);
-  const auto same = [&](const ZOVEnvVariableSample& known) { return known.isEqual(&variable); };
-  if (_envVariables.size() < MaximumVariables &&
-      std::none_of(_envVariables.begin(), _envVariables.end(), same)) {
-    _envVariables.push_back(variable);
+ZOVReturnCode ZOVApplicationServer::isThisYourPing(const ZOVPingRequest& ping) {
+  ZOV_TRACE(Public);
+  if (ping.getAppServerName() != getName() || ping.getServerRootDirectory() != getServerRootDirectory()) {
+    return ZOV_NOT_MATCHING_PING;
   }
+  if (!isConnectedWithProfiler()) return ZOV_OK;
+  return requestTestConnectivity() == ZOV_OK ? ZOV_PING_NOT_EXPECTED : ZOV_OK;
 }
 
-void ZOVApplicationServer::addJVMPropertyFromSample(const ZOVSample& sample) {
-  ZOV_TRACE(Minor);
-  const auto& pair = static_cast<const ZOVTSLKeyValueSample&>(sample);
-  DGT1_Printf(traceUnit, DGT1_DETAIL, "\nJava Property %s = %s", pair.name.data(), pair.value.data());
-  const ZOVTSLJavaProperty property(pair.name, pair.value);
-  ZOVLockScope scope(_jvmPropertiesLock, Exclusive);
-  std::erase_if(_jvmProperties, [&](const ZOVTSLJavaProperty& known) { return known.getKey() == pair.name; });
-  if (_jvmProperties.size() < MaximumVariables) _jvmProperties.push_back(property);
-}
-
-void ZOVApplicationServer::processJVMPropertiesFromSample() {
-  ZOV_TRACE(Private);
-  RWCString encoding;
-  if (!findJavaProperty(FileEncodingProperty, encoding)) return;
-  if (setEncoding(encoding.data())) ZOVServerServices::current().rewriteContextInfo();
-}
-
-void ZOVApplicationServer::clearEnvVariables() {
-  ZOVLockScope scope(_envVariablesLock, Exclusive);
-  _envVariables.clear();
-}
-
-void ZOVApplicationServer::clearJVMProperties() {
-  ZOVLockScope scope(_jvmPropertiesLock, Exclusive);
-  _jvmProperties.clear();
-}
-
-bool ZOVApplicationServer::findEnvVariable(const char* name, ZOVEnvVariableSample::_VariableType type,
-                                           RWCString& value) const {
-  ZOV_TRACE(Restricted);
-  ZOVLockScope scope(_envVariablesLock, Shared);
-  for (const ZOVEnvVariableSample& variable : _envVariables) {
-    if (variable.getKey() != name) continue;
-    if (type != ZOVEnvVariableSample::VariableAny && variable.getVariableType() != type) continue;
-    value = variable.getValue();
-    return true;
-  }
-  return false;
-}
-
-bool ZOVApplicationServer::findJavaProperty(const char* name, RWCString& value) const {
-  ZOV_TRACE(Restricted);
-  ZOVLockScope scope(_jvmPropertiesLock, Shared);
-  for (const ZOVTSLJavaProperty& property : _jvmProperties) {
-    if (property.getKey() != name) continue;
-    value = property.getValue();
-    DGT1_Printf(traceUnit, DGT1_DETAIL, "Java property %s name=%s, value=%s", name, property.getKey().data(),
-                value.data());
-    return true;
-  }
-  DGT1_Printf(traceUnit, DGT1_DETAIL, "Java property %s not found, no property returned", name);
-  return false;
+bool ZOVApplicationServer::foundProfiler(const std::shared_ptr<ZOVSocketConnection>& socket,
+                                         const ZOVPingRequest& ping) {
+  ZOV_TRACE(Public);
+  if (isExcludedFromMonitoring()) return false;
+  session().begin(socket, ping);
+  if (CollectingRequestData()) getOnDemandProfilerSamples(ZOVResourceAnchor(EverythingSampleType));
+  statistics().sessionBegan();
+  return true;
 }
 
 // --- Log files.
 
-void ZOVApplicationServer::setLogFile(const char* text) {
+void ZOVApplicationServer::setLogFile(std::string_view text) {
   ZOV_TRACE(Public);
-  if (!text || !*text) return;
+  if (text.empty()) return;
+  const RWCString name(text);
   holding(_logFileLock, Exclusive, [&] {
-    if (_logFileFollower && _logFileFollower->isNamed(text)) return;
+    if (_logFileFollower && _logFileFollower->isNamed(name.data())) return;
     _logFileFollower.reset();
-    _logFileFollower =
-        ZOVServerServices::current().followLogFile(text, _logScanInterval, _retainLogFileEvents, this);
+    _logFileFollower = ZOVServerServices::current().followLogFile(name.data(), settings().logScanInterval,
+                                                                  settings().retainLogFileEvents, this);
   });
   ZOVApplicationServerBase::setLogFile(text);
 }
 
-bool ZOVApplicationServer::setVerboseGCLogFile(const char* text) {
+bool ZOVApplicationServer::setVerboseGCLogFile(std::string_view text) {
   ZOV_TRACE(Public);
   if (!ZOVApplicationServerBase::setVerboseGCLogFile(text)) return false;
   if (isConnectedWithProfiler()) startDefaultGCCollection();
@@ -207,7 +139,7 @@ RWCString ZOVApplicationServer::commandArgument() const {
 void ZOVApplicationServer::queueCommand(const char* script, const RWCString& arguments) {
   const RWCString directory = getServerRootDirectory() + "/bin";
   ZOVServerServices::current().queueSystemCommand(shellWord(directory), RWCString(script) + ".sh", arguments);
-  mCollectingRequestData = 0;
+  startedCollectingRequestData(false);
 }
 
 ZOVReturnCode ZOVApplicationServer::startAppServer(const RWCString&) {

@@ -2,51 +2,42 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
-#include "config/agent_config_parms.h"
 #include "config/node_names.h"
 #include "config/server_config_parms.h"
 #include "diag/agent_log.h"
 #include "diag/utf8_handler.h"
 #include "runtime/environment.h"
-#include "runtime/recovery.h"
 #include "runtime/time.h"
 #include "runtime/trace_scope.h"
-#include "runtime/waits.h"
 #include "server/server_services.h"
+#include "transport/poll_request.h"
 
 static DGT1_Unit traceUnit("ZOVASBAS");
 
 namespace {
 constexpr const char* StatusTexts[] = {"Disconnected", "Connected"};
 constexpr std::string_view Uniquifiers = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
-constexpr int MaximumAge = 600;          // seconds that samples may stay fresh
-constexpr int MaximumInterval = 999999;  // seconds between collections
-constexpr int ByInterval = 2;            // a collect action
 
 RWCString toSingleByte(const RWCString& text) {
   return ZOVUTF8Handler(text).convertToSBLocalString(ZOVUTF8Handler::defaultMBSubstituteString.data());
 }
 }  // namespace
 
-ZOVApplicationServerBase::ZOVApplicationServerBase(const char* name, const char* root,
-                                                   const char* workingDirectory, const char* subnode,
-                                                   const char* platform, const char* locale,
-                                                   const char* encoding, int type, const char* subnodeAlias,
-                                                   int occurrence, int startMonitorOnConnect)
-    : ZOVAppServerAnchor(name),
-      _serverRootDirectory(root),
-      _workingDirectory(workingDirectory),
-      _platform(platform),
-      _occurrence(occurrence),
-      _appServerType(type),
+ZOVApplicationServerBase::ZOVApplicationServerBase(const zov::ServerDescription& description,
+                                                   bool startMonitorOnConnect)
+    : ZOVAppServerAnchor(description.name),
+      _serverRootDirectory(description.rootDirectory),
+      _workingDirectory(description.workingDirectory),
+      _platform(description.platform),
+      _occurrence(description.occurrence),
+      _appServerType(description.type),
       _startMonitorOnConnect(startMonitorOnConnect),
-      _aliasName(subnodeAlias),
-      _localeName(locale),
-      _encoding(encoding),
-      _subnodeName(toSingleByte(RWCString(subnode))),
-      _subnodeNameUTF8(subnode) {}
+      _aliasName(description.subnodeAlias),
+      _localeName(description.locale),
+      _encoding(description.encoding),
+      _subnodeName(toSingleByte(description.subnode)),
+      _subnodeNameUTF8(description.subnode) {}
 
 ZOVApplicationServerBase::~ZOVApplicationServerBase() = default;
 
@@ -62,65 +53,19 @@ ZOVReturnCode ZOVApplicationServerBase::init(_AppServerStatus status) {
   ZOV_TRACE(Public);
   _status = status;
   if (_appServerType != MonitoredServer) {
-    _excludedFromMonitoring = 1;
+    _excludedFromMonitoring = true;
     return 0;
   }
   ZOVServerServices& services = ZOVServerServices::current();
   _configParms = services.getConfigParms(getName().data(), _serverRootDirectory.data());
   if (const ZOVReturnCode rc = buildSubnodeName()) return rc;
-  if (const ZOVAgentConfigParms* agent = services.getConfigParms()) {
-    _socketReceiveTimeout = agent->getSocketReceiveTimeout();
-  }
-  if (_configParms) readConfiguration();
+  _settings = zov::ServerSettings::read(_configParms, services.getConfigParms(), getName());
+  _session.switches().configure();
+  _statistics.setSuspended(!_settings.resourceCollectEnabled);
   registerSubNode();  // a subnode that the framework refuses costs its queries, not the server
   if (status == ServerConnected && _startMonitorOnConnect) startProfilerMonitorThread();
-  if (isPSISupported() && _resourcePollFrequency != 0) startRPXMonitorThread();
+  if (isPSISupported()) _statistics.start();
   return 0;
-}
-
-void ZOVApplicationServerBase::readConfiguration() {
-  ZOV_TRACE(Private);
-  const ZOVAppServerConfigParms& parms = *_configParms;
-  _historicalCollection = parms.getHistoricalCollectionFlag();
-  _requestCollectAction = parms.getRequestCollectAction();
-  // The message of the two ages speaks of another parameter; readers of the log know it so.
-  _requestCollectAgeMax = validateConfigValue(parms.getRequestCollectAgeMax(), 0, MaximumAge, ZOVA0039E, 0);
-  _resourceCollectAgeMax = validateConfigValue(parms.getResourceCollectAgeMax(), 0, MaximumAge, ZOVA0039E, 0);
-  if (_requestCollectAction == ByInterval) {
-    _pollInterval =
-        validateConfigValue(parms.getRequestCollectPollFrequency(), 0, MaximumInterval, ZOVA0036W, 0);
-  }
-  _resourceCollectAction = parms.getResourceCollectAction();
-  if (_resourceCollectAction == ByInterval) {
-    _resourcePollFrequency =
-        validateConfigValue(parms.getResourceCollectPollFrequency(), 0, MaximumInterval, ZOVA0034W, 0);
-  }
-  _gcCollectAction = parms.getGCCollectAction();
-  _gcCollectInterval = parms.getGCCollectPollFrequency();
-  _workloadCollectLevel = parms.getWorkloadCollectLevel();
-  _workloadCapturePercent = parms.getWorkloadCapturePercent();
-}
-
-int ZOVApplicationServerBase::validateConfigValue(int value, int minimum, int maximum, int message,
-                                                  int defaultValue) const {
-  ZOV_FUNCTION;
-  if (value >= minimum && value <= maximum) return value;
-  ZOV_LOG_ERROR(message, value, getName(), defaultValue);
-  return defaultValue;
-}
-
-// --- Texts.
-
-bool ZOVApplicationServerBase::setText(RWCString& member, const char* text) {
-  ZOVLockScope scope(_lock, Exclusive);
-  if (member == text) return false;
-  member = text;
-  return true;
-}
-
-RWCString ZOVApplicationServerBase::copyText(const RWCString& member) const {
-  ZOVLockScope scope(_lock, Shared);
-  return member;
 }
 
 RWCString ZOVApplicationServerBase::getStatusText() const {
@@ -135,19 +80,19 @@ RWCString ZOVApplicationServerBase::getStatusText() const {
 
 // --- Status and start time.
 
-int ZOVApplicationServerBase::setStatus(_AppServerStatus status) {
+bool ZOVApplicationServerBase::setStatus(_AppServerStatus status) {
   ZOV_TRACE(Public);
-  if (_status.exchange(status) == status) return 0;
+  if (_status.exchange(status) == status) return false;
   if (status != ServerConnected) {
     ZOV_LOG_MESSAGE(ZOVA0018I, getName());
     setAppServerStartTime(0);
-    shutdownSocket();
-    markAllSourcesLogicallyDeleted();
+    _session.end();
+    _anchors.markLogicallyDeleted();
   } else if (!_excludedFromMonitoring) {
     ZOV_LOG_MESSAGE(ZOVA0017I, getName());
     if (_startMonitorOnConnect) startProfilerMonitorThread();
   }
-  return 1;
+  return true;
 }
 
 void ZOVApplicationServerBase::setAppServerStartTime(long long milliseconds) {
@@ -156,20 +101,12 @@ void ZOVApplicationServerBase::setAppServerStartTime(long long milliseconds) {
   ZOVTime time;
   if (_startTime != -1) time.convertFromJavaTime(_startTime);
   const RWCString text = time.seconds() == 0 ? RWCString(" ") : time.asString();
-  ZOVLockScope scope(_lock, Exclusive);
-  const std::size_t length = std::min(text.length(), sizeof _formattedStartTime - 1);
-  std::memcpy(_formattedStartTime, text.data(), length);
-  _formattedStartTime[length] = '\0';
+  _formattedStartTime.set(text.view());
 }
 
 void ZOVApplicationServerBase::getFormattedAppServerStartTime(char* buffer, int size) const {
   if (size <= 0) return;
-  char local[sizeof _formattedStartTime];
-  {
-    ZOVLockScope scope(_lock, Shared);
-    std::memcpy(local, _formattedStartTime, sizeof local);
-  }
-  const RWCString text = ZOVUTF8Handler::createFromLocalString(local);
+  const RWCString text = ZOVUTF8Handler::createFromLocalString(_formattedStartTime.get().data());
   const std::string_view kept =
       ZOVUTF8Handler::truncated(text.view(), static_cast<std::size_t>(size) - 1, ZOVUTF8Handler::TruncateEnd);
   std::memcpy(buffer, kept.data(), kept.size());
@@ -182,9 +119,31 @@ void ZOVApplicationServerBase::setDCProbeManagerProcessId(unsigned int id) {
   ZOV_TRACE(Restricted);
   if (id == 0) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Ignoring invalid input ProbeManager ProcessID: %d", id);
-    return;
+  } else {
+    _dcProbeManagerProcessId = id;
+    setPendingDCInstanceId(id);
   }
-  _dcProbeManagerProcessId = id;
+  if (isDCInstancePending()) bindPendingDCInstance();
+}
+
+/// A new collector instance leaves nothing of the one before it.
+void ZOVApplicationServerBase::bindPendingDCInstance() {
+  if (getCurrentDCInstanceId() != 0) {
+    terminateCurrentDCInstance();
+  } else {
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "Binding initial DC session. Pending DC InstanceID: %d",
+                getPendingDCInstanceId());
+  }
+  setCurrentDCInstanceId();
+}
+
+void ZOVApplicationServerBase::terminateCurrentDCInstance() {
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Terminating current DC session. DC InstanceID: %d",
+              getCurrentDCInstanceId());
+  _session.switches().startedCollectingRequestData(false);
+  _session.switches().startedCollectingGCData(false);
+  _session.end();
+  _anchors.markLogicallyDeleted();
 }
 
 void ZOVApplicationServerBase::setDCResourceManagerProcessId(unsigned int id) {
@@ -224,11 +183,9 @@ ZOVReturnCode ZOVApplicationServerBase::buildSubnodeName() {
     name.clear();
   }
   if (name.isNull()) name = makeSubnodeName(alias);
-  const RWCString nameUTF8 = ZOVUTF8Handler::createFromLocalString(name.data());
-  ZOVLockScope scope(_lock, Exclusive);
-  _aliasName = alias;
-  _subnodeName = name;
-  _subnodeNameUTF8 = nameUTF8;
+  _aliasName.set(alias.view());
+  _subnodeName.set(name.view());
+  _subnodeNameUTF8.set(ZOVUTF8Handler::createFromLocalString(name.data()).view());
   return name.isNull() ? ZOV_SUBNODE_NOT_UNIQUE : ZOV_OK;
 }
 
@@ -262,7 +219,7 @@ ZOVReturnCode ZOVApplicationServerBase::registerSubNode() {
   if (ZOVServerServices::current().registerSubnode(getSubnodeName().data(), affinity.data()) != 0) {
     return ZOV_SUBNODE_REGISTRATION;
   }
-  _subnodeRegistered = 1;
+  _subnodeRegistered = true;
   return 0;
 }
 
@@ -272,81 +229,65 @@ ZOVReturnCode ZOVApplicationServerBase::deRegisterSubNode() {
   if (ZOVServerServices::current().deregisterSubnode(getSubnodeName().data()) != 0) {
     return ZOV_SUBNODE_REGISTRATION;
   }
-  _subnodeRegistered = 0;
+  _subnodeRegistered = false;
   return 0;
 }
 
-// --- Threads. A thread is made under the lock and started, waited for and destroyed outside of it.
+// --- Collection.
 
-void ZOVApplicationServerBase::startThread(std::shared_ptr<ZOVRecoverableThread>& thread,
-                                           std::atomic<int>& running, std::atomic<int>& stop,
-                                           ZOVEvent& wakeup, ZOVEvent& stopped,
-                                           int (*entry)(void*, ZOVThread*)) {
-  constexpr unsigned int StackSize = 0x100000;
-  std::shared_ptr<ZOVRecoverableThread> former;
-  std::shared_ptr<ZOVRecoverableThread> made;
-  {
-    ZOVLockScope scope(_lock, Exclusive);
-    if (running) {
-      wakeup.post();
-      return;
-    }
-    made = std::make_shared<ZOVRecoverableThread>(entry, this, 0, StackSize);
-    former = std::exchange(thread, made);
-    stop = 0;
-    running = 1;
-  }
-  former.reset();  // waits for the last steps of a thread that has said that it ended
-  if (made->start(nullptr)) return;
-  running = 0;
-  stopped.post();
+bool ZOVApplicationServerBase::isObtainedFromProfiler(ZOVSample::_SampleType type) {
+  const ZOVSample::_DataSource source = ZOVSample::getDataSource(type);
+  return source == ZOVSample::DataSourceProfiler || source == ZOVSample::DataSourceWorkload ||
+         source == ZOVSample::DataSourceVerboseGC;
 }
 
-bool ZOVApplicationServerBase::waitUntilStopped(const std::atomic<int>& running, ZOVEvent& stopped,
-                                                long seconds) {
-  for (; running; --seconds) {
-    if (seconds <= 0) return false;
-    stopped.waitWithTimeout(1);
-  }
-  stopped.post();  // for a second waiter
-  return true;
+bool ZOVApplicationServerBase::collectOnDemandOnly(ZOVSample::_SampleType type) {
+  return ZOVPollRequest::collectOnDemandOnly(type);
 }
 
-bool ZOVApplicationServerBase::stopThread(std::shared_ptr<ZOVRecoverableThread>& thread,
-                                          const std::atomic<int>& running, ZOVEvent& stopped) {
-  ZOV_TRACE(Private);
-  if (!thread) return true;
-  if (thread->isThisCurrentThread()) return false;
-  if (!waitUntilStopped(running, stopped, zovWaits().threadStopSeconds)) {
-    ZOVLockScope scope(_lock, Exclusive);
-    thread->kill();
-    return false;  // nobody can tell what a killed thread still uses
-  }
-  thread.reset();  // waits for its last steps
-  return true;
+bool ZOVApplicationServerBase::runningBackgroundCollection(ZOVSample::_SampleType type) const {
+  if (collectOnDemandOnly(type)) return false;
+  return isObtainedFromProfiler(type) ? runningBackgroundProfilerCollection()
+                                      : runningBackgroundRPXCollection();
 }
 
-/// Behind a turn that failed its thread holds no lock by right: one that it still has was lost in a raise.
-void ZOVApplicationServerBase::releaseLocksOfTurn() {
-  if (ZOVRecoverableThread* const thread = ZOVAgentEnvironment::getActiveThread()) thread->freeAllLocks();
+ZOVReturnCode ZOVApplicationServerBase::takeSample(const ZOVResourceAnchor& anchor) {
+  ZOV_TRACE(Public);
+  if (_excludedFromMonitoring) return ZOV_SERVER_EXCLUDED;
+  if (_status != ServerConnected) return ZOV_OK;
+  const ZOVSample::_SampleType type = anchor.getSampleType();
+  const bool cached = _anchors.getMinSamplingInterval(type) != 0;
+  if (cached && _anchors.findCachedRequest(anchor)) return ZOV_OK;
+  const ZOVReturnCode rc =
+      isObtainedFromProfiler(type) ? getOnDemandProfilerSamples(anchor) : takeSampleFromRPX(anchor);
+  if (rc == ZOV_OK && cached) _anchors.defineCachedRequest(anchor);
+  return rc;
 }
+
+ZOVReturnCode ZOVApplicationServerBase::getOnDemandProfilerSamples(const ZOVResourceAnchor& anchor) {
+  return _monitor.submit(std::make_shared<CollectProfilerSampleRequest>(&anchor));
+}
+
+ZOVReturnCode ZOVApplicationServerBase::requestTestConnectivity() {
+  return _monitor.submit(std::make_shared<TestConnectionRequest>());
+}
+
+// --- Threads.
 
 void ZOVApplicationServerBase::requestThreadsToStop() {
   ZOV_TRACE(Restricted);
-  {
-    ZOVLockScope scope(_lock, Exclusive);
-    _stopProfilerMonitor = 1;
-    _stopRPXMonitor = 1;
-    _profilerMonitorWakeup.post();
-    _rpxMonitorWakeup.post();
-  }
-  interruptSocket();
+  _monitor.thread().requestEnd();
+  _statistics.thread().requestEnd();
+  _session.interrupt();
 }
 
 bool ZOVApplicationServerBase::stopThreads() {
   ZOV_TRACE(Restricted);
   requestThreadsToStop();
-  const bool monitorStopped =
-      stopThread(_profilerMonitorThread, _profilerMonitorRunning, _profilerMonitorStopped);
-  return stopThread(_rpxMonitorThread, _rpxMonitorRunning, _rpxMonitorStopped) && monitorStopped;
+  const bool monitorEnded = _monitor.thread().end();
+  return _statistics.thread().end() && monitorEnded;
+}
+
+bool ZOVApplicationServerBase::threadsHaveEnded() const {
+  return _monitor.thread().hasEnded() && _statistics.thread().hasEnded();
 }

@@ -1,4 +1,4 @@
-// The session with a server's data collector: binding it, the exchanges on its socket, and the polls.
+#include "server/collector_session.h"
 
 #include <array>
 #include <map>
@@ -11,10 +11,13 @@
 #include "runtime/trace_scope.h"
 #include "runtime/waits.h"
 #include "samples/sample_classes.h"
-#include "server/application_server.h"
-#include "server/resource_manager_proxy.h"
+#include "server/application_server_base.h"
+#include "server/collector_monitor.h"
+#include "server/server_anchors.h"
+#include "server/server_services.h"
 #include "transport/buffer.h"
 #include "transport/exchange.h"
+#include "transport/key_value_set.h"
 #include "transport/ping_request.h"
 #include "transport/poll_request.h"
 #include "transport/response.h"
@@ -23,31 +26,36 @@
 
 static DGT1_Unit traceUnit("ZOVASESS");
 
+namespace zov {
+
 namespace {
 
+constexpr std::string_view FileEncodingProperty = "file.encoding";
 constexpr const char* ServerLiteral = " Server: ";
 enum : int { KeyCollector = 4, KeyMessageTime = 1123 };
 constexpr int TracedTypes = 2048;
+constexpr ZOVPollRequest::_PollMask MessageData = 0x2000000;
+constexpr ZOVPollRequest::_PollMask EveryData = 0x7ffffffff;
 
 /// Owns the summary anchors of one poll.
 struct SummaryAnchors : RWHashTable {
   ~SummaryAnchors() override { clearAndDestroy(); }
 };
 
-int severityOf(const RWCString& letter) {
+ZOVMessageSeverity severityOf(const RWCString& letter) {
   switch (letter.isNull() ? ' ' : letter.view().front()) {
     case 'E':
-      return 2;
+      return ZOVMessageSeverity::E;
     case 'S':
-      return 3;
+      return ZOVMessageSeverity::S;
     case 'W':
-      return 1;
+      return ZOVMessageSeverity::W;
     default:
-      return 0;
+      return ZOVMessageSeverity::I;
   }
 }
 
-void traceCounts(const ZOVApplicationServer::SampleList& samples) {
+void traceCounts(const CollectorSession::SampleList& samples) {
   if (!traceUnit.on(DGT1_FLOW)) return;
   std::map<int, int> counts;
   for (const auto& sample : samples) ++counts[sample->getSampleType()];
@@ -59,9 +67,36 @@ void traceCounts(const ZOVApplicationServer::SampleList& samples) {
   }
 }
 
+/// What a poll for an anchor of these types asks for. Not the bits of ZOVPollRequest::getPollType, which say
+/// what brings a type: these are what the agent's own anchors want. The profiling types are not here, since
+/// no collector is told to collect them.
+constexpr struct {
+  ZOVSample::_SampleType first, last;
+  ZOVPollRequest::_PollMask bits;
+} WantedBits[] = {
+    {SampleTypeGarbageCollection, SampleTypeGarbageCollection, ZOVPollRequest::GCData},
+    {SampleTypeWorkloadSummary, SampleTypeWorkloadException, ZOVPollRequest::RequestData},
+    {SampleTypeWorkload, SampleTypeHTTPSessionManager, ZOVPollRequest::RequestData},
+    {SampleTypeAllocationFailure, SampleTypeGCCycle, ZOVPollRequest::GCData},
+    {SampleTypeEnvironmentVariable, SampleTypeEnvironmentVariable, ZOVPollRequest::RequestData},
+    {SampleTypeMessage, SampleTypeMessage, MessageData},
+    {SampleTypeQTXSummary, SampleTypeQTXSummary, ZOVPollRequest::RequestData},
+    {SampleTypeServerRequestSummary, SampleTypeServerRequestSummary, ZOVPollRequest::RequestData},
+    {ZOVApplicationServerBase::EverythingSampleType, ZOVApplicationServerBase::EverythingSampleType,
+     ZOVPollRequest::Everything},
+    {ZOVApplicationServerBase::EverySampleType, ZOVApplicationServerBase::EverySampleType, EveryData},
+};
+
+ZOVPollRequest::_PollMask bitsWantedFor(ZOVSample::_SampleType type) {
+  for (const auto& row : WantedBits) {
+    if (type >= row.first && type <= row.last) return row.bits;
+  }
+  return 0;
+}
+
 }  // namespace
 
-struct ZOVApplicationServer::Poll {
+struct CollectorSession::Poll {
   SampleList samples;
   std::size_t frames = 0;
   std::size_t bytes = 0;           // of all frames
@@ -72,130 +107,88 @@ struct ZOVApplicationServer::Poll {
 
 // --- Binding.
 
-ZOVReturnCode ZOVApplicationServer::isThisYourPing(const ZOVPingRequest& ping) {
+void CollectorSession::begin(const std::shared_ptr<ZOVSocketConnection>& socket, const ZOVPingRequest& ping) {
   ZOV_TRACE(Public);
-  if (ping.getAppServerName() != getName() || ping.getServerRootDirectory() != getServerRootDirectory()) {
-    return ZOV_NOT_MATCHING_PING;
-  }
-  if (!isConnectedWithProfiler()) return 0;
-  return requestTestConnectivity() == 0 ? ZOV_PING_NOT_EXPECTED : ZOV_OK;
-}
-
-bool ZOVApplicationServer::foundProfiler(const std::shared_ptr<ZOVSocketConnection>& socket,
-                                         const ZOVPingRequest& ping) {
-  ZOV_TRACE(Public);
-  if (isExcludedFromMonitoring()) return false;
-  clearEnvVariables();
-  clearJVMProperties();
+  _variables.clear();
   // Behind a session that is just ending: its end sets the status too, under the same lock.
-  holding(_socketLock, Exclusive, [&] { setStatus(ServerConnected); });
-  setDCProbeManagerProcessId(static_cast<unsigned int>(ping.getProcessId()));
-  if (setLocaleName(ping.getLocaleName().data())) ZOVServerServices::current().rewriteContextInfo();
+  holding(_socketLock, Exclusive, [&] { _server.setStatus(ServerConnected); });
+  _server.setDCProbeManagerProcessId(static_cast<unsigned int>(ping.getProcessId()));
+  if (_server.setLocaleName(ping.getLocaleName().view())) ZOVServerServices::current().rewriteContextInfo();
   holding(_socketLock, Exclusive, [&] {
-    bindSocket(socket);
+    bind(socket);
     startDefaultCollections();
   });
-  if (CollectingRequestData()) {
-    const ZOVResourceAnchor everything(static_cast<ZOVSample::_SampleType>(EverythingSampleType));
-    getOnDemandProfilerSamples(everything);
-  }
-  if (const int action = _resourceCollectAction; action == 1 || action == 2) {
-    if (const auto manager = ZOVServerServices::current().resourceManager()) manager->createPSIClient(this);
-  }
-  return true;
 }
 
-void ZOVApplicationServer::bindSocket(const std::shared_ptr<ZOVSocketConnection>& socket) {
+void CollectorSession::bind(const std::shared_ptr<ZOVSocketConnection>& socket) {
   ZOV_FUNCTION;
-  shutdownSocket();
-  {
-    const std::scoped_lock lock(_socketMutex);
-    _socket = socket;
-  }
-  ZOV_LOG_MESSAGE(ZOVA0012I, getName());
-  socket->setConnectionName(getName().data());
-  _abbreviationTable.clearAndDestroy();
+  end();
+  setSocket(socket);
+  ZOV_LOG_MESSAGE(ZOVA0012I, _server.getName());
+  socket->setConnectionName(_server.getName().data());
+  _abbreviations.clearAndDestroy();
 }
 
-void ZOVApplicationServer::startDefaultCollections() {
+void CollectorSession::setSocket(std::shared_ptr<ZOVSocketConnection> socket) {
+  const MutexLock lock(_socketMutex);
+  _socket.swap(socket);  // the former one goes behind the lock
+}
+
+void CollectorSession::startDefaultCollections() {
   ZOV_FUNCTION;
-  if (const ZOVReturnCode rc = startDefaultRequestCollection()) {
-    ZOV_LOG_ERROR(ZOVA0064E, getName(), rc.getDescription());
+  if (const ZOVReturnCode rc = _switches.startDefaultRequestCollection()) {
+    ZOV_LOG_ERROR(ZOVA0064E, _server.getName(), rc.getDescription());
   }
-  if (const ZOVReturnCode rc = startDefaultGCCollection(); rc != 0 && rc != ZOV_NO_GC_FILE) {
-    ZOV_LOG_ERROR(ZOVA0121E, getName(), rc.getDescription());
+  if (const ZOVReturnCode rc = _switches.startDefaultGCCollection(); rc != ZOV_OK && rc != ZOV_NO_GC_FILE) {
+    ZOV_LOG_ERROR(ZOVA0121E, _server.getName(), rc.getDescription());
   }
-}
-
-void ZOVApplicationServer::setDCProbeManagerProcessId(unsigned int id) {
-  ZOV_TRACE(Restricted);
-  ZOVApplicationServerBase::setDCProbeManagerProcessId(id);
-  setPendingDCInstanceId(id);
-  if (isDCInstancePending()) bindPendingDCInstance();
-}
-
-void ZOVApplicationServer::bindPendingDCInstance() {
-  if (getCurrentDCInstanceId() != 0) {
-    terminateCurrentDCInstance();
-  } else {
-    DGT1_Printf(traceUnit, DGT1_DETAIL, "Binding initial DC session. Pending DC InstanceID: %d",
-                getPendingDCInstanceId());
-  }
-  setCurrentDCInstanceId();
-}
-
-void ZOVApplicationServer::terminateCurrentDCInstance() {
-  DGT1_Printf(traceUnit, DGT1_DETAIL, "Terminating current DC session. DC InstanceID: %d",
-              getCurrentDCInstanceId());
-  startedCollectingRequestData(0);
-  startedCollectingGCData(0);
-  shutdownSocket();
-  markAllSourcesLogicallyDeleted();
 }
 
 // --- The socket.
 
-void ZOVApplicationServer::shutdownSocket() {
+CollectorSession::~CollectorSession() {
+  if (ZOVProfilerSocketMonitor* const monitor = ZOVProfilerSocketMonitor::pMonitor; monitor && _socket) {
+    monitor->deleteSocket(_socket.get());
+  }
+}
+
+void CollectorSession::end() {
   ZOV_TRACE(Public);
   holding(_socketLock, Exclusive, [&] {
-    // Under _socketLock nobody else changes _socket.
     if (!_socket) return;
     if (ZOVProfilerSocketMonitor* const monitor = ZOVProfilerSocketMonitor::pMonitor) {
       monitor->deleteSocket(_socket.get());
     }
     _socket->shutdownSocket();
-    {
-      const std::scoped_lock lock(_socketMutex);
-      _socket.reset();
-    }
-    startedCollectingRequestData(0);
-    startedCollectingGCData(0);
-    ZOV_LOG_ERROR(ZOVA0016E, getName());
+    setSocket(nullptr);
+    _switches.startedCollectingRequestData(false);
+    _switches.startedCollectingGCData(false);
+    ZOV_LOG_ERROR(ZOVA0016E, _server.getName());
   });
 }
 
-void ZOVApplicationServer::interruptSocket() {
-  const std::scoped_lock lock(_socketMutex);
+void CollectorSession::interrupt() {
+  const MutexLock lock(_socketMutex);
   if (_socket) _socket->shutdownSocket();
 }
 
-int ZOVApplicationServer::isConnectedWithProfiler() const {
-  const std::scoped_lock lock(_socketMutex);
+bool CollectorSession::isConnected() const {
+  const MutexLock lock(_socketMutex);
   return _socket != nullptr;
 }
 
-void ZOVApplicationServer::socketError(const ZOVReturnCode& code) {
+void CollectorSession::socketError(const ZOVReturnCode& code) {
   ZOV_TRACE(Public);
-  ZOV_LOG_ERROR(ZOVA0015E, code.getDescription(), getName());
-  shutdownSocket();
-  setStatus(ServerDisconnected);
+  ZOV_LOG_ERROR(ZOVA0015E, code.getDescription(), _server.getName());
+  end();
+  _server.setStatus(ServerDisconnected);
 }
 
 /// Runs an exchange, body(socket), under the socket lock. A failure other than a refusal ends the session,
 /// and so does a raise: the stream then stands in the middle of a frame.
 template <class Body>
-ZOVReturnCode ZOVApplicationServer::exchange(const char* function, const ZOVReturnCode& withoutSocket,
-                                             Body&& body) {
+ZOVReturnCode CollectorSession::exchange(const char* function, const ZOVReturnCode& withoutSocket,
+                                         Body&& body) {
   return holding(_socketLock, Exclusive, [&] {
     if (!_socket) return withoutSocket;
     ZOVReturnCode rc = 0;
@@ -207,7 +200,7 @@ ZOVReturnCode ZOVApplicationServer::exchange(const char* function, const ZOVRetu
   });
 }
 
-ZOVReturnCode ZOVApplicationServer::testConnectivity() {
+ZOVReturnCode CollectorSession::testConnectivity() {
   ZOV_TRACE(Public);
   const ZOVPingRequest ping;
   return exchange(zovFunction.text, ZOV_SOCKET_NOT_CONNECTED, [&](ZOVSocketConnection& socket) {
@@ -218,46 +211,59 @@ ZOVReturnCode ZOVApplicationServer::testConnectivity() {
   });
 }
 
-ZOVReturnCode ZOVApplicationServer::sendProfilerCollectionRequest(const ZOVRequest& request, long long* value,
-                                                                  RWCString* text) {
+ZOVReturnCode CollectorSession::send(const ZOVRequest& request, long long* value, RWCString* text) {
   ZOV_TRACE(Public);
   if (value) *value = 0;
   if (text) text->clear();
   return exchange(zovFunction.text, ZOV_SOCKET_CLOSED, [&](ZOVSocketConnection& socket) {
-    return zovExchange(&socket, request, static_cast<int>(getSocketReceiveTimeout()), ResponseExpected, value,
-                       text);
+    return zovExchange(&socket, request, static_cast<int>(_server.getSocketReceiveTimeout()),
+                       ResponseExpected, value, text);
   });
 }
 
 // --- One poll.
 
-ZOVReturnCode ZOVApplicationServer::obtainSamplesFromProfiler(ZOVPollRequest& request,
-                                                              const ZOVResourceAnchor& anchor) {
+ZOVReturnCode CollectorSession::takeSamples(const ZOVResourceAnchor& wanted) {
+  ZOV_TRACE(Restricted);
+  ZOVPollRequest::_PollMask collected = 0;
+  if (_switches.collectsRequests()) collected |= ZOVPollRequest::RequestData;
+  if (_switches.collectsGC()) collected |= ZOVPollRequest::GCData;
+  const ZOVPollRequest::_PollMask bits = bitsWantedFor(wanted.getSampleType()) & collected;
+  if (bits == 0) return ZOV_PROFILING_NOT_ACTIVE;
+  ZOVPollRequest poll(static_cast<long long>(bits | ZOVPollRequest::AlwaysPolled), "", "", "", "", "", "", 0);
+  if (const ZOVKeyValueSet* const more = wanted.getAdditionalPollParameters()) poll.save(*more);
+  return obtainSamples(poll, wanted);
+}
+
+ZOVReturnCode CollectorSession::obtainSamples(const ZOVPollRequest& request,
+                                              const ZOVResourceAnchor& wanted) {
   ZOV_TRACE(Public);
   Poll poll;
   const ZOVReturnCode rc =
       exchange(zovFunction.text, ZOV_PROFILING_NOT_ACTIVE, [&](ZOVSocketConnection& socket) {
-        poll.collectionId = nextCollectionId();
-        return collectDataFromProfilerSocket(socket, request, poll);
+        if (++_collectionId == 0) _collectionId = 1;
+        poll.collectionId = _collectionId;
+        return collectFromSocket(socket, request, poll);
       });
-  if (rc != 0) return rc;
-  if (poll.propertiesArrived) processJVMPropertiesFromSample();
-  saveSamplesOfPoll(poll);
-  removeObsoleteAfter(anchor, poll.collectionId);
-  return 0;
+  if (rc != ZOV_OK) return rc;
+  if (poll.propertiesArrived) takeEncoding();
+  saveSamples(poll);
+  markObsoleteAfter(wanted, poll.collectionId);
+  return ZOV_OK;
 }
 
-ZOVReturnCode ZOVApplicationServer::collectDataFromProfilerSocket(ZOVSocketConnection& socket,
-                                                                  const ZOVPollRequest& request, Poll& poll) {
+ZOVReturnCode CollectorSession::collectFromSocket(ZOVSocketConnection& socket, const ZOVPollRequest& request,
+                                                  Poll& poll) {
   ZOVReturnCode rc = request.send(socket);
   while (rc == 0 && !poll.complete) {
-    const std::unique_ptr<ZOVBuffer> frame = socket.receive(rc, getSocketReceiveTimeout(), LogEveryFailure);
+    const std::unique_ptr<ZOVBuffer> frame =
+        socket.receive(rc, _server.getSocketReceiveTimeout(), LogEveryFailure);
     if (rc == 0 && frame) rc = takeFrame(socket, *frame, poll);
   }
   return rc;
 }
 
-ZOVReturnCode ZOVApplicationServer::takeFrame(ZOVSocketConnection& socket, ZOVBuffer& frame, Poll& poll) {
+ZOVReturnCode CollectorSession::takeFrame(ZOVSocketConnection& socket, ZOVBuffer& frame, Poll& poll) {
   poll.bytes += frame.length();
   if (++poll.frames > MaximumFramesPerPoll || poll.bytes > MaximumBytesPerPoll) return ZOV_INVALID_DATA;
   // These two have no class, so they go before they would count as damage.
@@ -269,7 +275,7 @@ ZOVReturnCode ZOVApplicationServer::takeFrame(ZOVSocketConnection& socket, ZOVBu
   std::unique_ptr<ZOVTransportableData> object = ZOVTransportableData::buildFromBuffer(frame);
   if (!object) return ZOV_INVALID_DATA;
   if (object->getDataType() == ZOVTransportableData::SampleDataType) {
-    return takeSampleFrame(std::unique_ptr<ZOVSample>(static_cast<ZOVSample*>(object.release())), poll);
+    return takeSample(std::unique_ptr<ZOVSample>(static_cast<ZOVSample*>(object.release())), poll);
   }
   const auto& request = static_cast<const ZOVRequest&>(*object);
   if (request.getRequestType() != ZOVRequest::PingRequestType) return ZOV_INVALID_DATA;
@@ -278,23 +284,23 @@ ZOVReturnCode ZOVApplicationServer::takeFrame(ZOVSocketConnection& socket, ZOVBu
   return response.send(socket);
 }
 
-ZOVReturnCode ZOVApplicationServer::takeSampleFrame(std::unique_ptr<ZOVSample> sample, Poll& poll) {
+ZOVReturnCode CollectorSession::takeSample(std::unique_ptr<ZOVSample> sample, Poll& poll) {
   switch (sample->getSampleType()) {
     case ZOVSample::SampleTypeEnd:
       poll.complete = true;
       return 0;
     case ZOVSample::SampleTypeStringAbbreviation:
-      if (_abbreviationTable.entries() >= MaximumAbbreviations) return ZOV_INVALID_DATA;
-      _abbreviationTable.createAbbreviation(static_cast<const ZOVStringAbbreviationSample&>(*sample));
+      if (_abbreviations.entries() >= MaximumAbbreviations) return ZOV_INVALID_DATA;
+      _abbreviations.createAbbreviation(static_cast<const ZOVStringAbbreviationSample&>(*sample));
       return 0;
     case ZOVSample::SampleTypeMessage:
-      processMessageSample(static_cast<const ZOVMessageSample&>(*sample));
+      postMessage(static_cast<const ZOVMessageSample&>(*sample));
       return 0;
     case ZOVSample::SampleTypeEnvironmentVariable:
-      addEnvVariableFromSample(*sample);
+      _variables.addEnvVariable(static_cast<const ZOVTSLKeyValueSample&>(*sample));
       break;
     case ZOVSample::SampleTypeJavaProperty:
-      addJVMPropertyFromSample(*sample);
+      _variables.addJavaProperty(static_cast<const ZOVTSLKeyValueSample&>(*sample));
       poll.propertiesArrived = true;
       break;
     default:
@@ -305,37 +311,37 @@ ZOVReturnCode ZOVApplicationServer::takeSampleFrame(std::unique_ptr<ZOVSample> s
 }
 
 /// With no lock held but the server's own, for each sample.
-void ZOVApplicationServer::saveSamplesOfPoll(Poll& poll) {
+void CollectorSession::saveSamples(Poll& poll) {
   ZOV_TRACE(Private);
   traceCounts(poll.samples);
   SummaryAnchors summaries;
   for (std::unique_ptr<ZOVSample>& sample : poll.samples) {
-    if (isMonitorStopping()) return;
+    if (_monitor.isStopping()) return;
     convertAbbreviatedStringsInSample(*sample);
     if (sample->shouldCreateSummarySamples()) sample->createSummarizedSamples(summaries);
-    saveSample(sample.release(), SaveSampleInterval, poll.collectionId);
+    _anchors.saveSample(sample.release(), SaveSampleInterval, poll.collectionId);
   }
   if (summaries.isEmpty()) return;
   const std::unique_ptr<RWIterator> anchors = summaries.newIterator();
-  saveSummarizedSamples(*this, *anchors, poll.collectionId);
+  saveSummarizedSamples(_anchors, *anchors, poll.collectionId);
 }
 
 /// What the poll covered and did not bring has left the server.
-void ZOVApplicationServer::removeObsoleteAfter(const ZOVResourceAnchor& anchor, unsigned int collectionId) {
-  const ZOVSample::_DataSource source = anchor.getDataSource();
-  if (anchor.getSampleType() == EverythingSampleType) {
+void CollectorSession::markObsoleteAfter(const ZOVResourceAnchor& wanted, unsigned int collectionId) {
+  const ZOVSample::_DataSource source = wanted.getDataSource();
+  if (wanted.getSampleType() == ZOVApplicationServerBase::EverythingSampleType) {
     for (const auto covered :
          {ZOVSample::DataSourceProfiler, ZOVSample::DataSourceWorkload, ZOVSample::DataSourceVerboseGC}) {
-      removeObsoleteResourceAnchors(covered, collectionId);
+      _anchors.markObsolete(covered, collectionId);
     }
   } else if (source == ZOVSample::DataSourceWorkload || source == ZOVSample::DataSourceVerboseGC) {
-    removeObsoleteResourceAnchors(source, collectionId);
+    _anchors.markObsolete(source, collectionId);
   } else {
-    removeObsoleteResourceAnchors(&anchor, collectionId);
+    _anchors.markObsolete(wanted, collectionId);
   }
 }
 
-void ZOVApplicationServer::convertAbbreviatedStringsInSample(ZOVSample& sample) const {
+void CollectorSession::convertAbbreviatedStringsInSample(ZOVSample& sample) const {
   constexpr std::size_t MaximumKeys = 32;
   std::array<int, MaximumKeys> keys;
   const int count = sample.getNumStringKeys();
@@ -356,14 +362,14 @@ void ZOVApplicationServer::convertAbbreviatedStringsInSample(ZOVSample& sample) 
   }
 }
 
-RWCString ZOVApplicationServer::lookupAbbreviatedString(const RWCString& text, long long profilerId) const {
-  if (const auto full = _abbreviationTable.getFullStringForAbbreviation(text.view())) return *full;
+RWCString CollectorSession::lookupAbbreviatedString(const RWCString& text, long long profilerId) const {
+  if (const auto full = _abbreviations.getFullStringForAbbreviation(text.view())) return *full;
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Abbreviation %s of collector %i is unknown for application server %s",
-              text.data(), profilerId, getName().data());
+              text.data(), profilerId, _server.getName().data());
   return text;
 }
 
-void ZOVApplicationServer::processMessageSample(const ZOVMessageSample& sample) {
+void CollectorSession::postMessage(const ZOVMessageSample& sample) {
   ZOV_TRACE(Restricted);
   ZOVAgentEnvironment* const environment = ZOVAgentEnvironment::pEnvironment;
   if (!environment) return;
@@ -371,7 +377,17 @@ void ZOVApplicationServer::processMessageSample(const ZOVMessageSample& sample) 
   time.convertFromJavaTime(sample.getNumericData(KeyMessageTime));
   struct tm when {};
   time.extract(&when);
-  const RWCString text = sample.messageText + ServerLiteral + getName();
-  environment->productEventCollector().postProductEvent(ZOV_PLACE, __LINE__, &when,
-                                                        severityOf(sample.messageSeverity), text.data());
+  const RWCString text = sample.messageText + ServerLiteral + _server.getName();
+  environment->productEventCollector().postProductEvent(
+      ZOV_PLACE, __LINE__, &when, static_cast<int>(severityOf(sample.messageSeverity)), text.data());
 }
+
+/// Texts of a server are in its JVM's encoding.
+void CollectorSession::takeEncoding() {
+  ZOV_TRACE(Private);
+  RWCString encoding;
+  if (!_variables.findJavaProperty(FileEncodingProperty, encoding)) return;
+  if (_server.setEncoding(encoding.view())) ZOVServerServices::current().rewriteContextInfo();
+}
+
+}  // namespace zov

@@ -1,8 +1,5 @@
 #include "server/resource_anchor_table.h"
 
-#include "platform/clock.h"
-#include "server/cached_sample_request.h"
-
 namespace {
 bool isInRange(int type) {
   return type >= 0 && type < ZOVResourceAnchorTable::Types;
@@ -78,6 +75,3 @@ void ZOVResourceAnchorTableIterator::reset() {
   _typeIndex = -1;
   _current = nullptr;
 }
-
-CachedSampleRequest::CachedSampleRequest(const ZOVResourceAnchor& anchor)
-    : _time(ZOVClock::seconds()), _anchor(anchor.clone()) {}

@@ -1,16 +1,17 @@
-// The anchors of a server: how samples reach them, how they lapse, and how their samples are read.
+#include "server/server_anchors.h"
 
 #include "config/historical_collection.h"
-#include "config/server_config_parms.h"
 #include "diag/agent_log.h"
-#include "platform/clock.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
 #include "samples/arithmetic.h"
 #include "samples/sample_classes.h"
 #include "server/application_server_base.h"
+#include "transport/poll_request.h"
 
 static DGT1_Unit traceUnit("ZOVASANC");
+
+namespace zov {
 
 namespace {
 
@@ -31,10 +32,6 @@ unsigned int historyBit(ZOVSample::_DataSource source) {
   }
 }
 
-ZOVSample::_DataSource dataSourceOf(int type) {
-  return ZOVSample::getDataSource(static_cast<ZOVSample::_SampleType>(type));
-}
-
 bool isReadable(const ZOVResourceAnchor& anchor, _SaveSampleType saveType) {
   return saveType == SaveSampleHistorical ? !anchor.isHistoryOnly() : !anchor.isLogicallyDeleted();
 }
@@ -43,8 +40,7 @@ bool isReadable(const ZOVResourceAnchor& anchor, _SaveSampleType saveType) {
 
 // --- Saving.
 
-void ZOVApplicationServerBase::saveSample(ZOVSample* sample, _SaveSampleType type,
-                                          unsigned int collectionId) {
+void ServerAnchors::saveSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) {
   ZOV_TRACE(Minor);
   if (!sample) return;
   holding(_lock, Exclusive, [&] {
@@ -56,24 +52,22 @@ void ZOVApplicationServerBase::saveSample(ZOVSample* sample, _SaveSampleType typ
   });
 }
 
-void ZOVApplicationServerBase::saveServerSample(ZOVSample* sample, _SaveSampleType type,
-                                                unsigned int collectionId) {
-  sample->saveNumericData(KeyProcessId, getProcessId());
+void ServerAnchors::saveServerSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) {
+  sample->saveNumericData(KeyProcessId, _server.getProcessId());
   if (type == SaveSampleHistorical) {
-    saveNewHistoricalSample(sample);
+    _server.saveNewHistoricalSample(sample);
     return;
   }
-  sample->saveNumericData(KeyStatus, _status);
-  saveNewSample(sample, collectionId);
+  sample->saveNumericData(KeyStatus, _server.getStatus());
+  _server.saveNewSample(sample, collectionId);
 }
 
-void ZOVApplicationServerBase::saveResourceSample(ZOVSample* sample, _SaveSampleType type,
-                                                  unsigned int collectionId) {
+void ServerAnchors::saveResourceSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) {
   std::unique_ptr<ZOVResourceAnchor> described(sample->getResourceAnchor());
-  ZOVResourceAnchor* anchor = described ? _resourceAnchorTable.find(described.get()) : nullptr;
-  if (!anchor && described && _resourceAnchorTable.insert(described.get())) {
+  ZOVResourceAnchor* anchor = described ? _table.find(described.get()) : nullptr;
+  if (!anchor && described && _table.insert(described.get())) {
     anchor = described.release();
-    anchor->setCollectHistory(collectingHistoricalDataForSampleType(anchor->getSampleType()));
+    anchor->setCollectHistory(keepsHistoryOf(anchor->getSampleType()));
   }
   if (!anchor) {
     delete sample;
@@ -86,107 +80,104 @@ void ZOVApplicationServerBase::saveResourceSample(ZOVSample* sample, _SaveSample
 
 // --- Recent requests.
 
-int ZOVApplicationServerBase::getMinSamplingInterval(int type) const {
-  const ZOVSample::_DataSource source = dataSourceOf(type);
+int ServerAnchors::getMinSamplingInterval(ZOVSample::_SampleType type) const {
+  const ZOVSample::_DataSource source = ZOVSample::getDataSource(type);
   const bool resource = source == ZOVSample::DataSourceResource || source == ZOVSample::DataSourceVerboseGC;
-  return resource ? _resourceCollectAgeMax : _requestCollectAgeMax;
+  return resource ? _settings.resourceCollectAgeMax : _settings.requestCollectAgeMax;
 }
 
-bool ZOVApplicationServerBase::findCachedSampleRequest(const ZOVResourceAnchor& anchor) {
+bool ServerAnchors::findCachedRequest(const ZOVResourceAnchor& wanted) {
   ZOV_TRACE(Restricted);
-  const std::int64_t now = ZOVClock::seconds();
-  ZOVLockScope scope(_lock, Exclusive);
-  for (auto request = _cachedSampleRequests.begin(); request != _cachedSampleRequests.end();) {
-    if (now - request->getTime() > getMinSamplingInterval(request->getAnchor().getSampleType())) {
-      request = _cachedSampleRequests.erase(request);
-    } else if (anchor.doesItMatch(&request->getAnchor())) {
-      return true;
-    } else {
-      ++request;
+  return holding(_lock, Exclusive, [&] {
+    for (auto recent = _recentRequests.begin(); recent != _recentRequests.end();) {
+      if (ZOVClock::secondsSince(recent->time) > getMinSamplingInterval(recent->anchor->getSampleType())) {
+        recent = _recentRequests.erase(recent);
+      } else if (wanted.doesItMatch(recent->anchor.get())) {
+        return true;
+      } else {
+        ++recent;
+      }
     }
-  }
-  return false;
+    return false;
+  });
 }
 
-void ZOVApplicationServerBase::defineCachedSampleRequest(const ZOVResourceAnchor& anchor) {
+void ServerAnchors::defineCachedRequest(const ZOVResourceAnchor& wanted) {
   ZOV_TRACE(Restricted);
-  CachedSampleRequest request(anchor);
-  ZOVLockScope scope(_lock, Exclusive);
-  _cachedSampleRequests.push_back(std::move(request));
+  RecentRequest recent{ZOVClock::steady(), std::unique_ptr<ZOVResourceAnchor>(wanted.clone())};
+  holding(_lock, Exclusive, [&] { _recentRequests.push_back(std::move(recent)); });
 }
 
 // --- Anchors that no longer report.
 
-void ZOVApplicationServerBase::markResourceAnchorsLogicallyDeleted(ZOVSample::_DataSource source) {
+void ServerAnchors::markLogicallyDeleted(ZOVSample::_DataSource source) {
   ZOV_TRACE(Restricted);
   holding(_lock, Exclusive, [&] {
-    if (getDataSource() == source) markLogicallyDeleted();
-    ZOVResourceAnchorTableIterator next(_resourceAnchorTable);
+    ZOVResourceAnchor& own = _server;
+    if (own.getDataSource() == source) own.markLogicallyDeleted();
+    ZOVResourceAnchorTableIterator next(_table);
     while (ZOVResourceAnchor* anchor = next()) {
       if (anchor->getDataSource() == source) anchor->markLogicallyDeleted();
     }
   });
 }
 
-void ZOVApplicationServerBase::markAllSourcesLogicallyDeleted() {
+void ServerAnchors::markLogicallyDeleted() {
   for (const auto source : {ZOVSample::DataSourceResource, ZOVSample::DataSourceProfiler,
                             ZOVSample::DataSourceWorkload, ZOVSample::DataSourceVerboseGC}) {
-    markResourceAnchorsLogicallyDeleted(source);
+    markLogicallyDeleted(source);
   }
 }
 
-void ZOVApplicationServerBase::removeObsoleteResourceAnchors(const ZOVResourceAnchor* wanted,
-                                                             unsigned int collectionId) {
+void ServerAnchors::markObsolete(const ZOVResourceAnchor& wanted, unsigned int collectionId) {
   ZOV_TRACE(Restricted);
-  if (!wanted) return;
   holding(_lock, Exclusive, [&] {
-    if (wanted->isSpecific()) {
-      ZOVResourceAnchor* const anchor = _resourceAnchorTable.find(wanted);
+    if (wanted.isSpecific()) {
+      ZOVResourceAnchor* const anchor = _table.find(&wanted);
       if (anchor && anchor->isObsolete(collectionId)) anchor->markLogicallyDeleted();
       return;
     }
-    const auto next = _resourceAnchorTable.getIteratorForSampleType(wanted->getSampleType());
+    const auto next = _table.getIteratorForSampleType(wanted.getSampleType());
     if (!next) return;
     while (auto* anchor = static_cast<ZOVResourceAnchor*>((*next)())) {
-      if (anchor->doesItMatch(wanted) && anchor->isObsolete(collectionId)) anchor->markLogicallyDeleted();
+      if (anchor->doesItMatch(&wanted) && anchor->isObsolete(collectionId)) anchor->markLogicallyDeleted();
     }
   });
 }
 
-void ZOVApplicationServerBase::removeObsoleteResourceAnchors(ZOVSample::_DataSource source,
-                                                             unsigned int collectionId) {
+void ServerAnchors::markObsolete(ZOVSample::_DataSource source, unsigned int collectionId) {
   ZOV_TRACE(Restricted);
   holding(_lock, Exclusive, [&] {
-    ZOVResourceAnchorTableIterator next(_resourceAnchorTable);
+    ZOVResourceAnchorTableIterator next(_table);
     while (ZOVResourceAnchor* anchor = next()) {
-      if (anchor->getDataSource() != source || collectOnDemandOnly(anchor->getSampleType())) continue;
+      if (anchor->getDataSource() != source || ZOVPollRequest::collectOnDemandOnly(anchor->getSampleType()))
+        continue;
       if (anchor->isObsolete(collectionId)) anchor->markLogicallyDeleted();
     }
   });
 }
 
-int ZOVApplicationServerBase::isRemovableByTime(const ZOVResourceAnchor& anchor, std::uint32_t now,
-                                                int retain) const {
-  if (anchor.isPinned()) return 0;
-  if (anchor.isLogicallyDeleted() && retain <= 0) return 1;
+bool ServerAnchors::isRemovableByTime(const ZOVResourceAnchor& anchor, std::uint32_t now) const {
+  if (anchor.isPinned()) return false;
+  const int retain = _settings.retainHistory;
+  if (anchor.isLogicallyDeleted() && retain <= 0) return true;
   const ZOVSample* const last = anchor.getLastSample();
-  if (!last) return 0;
+  if (!last) return false;
   const std::int64_t age = std::int64_t{now} - last->getSampleTime();
   if (anchor.isLogicallyDeleted()) return age >= retain;
   return last->isIntervalSample() && age > 2 * std::int64_t{last->getDuration()} && age > retain;
 }
 
-void ZOVApplicationServerBase::removeObsoleteResourceAnchorsByTime(ZOVSample::_DataSource source) {
+void ServerAnchors::removeObsoleteByTime(ZOVSample::_DataSource source) {
   ZOV_TRACE(Public);
-  const int retain = _configParms ? _configParms->getRetainHistory() : DefaultRetainHistory;
-  const std::uint32_t now = ZOVClock::seconds();
+  const std::uint32_t now = ZOVClock::seconds();  // wall time, as the samples' own
   holding(_lock, Exclusive, [&] {
-    ZOVResourceAnchorTableIterator next(_resourceAnchorTable);
+    ZOVResourceAnchorTableIterator next(_table);
     ZOVResourceAnchor* following = next();
     while (ZOVResourceAnchor* const anchor = following) {
       following = next();
-      if (anchor->getDataSource() == source && isRemovableByTime(*anchor, now, retain)) {
-        _resourceAnchorTable.removeAndDestroy(anchor);
+      if (anchor->getDataSource() == source && isRemovableByTime(*anchor, now)) {
+        _table.removeAndDestroy(anchor);
       }
     }
   });
@@ -194,64 +185,59 @@ void ZOVApplicationServerBase::removeObsoleteResourceAnchorsByTime(ZOVSample::_D
 
 // --- Reading.
 
-int ZOVApplicationServerBase::collectingHistoricalDataForSampleType(int type) const {
-  return (_historicalCollection & historyBit(dataSourceOf(type))) != 0;
+bool ServerAnchors::keepsHistoryOf(ZOVSample::_SampleType type) const {
+  return (_settings.historicalCollection & historyBit(ZOVSample::getDataSource(type))) != 0;
 }
 
-ZOVReturnCode ZOVApplicationServerBase::returnSamples(ZOVSampleCallback callback,
-                                                      ZOVSampleCallbackParms* parms,
-                                                      const ZOVResourceAnchor& anchor,
-                                                      _SaveSampleType saveType) {
+ZOVReturnCode ServerAnchors::returnSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
+                                           const ZOVResourceAnchor& wanted, _SaveSampleType saveType) {
   ZOV_TRACE(Public);
-  if (_excludedFromMonitoring) return ZOV_SERVER_EXCLUDED;
   const bool history = saveType == SaveSampleHistorical;
-  const ZOVSample::_SampleType type = anchor.getSampleType();
-  if (history && !collectingHistoricalDataForSampleType(type)) {
-    ZOV_LOG_MESSAGE(ZOVA0099W, ZOVSample::getSampleTypeInEnglish(type), getName());
+  const ZOVSample::_SampleType type = wanted.getSampleType();
+  if (history && !keepsHistoryOf(type)) {
+    ZOV_LOG_MESSAGE(ZOVA0099W, ZOVSample::getSampleTypeInEnglish(type), _server.getName());
     return ZOV_NO_HISTORY;
   }
   const bool server = type == ZOVSample::SampleTypeApplicationServer;
-  if (!server && !history && _status != ServerConnected) return ZOV_SERVER_NOT_ACTIVE;
+  if (!server && !history && _server.getStatus() != ServerConnected) return ZOV_SERVER_NOT_ACTIVE;
   const unsigned int returned = holding(_lock, history ? Exclusive : Shared, [&] {
     return server ? returnServerSample(callback, parms, saveType)
-                  : returnResourceSamples(callback, parms, anchor, saveType);
+                  : returnResourceSamples(callback, parms, wanted, saveType);
   });
   return returned ? ZOV_OK : ZOV_NO_SUCH_RESOURCE;
 }
 
-unsigned int ZOVApplicationServerBase::returnServerSample(ZOVSampleCallback callback,
-                                                          ZOVSampleCallbackParms* parms,
-                                                          _SaveSampleType saveType) {
-  if (isReadable(*this, saveType) && returnSamples(callback, parms, saveType, this)) return 1;
+unsigned int ServerAnchors::returnServerSample(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
+                                               _SaveSampleType saveType) {
+  ZOVResourceAnchor& own = _server;
+  if (isReadable(own, saveType) && own.returnSamples(callback, parms, saveType, &_server)) return 1;
   ZOVAppServerSample placeholder;
-  placeholder.saveStringData(KeyServerName, getName().view());
-  placeholder.saveNumericData(KeyStatus, _status);
-  callback(parms, static_cast<const ZOVSample*>(&placeholder), this);
+  placeholder.saveStringData(KeyServerName, _server.getName().view());
+  placeholder.saveNumericData(KeyStatus, _server.getStatus());
+  callback(parms, static_cast<const ZOVSample*>(&placeholder), &_server);
   return 1;
 }
 
-unsigned int ZOVApplicationServerBase::returnResourceSamples(ZOVSampleCallback callback,
-                                                             ZOVSampleCallbackParms* parms,
-                                                             const ZOVResourceAnchor& wanted,
-                                                             _SaveSampleType saveType) {
+unsigned int ServerAnchors::returnResourceSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
+                                                  const ZOVResourceAnchor& wanted, _SaveSampleType saveType) {
   if (wanted.isSpecific()) {
-    ZOVResourceAnchor* const anchor = _resourceAnchorTable.find(&wanted);
+    ZOVResourceAnchor* const anchor = _table.find(&wanted);
     if (!anchor || !isReadable(*anchor, saveType)) return 0;
-    return anchor->returnSamples(callback, parms, saveType, this);
+    return anchor->returnSamples(callback, parms, saveType, &_server);
   }
   unsigned int returned = 0;
-  const auto next = _resourceAnchorTable.getIteratorForSampleType(wanted.getSampleType());
+  const auto next = _table.getIteratorForSampleType(wanted.getSampleType());
   if (!next) return 0;
   while (auto* anchor = static_cast<ZOVResourceAnchor*>((*next)())) {
     if (!isReadable(*anchor, saveType) || !anchor->doesItMatch(&wanted)) continue;
-    returned |= anchor->returnSamples(callback, parms, saveType, this);
+    returned |= anchor->returnSamples(callback, parms, saveType, &_server);
   }
   return returned;
 }
 
 // --- Roll-up.
 
-void ZOVApplicationServerBase::rollupTo(ZOVAppServerSample& serverSample) {
+void ServerAnchors::rollUpTo(ZOVAppServerSample& serverSample) {
   ZOV_TRACE(Restricted);
   struct Term {
     ZOVSample::_SampleType type;
@@ -286,7 +272,7 @@ void ZOVApplicationServerBase::rollupTo(ZOVAppServerSample& serverSample) {
       ZOVSample::NullValue;  // nothing counts it
   holding(_lock, Shared, [&] {
     for (const Term& term : Terms) {
-      const auto next = _resourceAnchorTable.getIteratorForSampleType(term.type);
+      const auto next = _table.getIteratorForSampleType(term.type);
       while (const auto* anchor = static_cast<const ZOVResourceAnchor*>((*next)())) {
         const ZOVSample* const last = anchor->getLastSample();
         const long long count = last ? last->getTotalCount(term.key) : ZOVSample::NullValue;
@@ -298,3 +284,5 @@ void ZOVApplicationServerBase::rollupTo(ZOVAppServerSample& serverSample) {
   });
   serverSample.saveRollUpValues(totals);
 }
+
+}  // namespace zov

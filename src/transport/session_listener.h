@@ -43,7 +43,7 @@ class ZOVSessionDirectory {
   /// False when nobody took it after all: the connection is then the listener's to delete.
   virtual bool takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,
                                    const ZOVPingRequest& ping) = 0;
-  /// Stops the collector monitor thread of every server, under the context's shared lock.
+  /// Stops the collector monitor thread of every server. With no lock held.
   virtual void stopProfilerMonitorThreads() = 0;
   /// Shuts down the socket of every server, under the context's shared lock and no other: whoever is blocked
   /// on one holds the server's.

@@ -7,11 +7,11 @@ namespace {
 
 class IdentityTest : public testing::Test {
  protected:
-  std::shared_ptr<ZOVApplicationServer> build(const char* name, const char* subnode = "",
-                                              const char* alias = "", const char* platform = "",
-                                              int occurrence = 0) {
-    return ZOVApplicationServer::buildNew(name, "/srv", "", subnode, platform, "", "", 1, occurrence,
-                                          ServerDisconnected, rc, alias);
+  std::shared_ptr<ZOVApplicationServer> build(const zov::ServerDescription& description) {
+    return buildServer(description, rc);
+  }
+  std::shared_ptr<ZOVApplicationServer> build(const char* name) {
+    return build({.name = name, .rootDirectory = "/srv"});
   }
 
   DiagnosticEnvironment environment;
@@ -22,19 +22,22 @@ class IdentityTest : public testing::Test {
 TEST_F(IdentityTest, SubnodeNames) {
   EXPECT_EQ(build("shop")->getSubnodeName(), "shop:host:ZOVS");
   EXPECT_EQ(build("a b.c")->getSubnodeName(), "a_b_c:host:ZOVS");
-  EXPECT_EQ(build("l\xC3\xA4"
-                  "den",
-                  "", "", "tsl6")
+  EXPECT_EQ(build({.name = "l\xC3\xA4"
+                           "den",
+                   .platform = "tsl6"})
                 ->getSubnodeName(),
             "tsl6:host:ZOVS");
-  EXPECT_EQ(build("shop", "kept:host:ZOVS")->getSubnodeName(), "kept:host:ZOVS");
+  EXPECT_EQ(build({.name = "shop", .subnode = "kept:host:ZOVS"})->getSubnodeName(), "kept:host:ZOVS");
   // An alias names the subnode, and a change of it names it anew.
   services.serverParms.setSubnodeAliasName("store");
-  EXPECT_EQ(build("shop", "old:host:ZOVS", "old")->getSubnodeName(), "store:host:ZOVS");
-  EXPECT_EQ(build("shop", "kept:host:ZOVS", "store")->getSubnodeName(), "kept:host:ZOVS");
-  EXPECT_EQ(build("shop", "kept:host:ZOVS", "store")->getAliasName(), "store");
+  EXPECT_EQ(build({.name = "shop", .subnode = "old:host:ZOVS", .subnodeAlias = "old"})->getSubnodeName(),
+            "store:host:ZOVS");
+  EXPECT_EQ(build({.name = "shop", .subnode = "kept:host:ZOVS", .subnodeAlias = "store"})->getSubnodeName(),
+            "kept:host:ZOVS");
+  EXPECT_EQ(build({.name = "shop", .subnode = "kept:host:ZOVS", .subnodeAlias = "store"})->getAliasName(),
+            "store");
   EXPECT_EQ(services.registered.back(), "kept:host:ZOVS 0000000000000000000000000000002000000000000");
-  build("shop", "", "", "lbsMail");
+  build({.name = "shop", .platform = "lbsMail"});
   EXPECT_EQ(services.registered.back(), "store:host:ZOVS 000000000000000000000000000000G000000000000");
 }
 
@@ -72,8 +75,8 @@ TEST_F(IdentityTest, NodeNames) {
 
 TEST_F(IdentityTest, EqualityIsNameRootAndOccurrence) {
   const auto server = build("shop");
-  EXPECT_TRUE(server->isEqual(build("shop", "x").get()));
-  EXPECT_FALSE(server->isEqual(build("shop", "", "", "", 1).get()));
+  EXPECT_TRUE(server->isEqual(build({.name = "shop", .rootDirectory = "/srv", .subnode = "x"}).get()));
+  EXPECT_FALSE(server->isEqual(build({.name = "shop", .rootDirectory = "/srv", .occurrence = 1}).get()));
   EXPECT_FALSE(server->isEqual(build("store").get()));
   const ZOVAppServerAnchor anchor("shop");
   EXPECT_FALSE(server->isEqual(&anchor));
@@ -145,7 +148,7 @@ TEST_F(IdentityTest, ProcessIdsOfZeroChangeNothing) {
 
 TEST_F(IdentityTest, Commands) {
   EXPECT_EQ(build("shop")->startAppServer(""), ZOVReturnCode(176));
-  build("shop(2)", "", "", "tsl61")->startAppServer("");
+  build({.name = "shop(2)", .rootDirectory = "/srv", .platform = "tsl61"})->startAppServer("");
   build("shop(2)")->stopAppServer(" me");
   build("shop")->stopAppServer(" me 'my secret'");
   build("a; reboot #'")->startAppServer("");

@@ -8,8 +8,7 @@ class ResourceAnchorsTest : public testing::Test {
  protected:
   void SetUp() override {
     ZOVReturnCode rc;
-    server =
-        ZOVApplicationServer::buildNew("shop", "/srv", "", "", "", "", "", 1, 0, ServerConnected, rc, "");
+    server = buildServer({.name = "shop", .rootDirectory = "/srv", .status = ServerConnected}, rc);
     ASSERT_TRUE(server);
   }
   template <class Sample>

@@ -36,8 +36,7 @@ class StatisticsTest : public testing::Test {
  protected:
   void build() {
     ZOVReturnCode rc;
-    server =
-        ZOVApplicationServer::buildNew("shop", "/srv", "", "", "", "", "", 1, 0, ServerConnected, rc, "");
+    server = buildServer({.name = "shop", .rootDirectory = "/srv", .status = ServerConnected}, rc);
     ASSERT_TRUE(server);
   }
   static ZOVSample* container(const char* name, long long created) {
@@ -113,7 +112,8 @@ TEST_F(StatisticsTest, TheStatisticsThreadCollectsOnItsInterval) {
   build();
   server->connectedWithResourceManager();
   StepClock::step(1);
-  EXPECT_TRUE(comesTrue([&] { return reader.read(*server, ZOVContainerAnchor()) == 0; }));
+  server->settle();
+  EXPECT_EQ(reader.read(*server, ZOVContainerAnchor()), ZOVReturnCode(0));
   EXPECT_TRUE(server->runningBackgroundCollection(ZOVSample::SampleTypeContainer));
   server->stopRPXMonitorThread();
   EXPECT_FALSE(server->runningBackgroundRPXCollection());

@@ -4,7 +4,8 @@
 //
 //   ServerRig rig;
 //   FakeCollector collector = rig.connect("shop");     // pings, and reads the answer
-//   rig.step(60);                                       // a minute passes, and the monitors look
+//   rig.step(60);                                       // a minute passes, and the servers' threads have
+//   looked
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -24,7 +25,6 @@
 #include "config/server_config_parms.h"
 #include "context/application_context.h"
 #include "context/session_directory.h"
-#include "platform/clock.h"
 #include "runtime/waits.h"
 #include "server/application_server.h"
 #include "server/resource_manager_proxy.h"
@@ -32,19 +32,8 @@
 #include "support/comes_true.h"
 #include "support/diagnostic_environment.h"
 #include "support/fake_collector.h"
+#include "support/step_clock.h"
 #include "transport/session_listener.h"
-
-/// A clock that stands still but for its steps.
-class StepClock {
- public:
-  StepClock() {
-    now = 1'700'000'000;
-    ZOVClock::setSource([] { return now.load() * 1'000'000; });
-  }
-  ~StepClock() { ZOVClock::setSource(nullptr); }
-  static void step(std::int64_t seconds) { now += seconds; }
-  static inline std::atomic<std::int64_t> now{0};
-};
 
 class RecordingServerServices : public ZOVServerServices {
  public:
@@ -145,6 +134,15 @@ inline WireFrame requestSample(const std::string& name, long long count, int dur
       .text(702, name);
 }
 
+/// A server outside of any context; its threads stop when the test lets go of it.
+inline std::shared_ptr<ZOVApplicationServer> buildServer(const zov::ServerDescription& description,
+                                                         ZOVReturnCode& rc) {
+  auto server = ZOVApplicationServer::buildNew(description, rc);
+  if (!server) return nullptr;
+  ZOVApplicationServer* const plain = server.get();
+  return {plain, [server = std::move(server)](ZOVApplicationServer*) { server->stopThreads(); }};
+}
+
 class ServerRig {
  public:
   ServerRig() : _directory(std::filesystem::temp_directory_path() / uniqueName()) {
@@ -163,7 +161,7 @@ class ServerRig {
   void start() {
     context = std::make_unique<ZOVApplicationContext>((_directory / "host_").c_str());
     services.context = context.get();
-    sessions = std::make_unique<ZOVContextSessionDirectory>(*context);
+    sessions = std::make_unique<zov::ContextSessionDirectory>(*context);
     listener = std::make_unique<ZOVProfilerSocketMonitor>(std::uint16_t{0}, *sessions);
     context->startBackgroundThread();
     context->start();
@@ -196,21 +194,21 @@ class ServerRig {
     EXPECT_EQ(collector->receive().value_or(WireMessage("")).number(14), 2);
     collector->serve(std::move(samples));
     EXPECT_TRUE(collector->waitForRequest(2));
+    server(name)->settle();
     return collector;
   }
+  /// Waits for the context's lock, and so for the file to have been read.
   std::shared_ptr<ZOVApplicationServer> server(const std::string& name) {
-    std::shared_ptr<ZOVApplicationServer> found;
-    EXPECT_TRUE(comesTrue([&] {
-      for (const auto& known : context->getAppServers()) {
-        if (known->getName() == name.c_str()) found = known;
-      }
-      return found != nullptr;
-    }));
-    return found;
+    for (const auto& known : context->getAppServers()) {
+      if (known->getName() == name.c_str()) return known;
+    }
+    ADD_FAILURE() << "no server " << name;
+    return nullptr;
   }
+  /// Time passes, and the servers' threads have done what was due.
   void step(std::int64_t seconds) {
     StepClock::step(seconds);
-    for (const auto& known : context->getAppServers()) known->wakeupBackgroundProfilerMonitor();
+    for (const auto& known : context->getAppServers()) known->settle();
   }
   std::filesystem::path contextFile() const { return _directory / "host_zovapctx"; }
   std::string contextText() const {
@@ -230,7 +228,7 @@ class ServerRig {
   DiagnosticEnvironment environment;
   RecordingServerServices services;
   std::unique_ptr<ZOVApplicationContext> context;
-  std::unique_ptr<ZOVContextSessionDirectory> sessions;
+  std::unique_ptr<zov::ContextSessionDirectory> sessions;
   std::unique_ptr<ZOVProfilerSocketMonitor> listener;
 
  private:

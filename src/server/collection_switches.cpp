@@ -1,0 +1,144 @@
+#include "server/collection_switches.h"
+
+#include "diag/agent_log.h"
+#include "runtime/trace_scope.h"
+#include "server/application_server_base.h"
+#include "server/collector_session.h"
+#include "transport/collect_gc_data.h"
+#include "transport/collect_workload.h"
+
+static DGT1_Unit traceUnit("ZOVASCOL");
+
+namespace zov {
+
+namespace {
+
+constexpr unsigned int GCRecordsMaximum = 200;
+constexpr int DefaultGCInterval = 60;  // seconds
+
+/// The reason behind a refusal is the collector's own code, when it gave one.
+ZOVReturnCode reasonOf(const ZOVReturnCode& rc, long long refusal) {
+  return rc == ZOV_INVALID_RESPONSE && refusal != 0 ? ZOVReturnCode(static_cast<unsigned int>(refusal)) : rc;
+}
+
+}  // namespace
+
+void CollectionSwitches::configure() {
+  const ServerSettings& settings = _server.settings();
+  _requestLevel = settings.workloadCollectLevel;
+  _requestPercent = settings.workloadCapturePercent;
+  _gcAction = settings.gcCollectAction;
+  _gcInterval = settings.gcCollectInterval;
+}
+
+void CollectionSwitches::startedCollectingRequestData(bool collects) {
+  _collectsRequests = collects;
+  _server.wakeupBackgroundProfilerMonitor();
+}
+
+void CollectionSwitches::startedCollectingGCData(bool collects) {
+  _collectsGC = collects;
+  _server.wakeupBackgroundProfilerMonitor();
+}
+
+// --- Request data.
+
+ZOVReturnCode CollectionSwitches::processCollectRequest(int level, int percent) {
+  ZOV_TRACE(Public);
+  if (_server.isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
+  if (!_session.isConnected()) return ZOV_PROFILING_NOT_ACTIVE;
+  if (level < 0) level = _requestLevel;
+  if (percent < 0) percent = _requestPercent;
+
+  long long refusal = 0;
+  RWCString detail;
+  const char* const classTypes = level == 0 ? "" : ZOVCollectWorkload::AllCollectClassTypes;
+  const ZOVCollectWorkload request(classTypes, "", level, percent, ZOVCollectWorkload::CollectDefaultCalls,
+                                   0);
+  ZOVReturnCode rc = _session.send(request, &refusal, &detail);
+  if (rc != 0) {
+    rc = reasonOf(rc, refusal);
+    ZOV_LOG_ERROR(ZOVA0073E, _server.getName(), level, percent, rc.getDescription(), detail);
+    return rc;
+  }
+  if (level < 1) {
+    ZOV_LOG_MESSAGE(ZOVA0066I, _server.getName());
+    startedCollectingRequestData(false);
+    _server.markResourceAnchorsLogicallyDeleted(ZOVSample::DataSourceWorkload);
+  } else {
+    ZOV_LOG_MESSAGE(ZOVA0065I, _server.getName(), level, percent);
+    startedCollectingRequestData(true);
+  }
+  _requestLevel = level;
+  _requestPercent = percent;
+  _server.wakeupBackgroundProfilerMonitor();
+  return ZOV_OK;
+}
+
+ZOVReturnCode CollectionSwitches::startDefaultRequestCollection() {
+  ZOV_TRACE(Restricted);
+  if (_server.isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
+  const int action = _server.settings().requestCollectAction;
+  if (action != CollectOnDemand && action != CollectByInterval) return 0;
+  return processCollectRequest(_requestLevel, _requestPercent);
+}
+
+// --- Garbage collection data.
+
+ZOVReturnCode CollectionSwitches::processGCCollectData(int action, int interval) {
+  ZOV_TRACE(Public);
+  if (_server.isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
+  if (!_session.isConnected()) return ZOV_PROFILING_NOT_ACTIVE;
+  RWCString file = _server.getVerboseGCLogFileName();
+  if (file.isNull()) file = _server.getErrLogFileName();
+  if (file.isNull()) {
+    ZOV_LOG_ERROR(ZOVA0120E, _server.getName(), std::to_string(ZOV_NO_GC_FILE).c_str());
+    return ZOV_NO_GC_FILE;
+  }
+
+  long long refusal = 0;
+  RWCString detail;
+  const ZOVCollectGCData request(
+      action == 0 ? ZOVCollectGCData::StopCollecting : ZOVCollectGCData::StartCollecting, file.data(),
+      static_cast<unsigned int>(interval), ZOVCollectGCData::DiscardOldest, GCRecordsMaximum);
+  ZOVReturnCode rc = _session.send(request, &refusal, &detail);
+  if (rc != 0) {
+    rc = reasonOf(rc, refusal);
+    ZOV_LOG_ERROR(ZOVA0123E, _server.getName(), rc.getDescription(), detail);
+    return rc;
+  }
+  if (action == 0) {
+    ZOV_LOG_MESSAGE(ZOVA0124I, _server.getName());
+    startedCollectingGCData(false);
+    _server.markResourceAnchorsLogicallyDeleted(ZOVSample::DataSourceVerboseGC);
+    _gcAction = 0;
+    _gcInterval = DefaultGCInterval;
+  } else {
+    ZOV_LOG_MESSAGE(ZOVA0122I, _server.getName());
+    startedCollectingGCData(true);
+    _gcAction = action;
+    _gcInterval = interval;
+  }
+  _server.wakeupBackgroundProfilerMonitor();
+  return ZOV_OK;
+}
+
+ZOVReturnCode CollectionSwitches::startDefaultGCCollection() {
+  ZOV_TRACE(Restricted);
+  if (_server.isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
+  const int action = _gcAction;
+  return action == static_cast<int>(_collectsGC) ? ZOVReturnCode(ZOV_OK)
+                                                 : processGCCollectData(action, _gcInterval);
+}
+
+ZOVReturnCode CollectionSwitches::suspendGC() {
+  _gcAction = 0;
+  return startDefaultGCCollection();
+}
+
+ZOVReturnCode CollectionSwitches::resumeGC() {
+  _gcAction = 1;
+  return startDefaultGCCollection();
+}
+
+}  // namespace zov

@@ -1,0 +1,56 @@
+#pragma once
+// zov::CollectionSwitches: what a server's collector was told to collect, and the telling: request data with
+// its level and percentage, garbage collection data with its interval.
+//
+// A member of the session, which carries its requests and tells it when it ends. Any thread may call; all
+// state is atomic, and an exchange runs under the session's lock. A switch wakes the collector monitor.
+
+#include <atomic>
+
+#include "runtime/return_code.h"
+
+class ZOVApplicationServerBase;
+
+namespace zov {
+
+class CollectorSession;
+
+class CollectionSwitches {
+ public:
+  CollectionSwitches(ZOVApplicationServerBase& server, CollectorSession& session)
+      : _server(server), _session(session) {}
+
+  /// Takes level, percentage, action and interval from the server's settings, before the server is shared.
+  void configure();
+
+  bool collectsRequests() const { return _collectsRequests; }
+  bool collectsGC() const { return _collectsGC; }
+  int requestLevel() const { return _requestLevel; }
+  int requestPercent() const { return _requestPercent; }
+  int gcAction() const { return _gcAction; }  ///< 0 off, 1 on: what is wanted, also without a collector
+
+  void startedCollectingRequestData(bool collects);
+  void startedCollectingGCData(bool collects);
+
+  /// Tells the collector; a negative level or percentage stands for the last one. 0; 35; 21 without a
+  /// collector; the reason of a refusal.
+  ZOVReturnCode processCollectRequest(int level, int percent);
+  /// The same for garbage collection data; 116 when no file of it is known.
+  ZOVReturnCode processGCCollectData(int action, int interval);
+  ZOVReturnCode startDefaultRequestCollection();
+  ZOVReturnCode startDefaultGCCollection();
+  ZOVReturnCode suspendGC();
+  ZOVReturnCode resumeGC();
+
+ private:
+  ZOVApplicationServerBase& _server;
+  CollectorSession& _session;
+  std::atomic<bool> _collectsRequests{false};
+  std::atomic<bool> _collectsGC{false};
+  std::atomic<int> _requestLevel{0};
+  std::atomic<int> _requestPercent{0};
+  std::atomic<int> _gcAction{0};
+  std::atomic<int> _gcInterval{60};  // seconds
+};
+
+}  // namespace zov

@@ -1,0 +1,136 @@
+#include "server/collector_monitor.h"
+
+#include <utility>
+
+#include "diag/agent_log.h"
+#include "runtime/recovery.h"
+#include "runtime/trace_scope.h"
+#include "runtime/waits.h"
+#include "server/application_server_base.h"
+#include "server/collector_session.h"
+
+static DGT1_Unit traceUnit("ZOVASBGC");
+
+// --- Requests that other threads wait for.
+
+ZOVReturnCode CollectProfilerSampleRequest::process(ZOVApplicationServerBase* server) {
+  return server->takeSampleFromProfiler(*_anchor);
+}
+
+ZOVReturnCode TestConnectionRequest::process(ZOVApplicationServerBase* server) {
+  return server->testConnectivity();
+}
+
+ZOVReturnCode CollectProfilerSampleRequest::wait() {
+  _completed.wait();
+  return _result;
+}
+
+void CollectProfilerSampleRequest::post(const ZOVReturnCode& result) {
+  _result = result;
+  _completed.post();
+}
+
+namespace zov {
+
+ZOVReturnCode CollectorMonitor::submit(const Request& request) {
+  ZOV_TRACE(Public);
+  const bool taken = _thread.offer([&] {
+    const MutexLock lock(_mutex);
+    _requests.push_back(request);
+  });
+  return taken ? request->wait() : ZOVReturnCode(ZOV_PROFILING_NOT_ACTIVE);
+}
+
+CollectorMonitor::Request CollectorMonitor::nextRequest() {
+  const MutexLock lock(_mutex);
+  if (_requests.empty()) return nullptr;
+  Request request = std::move(_requests.front());
+  _requests.pop_front();
+  return request;
+}
+
+void CollectorMonitor::stop(bool force) {
+  ZOV_TRACE(Public);
+  if (!force && isCollecting()) return;
+  _thread.requestStop();
+  if (force) _session.interrupt();
+  _thread.waitUntilStopped();
+}
+
+// --- On the thread.
+
+void CollectorMonitor::threadBegins() {
+  ZOV_FUNCTION;
+  _lastResult = 0;
+  _lastActivity = ZOVClock::steady();
+  scheduleNextSample();
+  ZOV_LOG_MESSAGE(ZOVA0010I, _server.getName());
+}
+
+/// From now, not from the last target: a slow poll pushes the later ones back.
+void CollectorMonitor::scheduleNextSample() {
+  const long period = pollsOnInterval() ? _settings.pollInterval : zovWaits().quietCollectorSeconds;
+  _nextSample = ZOVClock::steady() + std::chrono::seconds(period);
+}
+
+long CollectorMonitor::secondsToNextTurn() {
+  const long wait = -ZOVClock::secondsSince(_nextSample);
+  const std::uint32_t now = ZOVClock::seconds();
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "TimeToWait = %i  CurrentTime = %i  TimeToWaitForNextSample = %i", wait,
+              now, now + wait);
+  DGT1_Printf(traceUnit, DGT1_FLOW, "mCollectingRequestData is %i, CollectingGCData is %i",
+              _session.switches().collectsRequests(), _session.switches().collectsGC());
+  return wait;
+}
+
+void CollectorMonitor::turn() {
+  serveRequests();
+  if (!pollsOnInterval()) {
+    if (ZOVClock::secondsSince(_lastActivity) > zovWaits().quietCollectorSeconds) {
+      _lastActivity = ZOVClock::steady();
+      if (_session.isConnected()) _lastResult = _session.testConnectivity();
+    }
+    scheduleNextSample();
+    return;
+  }
+  if (ZOVClock::secondsSince(_nextSample) < 0) return;
+  scheduleNextSample();
+  if (isCollecting() && _session.isConnected()) {
+    _lastResult = _session.takeSamples(ZOVResourceAnchor(ZOVApplicationServerBase::EverythingSampleType));
+  }
+}
+
+bool CollectorMonitor::isCollecting() const {
+  return _session.switches().collectsRequests() || _session.switches().collectsGC();
+}
+
+void CollectorMonitor::serveRequests() {
+  while ((_requestInHand = nextRequest())) {
+    _lastResult =
+        _session.isConnected() ? _requestInHand->process(&_server) : ZOVReturnCode(ZOV_PROFILING_NOT_ACTIVE);
+    _lastActivity = ZOVClock::steady();
+    std::exchange(_requestInHand, nullptr)->post(_lastResult);
+  }
+}
+
+bool CollectorMonitor::turnFailed(const ZOVReturnCode& rc) {
+  _lastResult = rc;
+  const Request request = std::exchange(_requestInHand, nullptr);
+  if (!request) return false;
+  request->post(rc ? rc : ZOVReturnCode(ZOV_EXCEPTION_CAUGHT));
+  return true;
+}
+
+void CollectorMonitor::threadEnds() {
+  ZOV_FUNCTION;
+  guarded(ZOV_PLACE, [&] {
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "MSG_APP_SERVER_BACKGROUND_PROFILER_STOPPED error %i",
+                static_cast<unsigned int>(_lastResult));
+    ZOV_LOG_MESSAGE(ZOVA0011I, _server.getName());
+  });
+  if (const Request request = std::exchange(_requestInHand, nullptr)) request->post(ZOV_PROFILING_NOT_ACTIVE);
+  while (const Request request = nextRequest()) request->post(ZOV_PROFILING_NOT_ACTIVE);
+}
+
+}  // namespace zov

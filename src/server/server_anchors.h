@@ -1,0 +1,89 @@
+#pragma once
+// zov::ServerAnchors: the anchors of a server: how samples reach them, how they lapse, and how their samples
+// are read; with the notes of recent requests, by which a flood of queries costs one collection.
+//
+// Ownership: a member of its server, whose own anchor (type 1) is the server itself. Owns all other anchors.
+// Needs of the server its name, status and process id, and hands it to callbacks.
+//
+// Lock: "AppServerLock" guards all of it: shared for normal reads, exclusive for changes and for historical
+// reads, which take the history away. It comes after the context's, the session's and the statistics' locks.
+// saveSample takes it for each sample, so that a read can go between two. Callbacks run under it.
+//
+// Threads: any.
+
+#include <cstdint>
+#include <list>
+#include <memory>
+
+#include "platform/clock.h"
+#include "runtime/lock.h"
+#include "runtime/return_code.h"
+#include "samples/resource_anchor.h"
+#include "server/resource_anchor_table.h"
+#include "server/server_settings.h"
+
+class ZOVAppServerSample;
+class ZOVApplicationServerBase;
+
+namespace zov {
+
+class ServerAnchors final : public ZOVSampleKeeper {
+ public:
+  ServerAnchors(ZOVApplicationServerBase& server, const ServerSettings& settings)
+      : _server(server), _settings(settings) {}
+
+  int lock(_LockRequestType type, _WaitRequestType wait) const { return _lock.get(type, wait); }
+  void release(_LockRequestType type) const { _lock.release(type); }
+
+  /// Gives the sample to its anchor, which is made when there is none. A null sample is nothing; one that has
+  /// no anchor, or finds the table full, is destroyed.
+  void saveSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) override;
+  bool keepsHistoryOf(ZOVSample::_SampleType type) const;
+
+  // --- Recent requests.
+  int getMinSamplingInterval(ZOVSample::_SampleType type) const;  ///< seconds
+  /// True when samples that these would answer were taken within the minimum interval.
+  bool findCachedRequest(const ZOVResourceAnchor& wanted);
+  void defineCachedRequest(const ZOVResourceAnchor& wanted);
+
+  // --- Anchors that no longer report. Marking hides them, and leaves them to a last historical read.
+  void markLogicallyDeleted(ZOVSample::_DataSource source);
+  void markLogicallyDeleted();  ///< all that a collector or the statistics deliver
+  /// Marks what the wanted anchor selects and collection `collectionId` did not deliver.
+  void markObsolete(const ZOVResourceAnchor& wanted, unsigned int collectionId);
+  /// Marks what of a source the collection did not deliver, but for types that are polled on demand only.
+  void markObsolete(ZOVSample::_DataSource source, unsigned int collectionId);
+  /// Destroys anchors that have not reported for long, by the times of their samples.
+  void removeObsoleteByTime(ZOVSample::_DataSource source);
+
+  /// Hands each sample that the wanted anchor selects to the callback: 0; 9 when there was none; 41 when the
+  /// server is not active (normal reads of its resources); 149 for a historical read of what is not kept as
+  /// history. The server itself always has a sample: at worst one made here of its name and status.
+  ZOVReturnCode returnSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
+                              const ZOVResourceAnchor& wanted, _SaveSampleType saveType);
+  /// Adds the server-wide sums of the resources to a sample of the server.
+  void rollUpTo(ZOVAppServerSample& serverSample);
+
+ private:
+  struct RecentRequest {
+    ZOVClock::Steady time;
+    std::unique_ptr<ZOVResourceAnchor> anchor;
+  };
+
+  // All with the lock held.
+  void saveServerSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId);
+  void saveResourceSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId);
+  bool isRemovableByTime(const ZOVResourceAnchor& anchor, std::uint32_t now) const;
+  unsigned int returnServerSample(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
+                                  _SaveSampleType saveType);
+  unsigned int returnResourceSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
+                                     const ZOVResourceAnchor& wanted, _SaveSampleType saveType);
+
+  ZOVApplicationServerBase& _server;
+  const ServerSettings& _settings;
+  mutable ZOVLock _lock{"AppServerLock"};
+  ZOVResourceAnchorTable _table;             // guarded by _lock
+  std::list<RecentRequest> _recentRequests;  // guarded by _lock
+};
+
+}  // namespace zov

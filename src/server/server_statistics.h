@@ -1,0 +1,84 @@
+#pragma once
+// zov::ServerStatistics: a server's own counters, from the resource manager: on an interval by a thread of
+// their own, and on demand. The switch that suspends them is here too.
+//
+// Ownership: a member of its server. Saves into the server's anchors; needs of the server its name, status
+// and process id, and hands it to the resource manager.
+//
+// Lock: "RPXLock" is held through one collection, while the manager's thread works on it; so the anchors of
+// the statistics are filled by one thread at a time. It comes before the anchors' lock.
+//
+// Threads: the thread of its own, queries (take), and commands (suspend, resume). Schedules run on steady
+// time.
+
+#include <atomic>
+#include <memory>
+
+#include "platform/clock.h"
+#include "runtime/lock.h"
+#include "samples/resource_anchor.h"
+#include "server/server_settings.h"
+#include "server/server_thread.h"
+
+class RPXCollectionRequest;
+class ZOVAppServerSample;
+class ZOVApplicationServerBase;
+
+namespace zov {
+
+class ServerAnchors;
+
+class ServerStatistics final : private ServerThreadWork {
+ public:
+  /// The settings are read when they are needed.
+  ServerStatistics(ZOVApplicationServerBase& server, ServerAnchors& anchors, const ServerSettings& settings)
+      : _server(server), _anchors(anchors), _settings(settings) {}
+
+  /// Starts the thread, when the settings ask for collection by interval.
+  void start();
+  /// Stops the thread and waits for its end.
+  void stop();
+  bool isRunning() const { return _thread.isRunning(); }
+  ServerThread& thread() { return _thread; }
+  const ServerThread& thread() const { return _thread; }
+
+  /// Takes what the wanted anchor selects: 0, also for a type that no statistics deliver; 61 when only some
+  /// of it came; else why nothing did, but 0 for the server's own sample, which is made up then.
+  ZOVReturnCode take(const ZOVResourceAnchor& wanted);
+
+  /// A collector session has begun: asks the manager for a client, when statistics are collected at all.
+  void sessionBegan();
+  ZOVReturnCode suspend();
+  ZOVReturnCode resume();
+  void setSuspended(bool suspended) { _suspended = suspended; }  ///< before the server is shared
+  void connected();                                              ///< the manager has a client for this server
+  void disconnected();                                           ///< and has none any more
+  bool isCollected() const { return _connected && !_suspended; }
+  bool isSuspended() const { return _suspended; }
+
+ private:
+  void threadBegins() override;
+  long secondsToNextTurn() override;
+  void turn() override;
+  bool turnFailed(const ZOVReturnCode&) override { return false; }
+  void threadEnds() override;
+
+  void collectAll();
+  ZOVReturnCode collect(RPXCollectionRequest& request, const ZOVResourceAnchor* wanted);
+  ZOVReturnCode takeRollUpSamples();
+  std::unique_ptr<RPXCollectionRequest> makeRequest(const ZOVResourceAnchor& wanted);
+  void complete(ZOVAppServerSample& serverSample);
+  void saveStandIn();
+
+  ZOVApplicationServerBase& _server;
+  ServerAnchors& _anchors;
+  const ServerSettings& _settings;
+  ZOVLock _rpxLock{"RPXLock"};
+  unsigned int _collectionId = 0;  // guarded by _rpxLock
+  std::atomic<bool> _suspended{false};
+  std::atomic<bool> _connected{false};
+  ZOVClock::Steady _nextCollection;  // the thread's alone
+  ServerThread _thread{*this};       // last, so that it goes first
+};
+
+}  // namespace zov
