@@ -102,10 +102,7 @@ class Stage {
   // A thread that has been posted needs a moment to get what it waited for, or to queue again.
   static std::string settled(Actor& actor, const std::string& expected) {
     std::string outcome = actor.outcome();
-    while (outcome == "waits" && expected != "waits") {
-      sched_yield();
-      outcome = actor.outcome();
-    }
+    if (expected != "waits") comesTrue([&] { return (outcome = actor.outcome()) != "waits"; });
     return outcome;
   }
   std::function<int()> parse(const std::string& step) {
@@ -325,7 +322,7 @@ struct Kill {
   const char* name;
   _LockRequestType hold;
   std::vector<std::string> waits;
-  bool posted;  // V has been posted already, and has yet to go on
+  bool posted;  // V is posted after its kill, before it has left the queue
 };
 
 class LockKill : public testing::TestWithParam<Kill> {};
@@ -337,10 +334,10 @@ TEST_P(LockKill, LeavesNoWaiterAndOthersGoOn) {
   ASSERT_EQ(lock.get(GetParam().hold, Wait), 0);
   stage.play(GetParam().waits);
   {
-    const zov::RecursiveLock scope(*ZOVLock::pLockMutex);  // which a thread that is posted must have first
-    if (GetParam().posted) lock.release(GetParam().hold);
+    const zov::RecursiveLock scope(*ZOVLock::pLockMutex);  // without which V cannot leave the queue
     EXPECT_EQ(stage.actor("V").thread().kill(), 1);
     EXPECT_EQ(stage.actor("V").thread().kill(), 0);
+    if (GetParam().posted) lock.release(GetParam().hold);
   }
   if (!GetParam().posted) {
     const auto onlyNWaits = [&] {
