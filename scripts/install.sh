@@ -1,18 +1,19 @@
 #!/usr/bin/env bash
 # Installs what the build, the tests or the demo need from Debian's packages, and says what it installs.
-# Usage: scripts/install.sh build|bench|demo|fuzz ...   (as root; without root it names what is missing)
+# Usage: scripts/install.sh build|clang|bench|demo|fuzz ...   (as root; without root it names what is missing)
 set -euo pipefail
 
 declare -A packages=(
   [build]="g++ cmake ninja-build pkg-config libicu-dev libfmt-dev libmicrohttpd-dev rapidjson-dev libgtest-dev libgmock-dev curl ca-certificates"
   [bench]="libbenchmark-dev libprotobuf-dev protobuf-compiler"
+  [clang]="clang clang-tidy"
   [fuzz]="clang libclang-rt-14-dev"
   [demo]="default-jdk-headless libtomcat10-java curl procps"
 )
 
 missing=()
 for group in "$@"; do
-  for package in ${packages[$group]:?"unknown group '$group': build, bench or demo"}; do
+  for package in ${packages[$group]:?"unknown group '$group': build, clang, bench or demo"}; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
   done
 done

@@ -7,6 +7,7 @@
 #include "framework/process.h"
 #include "platform/frames.h"
 #include "platform/trace.h"
+#include "runtime/waits.h"
 
 static DGT1_Unit traceUnit("ZOVCMAIN");
 
@@ -18,6 +19,7 @@ static void ZOVShutdownSignalHandler(int signal) {
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   DGT1_Open();
+  zovReadWaits();
   XFR1_InstallFaultHandlers();
   ZOVLock::init();
 

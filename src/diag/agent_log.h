@@ -6,7 +6,7 @@
 //   ZOV_LOG_MESSAGE(ZOVA0017I, serverName);
 //   ZOV_LOG_ERROR(ZOVA0030E, "pipe", reason);
 //
-// Numbers, severities, parameter kinds and texts stand in diag/messages.def. Text arguments are UTF-8. An
+// Numbers, severities, parameter kinds and texts stand in runtime/messages.def. Text arguments are UTF-8. An
 // argument too few shows as "(null)", one too many is ignored, and one of another kind than the message's is
 // shown in its own way. Any thread may issue a message; nothing here fails towards the caller.
 

@@ -42,19 +42,19 @@ RWCollectable* ZOVComponentTrace::insert(RWCollectable* entry) {
 
 void ZOVComponentTrace::print() const {
   ZOV_TRACE(Public);
-  zov::RecursiveLock scope(_mutex);
+  const zov::RecursiveLock lock(_mutex);
   DGT1_Printf(traceUnit, DGT1_ERROR, "%s", getTraceTitle().data());
   printEntries(nullptr);
 }
 
 void ZOVComponentTrace::printForThread(const unsigned long* threadId) const {
   ZOV_TRACE(Public);
-  zov::RecursiveLock scope(_mutex);
+  const zov::RecursiveLock lock(_mutex);
   DGT1_Printf(traceUnit, DGT1_ERROR, "%s for thread id %i ", getTraceTitle().data(), *threadId);
   printEntries(threadId);
 }
 
-/// With the mutex held: the entries of one thread, or of all.
+/// The entries of one thread, or of all.
 void ZOVComponentTrace::printEntries(const unsigned long* threadId) const {
   RWSlistCollectablesIterator next(*this);
   while (RWCollectable* member = next()) {

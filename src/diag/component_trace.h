@@ -41,7 +41,6 @@ class ZOVComponentTraceEntry : public ZOVCollectable {
   }
   virtual void newArgument(ZOVComponentTraceEntryArgument* argument) { _arguments.append(argument); }
   pthread_t getThreadId() const { return _threadId; }
-  const RWSlistCollectables& getArguments() const { return _arguments; }
 
  private:
   ZOVTime _time;
@@ -75,7 +74,7 @@ class ZOVComponentTrace : public RWSlistCollectablesQueue, public ZOVMemoryManag
   virtual RWCString getTraceTitle() const = 0;
 
  private:
-  void printEntries(const unsigned long* threadId) const;
+  void printEntries(const unsigned long* threadId) const ZOV_REQUIRES(_mutex);
 
   int _limit;
   mutable ZOVMutex _mutex;  // guards the queue

@@ -23,14 +23,14 @@ constexpr int FormattingLimit = 8192;   // units beyond which parameters in para
 
 constexpr ZOVMessageRow Rows[] = {
 #define ZOV_MESSAGE(key, severity, parameters, text) {key, ZOVMessageSeverity::severity, parameters},
-#include "diag/messages.def"
+#include "runtime/messages.def"
 };
 
 consteval std::array<const char*, ZOVMessageCount> internalTexts() {
   std::array<const char*, ZOVMessageCount> texts{};
   texts.fill("");
 #define ZOV_MESSAGE(key, severity, parameters, text) texts.at(key) = #key " " text;
-#include "diag/messages.def"
+#include "runtime/messages.def"
   return texts;
 }
 
@@ -66,14 +66,6 @@ UErrorCode format(const char* locale, const char16_t* pattern, int length,
   return status;
 }
 
-UConverter* openConverter(const char* name, const char* label) {
-  UErrorCode status = U_ZERO_ERROR;
-  UConverter* converter = ucnv_open(name, &status);
-  if (U_SUCCESS(status)) return converter;
-  DGT1_Printf(traceUnit, DGT1_ERROR, "Open %s converter Error=%s", label, u_errorName(status));
-  return nullptr;
-}
-
 long idFromEnvironment(const char* name) {
   return std::strtol(OSL1_GetEnv(name, "0"), nullptr, 10);
 }
@@ -105,24 +97,18 @@ constexpr ZOV_Agent_Log_Messages::Wording ZOV_Agent_Log_Messages::Wording::Messa
 constexpr ZOV_Agent_Log_Messages::Wording ZOV_Agent_Log_Messages::Wording::String{
     "String", "%s key %s: UTF-16 to Local onversion Error %s"};
 
-ZOV_Agent_Log_Messages::~ZOV_Agent_Log_Messages() {
-  close();
-}
-
-void ZOV_Agent_Log_Messages::close() {
-  if (_bundle) LNG2_ResourceClose(_bundle);
-  if (_utf8) ucnv_close(_utf8);
-  if (_local) ucnv_close(_local);
-  if (_locale) LNG2_ReleaseLocale(_locale);
-  _bundle = nullptr;
-  _utf8 = _local = nullptr;
-  _locale = nullptr;
+ZOV_Agent_Log_Messages::Converter ZOV_Agent_Log_Messages::openConverter(const char* name, const char* label) {
+  UErrorCode status = U_ZERO_ERROR;
+  Converter converter(ucnv_open(name, &status));
+  if (U_SUCCESS(status)) return converter;
+  DGT1_Printf(traceUnit, DGT1_ERROR, "Open %s converter Error=%s", label, u_errorName(status));
+  return nullptr;
 }
 
 void ZOV_Agent_Log_Messages::open(const char* /*prefix*/) {
   ZOV_TRACE(Public);
-  zov::RecursiveLock scope(_mutex);
-  close();
+  const zov::RecursiveLock lock(_mutex);
+  _bundle.reset();
   if (const char* path = OSL1_GetEnv("ZOV_RB_PATH", nullptr)) {
     _bundlePath = path;
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Using ZOV_RB_PATH for resource bundle directory. rb_directory: %s",
@@ -152,18 +138,18 @@ void ZOV_Agent_Log_Messages::openLocale() {
   int status = 0;
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Getting LNG2 Locale (%s) Language (id=%i) Codepage (id=%i)", name,
               language, codepage);
-  _locale = LNG2_GetLocale(language, codepage, 0, &status);
+  _locale.reset(LNG2_GetLocale(language, codepage, 0, &status));
   if (!_locale) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "LNG2 Locale (%s) not available, using default locale", name);
-    _locale = LNG2_GetLocale(0, 0, 0, &status);
+    _locale.reset(LNG2_GetLocale(0, 0, 0, &status));
   }
-  _localeName = _locale ? LNG2_GetLocaleName(_locale) : "";
+  _localeName = _locale ? LNG2_GetLocaleName(_locale.get()) : "";
   if (!_locale || !traceUnit.on(DGT1_DETAIL)) return;
 
   char languageName[80] = "";
   char codepageName[80] = "";
-  const long languageId = LNG2_GetLocaleNumInfo(_locale, 1);
-  const long codepageId = LNG2_GetLocaleCodepageId(_locale, &status);
+  const long languageId = LNG2_GetLocaleNumInfo(_locale.get(), 1);
+  const long codepageId = LNG2_GetLocaleCodepageId(_locale.get(), &status);
   LNG2_GetLanguageName(languageId, languageName, sizeof languageName);
   LNG2_GetCodepageName(codepageId, codepageName, sizeof codepageName);
   DGT1_Printf(
@@ -174,23 +160,21 @@ void ZOV_Agent_Log_Messages::openLocale() {
 
 void ZOV_Agent_Log_Messages::openBundle() {
   int status = 0;
-  _bundle = LNG2_ResourceOpen(_bundlePath.data(), _locale, &status);
+  _bundle.reset(LNG2_ResourceOpen(_bundlePath.data(), _locale.get(), &status));
   if (status > 0 || !_bundle) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Open resource bundle %s Error=%s", _bundlePath.data(),
                 u_errorName(static_cast<UErrorCode>(status)));
-    if (_bundle) LNG2_ResourceClose(_bundle);
-    _bundle = nullptr;
+    _bundle.reset();
     return;
   }
   if (status == 0) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Opened %s resource bundle", _localeName.data());
     return;
   }
-  LNG2_Locale* fallback = LNG2_GetLocale(0, 0, 0, &status);
+  const Locale fallback(LNG2_GetLocale(0, 0, 0, &status));
   if (fallback) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Opened %s or %s resource bundle (%s)", _localeName.data(),
-                LNG2_GetLocaleName(fallback), _bundlePath.data());
-    LNG2_ReleaseLocale(fallback);
+                LNG2_GetLocaleName(fallback.get()), _bundlePath.data());
   } else {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Opened default resource bundle (%s)", _bundlePath.data());
   }
@@ -204,7 +188,7 @@ ZOV_Agent_Log_Messages::Text16 ZOV_Agent_Log_Messages::findTranslation(const Wor
   }
   Text16 text;
   int status = 0;
-  text.units = LNG2_GetStringByKey(_bundle, key, &text.length, &status);
+  text.units = LNG2_GetStringByKey(_bundle.get(), key, &text.length, &status);
   if (status <= 0 && text.units) return text;
   DGT1_Printf(traceUnit, DGT1_DETAIL, "%s key %s: GetStringByKey Error=%s", wording.label, key,
               u_errorName(static_cast<UErrorCode>(status)));
@@ -215,13 +199,13 @@ ZOV_Agent_Log_Messages::Text16 ZOV_Agent_Log_Messages::findTranslation(const Wor
 bool ZOV_Agent_Log_Messages::convertResults(const Wording& wording, const char* key, Text16 translated,
                                             Text16 internal, char* result, char* localResult,
                                             int size) const {
-  UErrorCode status = fromUtf16(_utf8, translated.units, translated.length, result, size);
+  UErrorCode status = fromUtf16(_utf8.get(), translated.units, translated.length, result, size);
   if (U_FAILURE(status)) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "%s key %s: UTF-16 to %s conversion Error %s", wording.label, key,
                 "UTF-8", u_errorName(status));
     return false;
   }
-  status = fromUtf16(_local, internal.units, internal.length, localResult, size);
+  status = fromUtf16(_local.get(), internal.units, internal.length, localResult, size);
   if (U_SUCCESS(status)) return true;
   result[0] = '\0';
   DGT1_Printf(traceUnit, DGT1_ERROR, wording.localFailure, wording.label, key, u_errorName(status));
@@ -235,14 +219,14 @@ void ZOV_Agent_Log_Messages::RetrieveMessage2(char* result, char* localResult, i
   result[0] = localResult[0] = '\0';
   const std::string keyText = DGT1_FormatText("%s%04i", prefix, number);
   const char* key = keyText.c_str();
-  zov::RecursiveLock scope(_mutex);
+  const zov::RecursiveLock lock(_mutex);
   if (!_utf8 || !_local) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "Message key %s: Missing converters error", key);
     return;
   }
   Text16 translated = findTranslation(Wording::Message, key);
   Buffer16<TextCapacity> pattern;
-  UErrorCode status = toUtf16(_local, table[number], pattern);
+  UErrorCode status = toUtf16(_local.get(), table[number], pattern);
   if (U_FAILURE(status)) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "Message key %s, Local conversion to UTF-16 Error=%s", key,
                 u_errorName(status));
@@ -258,7 +242,7 @@ void ZOV_Agent_Log_Messages::RetrieveMessage2(char* result, char* localResult, i
   std::array<const char16_t*, MaximumParameters> values{};
   for (std::size_t i = 0; i < std::min(parameters.size(), values.size()); ++i) {
     if (!parameters[i]) continue;
-    status = toUtf16(_utf8, parameters[i], buffers[i]);
+    status = toUtf16(_utf8.get(), parameters[i], buffers[i]);
     values[i] = buffers[i].units;
     if (U_SUCCESS(status)) continue;
     DGT1_Printf(traceUnit, DGT1_ERROR, "Message key %s: Parameter %s could not be converted, Error=%s", key,
@@ -285,7 +269,7 @@ void ZOV_Agent_Log_Messages::RetrieveString2(char* result, char* localResult, in
   const std::string keyText = DGT1_FormatText("%s%04i", prefix, number);
   const char* key = keyText.c_str();
   DGT1_Printf(traceUnit, DGT1_DETAIL, "String key=%s", key);
-  zov::RecursiveLock scope(_mutex);
+  const zov::RecursiveLock lock(_mutex);
   if (!_utf8 || !_local) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "String key %s: %s converter not available", key,
                 _local ? "UTF-8" : "Local");
@@ -293,7 +277,7 @@ void ZOV_Agent_Log_Messages::RetrieveString2(char* result, char* localResult, in
   }
   const Text16 translated = findTranslation(Wording::String, key);
   Buffer16<TextCapacity> internal;
-  const UErrorCode status = toUtf16(_local, table[number], internal);
+  const UErrorCode status = toUtf16(_local.get(), table[number], internal);
   if (U_FAILURE(status)) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "String key %s, Local conversion to UTF-16 Error=%s", key,
                 u_errorName(status));

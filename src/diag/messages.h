@@ -14,26 +14,15 @@
 #include <unicode/ucnv.h>
 
 #include <array>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "foundation/string.h"
 #include "platform/language.h"
+#include "runtime/message_numbers.h"
 #include "runtime/mutex.h"
-
-/// The number in a message key such as "ZOVA0084E".
-constexpr int zovMessageNumber(std::string_view key) {
-  int number = 0;
-  for (char digit : key.substr(4, 4)) number = number * 10 + (digit - '0');
-  return number;
-}
-
-/// The messages by name: ZOVA0001I is 1, ZOVA0084E is 84.
-enum ZOVMessageNumber : int {
-#define ZOV_MESSAGE(key, severity, parameters, text) key = zovMessageNumber(#key),
-#include "diag/messages.def"
-};
 
 enum class ZOVMessageSeverity : int { I = 0, W = 1, E = 2, S = 3 };
 
@@ -55,7 +44,7 @@ class ZOV_Agent_Log_Messages {
   static constexpr int ResultSize = 2048;  ///< what a result buffer should hold, with its zero byte
 
   ZOV_Agent_Log_Messages() = default;
-  virtual ~ZOV_Agent_Log_Messages();
+  virtual ~ZOV_Agent_Log_Messages() = default;
   ZOV_Agent_Log_Messages(const ZOV_Agent_Log_Messages&) = delete;
   ZOV_Agent_Log_Messages& operator=(const ZOV_Agent_Log_Messages&) = delete;
 
@@ -79,20 +68,31 @@ class ZOV_Agent_Log_Messages {
  private:
   struct Text16;
   struct Wording;
-  void close();
-  void openLocale();
-  void openBundle();
-  Text16 findTranslation(const Wording& wording, const char* key) const;
-  bool convertResults(const Wording& wording, const char* key, Text16 translated, Text16 internal,
-                      char* result, char* localResult, int size) const;
+  template <auto Function>
+  struct Close {
+    template <class T>
+    void operator()(T* handle) const {
+      Function(handle);
+    }
+  };
+  using Locale = std::unique_ptr<LNG2_Locale, Close<LNG2_ReleaseLocale>>;
+  using Bundle = std::unique_ptr<LNG2_Bundle, Close<LNG2_ResourceClose>>;
+  using Converter = std::unique_ptr<UConverter, Close<ucnv_close>>;
 
-  RWCString _bundlePath;
-  RWCString _localeName;
-  LNG2_Locale* _locale = nullptr;
-  LNG2_Bundle* _bundle = nullptr;  // not null: the bundle is open
-  UConverter* _utf8 = nullptr;
-  UConverter* _local = nullptr;
-  mutable ZOVMutex _mutex;  // guards all of the above once open() has ended
+  static Converter openConverter(const char* name, const char* label);
+  void openLocale() ZOV_REQUIRES(_mutex);
+  void openBundle() ZOV_REQUIRES(_mutex);
+  Text16 findTranslation(const Wording& wording, const char* key) const ZOV_REQUIRES(_mutex);
+  bool convertResults(const Wording& wording, const char* key, Text16 translated, Text16 internal,
+                      char* result, char* localResult, int size) const ZOV_REQUIRES(_mutex);
+
+  mutable ZOVMutex _mutex;
+  RWCString _bundlePath ZOV_GUARDED_BY(_mutex);
+  RWCString _localeName ZOV_GUARDED_BY(_mutex);
+  Locale _locale ZOV_GUARDED_BY(_mutex);
+  Bundle _bundle ZOV_GUARDED_BY(_mutex);  // not null: the bundle is open
+  Converter _utf8 ZOV_GUARDED_BY(_mutex);
+  Converter _local ZOV_GUARDED_BY(_mutex);
 };
 
 /// Substitutes parameters in `pattern`: each "''" becomes "'", then for i from 0 every "{i}" becomes

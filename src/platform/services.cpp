@@ -9,10 +9,10 @@ const char* OSL1_GetEnv(const char* name, const char* defaultValue) {
   return value ? value : defaultValue;
 }
 
-void OSL1_GetLock(OSL1_Lock* lock) {
+void OSL1_GetLock(OSL1_Lock* lock) ZOV_NO_THREAD_SAFETY_ANALYSIS {
   pthread_mutex_lock(&lock->mutex);
 }
-void OSL1_ReleaseLock(OSL1_Lock* lock) {
+void OSL1_ReleaseLock(OSL1_Lock* lock) ZOV_NO_THREAD_SAFETY_ANALYSIS {
   pthread_mutex_unlock(&lock->mutex);
 }
 void OSL1_DestroyLock(OSL1_Lock* lock) {

@@ -5,16 +5,18 @@
 
 #include <ctime>
 
+#include "platform/thread_annotations.h"
+
 /// The value of an environment variable, or `defaultValue` when it is unset. The text is good until the
 /// variable is changed.
 const char* OSL1_GetEnv(const char* name, const char* defaultValue);
 
 /// A plain mutual exclusion of the service family; not recursive.
-struct OSL1_Lock {
+struct ZOV_CAPABILITY("mutex") OSL1_Lock {
   pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 };
-void OSL1_GetLock(OSL1_Lock* lock);
-void OSL1_ReleaseLock(OSL1_Lock* lock);
+void OSL1_GetLock(OSL1_Lock* lock) ZOV_ACQUIRE(*lock);
+void OSL1_ReleaseLock(OSL1_Lock* lock) ZOV_RELEASE(*lock);
 void OSL1_DestroyLock(OSL1_Lock* lock);
 
 /// Blocks the thread for whole seconds; a signal does not cut it short.

@@ -11,10 +11,10 @@
 #include <cstdlib>
 #include <ctime>
 #include <functional>
-#include <mutex>
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/mutex.h"
 #include "platform/services.h"
 
 constinit std::atomic<std::uint32_t> DGT1_PreambleMask{0};
@@ -124,8 +124,7 @@ class CancellationOff {
 
 }  // namespace
 
-/// All units, the rules that are in force, and where lines go. One object, never destroyed; the mutex guards
-/// everything in it.
+/// All units, the rules that are in force, and where lines go. One object, never destroyed.
 class DGT1_Registry {
  public:
   static DGT1_Registry& instance() {
@@ -134,7 +133,7 @@ class DGT1_Registry {
   }
 
   void add(DGT1_Unit& unit) {
-    const std::lock_guard lock(_mutex);
+    const zov::MutexLock lock(_mutex);
     unit._next = _units;
     _units = &unit;
     apply(unit);
@@ -142,32 +141,32 @@ class DGT1_Registry {
   }
 
   void setRules(std::vector<Rule> rules) {
-    const std::lock_guard lock(_mutex);
+    const zov::MutexLock lock(_mutex);
     _rules = std::move(rules);
     for (DGT1_Unit* unit = _units; unit; unit = unit->_next) apply(*unit);
     updatePreamble();
   }
 
   void setFile(const char* path) {
-    const std::lock_guard lock(_mutex);
+    const zov::MutexLock lock(_mutex);
     _path = path;
   }
 
   void setSink(DGT1_Sink sink, void* context) {
-    const std::lock_guard lock(_mutex);
+    const zov::MutexLock lock(_mutex);
     _sink = sink;
     _sinkContext = context;
   }
 
   void write(const char* tag, int line, std::string_view text) {
-    const std::lock_guard lock(_mutex);
+    const zov::MutexLock lock(_mutex);
     if (_sink) return _sink(tag, line, text, _sinkContext);
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.remove_suffix(1);
     writeFully(descriptor(), fmt::format("{} {} {} {} {}\n", timeStamp(), ::gettid(), tag, line, text));
   }
 
  private:
-  void apply(DGT1_Unit& unit) {
+  void apply(DGT1_Unit& unit) ZOV_REQUIRES(_mutex) {
     std::uint32_t flags = 0;
     for (const Rule& rule : _rules) {
       if (rule.tag.empty() || rule.tag == unit._tag) flags |= rule.flags;
@@ -175,7 +174,7 @@ class DGT1_Registry {
     unit._flags.store(flags, std::memory_order_relaxed);
   }
 
-  void updatePreamble() {
+  void updatePreamble() ZOV_REQUIRES(_mutex) {
     bool flow = false;
     for (const DGT1_Unit* unit = _units; unit; unit = unit->_next) flow = flow || unit->on(DGT1_FLOW);
     if (flow) {
@@ -186,7 +185,7 @@ class DGT1_Registry {
   }
 
   /// Standard error, or the trace file, opened anew when its path names another file than before.
-  int descriptor() {
+  int descriptor() ZOV_REQUIRES(_mutex) {
     if (_path.empty()) return STDERR_FILENO;
     struct stat current {};
     const bool present = ::stat(_path.c_str(), &current) == 0;
@@ -199,15 +198,15 @@ class DGT1_Registry {
     return _file;
   }
 
-  std::mutex _mutex;
-  DGT1_Unit* _units = nullptr;
-  std::vector<Rule> _rules{{"", defaultFlags}};
-  std::string _path;
-  int _file = -1;
-  ino_t _inode = 0;
-  dev_t _device = 0;
-  DGT1_Sink _sink = nullptr;
-  void* _sinkContext = nullptr;
+  zov::Mutex _mutex;
+  DGT1_Unit* _units ZOV_GUARDED_BY(_mutex) = nullptr;
+  std::vector<Rule> _rules ZOV_GUARDED_BY(_mutex){{"", defaultFlags}};
+  std::string _path ZOV_GUARDED_BY(_mutex);
+  int _file ZOV_GUARDED_BY(_mutex) = -1;
+  ino_t _inode ZOV_GUARDED_BY(_mutex) = 0;
+  dev_t _device ZOV_GUARDED_BY(_mutex) = 0;
+  DGT1_Sink _sink ZOV_GUARDED_BY(_mutex) = nullptr;
+  void* _sinkContext ZOV_GUARDED_BY(_mutex) = nullptr;
 };
 
 DGT1_Unit::DGT1_Unit(const char* tag) : _tag(tag) {

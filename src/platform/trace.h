@@ -57,7 +57,7 @@ struct DGT1_Arg {
   template <class T>
   DGT1_Arg(const T& value) : isWide(sizeof(T) > sizeof(int)) {  // NOLINT: implicit on purpose
     if constexpr (std::is_same_v<T, bool> || (std::is_integral_v<T> && std::is_signed_v<T>)) {
-      kind = Kind::Signed, asSigned = value;
+      kind = Kind::Signed, asSigned = value;  // NOLINT(bugprone-signed-char-misuse): as in a call of printf
     } else if constexpr (std::is_integral_v<T>) {
       kind = Kind::Unsigned, asUnsigned = value;
     } else if constexpr (std::is_enum_v<T>) {

@@ -22,7 +22,7 @@ void RPXAsynchronousCollectionRequest::setComplete(const ZOVReturnCode& code) {
   ZOV_TRACE(Restricted);
   holding(_lock, Exclusive, [&] {
     _result = code;
-    _complete = 1;
+    _complete = true;
     _arrival.post();
   });
 }
@@ -32,7 +32,7 @@ RWCollectable* RPXAsynchronousCollectionRequest::get() {
   for (;;) {
     bool ended = false;
     RWCollectable* sample = holding(_lock, Exclusive, [&] {
-      ended = _complete != 0;
+      ended = _complete;
       return removeFirst();
     });
     if (sample != nullptr || ended) return sample;

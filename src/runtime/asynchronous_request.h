@@ -23,11 +23,10 @@ class RPXAsynchronousCollectionRequest : public RWDlistCollectables, public ZOVM
   /// Waits for a sample, which is the caller's then; null at the end.
   RWCollectable* get();
   ZOVReturnCode getResult() const { return ZOVReturnCode(_result.load()); }
-  int isComplete() const { return _complete; }
 
  private:
   std::atomic<unsigned int> _result{0};
   ZOVEvent _arrival;  // posted for each sample and at the end
   ZOVLock _lock;      // guards the list; never held during a wait
-  std::atomic<int> _complete{0};
+  std::atomic<bool> _complete{false};
 };

@@ -2,6 +2,7 @@
 
 #include "runtime/lock.h"
 #include "runtime/memory_manager.h"
+#include "runtime/message_numbers.h"
 #include "runtime/recoverable_thread.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
@@ -16,8 +17,8 @@ constexpr int TraceEntriesPerThread = 200;
 constexpr std::uint32_t AllTraceLevels = 0x1E00;
 
 int messageFor(ZOVException::_Severity severity) {
-  if (severity == ZOVException::Warning) return 55;
-  return severity == ZOVException::Informational ? 56 : 2;
+  if (severity == ZOVException::Warning) return ZOVA0055W;
+  return severity == ZOVException::Informational ? ZOVA0056I : ZOVA0002E;
 }
 }  // namespace
 
@@ -73,7 +74,7 @@ void ZOVAgentEnvironment::registerThread(ZOVRecoverableThread* thread) {
 void ZOVAgentEnvironment::deregisterThread(ZOVRecoverableThread* thread) {
   thread->freeAllLocks();
   // A dump holds the same two while it shows a thread.
-  zov::RecursiveLock locks(*ZOVLock::pLockMutex);
+  const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
   _threadTable->lock();
   thread->prepareToDelete();
   _threadTable->remove(thread);
@@ -165,8 +166,7 @@ ZOVRecoverableThread* ZOVAgentEnvironment::getActiveThread() {
 
 void ZOVRWErrorHandler(const RWxmsg& message) {
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Error of the foundation: %s", message.text);
-  zovRaise(ZOVException(ZOV_FOUNDATION_STORAGE, 1, 0, ZOVException::NoDump, ZOVException::Error,
-                        ZOVException::Display));
+  zovRaise(ZOVException::recoverable(ZOV_FOUNDATION_STORAGE));
 }
 
 void ZOVTerminateHandler() {

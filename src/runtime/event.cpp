@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <utility>
 
 #include "platform/clock.h"
 #include "runtime/trace_scope.h"
@@ -47,9 +48,7 @@ ZOVEvent::~ZOVEvent() {
 }
 
 int ZOVEvent::take() {
-  const int was = _posted;
-  _posted = 0;
-  return was;
+  return std::exchange(_posted, false);
 }
 
 void ZOVEvent::wait() {
@@ -64,14 +63,14 @@ void ZOVEvent::post() {
   ZOV_TRACE(Minor);
   if (!_valid) return;
   Locked locked(_mutex);
-  _posted = 1;
+  _posted = true;
   pthread_cond_signal(&_condition);
 }
 
 void ZOVEvent::reset() {
   if (!_valid) return;
   Locked locked(_mutex);
-  _posted = 0;
+  _posted = false;
 }
 
 int ZOVEvent::waitUntil(const struct timespec& deadline) {

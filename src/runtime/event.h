@@ -24,7 +24,7 @@ class ZOVEvent : public ZOVCollectable {
   /// microseconds of the wall clock, and the sum carries one second only: a longer wait may end at once.
   virtual int waitWithMillisecondTimeout(long milliseconds);
 
-  int isValid() const { return _valid; }
+  bool isValid() const { return _valid; }
   int getErrorCode() const { return _errorNumber; }
 
  private:
@@ -34,6 +34,6 @@ class ZOVEvent : public ZOVCollectable {
   pthread_cond_t _condition;
   pthread_mutex_t _mutex;
   int _errorNumber = 0;
-  int _posted = 0;  // guarded by _mutex
-  int _valid = 0;
+  bool _posted = false;  // guarded by _mutex
+  bool _valid;
 };

@@ -10,8 +10,9 @@ class ZOVException {
   enum _ShouldDisplayMessage { Display = 0, DoNotDisplay = 1 };
 
   ZOVException() = default;
+  /// One that the thread may not go on from; displayed as an error, without a dump.
   ZOVException(const ZOVReturnCode& code) : _returnCode(code) {}  // NOLINT: implicit on purpose
-  ZOVException(const ZOVReturnCode& code, int recoverable, unsigned long parameter, _DumpOption dump,
+  ZOVException(const ZOVReturnCode& code, bool recoverable, unsigned long parameter, _DumpOption dump,
                _Severity severity, _ShouldDisplayMessage display)
       : _returnCode(code),
         _recoverable(recoverable),
@@ -19,15 +20,23 @@ class ZOVException {
         _severity(severity),
         _shouldDisplay(display),
         _parameter(parameter) {}
+  /// A failure that the thread may go on from; displayed as an error, without a dump.
+  static ZOVException recoverable(const ZOVReturnCode& code) {
+    return {code, true, 0, NoDump, Error, Display};
+  }
+  /// What a frame makes of a fault or a foreign exception: code 5, with a dump when it is displayed.
+  static ZOVException caught(unsigned long raiseCode) {
+    return {ZOV_EXCEPTION_CAUGHT, false, raiseCode, DumpWhenDisplayed, Error, Display};
+  }
   virtual ~ZOVException() = default;
   ZOVException(const ZOVException&) = default;
   ZOVException& operator=(const ZOVException&) = default;
 
   ZOVReturnCode getReturnCode() const { return _returnCode; }
   const char* getExceptionType() const { return _returnCode.getDescription(); }
-  int isRecoverable() const { return _recoverable; }
-  int isLogged() const { return _logged; }
-  void setLogged() { _logged = 1; }
+  bool isRecoverable() const { return _recoverable; }
+  bool isLogged() const { return _logged; }
+  void setLogged() { _logged = true; }
   _DumpOption getDumpOption() const { return _dumpOption; }
   _Severity getSeverity() const { return _severity; }
   _ShouldDisplayMessage getShouldDisplay() const { return _shouldDisplay; }
@@ -35,8 +44,8 @@ class ZOVException {
 
  private:
   ZOVReturnCode _returnCode;
-  int _recoverable = 0;
-  int _logged = 0;
+  bool _recoverable = false;
+  bool _logged = false;
   _DumpOption _dumpOption = NoDump;
   _Severity _severity = Error;
   _ShouldDisplayMessage _shouldDisplay = Display;

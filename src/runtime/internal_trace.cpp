@@ -31,7 +31,7 @@ ZOVInternalTraceTable::ZOVInternalTraceTable(int size)
     : _ring(static_cast<std::size_t>(std::max(size, 1))), _stack(_ring.size()) {}
 
 void ZOVInternalTraceTable::save(const char* tag, const char* function, int type, long parameter) {
-  const std::scoped_lock lock(_mutex);
+  const zov::MutexLock lock(_mutex);
   _ring[_cursor].set(tag, function, type, parameter);
   if (++_cursor == _ring.size()) {
     _cursor = 0;
@@ -60,13 +60,13 @@ void ZOVInternalTraceTable::printRange(std::size_t from, std::size_t to) const {
 }
 
 void ZOVInternalTraceTable::print() const {
-  const std::scoped_lock lock(_mutex);
+  const zov::MutexLock lock(_mutex);
   if (_wrapped) printRange(_cursor, _ring.size());
   printRange(0, _cursor);
 }
 
 void ZOVInternalTraceTable::printStackDump() const {
-  const std::scoped_lock lock(_mutex);
+  const zov::MutexLock lock(_mutex);
   for (std::size_t i = _depth; i > 0; --i) {
     const ZOVStackTraceEntry& entry = _stack[i - 1];
     DGT1_Printf(traceUnit, DGT1_ERROR, "%3i %s %s", entry._level, entry.getTag(), entry.getFunction());
@@ -75,7 +75,7 @@ void ZOVInternalTraceTable::printStackDump() const {
 
 int ZOVInternalTraceTable::getSourceFileAndFunctionName(RWCString& tag, RWCString& function,
                                                         int depth) const {
-  const std::scoped_lock lock(_mutex);
+  const zov::MutexLock lock(_mutex);
   if (depth < 0 || static_cast<std::size_t>(depth) >= _depth) return 0;
   const ZOVStackTraceEntry& entry = _stack[_depth - 1 - static_cast<std::size_t>(depth)];
   tag = RWCString(entry.getTag());

@@ -3,10 +3,10 @@
 // the functions now entered. Written by its own thread; a dump may read it from another, so a small mutex of
 // its own stands before both. All memory is taken at construction.
 
-#include <mutex>
 #include <vector>
 
 #include "foundation/string.h"
+#include "platform/mutex.h"
 
 class ZOVInternalTraceEntry {
  public:
@@ -44,12 +44,12 @@ class ZOVInternalTraceTable {
   int getSourceFileAndFunctionName(RWCString& tag, RWCString& function, int depth) const;
 
  private:
-  void printRange(std::size_t from, std::size_t to) const;
+  void printRange(std::size_t from, std::size_t to) const ZOV_REQUIRES(_mutex);
 
-  mutable std::mutex _mutex;
-  std::vector<ZOVInternalTraceEntry> _ring;
-  std::size_t _cursor = 0;
-  bool _wrapped = false;
-  std::vector<ZOVStackTraceEntry> _stack;
-  std::size_t _depth = 0;
+  mutable zov::Mutex _mutex;
+  std::vector<ZOVInternalTraceEntry> _ring ZOV_GUARDED_BY(_mutex);
+  std::size_t _cursor ZOV_GUARDED_BY(_mutex) = 0;
+  bool _wrapped ZOV_GUARDED_BY(_mutex) = false;
+  std::vector<ZOVStackTraceEntry> _stack ZOV_GUARDED_BY(_mutex);
+  std::size_t _depth ZOV_GUARDED_BY(_mutex) = 0;
 };

@@ -107,7 +107,7 @@ ZOVLock::ZOVLock(const char* name) : _name(name != nullptr ? name : "Unknown") {
 }
 
 ZOVLock::~ZOVLock() {
-  zov::RecursiveLock scope(*pLockMutex);
+  const zov::RecursiveLock lock(*pLockMutex);
   if (ZOVThread* thread = ZOVAgentEnvironment::getActiveThread()) {
     thread->lockFreed(*this, Exclusive);
     thread->lockFreed(*this, Shared);
@@ -142,18 +142,12 @@ int ZOVLock::get(_LockRequestType type, _WaitRequestType wait) {
   }
   Grant grant;
   {
-    zov::RecursiveLock scope(*pLockMutex);
+    const zov::RecursiveLock lock(*pLockMutex);
     grant = acquire(caller, type, wait);
   }
   if (grant == Grant::Acquired) return 0;
-  if (grant == Grant::Deadlock) {
-    zovRaise(ZOVException(ZOV_DEADLOCK_AVERTED, 1, 0, ZOVException::NoDump, ZOVException::Error,
-                          ZOVException::Display));
-  }
-  if (grant == Grant::TooManyLocks) {
-    zovRaise(ZOVException(ZOV_TOO_MANY_LOCKS, 0, 0, ZOVException::NoDump, ZOVException::Error,
-                          ZOVException::Display));
-  }
+  if (grant == Grant::Deadlock) zovRaise(ZOVException::recoverable(ZOV_DEADLOCK_AVERTED));
+  if (grant == Grant::TooManyLocks) zovRaise(ZOVException(ZOV_TOO_MANY_LOCKS));
   return 4;
 }
 
@@ -296,7 +290,7 @@ void ZOVLock::release(_LockRequestType type) {
       return;
     }
   }
-  zov::RecursiveLock scope(*pLockMutex);
+  const zov::RecursiveLock lock(*pLockMutex);
   bool gaveUpExclusive = false;
   if (_exclusiveCount == 0) {
     releaseShared(type);
@@ -409,7 +403,7 @@ void ZOVLock::deadlockFound(const ZOVThread* first, const ZOVThread* second, con
 }
 
 void ZOVLock::diagDump() const {
-  zov::RecursiveLock scope(*pLockMutex);
+  const zov::RecursiveLock lock(*pLockMutex);
   DGT1_Printf(traceUnit, DGT1_ERROR, "      ZOVLock at %p  Lock name = %s", this, _name);
   const bool available = _exclusiveCount == 0 && _sharedHolders.empty();
   if (available) {

@@ -75,9 +75,6 @@ class ZOV_CAPABILITY("lock") ZOVLock : public ZOVCollectable {
   /// Gives up one level, or all of them. A lock that the caller does not hold is no error. Touches nothing of
   /// the lock once it is free.
   void release(_LockRequestType type);
-  /// For code that runs under the lock where the compiler cannot see it.
-  void assertHeld() const ZOV_ASSERTS_HELD() {}
-  void assertHeldShared() const ZOV_ASSERTS_HELD_SHARED() {}
   const char* getName() const { return _name; }
   static int getErrorCode() { return pLockMutex ? pLockMutex->getErrorCode() : -1; }
 
@@ -134,7 +131,7 @@ class ZOV_CAPABILITY("lock") ZOVLock : public ZOVCollectable {
   static LockHolder* spareHolders ZOV_GUARDED_BY(*pLockMutex);
 
   const char* _name;
-  int _enabled = 1;
+  bool _enabled = true;
 };
 
 namespace zov {

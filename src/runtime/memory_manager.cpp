@@ -4,10 +4,10 @@
 
 #include <cstdint>
 #include <cstring>
-#include <mutex>
 #include <new>
 
 #include "foundation/time.h"
+#include "platform/mutex.h"
 #include "platform/services.h"
 #include "platform/trace.h"
 #include "runtime/environment.h"
@@ -34,8 +34,8 @@ struct alignas(16) Prefix {
 constexpr std::size_t countedPrefix = 168;
 constexpr std::size_t displayedBytes = 64;
 
-std::mutex heapTraceMutex;  // guards the list; innermost
-Prefix firstAllocPrefix;    // head of the circular list
+zov::Mutex heapTraceMutex;                               // innermost
+Prefix firstAllocPrefix ZOV_GUARDED_BY(heapTraceMutex);  // head of the circular list
 
 bool heapTrace() {
   static const bool on = strcasecmp(OSL1_GetEnv("ZOV_HEAP_DEBUG", "NO"), "YES") == 0;
@@ -60,7 +60,7 @@ void* linkBlock(void* storage, std::size_t size) {
       copyCut(prefix->function, function);
     }
   }
-  const std::lock_guard lock(heapTraceMutex);
+  const zov::MutexLock lock(heapTraceMutex);
   prefix->next = firstAllocPrefix.next;
   prefix->previous = &firstAllocPrefix;
   prefix->next->previous = prefix;
@@ -70,7 +70,7 @@ void* linkBlock(void* storage, std::size_t size) {
 
 void* unlinkBlock(void* pointer) {
   Prefix* prefix = static_cast<Prefix*>(pointer) - 1;
-  const std::lock_guard lock(heapTraceMutex);
+  const zov::MutexLock lock(heapTraceMutex);
   prefix->previous->next = prefix->next;
   prefix->next->previous = prefix->previous;
   return prefix;
@@ -102,8 +102,7 @@ void* ZOVMemoryManager::allocate(std::size_t size) {
   void* storage = size <= PTRDIFF_MAX - sizeof(Prefix) ? ::operator new(stored, std::nothrow) : nullptr;
   if (!storage) {
     DGT1_Printf(traceUnit, DGT1_MESSAGE, "Memory allocation for %08X bytes has failed", counted);
-    zovRaise(ZOVException(ZOVReturnCode(ZOV_OUT_OF_STORAGE), 1, 0, ZOVException::NoDump, ZOVException::Error,
-                          ZOVException::Display));
+    zovRaise(ZOVException::recoverable(ZOV_OUT_OF_STORAGE));
     return nullptr;
   }
   count(counted);
@@ -134,7 +133,7 @@ void ZOVMemoryManager::displayMemoryUse() {
 }
 
 void ZOVMemoryManager::heapWalk() {
-  const std::lock_guard lock(heapTraceMutex);
+  const zov::MutexLock lock(heapTraceMutex);
   DGT1_Print(traceUnit, __LINE__, "Contents of configuration heap follows:");
   for (const Prefix* block = firstAllocPrefix.next; block != &firstAllocPrefix; block = block->next) {
     struct tm fields {};

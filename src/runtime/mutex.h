@@ -9,7 +9,6 @@
 #include <pthread.h>
 
 #include <atomic>
-#include <cassert>
 
 #include "platform/thread_annotations.h"
 
@@ -38,8 +37,6 @@ class ZOV_CAPABILITY("mutex") ZOVMutex {
   int getErrorCode() const { return _errorNumber; }
   /// True when the calling thread owns it.
   bool isOwned() const { return _owner.load(std::memory_order_relaxed) == pthread_self(); }
-  /// For code that runs under the mutex where the compiler cannot see it.
-  void assertHeld() const ZOV_ASSERTS_HELD() { assert(!_valid || isOwned()); }
 
   /// How many levels the calling thread holds.
   int depth() const { return isOwned() ? _count : 0; }

@@ -11,13 +11,13 @@
 
 #include "platform/trace.h"
 #include "runtime/environment.h"
+#include "runtime/message_numbers.h"
 #include "runtime/trace_scope.h"
 
 static DGT1_Unit traceUnit("ZOVCPCPU");
 
 namespace {
 
-constexpr int FunctionFailed = 30;  // "Function {0} failed. Details={1}."
 constexpr std::size_t StatCapacity = 3839;
 constexpr std::uint64_t ClockTicksPerSecond = 100;
 constexpr int FieldsBeforeUserTime = 11;  // state to cmajflt
@@ -27,7 +27,7 @@ void reportFailure(int line, const char* operation, const char* path, const char
   if (!environment) return;
   const std::string function = std::string(operation) + path;
   const DGT1_Arg arguments[] = {function.c_str(), reason};
-  environment->services().logError(traceUnit.tag(), "zovProcessCPUUsage", line, FunctionFailed, arguments);
+  environment->services().logError(traceUnit.tag(), "zovProcessCPUUsage", line, ZOVA0030E, arguments);
 }
 
 /// Reads what the descriptor has, up to the capacity. 0 after a failure, which has been reported.

@@ -28,7 +28,7 @@ ZOVRecoverableThread::~ZOVRecoverableThread() {
   partFromThread();
   ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load();
   if (_registered && environment != nullptr) {  // killed, and yet to unwind
-    zov::RecursiveLock scope(*ZOVLock::pLockMutex);
+    const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
     environment->threadTable().remove(this);
   }
   while (_bottom != nullptr) {
@@ -42,7 +42,7 @@ void ZOVRecoverableThread::registerThread() {
   ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load();
   if (environment == nullptr) return;
   environment->registerThread(this);
-  _registered = 1;
+  _registered = true;
 }
 
 void ZOVRecoverableThread::deregisterThread() {
@@ -50,7 +50,7 @@ void ZOVRecoverableThread::deregisterThread() {
   if (!_registered) return;
   ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load();
   if (environment != nullptr) environment->deregisterThread(this);
-  _registered = 0;
+  _registered = false;
 }
 
 void ZOVRecoverableThread::callThreadEP() {
@@ -59,11 +59,11 @@ void ZOVRecoverableThread::callThreadEP() {
       [](void* object) {
         auto* thread = static_cast<ZOVRecoverableThread*>(object);
         const auto failure = guarded(ZOV_PLACE, [thread] { thread->ZOVThread::callThreadEP(); });
-        if (failure) thread->_failed = 1;
+        if (failure) thread->_failed = true;
       },
       this);
   if (!outcome.raised) return;
-  _failed = 1;
+  _failed = true;
   DGT1_Printf(traceUnit, DGT1_ERROR, "Program exception detected in configuration manager thread");
 }
 
@@ -72,7 +72,7 @@ int ZOVRecoverableThread::canBeDeleted() const {
 }
 
 void ZOVRecoverableThread::prepareToDelete() {
-  _beingDeleted = 1;
+  _beingDeleted = true;
   freeAllLocks();
   _internalTrace.reset();
 }

@@ -44,8 +44,8 @@ class ZOVRecoverableThread : public ZOVThread {
  private:
   std::atomic<ZOVThreadRecoveryEnvironmentElement*> _top{nullptr};
   ZOVThreadRecoveryEnvironmentElement* _bottom = nullptr;  // the elements are kept for reuse after a pop
-  std::atomic<int> _failed{0};
+  std::atomic<bool> _failed{false};
   std::unique_ptr<ZOVInternalTraceTable> _internalTrace;  // null unless internal trace is on
-  std::atomic<int> _registered{0};
-  int _beingDeleted = 0;
+  std::atomic<bool> _registered{false};
+  bool _beingDeleted = false;
 };

@@ -23,11 +23,6 @@ XFR1_Outcome runFrame(Action body, void* context) {
   return outcome;
 }
 
-ZOVException programException(unsigned long raiseCode) {
-  return ZOVException(ZOV_EXCEPTION_CAUGHT, 0, raiseCode, ZOVException::DumpWhenDisplayed,
-                      ZOVException::Error, ZOVException::Display);
-}
-
 // One frame of guarded: what its body is, and what has become of it.
 struct GuardedCall {
   const char* tag;
@@ -67,15 +62,14 @@ void GuardedCall::runBody() {
   try {
     body(context);
   } catch (const std::bad_alloc&) {
-    thrown = ZOVException(ZOV_OUT_OF_STORAGE, 1, 0, ZOVException::NoDump, ZOVException::Error,
-                          ZOVException::Display);
+    thrown = ZOVException::recoverable(ZOV_OUT_OF_STORAGE);
   } catch (const std::exception& exception) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "Exception caught in %s: %s", function, exception.what());
-    thrown = programException(0);
+    thrown = ZOVException::caught(0);
   } catch (...) {
     if (std::current_exception() == nullptr) throw;  // no exception: the thread is being cancelled
     DGT1_Printf(traceUnit, DGT1_ERROR, "Exception of an unknown type caught in %s", function);
-    thrown = programException(0);
+    thrown = ZOVException::caught(0);
   }
 }
 
@@ -103,7 +97,7 @@ void display(const ZOVAgentEnvironment& environment, ZOVThreadRecoveryEnvironmen
 
 ZOVException GuardedCall::recover(const XFR1_Outcome& outcome) {
   ZOVException local = thrown                   ? *thrown
-                       : outcome.raiseCode != 0 ? programException(outcome.raiseCode)
+                       : outcome.raiseCode != 0 ? ZOVException::caught(outcome.raiseCode)
                                                 : ZOVException();
   ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load();
   // The thread's object may be another by now, or gone, when the thread has been killed.

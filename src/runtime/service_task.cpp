@@ -32,7 +32,7 @@ void ZOVServiceTask::completeQueued() {
 }
 
 RPXAsynchronousCollectionRequest* ZOVServiceTask::takeFirst() {
-  return holding(_taskLock, Exclusive, [this]() -> RPXAsynchronousCollectionRequest* {
+  return holding(_taskLock, Exclusive, [this]() ZOV_REQUIRES(_taskLock) -> RPXAsynchronousCollectionRequest* {
     const std::unique_ptr<Pending> first(static_cast<Pending*>(_pending.removeFirst()));
     return first != nullptr ? first->request : nullptr;
   });
@@ -59,7 +59,7 @@ RPXAsynchronousCollectionRequest* ZOVServiceTask::waitForNextRequest(int seconds
 ZOVReturnCode ZOVServiceTask::processRequest(RPXAsynchronousCollectionRequest* request,
                                              _ProcessingMode mode) {
   ZOV_TRACE(Restricted);
-  const bool refused = holding(_taskLock, Exclusive, [&] {
+  const bool refused = holding(_taskLock, Exclusive, [&]() ZOV_REQUIRES(_taskLock) {
     if (isShutdownRequested()) return true;
     _pending.append(new Pending(request));
     _requestEvent.post();

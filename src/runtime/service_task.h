@@ -37,5 +37,5 @@ class ZOVServiceTask : public ZOVAsynchronousTask {
   RPXAsynchronousCollectionRequest* takeFirst();
   void completeQueued();
 
-  RWSlistCollectables _pending;  // guarded by the task lock
+  RWSlistCollectables _pending ZOV_GUARDED_BY(_taskLock);
 };

@@ -21,12 +21,12 @@ ZOVAsynchronousTask::~ZOVAsynchronousTask() {
 
 int ZOVAsynchronousTask::startBackgroundThread() {
   ZOV_TRACE(Public);
-  return holding(_taskLock, Exclusive, [this]() -> int {
+  return holding(_taskLock, Exclusive, [this]() ZOV_REQUIRES(_taskLock) -> int {
     if (_thread != nullptr) return _startupResult;
     _threadObject.reset();
     _threadDoneEvent.reset();
     _startupEvent.reset();
-    _started = 0;
+    _started = false;
     _threadObject = std::make_unique<ZOVRecoverableThread>(&ZOVAsynchronousTask::launchBackgroundProcessing,
                                                            this, 0, StackSize);
     _thread = _threadObject.get();
@@ -42,7 +42,7 @@ int ZOVAsynchronousTask::startBackgroundThread() {
 void ZOVAsynchronousTask::startupCompleted(int result) {
   ZOV_TRACE(Public);
   _startupResult = result;
-  _started = 1;
+  _started = true;
   _startupEvent.post();
 }
 
@@ -58,7 +58,7 @@ void ZOVAsynchronousTask::lastSteps(ZOVThread& thread) {
   thread.freeAllLocks();
   if (!_started) startupCompleted(0);
   {
-    ZOVLockScope scope(_taskLock, Exclusive);
+    const zov::ExclusiveLock lock(_taskLock);
     _thread = nullptr;
     _startupResult = 0;
   }
@@ -71,7 +71,7 @@ void ZOVAsynchronousTask::shutdown() {
               reinterpret_cast<std::uintptr_t>(this));
   const bool runs = holding(_taskLock, Exclusive, [this] {
     if (_thread == nullptr) return false;
-    _shutdownRequested = 1;
+    _shutdownRequested = true;
     _shutdownEvent.post();
     return true;
   });

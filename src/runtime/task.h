@@ -31,13 +31,13 @@ class ZOVAsynchronousTask : public ZOVCollectable {
 
   int lock(_LockRequestType type, _WaitRequestType wait) { return _taskLock.get(type, wait); }
   void release(_LockRequestType type) { _taskLock.release(type); }
-  int isShutdownRequested() const { return _shutdownRequested; }
-  /// Non-zero between the start of the thread and its end.
-  int isThreadRunning() const { return _thread.load() != nullptr; }
+  bool isShutdownRequested() const { return _shutdownRequested; }
+  /// True between the start of the thread and its end.
+  bool isThreadRunning() const { return _thread.load() != nullptr; }
 
  protected:
   void startupCompleted(int result);
-  void requestShutdown() { _shutdownRequested = 1; }
+  void requestShutdown() { _shutdownRequested = true; }
 
   ZOVLock _taskLock;
   ZOVEvent _shutdownEvent;  // posted to wake the thread for shutdown
@@ -48,9 +48,9 @@ class ZOVAsynchronousTask : public ZOVCollectable {
 
   ZOVEvent _threadDoneEvent;
   ZOVEvent _startupEvent;
-  std::atomic<int> _shutdownRequested{0};  // set once, never reset
+  std::atomic<bool> _shutdownRequested{false};  // set once, never reset
   std::atomic<int> _startupResult{0};
-  std::atomic<int> _started{0};                         // startupCompleted has been called in this run
+  std::atomic<bool> _started{false};                    // startupCompleted has been called in this run
   std::atomic<ZOVRecoverableThread*> _thread{nullptr};  // null when none
-  std::unique_ptr<ZOVRecoverableThread> _threadObject;  // outlives its thread
+  std::unique_ptr<ZOVRecoverableThread> _threadObject ZOV_GUARDED_BY(_taskLock);  // outlives its thread
 };

@@ -1,7 +1,6 @@
 #include "runtime/thread.h"
 
 #include <cstring>
-#include <mutex>
 
 #include "runtime/lock.h"
 #include "runtime/recovery.h"
@@ -12,9 +11,14 @@
 static DGT1_Unit traceUnit("ZOVCTHRD");
 
 struct ZOVThread::Life {
-  std::recursive_mutex mutex;
-  ZOVThread* thread;  // null once the object is gone; guarded by mutex
-  ZOVEvent unwound;   // posted when a cancelled thread has come to its end
+  ZOVMutex mutex;
+  ZOVThread* thread ZOV_GUARDED_BY(mutex) = nullptr;  // null once the object is gone
+  ZOVEvent unwound;                                   // posted when a cancelled thread has come to its end
+
+  void setThread(ZOVThread* to) {
+    const zov::RecursiveLock lock(mutex);
+    thread = to;
+  }
 };
 
 // The running thread's hold on its life. When the thread is cancelled, its unwinding ends here.
@@ -24,7 +28,7 @@ class ZOVThread::LifeScope {
   ~LifeScope() {
     if (_ended) return;
     {
-      const std::scoped_lock guard(_life->mutex);
+      const zov::RecursiveLock lock(_life->mutex);
       if (_life->thread != nullptr) _life->thread->endOfThread();
     }
     _life->unwound.post();
@@ -32,7 +36,7 @@ class ZOVThread::LifeScope {
   LifeScope(const LifeScope&) = delete;
   LifeScope& operator=(const LifeScope&) = delete;
   ZOVThread* thread() const {
-    const std::scoped_lock guard(_life->mutex);
+    const zov::RecursiveLock lock(_life->mutex);
     return _life->thread;
   }
   void ended() { _ended = true; }
@@ -64,8 +68,7 @@ const char* ZOVThread::getStateText(int state) {
 
 void ZOVThread::HeldLockPlaceholderTable::addNewEntry(const ZOVLock* lock, const void* token) {
   if (isFull()) {
-    zovRaise(ZOVException(ZOV_TOO_MANY_LOCKS, 0, 0, ZOVException::NoDump, ZOVException::Error,
-                          ZOVException::Display));
+    zovRaise(ZOVException(ZOV_TOO_MANY_LOCKS));
     return;
   }
   int index = 0;
@@ -103,7 +106,7 @@ const void* ZOVThread::HeldLockPlaceholderTable::getTokenFor(const ZOVLock* lock
   return _pairs[index].token;
 }
 
-int ZOVThread::HeldLockPlaceholderTable::isLockOwned(const ZOVLock* lock) const {
+bool ZOVThread::HeldLockPlaceholderTable::isLockOwned(const ZOVLock* lock) const {
   const int index = indexOf(lock);
   if (index >= 0) _lastIndex.store(index, std::memory_order_relaxed);
   return index >= 0;
@@ -128,7 +131,7 @@ ZOVThread::ZOVThread(EntryPoint entry, void* argument, int argumentSize, unsigne
   _argument = ZOVMemoryManager::allocate(size);
   if (_argument == nullptr) return;
   std::memcpy(_argument, argument, size);
-  _ownsArgument = 1;
+  _ownsArgument = true;
 }
 
 ZOVThread::ZOVThread(const ZOVThread& other)
@@ -150,15 +153,14 @@ void ZOVThread::partFromThread() {
   const std::shared_ptr<Life> life = std::move(_life);
   if (life == nullptr) return;
   if (_killed) life->unwound.waitWithTimeout(zovWaits().killedThreadSeconds);
-  const std::scoped_lock guard(life->mutex);
-  life->thread = nullptr;
+  life->setThread(nullptr);
 }
 
 int ZOVThread::start(ZOVThreadManager* manager) {
   ZOV_TRACE(Public);
   if (_stateMutex == nullptr) _stateMutex = std::make_unique<ZOVMutex>();
   _stateMutex->get();
-  const auto failure = guarded(ZOV_PLACE, [&] { createLocked(manager); });
+  const auto failure = guarded(ZOV_PLACE, [&]() ZOV_REQUIRES(*_stateMutex) { createLocked(manager); });
   const int running = _running;
   _stateMutex->release();
   if (failure) zovRaise(*failure);
@@ -173,23 +175,20 @@ void ZOVThread::createLocked(ZOVThreadManager* manager) {
   _doneEvent->reset();
   if (_attributesInitialised) pthread_attr_destroy(&_attributes);
   pthread_attr_init(&_attributes);
-  _attributesInitialised = 1;
+  _attributesInitialised = true;
   pthread_attr_setdetachstate(&_attributes, PTHREAD_CREATE_DETACHED);
   if (_stackSize != 0) pthread_attr_setstacksize(&_attributes, _stackSize);
 
-  if (_life != nullptr) {  // a former run that was killed and has yet to unwind
-    const std::scoped_lock guard(_life->mutex);
-    _life->thread = nullptr;
-  }
+  if (_life != nullptr) _life->setThread(nullptr);  // a former run that was killed and has yet to unwind
   _life = std::make_shared<Life>();
-  _life->thread = this;
+  _life->setThread(this);
   auto given = std::make_unique<std::shared_ptr<Life>>(_life);
-  _killed = 0;
+  _killed = false;
   _state = WaitingToRun;
   const int error = pthread_create(&_handle, &_attributes, ThreadDispatcher, given.get());
   if (error == 0) {
     static_cast<void>(given.release());  // the new thread's now
-    _running = 1;
+    _running = true;
     return;
   }
   DGT1_Printf(traceUnit, DGT1_ERROR, "pthread_create failed, rc=%i", error);
@@ -218,7 +217,7 @@ void ZOVThread::endOfThread() {
   ZOVThreadManager* manager = nullptr;
   bool deleteNow = false;
   {
-    zov::RecursiveLock scope(*_stateMutex);
+    const zov::RecursiveLock lock(*_stateMutex);
     setState(Completed);
     if (supposedToRegister()) deregisterThread();
     if (!_running) return;
@@ -231,8 +230,8 @@ void ZOVThread::endOfThread() {
 }
 
 void ZOVThread::markEnded() {
-  zov::RecursiveLock scope(*_stateMutex);
-  _running = 0;
+  const zov::RecursiveLock lock(*_stateMutex);
+  _running = false;
   _doneEvent->post();
 }
 
@@ -246,9 +245,10 @@ int ZOVThread::kill() {
   int killed = 0;
   ZOVThreadManager* manager = nullptr;
   _stateMutex->get();
-  const auto failure = guarded(ZOV_PLACE, [&] {
+  const auto failure = guarded(ZOV_PLACE, [&]() ZOV_REQUIRES(*_stateMutex) {
     if (!_running) return;
-    killed = _killed = 1;
+    _killed = true;
+    killed = 1;
     manager = _manager;
     pthread_cancel(_handle);
     setState(Completed);
@@ -265,7 +265,7 @@ void ZOVThread::waitForThreadToFinish() {
   bool waited = false;
   for (;;) {
     {
-      zov::RecursiveLock scope(*_stateMutex);
+      const zov::RecursiveLock lock(*_stateMutex);
       if (!_running || _doneEvent == nullptr) {
         if (waited) _doneEvent->post();  // for others that wait
         return;
@@ -318,7 +318,7 @@ void ZOVThread::freeAllLocks() {
       const ZOVLock* lock = HeldLockPlaceholderIterator(*table).next();
       if (lock == nullptr) break;
       const_cast<ZOVLock*>(lock)->release(All);
-      zov::RecursiveLock scope(*ZOVLock::pLockMutex);
+      const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
       table->removeEntry(lock);
     }
   }
@@ -331,7 +331,7 @@ void ZOVThread::diagDump() const {
 }
 
 void ZOVThread::dumpLocks() const {
-  zov::RecursiveLock scope(*ZOVLock::pLockMutex);
+  const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
   const ZOVLock* waitedFor = _lockWaitedFor;
   if (_state == WaitingForLock && waitedFor != nullptr) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "   Dump of lock waiting for follows");

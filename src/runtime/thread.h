@@ -10,9 +10,9 @@
 
 #include "runtime/collectable.h"
 #include "runtime/event.h"
+#include "runtime/lock.h"
 #include "runtime/mutex.h"
 
-class ZOVLock;
 class ZOVThreadManager;
 
 class ZOVThread : public ZOVCollectable {
@@ -42,7 +42,7 @@ class ZOVThread : public ZOVCollectable {
     void addNewEntry(const ZOVLock* lock, const void* token);  ///< a full table raises code 4
     void removeEntry(const ZOVLock* lock);                     ///< an absent lock is no error
     const void* getTokenFor(const ZOVLock* lock) const;
-    int isLockOwned(const ZOVLock* lock) const;
+    bool isLockOwned(const ZOVLock* lock) const;
     int entries() const { return _usedCount; }
     int getHighestIndex() const { return _highestIndex; }
     _Mode getMode() const { return _mode; }
@@ -103,14 +103,13 @@ class ZOVThread : public ZOVCollectable {
   virtual void freeAllLocks();
   /// False when lockAcquired of the type would raise code 4.
   bool canHoldAnotherLock(int type) const { return !tableFor(type).isFull(); }
-  /// Forgets a lock that is about to go. With ZOVLock::pLockMutex held.
-  void forgetLock(const ZOVLock& lock);
+  /// Forgets a lock that is about to go.
+  void forgetLock(const ZOVLock& lock) ZOV_REQUIRES(*ZOVLock::pLockMutex);
 
-  int isThisCurrentThread() const { return _threadId.load() == pthread_self(); }
+  bool isThisCurrentThread() const { return _threadId.load() == pthread_self(); }
   unsigned long getThreadId() const { return _threadId.load(); }
   _ThreadState getState() const { return _state; }
   const ZOVLock* getLockWaitedFor() const { return _lockWaitedFor; }
-  int isRunning() const { return _running; }
   int getExitCode() const { return _exitCode; }
 
  protected:
@@ -128,12 +127,12 @@ class ZOVThread : public ZOVCollectable {
   static void* ThreadDispatcher(void* life);
   void enterNewThread();
   void endOfThread();
-  void createLocked(ZOVThreadManager* manager);
+  void createLocked(ZOVThreadManager* manager) ZOV_REQUIRES(*_stateMutex);
   void markEnded();
   void dumpLocks() const;
-  HeldLockPlaceholderTable& tableFor(int type) { return type == 1 ? _exclusiveLocks : _sharedLocks; }
+  HeldLockPlaceholderTable& tableFor(int type) { return type == Exclusive ? _exclusiveLocks : _sharedLocks; }
   const HeldLockPlaceholderTable& tableFor(int type) const {
-    return type == 1 ? _exclusiveLocks : _sharedLocks;
+    return type == Exclusive ? _exclusiveLocks : _sharedLocks;
   }
 
   unsigned int _stackSize = 0;
@@ -141,18 +140,18 @@ class ZOVThread : public ZOVCollectable {
   int _exitCode = 0;
   void* _argument = nullptr;
   int _argumentSize = 0;
-  int _ownsArgument = 0;
-  std::atomic<int> _running{0};
-  std::atomic<int> _killed{0};
+  bool _ownsArgument = false;
+  std::atomic<bool> _running{false};
+  std::atomic<bool> _killed{false};
   std::unique_ptr<ZOVEvent> _doneEvent;
   std::unique_ptr<ZOVMutex> _stateMutex;  // orders start, kill and the end of the thread
   std::atomic<_ThreadState> _state{WaitingToRun};
   HeldLockPlaceholderTable _exclusiveLocks{HeldLockPlaceholderTable::ExclusiveMode};
   HeldLockPlaceholderTable _sharedLocks{HeldLockPlaceholderTable::SharedMode};
   std::atomic<const ZOVLock*> _lockWaitedFor{nullptr};
-  pthread_t _handle{};
-  pthread_attr_t _attributes{};
-  int _attributesInitialised = 0;
-  ZOVThreadManager* _manager = nullptr;
+  pthread_t _handle ZOV_GUARDED_BY(*_stateMutex){};
+  pthread_attr_t _attributes ZOV_GUARDED_BY(*_stateMutex){};
+  bool _attributesInitialised ZOV_GUARDED_BY(*_stateMutex) = false;
+  ZOVThreadManager* _manager ZOV_GUARDED_BY(*_stateMutex) = nullptr;
   std::shared_ptr<Life> _life;
 };

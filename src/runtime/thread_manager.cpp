@@ -5,6 +5,7 @@
 
 #include "platform/services.h"
 #include "runtime/environment.h"
+#include "runtime/message_numbers.h"
 #include "runtime/recovery.h"
 #include "runtime/thread.h"
 #include "runtime/trace_scope.h"
@@ -12,8 +13,6 @@
 static DGT1_Unit traceUnit("ZOVCTHMG");
 
 namespace {
-constexpr int UnableToStartThread = 3;
-
 int defaultMaximum() {
   static const int maximum = ZOVThreadManager::maximumFrom(OSL1_GetEnv("ZOV_MAX_TM_THREADS", ""));
   return maximum;
@@ -45,7 +44,7 @@ ZOVThreadManager::~ZOVThreadManager() {
 void ZOVThreadManager::logStartFailure(const char* function, int error) const {
   if (_log == nullptr) return;
   const DGT1_Arg arguments[] = {function, error};
-  _log->logError("ZOVCTHMG", function, __LINE__, UnableToStartThread, arguments);
+  _log->logError("ZOVCTHMG", function, __LINE__, ZOVA0003E, arguments);
 }
 
 bool ZOVThreadManager::take(Threads& threads, ZOVThread* thread) {
@@ -70,7 +69,7 @@ void ZOVThreadManager::executeNewThread(ZOVThread& thread) {
   bool anyRuns = true;
   const int depth = _mutex.depth();
   const auto failure = guarded(ZOV_PLACE, [&] {
-    zov::RecursiveLock scope(_mutex);
+    const zov::RecursiveLock lock(_mutex);
     _allDone.reset();
     anyRuns = startOrQueue(thread);
   });
@@ -83,7 +82,7 @@ void ZOVThreadManager::ThreadIsDone(ZOVThread& thread) {
   ZOV_TRACE(Public);
   bool anyRuns = true;
   {
-    zov::RecursiveLock scope(_mutex);
+    const zov::RecursiveLock lock(_mutex);
     if (!take(_running, &thread)) return;
     _completed.push_back(&thread);
     thread.markEnded();
@@ -102,7 +101,7 @@ void ZOVThreadManager::waitForAllThreads() {
   if (!_valid) return;
   for (;;) {
     {
-      zov::RecursiveLock scope(_mutex);
+      const zov::RecursiveLock lock(_mutex);
       if (_running.empty() && _waiting.empty()) break;
     }
     _allDone.wait();
@@ -110,28 +109,30 @@ void ZOVThreadManager::waitForAllThreads() {
   _allDone.reset();
 }
 
+ZOVThread* ZOVThreadManager::lastOf(Threads ZOVThreadManager::*threads) const {
+  const zov::RecursiveLock lock(_mutex);
+  const Threads& all = this->*threads;
+  return all.empty() ? nullptr : all.back();
+}
+
 void ZOVThreadManager::killAllThreads() {
   ZOV_TRACE(Public);
-  const auto lastOf = [this](Threads& threads) {
-    zov::RecursiveLock scope(_mutex);
-    return threads.empty() ? nullptr : threads.back();
-  };
   bool anyRan = false;
   {
-    zov::RecursiveLock scope(_mutex);
+    const zov::RecursiveLock lock(_mutex);
     if (!_valid) return;
     _maximum = 0;
   }
-  while (ZOVThread* thread = lastOf(_waiting)) {
+  while (ZOVThread* thread = lastOf(&ZOVThreadManager::_waiting)) {
     thread->kill();
-    zov::RecursiveLock scope(_mutex);
+    const zov::RecursiveLock lock(_mutex);
     if (take(_waiting, thread)) _completed.push_back(thread);
   }
-  while (ZOVThread* thread = lastOf(_running)) {
+  while (ZOVThread* thread = lastOf(&ZOVThreadManager::_running)) {
     anyRan = true;
     if (!thread->kill()) ThreadIsDone(*thread);
   }
-  zov::RecursiveLock scope(_mutex);
-  _valid = 0;
+  const zov::RecursiveLock lock(_mutex);
+  _valid = false;
   if (!anyRan) _allDone.post();
 }

@@ -94,12 +94,12 @@ void ZOVThreadTable::waitForSlot() {
     ZOVThreadTable& table;
     ZOVEvent& event;
     ~Leave() {
-      zov::RecursiveLock scope(table._mutex);
+      const zov::RecursiveLock lock(table._mutex);
       table._waiters.remove(&event);
     }
   } leave{*this, freed};
   {
-    zov::RecursiveLock scope(_mutex);
+    const zov::RecursiveLock lock(_mutex);
     if (entries() < Capacity) return;
     _waiters.insert(&freed);
   }
@@ -109,7 +109,7 @@ void ZOVThreadTable::waitForSlot() {
 void ZOVThreadTable::insert(ZOVRecoverableThread* thread) {
   for (;;) {
     {
-      zov::RecursiveLock scope(_mutex);
+      const zov::RecursiveLock lock(_mutex);
       if (Slot* slot = freeSlot()) {
         slot->thread.store(thread, std::memory_order_release);
         slot->id.store(thread->getThreadId(), std::memory_order_release);
@@ -124,7 +124,7 @@ void ZOVThreadTable::insert(ZOVRecoverableThread* thread) {
 }
 
 void ZOVThreadTable::remove(ZOVRecoverableThread* thread) {
-  zov::RecursiveLock scope(_mutex);
+  const zov::RecursiveLock lock(_mutex);
   const int used = _highMark;
   for (int i = 0; i < used; ++i) {
     if (_slots[i].thread != thread) continue;
@@ -139,8 +139,8 @@ void ZOVThreadTable::remove(ZOVRecoverableThread* thread) {
 
 void ZOVThreadTable::diagDump() const {
   // In this order, so that no thread goes, and no lock changes, while it is shown.
-  zov::RecursiveLock locks(*ZOVLock::pLockMutex);
-  zov::RecursiveLock scope(_mutex);
+  const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
+  const zov::RecursiveLock lock(_mutex);
   const int used = _highMark;
   for (int i = 0; i < used; ++i) {
     if (const ZOVRecoverableThread* thread = _slots[i].thread) thread->diagDump();
@@ -148,7 +148,7 @@ void ZOVThreadTable::diagDump() const {
 }
 
 void ZOVThreadTable::forgetLock(const ZOVLock& lock) const {
-  zov::RecursiveLock scope(_mutex);
+  const zov::RecursiveLock entries(_mutex);
   const int used = _highMark;
   for (int i = 0; i < used; ++i) {
     if (ZOVRecoverableThread* thread = _slots[i].thread) thread->forgetLock(lock);

@@ -7,9 +7,8 @@
 #include <cstdint>
 
 #include "foundation/collections.h"
-#include "runtime/mutex.h"
+#include "runtime/lock.h"
 
-class ZOVLock;
 class ZOVRecoverableThread;
 
 class ZOVThreadTable {
@@ -31,8 +30,8 @@ class ZOVThreadTable {
   void lock() ZOV_ACQUIRE(_mutex) { _mutex.get(); }
   void release() ZOV_RELEASE(_mutex) { _mutex.release(); }
   void diagDump() const;
-  /// Has every thread forget a lock that is about to go. With ZOVLock::pLockMutex held.
-  void forgetLock(const ZOVLock& lock) const;
+  /// Has every thread forget a lock that is about to go.
+  void forgetLock(const ZOVLock& lock) const ZOV_REQUIRES(*ZOVLock::pLockMutex);
 
  private:
   struct Slot {
@@ -43,7 +42,7 @@ class ZOVThreadTable {
   static thread_local Cache ownEntry;
   static std::atomic<std::uint64_t> changes;  // made to entries other than the changer's own; never reset
 
-  Slot* freeSlot();  // with _mutex held; null when the table is full
+  Slot* freeSlot() ZOV_REQUIRES(_mutex);  // null when the table is full
   void waitForSlot();
   void entryChanged(unsigned long id);
 
@@ -52,5 +51,5 @@ class ZOVThreadTable {
   mutable std::atomic<int> _lastIndex{-1};  // a hint
   std::atomic<int> _highMark{0};
   std::atomic<int> _numThreads{0};
-  RWOrdered _waiters;  // ZOVEvent*, guarded by _mutex
+  RWOrdered _waiters ZOV_GUARDED_BY(_mutex);  // ZOVEvent*
 };

@@ -51,18 +51,19 @@ struct ZOVFunctionName {
     std::size_t begin = 0, end = 0, brackets = 0;
     for (; end < name.size(); ++end) {
       const char c = name[end];
-      if (name.substr(end).starts_with("(anonymous namespace)::"))
+      if (name.substr(end).starts_with("(anonymous namespace)::")) {
         end += 22, begin = end + 1;
-      else if (name.substr(end).starts_with("{anonymous}::"))
+      } else if (name.substr(end).starts_with("{anonymous}::")) {
         end += 12, begin = end + 1;
-      else if (c == '<')
+      } else if (c == '<') {
         ++brackets;
-      else if (c == '>')
+      } else if (c == '>') {
         --brackets;
-      else if (brackets == 0 && c == '(')
+      } else if (brackets == 0 && c == '(') {
         break;
-      else if (brackets == 0 && (c == ' ' || c == '*' || c == '&'))
+      } else if (brackets == 0 && (c == ' ' || c == '*' || c == '&')) {
         begin = end + 1;
+      }
     }
     for (std::size_t i = begin; i < end; ++i) text[i - begin] = name[i];
   }

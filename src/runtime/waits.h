@@ -1,9 +1,10 @@
 #pragma once
-// Every long wait of the agent, in one place, with the required defaults. Tests change them through
-// zovWaits() before they start threads; the agent never does.
+// The waits of the agent's own threads, with the required defaults. Read by any thread, and changed only
+// before threads start: by main through zovReadWaits(), and by tests. The time limits of sockets and of the
+// HTTP interface stand with these.
 
 struct ZOVWaits {
-  long contextStartDelaySeconds = 5;  ///< context thread, before it reads its file
+  long contextStartDelaySeconds = 5;  ///< context thread, before it reads its file; ZOV_START_DELAY
   long listenerRetrySeconds = 60;     ///< a port that cannot be opened
   long listenerAcceptSeconds = 60;    ///< one wait for a new connection
   long testConnectivitySeconds = 60;  ///< answer to a test ping
@@ -12,11 +13,11 @@ struct ZOVWaits {
   long threadStopSeconds = 20;        ///< a server's destructor, for each thread
   long threadTableSeconds = 3;        ///< the thread table's destructor
   long killedThreadSeconds = 5;       ///< a thread's destructor, for the unwinding of a killed thread
-  long contextShutdownSeconds = 5;    ///< the context's shutdown, for its thread
   long lockWarningSeconds = 30;       ///< a lock wait, before it is traced
-  long enumerateServersSeconds = 120;
-  long pingServersSeconds = 60;
-  long refreshNameCacheSeconds = 300;
 };
 
 ZOVWaits& zovWaits();
+
+/// Takes the start delay from the environment variable ZOV_START_DELAY: whole seconds, 0 to 60. Any other
+/// value is traced, and leaves the delay as it is.
+void zovReadWaits();

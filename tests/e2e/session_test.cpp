@@ -136,18 +136,6 @@ TEST(Session, MakesAServerThatIsThereAgainAfterARestart) {
   EXPECT_EQ(agent.stop(SIGTERM), 0);
 }
 
-TEST(Session, KeepsTheOtherServersOfADamagedContextFile) {
-  AgentProcess agent;
-  std::ofstream(agent.prefix() + "zovapctx")
-      << "\nappServerName=one\tserverRootDirectory=/1\tsubnodeName=one:h:ZOVS\r\n"
-      << "\n\x01\xff==\t=\tappServerName\tunknown=x\n"
-      << "appServerName=two\tserverRootDirectory=/2\toccurrence=many\tsubnodeName=two:h:ZOVS";
-  ASSERT_NO_FATAL_FAILURE(agent.start());
-  ASSERT_TRUE(agent.waitForTrace("Application server two discovered"));
-  EXPECT_THAT(agent.subnodes(), ElementsAre("one:h:ZOVS", "two:h:ZOVS"));
-  EXPECT_EQ(agent.stop(SIGTERM), 0);
-}
-
 TEST(Session, ShowsItsMessagesAndPushesThem) {
   AgentProcess agent;
   ASSERT_NO_FATAL_FAILURE(agent.start());
@@ -192,8 +180,11 @@ TEST(Session, StaysInServiceWithAPortThatIsTaken) {
 TEST(Session, RunsWithDefaultsWhenTheConfigurationCannotBeRead) {
   AgentProcess agent;
   agent.configure("[Advanced_Agent_Config]\nZOV_PORT = 1\n[Basic_Config\nZOV_ALT_NODEID = lost\n");
+  agent.setEnvironment("ZOV_START_DELAY", "0.5");
   ASSERT_NO_FATAL_FAILURE(agent.startWithoutListener());  // somebody else may have the default port
   EXPECT_THAT(agent.trace(), AllOf(HasSubstr("ov.cfg"), HasSubstr("line 3")));
+  EXPECT_THAT(agent.trace(),
+              HasSubstr("ZOV_START_DELAY is \"0.5\"; seconds from 0 to 60 are accepted. Used: 5."));
   EXPECT_EQ(zovTestGet(agent.httpPort(), "/v1/nodes").body.find("lost"), std::string::npos);
   EXPECT_EQ(agent.stop(SIGTERM), 0);
 }

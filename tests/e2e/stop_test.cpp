@@ -15,6 +15,7 @@ class Stop : public testing::TestWithParam<std::tuple<State, int>> {};
 TEST_P(Stop, EndsWithStatusZero) {
   const auto [state, signal] = GetParam();
   AgentProcess agent;
+  if (state == State::StartDelay) agent.setEnvironment("ZOV_START_DELAY", "60");
   ASSERT_NO_FATAL_FAILURE(agent.start());
   std::optional<FakeCollector> peer, second;
   std::optional<ZOVTestHttpClient> query;
@@ -54,7 +55,9 @@ std::string nameOf(const testing::TestParamInfo<std::tuple<State, int>>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, Stop,
-                         testing::Combine(testing::Values(State::StartDelay, State::SilentPeer,
-                                                          State::HalfPoll, State::WaitingQuery, State::Idle),
-                                          testing::Values(SIGTERM, SIGQUIT)),
+                         testing::Values(std::tuple(State::StartDelay, SIGTERM),
+                                         std::tuple(State::SilentPeer, SIGQUIT),
+                                         std::tuple(State::HalfPoll, SIGTERM),
+                                         std::tuple(State::WaitingQuery, SIGQUIT),
+                                         std::tuple(State::Idle, SIGTERM), std::tuple(State::Idle, SIGQUIT)),
                          nameOf);

@@ -132,15 +132,6 @@ TEST_F(Frames, CancellationPassesThroughWithTheFramePopped) {
   EXPECT_TRUE(seen.popped);
 }
 
-TEST_F(Frames, ThreadHasAnAlternateStackFromItsFirstFrameOn) {
-  std::thread([] {
-    run([] {});
-    stack_t stack{};
-    sigaltstack(nullptr, &stack);
-    EXPECT_EQ(stack.ss_flags & SS_DISABLE, 0);
-  }).join();
-}
-
 using FramesDeathTest = Frames;
 
 TEST_F(FramesDeathTest, WithoutAFrameTheDefaultActionStands) {

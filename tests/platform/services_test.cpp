@@ -3,18 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "platform/clock.h"
-#include "support/environment_variable.h"
 
 namespace {
-
-TEST(Services, EnvironmentVariableOrDefault) {
-  const EnvironmentVariable set("ZOV_TEST_SET", "value"), empty("ZOV_TEST_EMPTY", ""),
-      unset("ZOV_TEST_UNSET", nullptr);
-  EXPECT_STREQ(OSL1_GetEnv("ZOV_TEST_SET", "default"), "value");
-  EXPECT_STREQ(OSL1_GetEnv("ZOV_TEST_EMPTY", "default"), "");
-  EXPECT_STREQ(OSL1_GetEnv("ZOV_TEST_UNSET", "default"), "default");
-  EXPECT_EQ(OSL1_GetEnv("ZOV_TEST_UNSET", nullptr), nullptr);
-}
 
 TEST(Services, LocalTimeSaysWhenItFails) {
   const std::time_t present = 1'104'537'600, never = static_cast<std::time_t>(INT64_MAX);

@@ -10,6 +10,7 @@
 
 #include "runtime/recovery.h"
 #include "support/agent_thread.h"
+#include "support/comes_true.h"
 #include "support/test_environment.h"
 #include "support/trace_capture.h"
 
@@ -101,10 +102,7 @@ class Stage {
   // A thread that has been posted needs a moment to get what it waited for, or to queue again.
   static std::string settled(Actor& actor, const std::string& expected) {
     std::string outcome = actor.outcome();
-    while (outcome == "waits" && expected != "waits") {
-      sched_yield();
-      outcome = actor.outcome();
-    }
+    if (expected != "waits") comesTrue([&] { return (outcome = actor.outcome()) != "waits"; });
     return outcome;
   }
   std::function<int()> parse(const std::string& step) {
@@ -319,7 +317,52 @@ TEST(Lock, AFaultUnderTheGlobalMutexGivesItBack) {
   EXPECT_FALSE(ZOVLock::pLockMutex->isOwned());
 }
 
-TEST(Lock, AKilledWaiterLeavesTheQueueAndAKilledHolderGivesBack) {
+// The test's thread holds X, V is killed in its wait for it, and N waits behind V.
+struct Kill {
+  const char* name;
+  _LockRequestType hold;
+  std::vector<std::string> waits;
+  bool posted;  // V is posted after its kill, before it has left the queue
+};
+
+class LockKill : public testing::TestWithParam<Kill> {};
+
+TEST_P(LockKill, LeavesNoWaiterAndOthersGoOn) {
+  TestEnvironment environment;
+  Stage stage;
+  ZOVLock& lock = stage.lock("X");
+  ASSERT_EQ(lock.get(GetParam().hold, Wait), 0);
+  stage.play(GetParam().waits);
+  {
+    const zov::RecursiveLock scope(*ZOVLock::pLockMutex);  // without which V cannot leave the queue
+    EXPECT_EQ(stage.actor("V").thread().kill(), 1);
+    EXPECT_EQ(stage.actor("V").thread().kill(), 0);
+    if (GetParam().posted) lock.release(GetParam().hold);
+  }
+  if (!GetParam().posted) {
+    const auto onlyNWaits = [&] {
+      TraceCapture lines;
+      lock.diagDump();
+      return lines.has("      1 threads are waiting for this lock");
+    };
+    EXPECT_TRUE(comesTrue(onlyNWaits));
+    lock.release(GetParam().hold);
+  }
+  stage.play({"N then ok", "M s?:X busy", "N -e:X ok", "M e?:X ok"});
+}
+
+const Kill kills[] = {
+    {"InASharedWait", Exclusive, {"V s:X waits", "N e:X waits"}, false},
+    {"InASharedWaitPosted", Exclusive, {"V s:X waits", "N e:X waits"}, true},
+    {"InAnExclusiveWait", ::Shared, {"V e:X waits", "N e:X waits"}, false},
+    {"InAnExclusiveWaitPosted", ::Shared, {"V e:X waits", "N e:X waits"}, true},
+    {"InAConversion", ::Shared, {"V s:X ok", "V e:X waits", "N e:X waits"}, false},
+    {"InAConversionPosted", ::Shared, {"V s:X ok", "V e:X waits", "N e:X waits"}, true},
+};
+INSTANTIATE_TEST_SUITE_P(Lock, LockKill, testing::ValuesIn(kills),
+                         [](const auto& kill) { return std::string(kill.param.name); });
+
+TEST(Lock, AKilledHolderGivesBack) {
   TestEnvironment environment;
   ZOVLock lock("Killed");
   ZOVEvent held;
@@ -331,18 +374,7 @@ TEST(Lock, AKilledWaiterLeavesTheQueueAndAKilledHolderGivesBack) {
     });
   });
   held.wait();
-  const auto untilItWaits = [](AgentThread& thread) {
-    for (bool waits = false; !waits; sched_yield()) {
-      zov::RecursiveLock scope(*ZOVLock::pLockMutex);
-      waits = thread->getState() == ZOVThread::WaitingForLock;
-    }
-  };
-  AgentThread killedWaiter([&] { lock.get(Exclusive, Wait); });
-  untilItWaits(killedWaiter);
   AgentThread waiter([&] { EXPECT_EQ(lock.get(Exclusive, Wait), 0); });
-  untilItWaits(waiter);
-  EXPECT_EQ(killedWaiter->kill(), 1);
-  EXPECT_EQ(killedWaiter->kill(), 0);
   EXPECT_EQ(holder->kill(), 1);
   waiter.join();
   EXPECT_FALSE(waiter->threadFailed());

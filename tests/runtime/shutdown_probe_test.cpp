@@ -3,14 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-TEST(ShutdownProbe, StaysQuietAlsoOnceItsPipeIsClosed) {
-  initShutdownRequested();
-  EXPECT_EQ(isShutdownRequested(), 0);
-  EXPECT_EQ(execShutdownRequested(), 0);
-  EXPECT_EQ(execShutdownRequested(), 0);
-  EXPECT_EQ(isShutdownRequested(), 0);
-}
-
 TEST(ShutdownProbe, TellsWhetherADescriptorCanBeRead) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);

@@ -77,6 +77,7 @@ class AgentProcess {
     _environment.emplace("ZOV_CONFIG_DIR", _directory.path());
     _environment.emplace("ZOV_HUB_ADDRESS", "127.0.0.1:0");
     _environment.emplace("ZOV_LOCAL_ADDRESS", "127.0.0.1");
+    _environment.emplace("ZOV_START_DELAY", "0");
     _environment.emplace("ZOV_TRACE", "ERROR MESSAGE FLOW(ZOVCPSKM)");
     _pid = ::fork();
     if (_pid == 0) {
