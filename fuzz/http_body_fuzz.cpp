@@ -1,25 +1,17 @@
-// The body of an action: any bytes make a node and a command within the limits, or a sentence about what is
-// wrong.
+// The body of an action: any bytes make a command to be carried out, or an answer that says what is wrong.
 
 #include <cstdint>
 #include <cstdlib>
-#include <string>
 
-#include "hub/api/query.h"
-
-namespace {
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
-
-}  // namespace
+#include "hub/api/actions.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  ZOVHubCommand command;
-  const std::string wrong = command.read({reinterpret_cast<const char*>(data), size});
-  if (!wrong.empty()) return 0;
-  require(!command.node.empty() && !command.text.empty() && command.text.size() < 1024);
-  require(command.node.find('\0') == std::string::npos && command.text.find('\0') == std::string::npos);
+  const zov::hub::Reply reply = zov::hub::runCommand(
+      {.subject = "", .parameters = {}, .body = {reinterpret_cast<const char*>(data), size}});
+  if (const auto* refusal = std::get_if<zov::hub::Answer>(&reply)) {
+    if (refusal->status != 400 || !refusal->body.starts_with("{\"error\":\"")) std::abort();
+  } else if (!std::holds_alternative<zov::hub::Work>(reply)) {
+    std::abort();
+  }
   return 0;
 }

@@ -51,10 +51,10 @@ TEST_F(OwnColumns, OfServerStatus) {
   expectRow(status, rows[1],
             {{"server_nam", "bank"}, {"status", "0"}, {"pid", "-1"}, {"stdate_tim", ""}, {"srvgrp_nam", ""}});
   const auto named = query(
-      status, {ZOVHubFilter::ofText("SERVER_NAM", "bank"), ZOVHubFilter::ofText("ORIGINNODE", "agent")});
+      status, {zov::hub::Filter::ofText("SERVER_NAM", "bank"), zov::hub::Filter::ofText("ORIGINNODE", "agent")});
   ASSERT_EQ(named.size(), 1u);
   expectRow(status, named[0], {{"originnode", "agent"}, {"server_nam", "bank"}});
-  EXPECT_TRUE(query(status, {ZOVHubFilter::ofText("SERVER_NAM", "Bank")}).empty());
+  EXPECT_TRUE(query(status, {zov::hub::Filter::ofText("SERVER_NAM", "Bank")}).empty());
 }
 
 TEST_F(OwnColumns, OfProcessFigures) {
@@ -118,7 +118,7 @@ TEST_F(OwnColumns, OfProductEvents) {
              {"file", "agent"},
              {"line", "17"},
              {"function", "main"}});
-  expectRow(events, query(events, {ZOVHubFilter::ofText("ORIGINNODE", "agent")}).at(0),
+  expectRow(events, query(events, {zov::hub::Filter::ofText("ORIGINNODE", "agent")}).at(0),
             {{"originnode", "agent"}});
   EXPECT_EQ(zov_zovprev_agent::emitEvent(&event, nullptr), ZOV_EVENT_ERROR) << "the table is not registered";
 }

@@ -167,9 +167,9 @@ TEST_F(Rows, EveryColumnIsWhatTheListOfColumnsSays) {
   }
 }
 
-ZOVHubFilter filterOf(const zov::Filter& filter, const std::string& text) {
-  if (filter.isNumber) return ZOVHubFilter::ofNumber(filter.column, std::stoi(text));
-  return ZOVHubFilter::ofText(filter.column, text);
+zov::hub::Filter filterOf(const zov::Filter& filter, const std::string& text) {
+  if (filter.isNumber) return zov::hub::Filter::ofNumber(filter.column, std::stoi(text));
+  return zov::hub::Filter::ofText(filter.column, text);
 }
 
 /// What the samples of a server have where the table filters by this column.
@@ -213,14 +213,14 @@ TEST_F(Rows, AreAskedOfTheNodesOfTheQueryAndOfHistoryOnce) {
   const zov::TableInfo& mail = tableNamed("ZOVBSMIP");
   query(mail, {}, 0);
   EXPECT_EQ(services.asked, std::vector<FakeTableServices::Asked>{});
-  query(mail, {ZOVHubFilter::ofText("ORIGINNODE", "elsewhere")});
+  query(mail, {zov::hub::Filter::ofText("ORIGINNODE", "elsewhere")});
   EXPECT_EQ(services.asked, (std::vector<FakeTableServices::Asked>{{subnode(0), 78, false, false},
                                                                    {subnode(0), 79, false, false},
                                                                    {subnode(1), 78, false, false},
                                                                    {subnode(1), 79, false, false}}));
   services.asked.clear();
   query(tableNamed("ZOVGCACT"),
-        {ZOVHubFilter::ofText("ORIGINNODE", "elsewhere"), ZOVHubFilter::ofText("PARMA", "TOP;NEW_SAMP;1")}, 2,
+        {zov::hub::Filter::ofText("ORIGINNODE", "elsewhere"), zov::hub::Filter::ofText("PARMA", "TOP;NEW_SAMP;1")}, 2,
         true);
   EXPECT_EQ(services.asked, (std::vector<FakeTableServices::Asked>{{"elsewhere", 14, true, true}}));
   EXPECT_EQ(services.traceEntries.size(), 3u);
@@ -262,7 +262,7 @@ TEST_F(Rows, AreSortedAndLimited) {
         columnNamed(table, one.name == std::string("req_name") ? "req_detail" : one.name);
     std::string inOrder;
     const auto plain = query(table);
-    const auto rows = query(table, {ZOVHubFilter::ofText("PARMA", one.parma)});
+    const auto rows = query(table, {zov::hub::Filter::ofText("PARMA", one.parma)});
     for (const std::string& row : rows) inOrder += textAt(row, name);
     if (one.sorted) {
       EXPECT_EQ(inOrder, one.names);

@@ -65,7 +65,7 @@ class FakeTableServices : public zov::TableServices {
   std::vector<std::unique_ptr<ZOVAgentFrameworkComponentTraceEntry>> traceEntries;
 };
 
-using Filters = std::vector<ZOVHubFilter>;
+using Filters = std::vector<zov::hub::Filter>;
 
 inline const zov::TableInfo& tableNamed(std::string_view name) {
   for (const zov::TableInfo* one : zov::allTables()) {
@@ -97,8 +97,8 @@ class TableFixture : public testing::Test {
  protected:
   TableFixture() {
     for (const char* name : {"shop", "bank"}) {
-      auto server =
-          std::make_shared<ZOVApplicationServer>(name, "/srv", "", nullptr, "", "", "", 1, nullptr, 0, 0);
+      auto server = std::make_shared<ZOVApplicationServer>(
+          zov::ServerDescription{.name = name, .rootDirectory = "/srv"}, false);
       server->init(ServerDisconnected);
       server->setStatus(ServerConnected);
       services.servers.push_back(server);
@@ -115,7 +115,7 @@ class TableFixture : public testing::Test {
     for (std::size_t i = 0; i < servers; ++i) context.subnodes.push_back(subnode(i));
     context.filters = std::move(filters);
     context.history = history;
-    ZOVHubRequest request(manager(table), std::move(context));
+    zov::hub::Request request(manager(table), std::move(context));
     request.box().TakeSample();
     std::vector<std::string> rows;
     for (std::int32_t i = 0; i < request.box()._data.count; ++i) {

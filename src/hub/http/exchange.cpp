@@ -52,8 +52,8 @@ Response ofStream(std::shared_ptr<EventStream> stream) {
 Desk::Desk(Settings given)
     : settings(std::move(given)),
       limits(zov::hub::limits()),
-      queries("ZOVHubQuery", limits.queryThreads, limits.queriesWaiting),
-      commands("ZOVHubCommand", 1, limits.commandsWaiting),
+      queries("hub query", limits.queryThreads, limits.queriesWaiting),
+      commands("hub command", 1, limits.commandsWaiting),
       streams(limits.streams, limits.streamBytes) {}
 
 Exchange::Exchange(Desk& desk, MHD_Connection* connection, std::string_view target)
