@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/trace.h"
 #include "support/temporary_directory.h"
 
 namespace {
