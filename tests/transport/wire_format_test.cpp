@@ -130,6 +130,15 @@ TEST(WireFormat, EveryFieldOfAPingArrives) {
   EXPECT_EQ(wireHex(bodyOf(*std::unique_ptr<ZOVRequest>(ping->clone()))), wireHex(reduced.body()));
 }
 
+TEST(WireFormat, ACopyOfAPollKeepsItsOwnSecondText) {
+  const ZOVPollRequest source(0x2000, "1", "2", "3", "4", "5", "6", 9);
+  ZOVPollRequest target(0, "", "own", "", "", "", "", 0);
+  target = source;
+  WireFrame expected = wireRequest(2, source.getCorrelatorId()).number(1, 0x2000).number(2, 9);
+  expected.text(6, "1").text(7, "own").text(8, "3").text(9, "4").text(10, "5").text(11, "6");
+  EXPECT_EQ(wireHex(bodyOf(target)), wireHex(expected.body()));
+}
+
 TEST(WireFormat, TheReaderTakesWhatItKnows) {
   const auto response = [](const WireFrame& frame) { return buildAs<ZOVResponse>(frame); };
   EXPECT_TRUE(response(WireFrame(1, 5))->getStatus()) << "a response without key 14";
