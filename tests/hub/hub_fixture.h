@@ -3,12 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,6 +18,8 @@
 #include "hub/core/registry.h"
 #include "hub/core/request.h"
 #include "hub/core/settings.h"
+#include "platform/clock.h"
+#include "platform/mutex.h"
 #include "platform/trace.h"
 #include "support/comes_true.h"
 #include "support/http_client.h"
@@ -155,9 +155,12 @@ class HubTest : public testing::Test {
   }
   /// Waits, at most 30 seconds, for a trace line that holds `text`.
   bool waitForLine(const std::string& text) {
-    std::unique_lock guard(_mutex);
-    return _arrived.wait_for(guard, std::chrono::seconds(30),
-                             [&] { return _lines.find(text) != std::string::npos; });
+    const auto deadline = ZOVClock::steady() + std::chrono::seconds(30);
+    const zov::MutexLock guard(_mutex);
+    while (_lines.find(text) == std::string::npos) {
+      if (!_arrived.waitUntil(_mutex, deadline)) return false;
+    }
+    return true;
   }
   std::string rows(const std::string& query = "") {
     return zovTestGet(port, "/v1/tables/FAKE/rows" + query).body;
@@ -170,13 +173,13 @@ class HubTest : public testing::Test {
  private:
   static void sink(const char*, int, std::string_view text, void* context) {
     auto* const self = static_cast<HubTest*>(context);
-    const std::lock_guard guard(self->_mutex);
+    const zov::MutexLock guard(self->_mutex);
     self->_lines.append(text).append("\n");
-    self->_arrived.notify_all();
+    self->_arrived.notifyAll();
   }
-  std::mutex _mutex;
-  std::condition_variable _arrived;
-  std::string _lines;
+  zov::Mutex _mutex;
+  zov::Condition _arrived;
+  std::string _lines ZOV_GUARDED_BY(_mutex);
   std::thread _main;
 };
 

@@ -1,5 +1,39 @@
 #include "hub_fixture.h"
 
+TEST_F(HubTest, ListsItsPathsAndTheirMethods) {
+  start();
+  const std::string list = zovTestGet(port, "/").body;
+  EXPECT_EQ(
+      list,
+      "GET  /healthz\n"
+      "GET  /v1/tables\n"
+      "GET  /v1/nodes\n"
+      "GET  "
+      "/v1/tables/TABLE/rows?node=NODE&history=1&COLUMN=VALUE&PARMA=TOP;COLUMN;column;ROWS;n;ORDER;DESC\n"
+      "GET  /v1/events?table=TABLE\n"
+      "POST /v1/actions  {\"node\": NODE, \"command\": COMMAND}\n");
+  const struct {
+    const char* path;
+    const char* allow;
+  } cases[] = {{"/", "GET, HEAD"},
+               {"/healthz", "GET, HEAD"},
+               {"/v1/tables/FAKE/rows", "GET, HEAD"},
+               {"/v1/events", "GET"},
+               {"/v1/actions", "POST"}};
+  for (const auto& [path, allow] : cases) {
+    ZOVTestHttpClient client(port);
+    client.send(ZOVTestHttpClient::request("BREW", path));
+    const ZOVTestAnswer refused = client.receive();
+    EXPECT_EQ(refused.status, 405) << path;
+    EXPECT_EQ(refused.headers.at("allow"), allow) << path;
+    EXPECT_EQ(refused.headers.at("x-content-type-options"), "nosniff");
+    EXPECT_EQ(refused.headers.at("cache-control"), "no-store");
+  }
+  ZOVTestHttpClient head(port);
+  head.send(ZOVTestHttpClient::request("HEAD", "/"));
+  EXPECT_EQ(head.receiveHead().headers.at("content-length"), std::to_string(list.size()));
+}
+
 TEST_F(HubTest, ListsTablesAndNodes) {
   start();
   EXPECT_EQ(zovTestGet(port, "/v1/tables").body,
@@ -119,6 +153,7 @@ TEST_F(HubTest, RefusesWithAStatusAndASentence) {
       {get("TEXT=" + std::string(5000, 'x')), 414, "TEXT has 5000 bytes"},
       {get(std::string(9000, 'x')), 414, "accepted are at most 8192"},
       {request("GET", "/v1/tables//rows", "", ""), 404, "there is no path"},
+      {request("GET", "/v1/tables/a/b/rows", "", ""), 404, "there is no table a/b"},
       {request("GET", "/nothing", "", ""), 404, "there is no path /nothing"},
       {request("DELETE", "/v1/tables", "", ""), 405, "accepted for /v1/tables is GET, HEAD"},
       {request("GET", "/v1/actions", "", ""), 405, "is POST"},
@@ -157,14 +192,20 @@ TEST_F(HubTest, RefusesWithAStatusAndASentence) {
 
 TEST_F(HubTest, EndlessBodiesAndHeadersCostOnlyTheirConnection) {
   start();
-  ZOVTestHttpClient chunked(port);
-  chunked.send(
+  const std::string chunkedPost =
       "POST /v1/actions HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\n"
-      "Transfer-Encoding: chunked\r\n\r\n");
+      "Transfer-Encoding: chunked\r\n\r\n";
+  ZOVTestHttpClient chunked(port);
+  chunked.send(chunkedPost);
   const std::string chunk = "4000\r\n" + std::string(0x4000, ' ') + "\r\n";
   while (chunked.send(chunk)) {
   }
   EXPECT_TRUE(chunked.closedByServer());
+  ZOVTestHttpClient longer(port);
+  longer.send(chunkedPost);
+  for (int i = 0; i < 5; ++i) longer.send(chunk);
+  longer.send("0\r\n\r\n");
+  EXPECT_EQ(longer.receive().status, 413) << "more than a body may have, and an end";
 
   ZOVTestHttpClient headers(port);
   headers.send("GET /healthz HTTP/1.1\r\n");
@@ -178,7 +219,7 @@ TEST_F(HubTest, EndlessBodiesAndHeadersCostOnlyTheirConnection) {
     client.send(std::string("GET /v1/nodes HTTP/1.1\r\n") + malformed);
     EXPECT_NE(client.receive().status, 200);
   }
-  for (const std::size_t parameters : {100, 600, 8000}) {
+  for (const std::size_t parameters : {100U, 600U, 8000U}) {
     const std::string target = "/v1/tables/FAKE/rows?a" + std::string(parameters, '&');
     EXPECT_NE(zovTestGet(port, target).status, 200);
   }

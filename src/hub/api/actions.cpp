@@ -37,8 +37,7 @@ std::string Command::read(std::string_view body) {
   }
   if (!document.IsObject()) return std::string("the body is not an object") + accepted;
   for (auto member = document.MemberBegin(); member < document.MemberEnd(); ++member) {
-    const std::string wrong =
-        readMember({member->name.GetString(), member->name.GetStringLength()}, member->value);
+    std::string wrong = readMember({member->name.GetString(), member->name.GetStringLength()}, member->value);
     if (!wrong.empty()) return wrong;
   }
   if (node.empty() || text.empty()) {

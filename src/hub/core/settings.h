@@ -7,22 +7,24 @@
 
 namespace zov::hub {
 
+inline constexpr std::size_t KiB = 1024;
+
 /// Bounds of the hub. Read when arkmain starts; tests change them before that.
 struct Limits {
-  std::size_t queryThreads = 64;         ///< queries inside the agent at once
-  std::size_t queriesWaiting = 128;      ///< queries that wait for one of those; beyond them 503
-  std::size_t commandsWaiting = 64;      ///< commands run one at a time
-  std::size_t streams = 1024;            ///< event streams open at once; beyond them 503
-  std::size_t streamBytes = 256 * 1024;  ///< events not yet sent, of one stream; beyond them it is dropped
-  std::size_t rowBytes = 256 * 1024 * 1024;  ///< rows of one query
-  std::size_t bodyBytes = 64 * 1024;         ///< body of a POST
-  std::size_t targetBytes = 8 * 1024;        ///< path and query of a request, as sent
-  std::size_t parameters = 64;               ///< query parameters of a request
-  std::size_t parameterBytes = 4 * 1024;     ///< value of a query parameter
-  unsigned idleSeconds = 30;                 ///< a connection on which nothing moves is closed
-  int keepAliveMilliseconds = 15000;         ///< comment lines in quiet event streams
-  int bindRetryMilliseconds = 10000;         ///< between attempts to get the port
-  int stopMilliseconds = 1500;               ///< arkmain's wait for requests inside the agent
+  std::size_t queryThreads = 64;           ///< queries inside the agent at once
+  std::size_t queriesWaiting = 128;        ///< queries that wait for one of those; beyond them 503
+  std::size_t commandsWaiting = 64;        ///< commands run one at a time
+  std::size_t streams = 1024;              ///< event streams open at once; beyond them 503
+  std::size_t streamBytes = 256 * KiB;     ///< events not yet sent, of one stream; beyond them it is dropped
+  std::size_t rowBytes = 256 * KiB * KiB;  ///< rows of one query
+  std::size_t bodyBytes = 64 * KiB;        ///< body of a POST
+  std::size_t targetBytes = 8 * KiB;       ///< path and query of a request, as sent
+  std::size_t parameters = 64;             ///< query parameters of a request
+  std::size_t parameterBytes = 4 * KiB;    ///< value of a query parameter
+  unsigned idleSeconds = 30;               ///< a connection on which nothing moves is closed
+  int keepAliveMilliseconds = 15000;       ///< comment lines in quiet event streams
+  int bindRetryMilliseconds = 10000;       ///< between attempts to get the port
+  int stopMilliseconds = 1500;             ///< arkmain's wait for requests inside the agent
 };
 
 /// The limits in force, for the whole process.

@@ -10,8 +10,8 @@ static DGT1_Unit traceUnit("ZOVHEXCH");
 namespace zov::hub {
 namespace {
 
-constexpr std::size_t wastedBodyBytes = 1024 * 1024;  // of a body without a length, read before it is cut off
-constexpr std::size_t streamBlockBytes = 16 * 1024;   // asked of a stream at once
+constexpr std::size_t wastedBodyBytes = KiB * KiB;  // of a body without a length, read before it is cut off
+constexpr std::size_t streamBlockBytes = 16 * KiB;  // asked of a stream at once
 
 struct DestroyResponse {
   void operator()(MHD_Response* response) const { MHD_destroy_response(response); }

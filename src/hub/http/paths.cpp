@@ -1,5 +1,7 @@
 #include "hub/http/paths.h"
 
+#include <algorithm>
+
 #include "hub/api/actions.h"
 #include "hub/api/events.h"
 #include "hub/api/nodes.h"
@@ -10,7 +12,7 @@ namespace zov::hub {
 namespace {
 
 constexpr const char* plainText = "text/plain; charset=utf-8";
-constexpr std::string_view placeholder = "TABLE";
+constexpr std::string_view capitals = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 constexpr std::string_view rowsUsage =
     "?node=NODE&history=1&COLUMN=VALUE&PARMA=TOP;COLUMN;column;ROWS;n;ORDER;DESC";
 
@@ -56,10 +58,10 @@ Reply listPaths(const Call&) {
 }
 
 bool matches(std::string_view pattern, std::string_view path, std::string& subject) {
-  const std::size_t place = pattern.find(placeholder);
-  if (place == std::string_view::npos) return pattern == path;
-  const std::string_view head = pattern.substr(0, place);
-  const std::string_view tail = pattern.substr(place + placeholder.size());
+  const std::size_t word = pattern.find_first_of(capitals);
+  if (word == std::string_view::npos) return pattern == path;
+  const std::string_view head = pattern.substr(0, word);
+  const std::string_view tail = pattern.substr(std::min(pattern.size(), pattern.find('/', word)));
   if (path.size() <= head.size() + tail.size() || !path.starts_with(head) || !path.ends_with(tail))
     return false;
   subject = path.substr(head.size(), path.size() - head.size() - tail.size());

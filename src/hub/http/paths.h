@@ -13,7 +13,7 @@ enum class Waits { Never, ForRows, ForCommand };
 
 struct Path {
   std::string_view methods;  ///< as in an Allow header
-  std::string_view pattern;  ///< TABLE in it stands for any text but none, which becomes Call::subject
+  std::string_view pattern;  ///< a word in capitals stands for any text but none, Call::subject
   Reply (*function)(const Call& call);
   std::string_view usage = {};  ///< in the list of paths, behind the pattern
   Waits waits = Waits::Never;
