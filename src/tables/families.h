@@ -151,7 +151,7 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
                                                                                                   \
   class zov_##stem##_manager : public zov::TableManagerBase {                                     \
    public:                                                                                        \
-    zov_##stem##_manager() : TableManagerBase(zov_##stem##_application, zov_##stem##_info) {}     \
+    zov_##stem##_manager() : TableManagerBase(zov_##stem##_application, zov_##stem##_table) {}    \
     tqbox* CreateTqbox(RequestDetail* detail, ContextInfo* context) override;                     \
     /* Pushes rows without a request; 0 when the table is not registered. Any thread may call. */ \
     static int EventArrived(zov_##stem##_data_t* rows, int count);                                \

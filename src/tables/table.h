@@ -129,7 +129,7 @@ class Table : public tqbox {
 
 class TableManagerBase : public ::TableManager {
  public:
-  TableManagerBase(const char* application, const TableInfo& info) : TableManager(application, info.name) {}
+  using TableManager::TableManager;
   /// Pushes rows through every open request of the table. 0, or the last code of a Dispatch that failed.
   int addRowsToEvent(const char* rows, int count);
 };

@@ -23,6 +23,7 @@
 #include "platform/trace.h"
 #include "support/comes_true.h"
 #include "support/http_client.h"
+#include "tables/table.h"
 
 struct FakeRow {
   std::int32_t number;
@@ -38,44 +39,30 @@ struct FakeRow {
   }
 };
 
-/// The road of a generated table class: rows leave through AddData.
-class FakeBox : public tqbox {
+inline constexpr zov::Column FakeColumns[] = {
+    {"number", 0, 4, ColumnInfo_Integer, zov::ColumnSource::Own, zov::NoKey, {}},
+    {"text", 4, 16, ColumnInfo_Utf8Text, zov::ColumnSource::Own, zov::NoKey, {}},
+    {"originnode", 20, 32, ColumnInfo_SingleByteText, zov::ColumnSource::Own, zov::NoKey, {}}};
+inline constexpr zov::TableInfo FakeInfo{
+    "fake", "FAKE",  sizeof(FakeRow),     10,     "", "", "", FakeColumns, {},
+    {},     nullptr, zov::Sorting::Never, nullptr};
+
+class FakeBox : public zov::Table {
  public:
   using Sample = std::function<void(FakeBox&)>;
   FakeBox(RequestDetail* detail, ContextInfo* context, TableManager* manager, Sample sample,
           std::atomic<int>& alive)
-      : tqbox(detail, context, manager),
+      : Table(detail, context, manager, FakeInfo),
         historyAtConstruction(IsHistoryRequest()),
         _sample(std::move(sample)),
         _alive(alive) {
-    _rowSize = sizeof(FakeRow);
-    _data.allocSize = 10;
     ++_alive;
   }
   ~FakeBox() override { --_alive; }
   void TakeSample() override {
     if (_sample) _sample(*this);
   }
-  int NumColumns() override { return 3; }
-  int GetColumnInfo(ColumnInfo* info, int index) override {
-    static constexpr ColumnInfo columns[] = {{"number", 0, 4, ColumnInfo_Integer},
-                                             {"text", 4, 16, ColumnInfo_Utf8Text},
-                                             {"originnode", 20, 32, ColumnInfo_SingleByteText}};
-    if (index < 0 || index > 3) return 1;
-    if (index < 3) *info = columns[index];
-    return 0;
-  }
-  int ColumnIsException(const char* row, const char* column, _IntfOper op, const char* value) override {
-    FakeRow fake;
-    std::memcpy(&fake, row, sizeof fake);
-    if (std::strcmp(column, "NUMBER") == 0) return IsException(op, fake.number, value);
-    if (std::strcmp(column, "TEXT") == 0) return IsException(op, fake.text, value, sizeof fake.text);
-    return 0;
-  }
-  int AddData(const FakeRow& fake) {
-    const char* const row = reinterpret_cast<const char*>(&fake);
-    return CheckForException(row) != 0 ? InsertRow(row) : 0;
-  }
+  int AddData(const FakeRow& row) { return addRows(reinterpret_cast<const char*>(&row), 1); }
   /// All filters that the request gives, as " NAME type value" each.
   std::string filters() {
     std::string result;
@@ -98,27 +85,13 @@ class FakeBox : public tqbox {
   std::atomic<int>& _alive;
 };
 
-class FakeTable : public TableManager {
+class FakeTable : public zov::TableManagerBase {
  public:
-  explicit FakeTable(const char* name = "FAKE") : TableManager("TST", name) {}
+  explicit FakeTable(const char* name = "FAKE") : TableManagerBase("TST", name) {}
   tqbox* CreateTqbox(RequestDetail* detail, ContextInfo* context) override {
     return new FakeBox(detail, context, this, sample, boxes);
   }
-  int AddDataToEvent(const FakeRow& row) {
-    int result = 0;
-    OSL1_GetLock(&lock);
-    TqboxListIter iterator(&openRequests);
-    while (tqbox* const box = iterator.Next()) {
-      const std::uint32_t id = box->handle.id;
-      box->UseHandle(id);
-      static_cast<FakeBox*>(box)->AddData(row);
-      if (const int code = box->Dispatch()) result = code;
-      box->_data.count = 0;
-      RCL1_Drop(id);
-    }
-    OSL1_ReleaseLock(&lock);
-    return result;
-  }
+  int AddDataToEvent(const FakeRow& row) { return addRowsToEvent(reinterpret_cast<const char*>(&row), 1); }
 
   FakeBox::Sample sample;  ///< what each TakeSample does; set before the query
   std::atomic<int> boxes{0};
