@@ -1,11 +1,14 @@
-// The body of an action: any bytes make a node and a command within the limits, or a sentence about what is
-// wrong.
+// The body of an action: any bytes are refused with a sentence, or give the agent a command within the
+// limits.
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
-#include "hub/api/query.h"
+#include "framework/tqbox.h"
+#include "hub/api/actions.h"
+#include "hub/core/registry.h"
 
 namespace {
 
@@ -13,13 +16,23 @@ void require(bool condition) {
   if (!condition) std::abort();
 }
 
+long take(TqboxAutomationCapsule* capsule) {
+  const std::size_t length = ::strnlen(capsule->command, sizeof capsule->command);
+  require(length > 0 && length < sizeof capsule->command);
+  return 0;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  ZOVHubCommand command;
-  const std::string wrong = command.read({reinterpret_cast<const char*>(data), size});
-  if (!wrong.empty()) return 0;
-  require(!command.node.empty() && !command.text.empty() && command.text.size() < 1024);
-  require(command.node.find('\0') == std::string::npos && command.text.find('\0') == std::string::npos);
+  zov::hub::Registry::instance().commandCallback = take;
+  const zov::hub::Reply reply =
+      zov::hub::runCommand({"", {}, std::string(reinterpret_cast<const char*>(data), size)});
+  if (const auto* const refusal = std::get_if<zov::hub::Answer>(&reply)) {
+    require(refusal->status == 400 && !refusal->body.empty());
+    return 0;
+  }
+  const std::atomic<bool> givenUp{false};
+  require(std::get<zov::hub::Work>(reply)(givenUp).status == 200);
   return 0;
 }
