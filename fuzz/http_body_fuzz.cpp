@@ -1,17 +1,38 @@
-// The body of an action: any bytes make a command to be carried out, or an answer that says what is wrong.
+// The body of an action: any bytes are refused with a sentence, or give the agent a command within the
+// limits.
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <string>
 
+#include "framework/tqbox.h"
 #include "hub/api/actions.h"
+#include "hub/core/registry.h"
+
+namespace {
+
+void require(bool condition) {
+  if (!condition) std::abort();
+}
+
+long take(TqboxAutomationCapsule* capsule) {
+  const std::size_t length = ::strnlen(capsule->command, sizeof capsule->command);
+  require(length > 0 && length < sizeof capsule->command);
+  return 0;
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const zov::hub::Reply reply = zov::hub::runCommand(
-      {.subject = "", .parameters = {}, .body = {reinterpret_cast<const char*>(data), size}});
-  if (const auto* refusal = std::get_if<zov::hub::Answer>(&reply)) {
-    if (refusal->status != 400 || !refusal->body.starts_with("{\"error\":\"")) std::abort();
-  } else if (!std::holds_alternative<zov::hub::Work>(reply)) {
-    std::abort();
+  zov::hub::Registry::instance().commandCallback = take;
+  const zov::hub::Reply reply =
+      zov::hub::runCommand({"", {}, std::string(reinterpret_cast<const char*>(data), size)});
+  if (const auto* const refusal = std::get_if<zov::hub::Answer>(&reply)) {
+    require(refusal->status == 400 && !refusal->body.empty());
+    return 0;
   }
+  const std::atomic<bool> givenUp{false};
+  require(std::get<zov::hub::Work>(reply)(givenUp).status == 200);
   return 0;
 }

@@ -39,7 +39,7 @@ for target in "$@"; do
     grep -E -m 3 'ERROR: |runtime error: |SUMMARY: ' "$log" || tail -3 "$log"
   fi
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
-  covered=$(grep -oE 'cov: [0-9]+' "$log" | tail -1)
+  covered=$(grep -oE 'cov: [0-9]+' "$log" | tail -1 || true)
   table+=$(printf '%-16s %12s %10s  %s' "$target" "${runs:-?}" "${covered#cov: }" "$found")$'\n'
 done
 printf '\n%-16s %12s %10s  %s\n%s' target runs covered finding "$table"
