@@ -113,7 +113,7 @@ void ZOVApplicationContext::shutdown() {
   ZOVAsynchronousTask::shutdown();
   std::vector<Server> servers;
   {
-    ZOVLockScope scope(_lock, Exclusive);
+    const zov::ExclusiveLock lock(_lock);
     _closed = true;
     servers.swap(_appServers);
   }
@@ -128,7 +128,7 @@ void ZOVApplicationContext::stopThreadsOf(const std::vector<Server>& servers) {
 
 void ZOVApplicationContext::backgroundProcessing() {
   ZOV_TRACE(Public);
-  holding(_lock, Exclusive, [&] {
+  holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     startupCompleted(1);
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Starting context initialization thread");
     if (waitForStart()) readContextFile();
@@ -152,7 +152,7 @@ void ZOVApplicationContext::readContextFile() {
                 _contextFilePath.data(), std::strerror(errno));
     return;
   }
-  guarded(ZOV_PLACE, [&] { readRecords(file); });
+  guarded(ZOV_PLACE, [&]() ZOV_REQUIRES(_lock) { readRecords(file); });
   std::fclose(file);
   // Tidied at every start; but not by a reading that was cut short, which knows only some of the servers.
   if (!isShutdownRequested()) writeContextFile();
@@ -164,7 +164,7 @@ void ZOVApplicationContext::readRecords(std::FILE* file) {
   if (!std::fgets(line, sizeof line, file)) return;  // the first line is empty
   while (!isShutdownRequested() && std::fgets(line, sizeof line, file)) {
     // A line that fails costs its server alone.
-    guarded(ZOV_PLACE, [&] { readRecord(line); });
+    guarded(ZOV_PLACE, [&]() ZOV_REQUIRES(_lock) { readRecord(line); });
   }
 }
 
@@ -210,13 +210,13 @@ ZOVApplicationContext::Server ZOVApplicationContext::createAppServerFromContextR
 // --- The list.
 
 std::vector<ZOVApplicationContext::Server> ZOVApplicationContext::getAppServers() {
-  ZOVLockScope scope(_lock, Shared);
+  const zov::SharedLock lock(_lock);
   return _appServers;
 }
 
 int ZOVApplicationContext::defineNewAppServer(const Server& server, bool writeFile) {
   ZOV_TRACE(Public);
-  holding(_lock, Exclusive, [&] {
+  holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     _appServers.push_back(server);
     if (writeFile) writeContextFile();
   });
@@ -250,7 +250,7 @@ unsigned int ZOVApplicationContext::deleteAppServerContext(const Server& server)
   ZOV_TRACE(Public);
   if (!server) return ZOV_NO_SUCH_SERVER;
   if (const ZOVReturnCode rc = server->deRegisterSubNode()) return rc;
-  holding(_lock, Exclusive, [&] {
+  holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     // The caller has a reference too, so nothing is destroyed under the lock.
     std::erase_if(_appServers, [&](const Server& known) { return known == server; });
     writeContextFile();
@@ -263,7 +263,7 @@ unsigned int ZOVApplicationContext::deleteAppServerContext(const Server& server)
 
 void ZOVApplicationContext::rewriteContextInfo() {
   ZOV_TRACE(Public);
-  holding(_lock, Shared, [&] { writeContextFile(); });
+  holding(_lock, Shared, [&]() ZOV_REQUIRES_SHARED(_lock) { writeContextFile(); });
 }
 
 RWCString ZOVApplicationContext::writeContextRecord(const ZOVApplicationServer& server) {
@@ -290,7 +290,7 @@ int ZOVApplicationContext::writeContextFile() {
   if (_closed) return 0;
   // The mutex is held while the text is made too, so that the last writer's text is the newest.
   _contextFileMutex.get();
-  const auto failure = guarded(ZOV_PLACE, [&] {
+  const auto failure = guarded(ZOV_PLACE, [&]() ZOV_REQUIRES_SHARED(_lock) {
     const RWCString text = makeContextText();
     if (replaceFile(_contextFilePath.str(), text.view())) return;
     DGT1_Printf(traceUnit, DGT1_ERROR, "Context file %s cannot be written: %s. It stays as it was.",

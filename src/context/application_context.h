@@ -53,7 +53,7 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
   /// Calls visitor(const Server&) for each server with the lock held shared, until one answers true.
   template <class Visitor>
   void forEachAppServer(Visitor&& visitor) {
-    holding(_lock, Shared, [&] {
+    holding(_lock, Shared, [&]() ZOV_REQUIRES_SHARED(_lock) {
       for (const Server& server : _appServers) {
         if (visitor(server)) return;
       }
@@ -80,17 +80,17 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
 
  private:
   static void stopThreadsOf(const std::vector<Server>& servers);
-  void readContextFile();
+  void readContextFile() ZOV_REQUIRES(_lock);
   bool waitForStart();  // false when told to end
-  void readRecords(std::FILE* file);
-  void readRecord(char* line);
-  int writeContextFile();  // with the context lock held in any mode
-  RWCString makeContextText() const;
+  void readRecords(std::FILE* file) ZOV_REQUIRES(_lock);
+  void readRecord(char* line) ZOV_REQUIRES(_lock);
+  int writeContextFile() ZOV_REQUIRES_SHARED(_lock);
+  RWCString makeContextText() const ZOV_REQUIRES_SHARED(_lock);
 
   ZOVLock _lock{"ApplicationContext"};
-  ZOVEvent _startEvent;             // posted by start and by shutdown
-  std::vector<Server> _appServers;  // guarded by _lock
-  bool _closed = false;  // guarded by _lock; the list is not whole any more, or never was: the file stays
+  ZOVEvent _startEvent;  // posted by start and by shutdown
+  std::vector<Server> _appServers ZOV_GUARDED_BY(_lock);
+  bool _closed ZOV_GUARDED_BY(_lock) = false;  // the list is not whole any more, or never was: the file stays
   RWCString _contextFilePath;
   ZOVMutex _contextFileMutex;
 };

@@ -55,7 +55,7 @@ std::shared_ptr<ZOVApplicationServer> ZOVApplicationServer::buildNew(
 ZOVApplicationServer::~ZOVApplicationServer() {
   ZOV_TRACE(Public);
   std::unique_ptr<ZOVServerLogFile> follower;
-  ZOVLockScope scope(_logFileLock, Exclusive);
+  const zov::ExclusiveLock lock(_logFileLock);
   follower.swap(_logFileFollower);
 }
 
@@ -103,7 +103,7 @@ void ZOVApplicationServer::setLogFile(std::string_view text) {
   ZOV_TRACE(Public);
   if (text.empty()) return;
   const RWCString name(text);
-  holding(_logFileLock, Exclusive, [&] {
+  holding(_logFileLock, Exclusive, [&]() ZOV_REQUIRES(_logFileLock) {
     if (_logFileFollower && _logFileFollower->isNamed(name.data())) return;
     _logFileFollower.reset();
     _logFileFollower = ZOVServerServices::current().followLogFile(name.data(), settings().logScanInterval,
@@ -121,7 +121,7 @@ bool ZOVApplicationServer::setVerboseGCLogFile(std::string_view text) {
 
 void ZOVApplicationServer::returnLogFileSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms) {
   ZOV_TRACE(Public);
-  holding(_logFileLock, Shared, [&] {
+  holding(_logFileLock, Shared, [&]() ZOV_REQUIRES_SHARED(_logFileLock) {
     if (_logFileFollower) _logFileFollower->returnSamples(callback, parms, this);
   });
 }

@@ -50,5 +50,5 @@ class ZOVApplicationServer final : public ZOVApplicationServerBase {
   void queueCommand(const char* script, const RWCString& arguments);
 
   mutable ZOVLock _logFileLock{"LogFileLock"};
-  std::unique_ptr<ZOVServerLogFile> _logFileFollower;  // guarded by _logFileLock
+  std::unique_ptr<ZOVServerLogFile> _logFileFollower ZOV_GUARDED_BY(_logFileLock);
 };

@@ -32,7 +32,6 @@ namespace {
 
 constexpr std::string_view FileEncodingProperty = "file.encoding";
 constexpr const char* ServerLiteral = " Server: ";
-enum : int { KeyCollector = 4, KeyMessageTime = 1123 };
 constexpr int TracedTypes = 2048;
 constexpr ZOVPollRequest::_PollMask MessageData = 0x2000000;
 constexpr ZOVPollRequest::_PollMask EveryData = 0x7ffffffff;
@@ -189,10 +188,11 @@ void CollectorSession::socketError(const ZOVReturnCode& code) {
 template <class Body>
 ZOVReturnCode CollectorSession::exchange(const char* function, const ZOVReturnCode& withoutSocket,
                                          Body&& body) {
-  return holding(_socketLock, Exclusive, [&] {
+  return holding(_socketLock, Exclusive, [&]() ZOV_REQUIRES(_socketLock) {
     if (!_socket) return withoutSocket;
     ZOVReturnCode rc = 0;
-    if (const auto failure = guarded(traceUnit.tag(), function, [&] { rc = body(*_socket); })) {
+    if (const auto failure =
+            guarded(traceUnit.tag(), function, [&]() ZOV_REQUIRES(_socketLock) { rc = body(*_socket); })) {
       rc = failure->getReturnCode() ? failure->getReturnCode() : ZOVReturnCode(ZOV_EXCEPTION_CAUGHT);
     }
     if (rc != 0 && rc != ZOV_INVALID_RESPONSE) socketError(rc);
@@ -239,12 +239,12 @@ ZOVReturnCode CollectorSession::obtainSamples(const ZOVPollRequest& request,
                                               const ZOVResourceAnchor& wanted) {
   ZOV_TRACE(Public);
   Poll poll;
-  const ZOVReturnCode rc =
-      exchange(zovFunction.text, ZOV_PROFILING_NOT_ACTIVE, [&](ZOVSocketConnection& socket) {
-        if (++_collectionId == 0) _collectionId = 1;
-        poll.collectionId = _collectionId;
-        return collectFromSocket(socket, request, poll);
-      });
+  const ZOVReturnCode rc = exchange(zovFunction.text, ZOV_PROFILING_NOT_ACTIVE,
+                                    [&](ZOVSocketConnection& socket) ZOV_REQUIRES(_socketLock) {
+                                      if (++_collectionId == 0) _collectionId = 1;
+                                      poll.collectionId = _collectionId;
+                                      return collectFromSocket(socket, request, poll);
+                                    });
   if (rc != ZOV_OK) return rc;
   if (poll.propertiesArrived) takeEncoding();
   saveSamples(poll);
@@ -352,7 +352,7 @@ void CollectorSession::convertAbbreviatedStringsInSample(ZOVSample& sample) cons
     const RWCString& text = sample.getStringData(key);
     if (text.isNull() || text.view().front() != '#') continue;
     if (ZOVStringAbbreviationTable::isAbbreviatedString(text.view())) {
-      const RWCString full = lookupAbbreviatedString(text, sample.getNumericData(KeyCollector));
+      const RWCString full = lookupAbbreviatedString(text, sample.getNumericData(key::process_id));
       sample.saveStringData(key, full.view());
     } else {
       RWCString plain = text;
@@ -374,7 +374,7 @@ void CollectorSession::postMessage(const ZOVMessageSample& sample) {
   ZOVAgentEnvironment* const environment = ZOVAgentEnvironment::pEnvironment;
   if (!environment) return;
   ZOVTime time;
-  time.convertFromJavaTime(sample.getNumericData(KeyMessageTime));
+  time.convertFromJavaTime(sample.getNumericData(key::message_time));
   struct tm when {};
   time.extract(&when);
   const RWCString text = sample.messageText + ServerLiteral + _server.getName();

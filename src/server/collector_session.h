@@ -106,7 +106,7 @@ class CollectorSession {
   ZOVStringAbbreviationTable _abbreviations{AbbreviationBuckets};  // has a lock of its own
 
   ZOVLock _socketLock{"SocketLock"};
-  unsigned int _collectionId = 0;  // of the last poll, never 0 then; guarded by _socketLock
+  unsigned int _collectionId ZOV_GUARDED_BY(_socketLock) = 0;  // of the last poll, never 0 then
   mutable Mutex _socketMutex;
   // Null when there is no session. Changed under both locks, so either suffices for reading.
   std::shared_ptr<ZOVSocketConnection> _socket;

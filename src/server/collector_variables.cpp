@@ -10,15 +10,15 @@ static DGT1_Unit traceUnit("ZOVASVAR");
 namespace zov {
 
 void CollectorVariables::clear() {
-  holding(_envVariablesLock, Exclusive, [&] { _envVariables.clear(); });
-  holding(_jvmPropertiesLock, Exclusive, [&] { _jvmProperties.clear(); });
+  holding(_envVariablesLock, Exclusive, [&]() ZOV_REQUIRES(_envVariablesLock) { _envVariables.clear(); });
+  holding(_jvmPropertiesLock, Exclusive, [&]() ZOV_REQUIRES(_jvmPropertiesLock) { _jvmProperties.clear(); });
 }
 
 void CollectorVariables::addEnvVariable(const ZOVTSLKeyValueSample& sample) {
   ZOV_TRACE(Minor);
   const ZOVEnvVariableSample variable(sample.name, sample.value, ZOVEnvVariableSample::VariableCollector);
   const auto same = [&](const ZOVEnvVariableSample& known) { return known.isEqual(&variable); };
-  holding(_envVariablesLock, Exclusive, [&] {
+  holding(_envVariablesLock, Exclusive, [&]() ZOV_REQUIRES(_envVariablesLock) {
     if (_envVariables.size() < Maximum && std::ranges::none_of(_envVariables, same)) {
       _envVariables.push_back(variable);
     }
@@ -30,7 +30,7 @@ void CollectorVariables::addJavaProperty(const ZOVTSLKeyValueSample& sample) {
   DGT1_Printf(traceUnit, DGT1_DETAIL, "\nJava Property %s = %s", sample.name.data(), sample.value.data());
   const ZOVTSLJavaProperty property(sample.name, sample.value);
   const auto same = [&](const ZOVTSLJavaProperty& known) { return known.getKey() == sample.name; };
-  holding(_jvmPropertiesLock, Exclusive, [&] {
+  holding(_jvmPropertiesLock, Exclusive, [&]() ZOV_REQUIRES(_jvmPropertiesLock) {
     std::erase_if(_jvmProperties, same);
     if (_jvmProperties.size() < Maximum) _jvmProperties.push_back(property);
   });
@@ -43,7 +43,7 @@ bool CollectorVariables::findEnvVariable(std::string_view name, ZOVEnvVariableSa
     return variable.getKey().view() == name &&
            (type == ZOVEnvVariableSample::VariableAny || variable.getVariableType() == type);
   };
-  return holding(_envVariablesLock, Shared, [&] {
+  return holding(_envVariablesLock, Shared, [&]() ZOV_REQUIRES_SHARED(_envVariablesLock) {
     const auto found = std::ranges::find_if(_envVariables, isMeant);
     if (found == _envVariables.end()) return false;
     value = found->getValue();
@@ -55,7 +55,7 @@ bool CollectorVariables::findJavaProperty(std::string_view name, RWCString& valu
   ZOV_TRACE(Restricted);
   const RWCString wanted(name);
   const auto isMeant = [&](const ZOVTSLJavaProperty& property) { return property.getKey() == wanted; };
-  const bool known = holding(_jvmPropertiesLock, Shared, [&] {
+  const bool known = holding(_jvmPropertiesLock, Shared, [&]() ZOV_REQUIRES_SHARED(_jvmPropertiesLock) {
     const auto found = std::ranges::find_if(_jvmProperties, isMeant);
     if (found == _jvmProperties.end()) return false;
     value = found->getValue();

@@ -26,9 +26,9 @@ class CollectorVariables {
 
  private:
   mutable ZOVLock _envVariablesLock{"EnvVariablesLock"};
-  std::deque<ZOVEnvVariableSample> _envVariables;  // guarded by _envVariablesLock
+  std::deque<ZOVEnvVariableSample> _envVariables ZOV_GUARDED_BY(_envVariablesLock);
   mutable ZOVLock _jvmPropertiesLock{"JVMPropertiesLock"};
-  std::deque<ZOVTSLJavaProperty> _jvmProperties;  // guarded by _jvmPropertiesLock
+  std::deque<ZOVTSLJavaProperty> _jvmProperties ZOV_GUARDED_BY(_jvmPropertiesLock);
 };
 
 }  // namespace zov

@@ -15,8 +15,6 @@ namespace zov {
 
 namespace {
 
-enum : int { KeyProcessId = 4, KeyServerName = 5, KeyStatus = 61 };
-
 unsigned int historyBit(ZOVSample::_DataSource source) {
   switch (source) {
     case ZOVSample::DataSourceResource:
@@ -43,7 +41,7 @@ bool isReadable(const ZOVResourceAnchor& anchor, _SaveSampleType saveType) {
 void ServerAnchors::saveSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) {
   ZOV_TRACE(Minor);
   if (!sample) return;
-  holding(_lock, Exclusive, [&] {
+  holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     if (sample->getSampleType() == ZOVSample::SampleTypeApplicationServer) {
       saveServerSample(sample, type, collectionId);
     } else {
@@ -53,12 +51,12 @@ void ServerAnchors::saveSample(ZOVSample* sample, _SaveSampleType type, unsigned
 }
 
 void ServerAnchors::saveServerSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) {
-  sample->saveNumericData(KeyProcessId, _server.getProcessId());
+  sample->saveNumericData(key::process_id, _server.getProcessId());
   if (type == SaveSampleHistorical) {
     _server.saveNewHistoricalSample(sample);
     return;
   }
-  sample->saveNumericData(KeyStatus, _server.getStatus());
+  sample->saveNumericData(key::server_status, _server.getStatus());
   _server.saveNewSample(sample, collectionId);
 }
 
@@ -88,7 +86,7 @@ int ServerAnchors::getMinSamplingInterval(ZOVSample::_SampleType type) const {
 
 bool ServerAnchors::findCachedRequest(const ZOVResourceAnchor& wanted) {
   ZOV_TRACE(Restricted);
-  return holding(_lock, Exclusive, [&] {
+  return holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     for (auto recent = _recentRequests.begin(); recent != _recentRequests.end();) {
       if (ZOVClock::secondsSince(recent->time) > getMinSamplingInterval(recent->anchor->getSampleType())) {
         recent = _recentRequests.erase(recent);
@@ -105,14 +103,14 @@ bool ServerAnchors::findCachedRequest(const ZOVResourceAnchor& wanted) {
 void ServerAnchors::defineCachedRequest(const ZOVResourceAnchor& wanted) {
   ZOV_TRACE(Restricted);
   RecentRequest recent{ZOVClock::steady(), std::unique_ptr<ZOVResourceAnchor>(wanted.clone())};
-  holding(_lock, Exclusive, [&] { _recentRequests.push_back(std::move(recent)); });
+  holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) { _recentRequests.push_back(std::move(recent)); });
 }
 
 // --- Anchors that no longer report.
 
 void ServerAnchors::markLogicallyDeleted(ZOVSample::_DataSource source) {
   ZOV_TRACE(Restricted);
-  holding(_lock, Exclusive, [&] {
+  holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     ZOVResourceAnchor& own = _server;
     if (own.getDataSource() == source) own.markLogicallyDeleted();
     ZOVResourceAnchorTableIterator next(_table);
@@ -131,7 +129,7 @@ void ServerAnchors::markLogicallyDeleted() {
 
 void ServerAnchors::markObsolete(const ZOVResourceAnchor& wanted, unsigned int collectionId) {
   ZOV_TRACE(Restricted);
-  holding(_lock, Exclusive, [&] {
+  holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     if (wanted.isSpecific()) {
       ZOVResourceAnchor* const anchor = _table.find(&wanted);
       if (anchor && anchor->isObsolete(collectionId)) anchor->markLogicallyDeleted();
@@ -147,7 +145,7 @@ void ServerAnchors::markObsolete(const ZOVResourceAnchor& wanted, unsigned int c
 
 void ServerAnchors::markObsolete(ZOVSample::_DataSource source, unsigned int collectionId) {
   ZOV_TRACE(Restricted);
-  holding(_lock, Exclusive, [&] {
+  holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     ZOVResourceAnchorTableIterator next(_table);
     while (ZOVResourceAnchor* anchor = next()) {
       if (anchor->getDataSource() != source || ZOVPollRequest::collectOnDemandOnly(anchor->getSampleType()))
@@ -171,7 +169,7 @@ bool ServerAnchors::isRemovableByTime(const ZOVResourceAnchor& anchor, std::uint
 void ServerAnchors::removeObsoleteByTime(ZOVSample::_DataSource source) {
   ZOV_TRACE(Public);
   const std::uint32_t now = ZOVClock::seconds();  // wall time, as the samples' own
-  holding(_lock, Exclusive, [&] {
+  holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     ZOVResourceAnchorTableIterator next(_table);
     ZOVResourceAnchor* following = next();
     while (ZOVResourceAnchor* const anchor = following) {
@@ -200,10 +198,11 @@ ZOVReturnCode ServerAnchors::returnSamples(ZOVSampleCallback callback, ZOVSample
   }
   const bool server = type == ZOVSample::SampleTypeApplicationServer;
   if (!server && !history && _server.getStatus() != ServerConnected) return ZOV_SERVER_NOT_ACTIVE;
-  const unsigned int returned = holding(_lock, history ? Exclusive : Shared, [&] {
-    return server ? returnServerSample(callback, parms, saveType)
-                  : returnResourceSamples(callback, parms, wanted, saveType);
-  });
+  const unsigned int returned =
+      holding(_lock, history ? Exclusive : Shared, [&]() ZOV_REQUIRES_SHARED(_lock) {
+        return server ? returnServerSample(callback, parms, saveType)
+                      : returnResourceSamples(callback, parms, wanted, saveType);
+      });
   return returned ? ZOV_OK : ZOV_NO_SUCH_RESOURCE;
 }
 
@@ -212,8 +211,8 @@ unsigned int ServerAnchors::returnServerSample(ZOVSampleCallback callback, ZOVSa
   ZOVResourceAnchor& own = _server;
   if (isReadable(own, saveType) && own.returnSamples(callback, parms, saveType, &_server)) return 1;
   ZOVAppServerSample placeholder;
-  placeholder.saveStringData(KeyServerName, _server.getName().view());
-  placeholder.saveNumericData(KeyStatus, _server.getStatus());
+  placeholder.saveStringData(key::server_name, _server.getName().view());
+  placeholder.saveNumericData(key::server_status, _server.getStatus());
   callback(parms, static_cast<const ZOVSample*>(&placeholder), &_server);
   return 1;
 }
@@ -245,32 +244,25 @@ void ServerAnchors::rollUpTo(ZOVAppServerSample& serverSample) {
     int total;  // the roll-up's key that it is added to
   };
   static constexpr Term Terms[] = {
-      {ZOVSample::SampleTypeContainer, zov::key::stateless_instantiates, zov::key::bean_instantiates},
-      {ZOVSample::SampleTypeContainer, zov::key::entity_instantiates, zov::key::bean_instantiates},
-      {ZOVSample::SampleTypeContainer, zov::key::stateful_instantiates, zov::key::bean_instantiates},
-      {ZOVSample::SampleTypeContainer, zov::key::container_instantiates, zov::key::bean_instantiates},
-      {ZOVSample::SampleTypeTransaction, zov::key::global_transactions_begun, zov::key::transactions},
-      {ZOVSample::SampleTypeTransaction, zov::key::local_transactions_begun, zov::key::transactions},
-      {ZOVSample::SampleTypeTransaction, zov::key::global_transactions_committed,
-       zov::key::transactions_committed},
-      {ZOVSample::SampleTypeTransaction, zov::key::local_transactions_committed,
-       zov::key::transactions_committed},
-      {ZOVSample::SampleTypeTransaction, zov::key::global_transactions_rolled_back,
-       zov::key::transactions_rolled_back},
-      {ZOVSample::SampleTypeTransaction, zov::key::local_transactions_rolled_back,
-       zov::key::transactions_rolled_back},
-      {ZOVSample::SampleTypeDBConnection, zov::key::db_connections_created, zov::key::db_connections_created},
-      {ZOVSample::SampleTypeDBConnection, zov::key::db_connections_destroyed,
-       zov::key::db_connections_destroyed},
-      {ZOVSample::SampleTypeDBConnection, zov::key::db_connections_allocated,
-       zov::key::db_connections_allocated},
-      {ZOVSample::SampleTypeWebApplication, zov::key::web_errors, zov::key::web_errors},
-      {ZOVSample::SampleTypeWebApplication, zov::key::web_requests, zov::key::web_requests},
+      {ZOVSample::SampleTypeContainer, key::stateless_instantiates, key::bean_instantiates},
+      {ZOVSample::SampleTypeContainer, key::entity_instantiates, key::bean_instantiates},
+      {ZOVSample::SampleTypeContainer, key::stateful_instantiates, key::bean_instantiates},
+      {ZOVSample::SampleTypeContainer, key::container_instantiates, key::bean_instantiates},
+      {ZOVSample::SampleTypeTransaction, key::global_transactions_begun, key::transactions},
+      {ZOVSample::SampleTypeTransaction, key::local_transactions_begun, key::transactions},
+      {ZOVSample::SampleTypeTransaction, key::global_transactions_committed, key::transactions_committed},
+      {ZOVSample::SampleTypeTransaction, key::local_transactions_committed, key::transactions_committed},
+      {ZOVSample::SampleTypeTransaction, key::global_transactions_rolled_back, key::transactions_rolled_back},
+      {ZOVSample::SampleTypeTransaction, key::local_transactions_rolled_back, key::transactions_rolled_back},
+      {ZOVSample::SampleTypeDBConnection, key::db_connections_created, key::db_connections_created},
+      {ZOVSample::SampleTypeDBConnection, key::db_connections_destroyed, key::db_connections_destroyed},
+      {ZOVSample::SampleTypeDBConnection, key::db_connections_allocated, key::db_connections_allocated},
+      {ZOVSample::SampleTypeWebApplication, key::web_errors, key::web_errors},
+      {ZOVSample::SampleTypeWebApplication, key::web_requests, key::web_requests},
   };
   ZOVAppServerSample::RollUpTotals totals{};
-  totals[ZOVAppServerSample::rollUpPlace(zov::key::rollup_unused)] =
-      ZOVSample::NullValue;  // nothing counts it
-  holding(_lock, Shared, [&] {
+  totals[ZOVAppServerSample::rollUpPlace(key::rollup_unused)] = ZOVSample::NullValue;  // nothing counts it
+  holding(_lock, Shared, [&]() ZOV_REQUIRES_SHARED(_lock) {
     for (const Term& term : Terms) {
       const auto next = _table.getIteratorForSampleType(term.type);
       while (const auto* anchor = static_cast<const ZOVResourceAnchor*>((*next)())) {

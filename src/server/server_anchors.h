@@ -70,20 +70,22 @@ class ServerAnchors final : public ZOVSampleKeeper {
     std::unique_ptr<ZOVResourceAnchor> anchor;
   };
 
-  // All with the lock held.
-  void saveServerSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId);
-  void saveResourceSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId);
+  void saveServerSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId)
+      ZOV_REQUIRES(_lock);
+  void saveResourceSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId)
+      ZOV_REQUIRES(_lock);
   bool isRemovableByTime(const ZOVResourceAnchor& anchor, std::uint32_t now) const;
   unsigned int returnServerSample(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
-                                  _SaveSampleType saveType);
+                                  _SaveSampleType saveType) ZOV_REQUIRES_SHARED(_lock);
   unsigned int returnResourceSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
-                                     const ZOVResourceAnchor& wanted, _SaveSampleType saveType);
+                                     const ZOVResourceAnchor& wanted, _SaveSampleType saveType)
+      ZOV_REQUIRES_SHARED(_lock);
 
   ZOVApplicationServerBase& _server;
   const ServerSettings& _settings;
   mutable ZOVLock _lock{"AppServerLock"};
-  ZOVResourceAnchorTable _table;             // guarded by _lock
-  std::list<RecentRequest> _recentRequests;  // guarded by _lock
+  ZOVResourceAnchorTable _table ZOV_GUARDED_BY(_lock);
+  std::list<RecentRequest> _recentRequests ZOV_GUARDED_BY(_lock);
 };
 
 }  // namespace zov

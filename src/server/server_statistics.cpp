@@ -16,7 +16,6 @@ namespace zov {
 namespace {
 
 constexpr ZOVPollRequest::_PollMask AllStatistics = 0x7ffffffffULL;
-enum : int { KeyServerName = 5, KeyProcessCPU = 316 };
 
 /// 61 means that some of it failed; what arrived counts.
 bool isGood(const ZOVReturnCode& rc) {
@@ -79,7 +78,7 @@ ZOVReturnCode ServerStatistics::collect(RPXCollectionRequest& request, const ZOV
   ZOV_TRACE(Restricted);
   const std::shared_ptr<ZOVResourceManagerProxy> manager = ZOVServerServices::current().resourceManager();
   if (!manager) return ZOV_PSI_NOT_ACTIVE;
-  return holding(_rpxLock, Exclusive, [&]() -> ZOVReturnCode {
+  return holding(_rpxLock, Exclusive, [&]() ZOV_REQUIRES(_rpxLock) -> ZOVReturnCode {
     if (++_collectionId == 0) _collectionId = 1;
     if (const ZOVReturnCode rc = manager->startProcessing(request); !isGood(rc)) return rc;
     std::unique_ptr<ZOVSample> serverSample;
@@ -108,7 +107,7 @@ void ServerStatistics::complete(ZOVAppServerSample& serverSample) {
   _anchors.rollUpTo(serverSample);
   if (_server.getProcessId() == 0 || _server.getStatus() != ServerConnected) return;
   const long long used = ZOVAppServerSample::getProcessCPUUsage(_server.getProcessId());
-  if (used != ZOVSample::NullValue) serverSample.saveNumericData(KeyProcessCPU, used);
+  if (used != ZOVSample::NullValue) serverSample.saveNumericData(key::cpu_time, used);
 }
 
 // --- On demand.
@@ -159,7 +158,7 @@ std::unique_ptr<RPXCollectionRequest> ServerStatistics::makeRequest(const ZOVRes
 
 void ServerStatistics::saveStandIn() {
   auto standIn = std::make_unique<ZOVAppServerSample>();
-  standIn->saveStringData(KeyServerName, _server.getName().view());
+  standIn->saveStringData(key::server_name, _server.getName().view());
   _anchors.saveSample(standIn.release(), SaveSampleInterval, 0);
 }
 

@@ -74,7 +74,7 @@ class ServerStatistics final : private ServerThreadWork {
   ServerAnchors& _anchors;
   const ServerSettings& _settings;
   ZOVLock _rpxLock{"RPXLock"};
-  unsigned int _collectionId = 0;  // guarded by _rpxLock
+  unsigned int _collectionId ZOV_GUARDED_BY(_rpxLock) = 0;
   std::atomic<bool> _suspended{false};
   std::atomic<bool> _connected{false};
   ZOVClock::Steady _nextCollection;  // the thread's alone
