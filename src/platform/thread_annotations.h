@@ -25,8 +25,8 @@
 #define ZOV_RELEASE_SHARED(...) ZOV_THREAD_ATTRIBUTE(release_shared_capability(__VA_ARGS__))
 #define ZOV_RELEASE_GENERIC(...) ZOV_THREAD_ATTRIBUTE(release_generic_capability(__VA_ARGS__))
 #define ZOV_TRY_ACQUIRE(...) ZOV_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
-/// The function finds out, or takes for granted, that the caller holds the lock: for bodies that run under a
-/// lock which the compiler cannot see, such as those given to holding().
+/// The function finds out, or takes for granted, that the caller holds the lock. A body that is given to
+/// holding() or guarded() says ZOV_REQUIRES instead.
 #define ZOV_ASSERTS_HELD(...) ZOV_THREAD_ATTRIBUTE(assert_capability(__VA_ARGS__))
 #define ZOV_ASSERTS_HELD_SHARED(...) ZOV_THREAD_ATTRIBUTE(assert_shared_capability(__VA_ARGS__))
 #define ZOV_RETURNS_LOCK(lock) ZOV_THREAD_ATTRIBUTE(lock_returned(lock))
