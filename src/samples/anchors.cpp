@@ -3,113 +3,104 @@
 
 #include "samples/anchors.h"
 
+#include <array>
+
 namespace {
 
-constexpr unsigned int Identity = ZOVAnchorField::Identity;
-constexpr unsigned int Match = ZOVAnchorField::Match;
-constexpr unsigned int Specific = ZOVAnchorField::Specific;
+constexpr unsigned int Identity = zov::AnchorField::Identity;
+constexpr unsigned int Match = zov::AnchorField::Match;
+constexpr unsigned int Specific = zov::AnchorField::Specific;
 constexpr unsigned int Both = Match | Specific;
-using enum ZOVAnchorClass::TypeRule;
+using enum zov::AnchorClass::TypeRule;
+/// A class may have no fields, and an array may not.
+constexpr zov::AnchorField EndOfFields = {nullptr, nullptr, 0, 0};
 
 template <class Anchor>
-constexpr ZOVAnchorField text(RWCString Anchor::*field, unsigned int uses) {
+constexpr zov::AnchorField text(RWCString Anchor::*field, unsigned int uses) {
   return {static_cast<RWCString ZOVResourceAnchor::*>(field), nullptr, 0, uses};
 }
 template <class Anchor>
-constexpr ZOVAnchorField number(int Anchor::*field, unsigned int uses, int wildcard = 0) {
+constexpr zov::AnchorField number(int Anchor::*field, unsigned int uses, int wildcard = 0) {
   return {nullptr, static_cast<int ZOVResourceAnchor::*>(field), wildcard, uses};
 }
 
 }  // namespace
 
-// ANCHOR(class, identifier, how sampleType is compared, uses of resourceName, fields...)
-#define ANCHOR(Class, id, typeRule, nameUses, ...)                                                        \
-  static constexpr ZOVAnchorField Class##Fields[] = {__VA_ARGS__ __VA_OPT__(, ){nullptr, nullptr, 0, 0}}; \
-  constinit const ZOVAnchorClass Class::anchorClassInfo = {                                               \
-      id, #Class, typeRule, nameUses, {Class##Fields, std::size(Class##Fields) - 1}};
+// ANCHOR(class, identifier, how sampleType is compared, uses of resourceName, fields...); A is the class.
+#define ANCHOR(Class, id, typeRule, nameUses, ...)                                    \
+  static constexpr auto Class##Fields = [] {                                          \
+    using A [[maybe_unused]] = Class;                                                 \
+    return std::to_array<zov::AnchorField>({__VA_ARGS__ __VA_OPT__(, ) EndOfFields}); \
+  }();                                                                                \
+  constinit const zov::AnchorClass Class::anchorClassInfo = {                         \
+      id, #Class, typeRule, nameUses, {Class##Fields.data(), Class##Fields.size() - 1}};
 
 ANCHOR(ZOVResourceAnchor, 31001, TypeEqual, Both)
 ANCHOR(ZOVAppServerAnchor, 31002, TypeEqual, Both)
-ANCHOR(ZOVContainerAnchor, 31003, TypeWildcard, Both, number(&ZOVContainerAnchor::summarySample, Both, -1))
+ANCHOR(ZOVContainerAnchor, 31003, TypeWildcard, Both, number(&A::summarySample, Both, ZOVSample::SummaryAny))
 ANCHOR(ZOVContainerTransactionAnchor, 31004, TypeWildcard, Both,
-       number(&ZOVContainerTransactionAnchor::summarySample, Both, -1))
-ANCHOR(ZOVObjectPoolAnchor, 31005, TypeWildcard, Both, number(&ZOVObjectPoolAnchor::summarySample, Both, -1))
+       number(&A::summarySample, Both, ZOVSample::SummaryAny))
+ANCHOR(ZOVObjectPoolAnchor, 31005, TypeWildcard, Both, number(&A::summarySample, Both, ZOVSample::SummaryAny))
 ANCHOR(ZOVDBConnectionAnchor, 31006, TypeWildcard, Both,
-       number(&ZOVDBConnectionAnchor::summarySample, Both, -1))
+       number(&A::summarySample, Both, ZOVSample::SummaryAny))
 ANCHOR(ZOVCacheTemplateAnchor, 31007, TypeWildcard, Both,
-       number(&ZOVCacheTemplateAnchor::summarySample, Both, -1))
-ANCHOR(ZOVJ2CPoolAnchor, 31008, TypeWildcard, Both, number(&ZOVJ2CPoolAnchor::summarySample, Both, -1))
+       number(&A::summarySample, Both, ZOVSample::SummaryAny))
+ANCHOR(ZOVJ2CPoolAnchor, 31008, TypeWildcard, Both, number(&A::summarySample, Both, ZOVSample::SummaryAny))
 ANCHOR(ZOVORBInterceptorAnchor, 31009, TypeWildcard, Both,
-       number(&ZOVORBInterceptorAnchor::summarySample, Both, -1))
+       number(&A::summarySample, Both, ZOVSample::SummaryAny))
 ANCHOR(ZOVServletSessionsAnchor, 31010, TypeWildcard, Both,
-       number(&ZOVServletSessionsAnchor::summarySample, Both, -1))
-ANCHOR(ZOVThreadPoolAnchor, 31011, TypeWildcard, Both, number(&ZOVThreadPoolAnchor::summarySample, Both, -1))
+       number(&A::summarySample, Both, ZOVSample::SummaryAny))
+ANCHOR(ZOVThreadPoolAnchor, 31011, TypeWildcard, Both, number(&A::summarySample, Both, ZOVSample::SummaryAny))
 ANCHOR(ZOVCacheAnchor, 31012, TypeWildcard, Both)
 ANCHOR(ZOVORBAnchor, 31013, TypeWildcard, Both)
 ANCHOR(ZOVWLMClientAnchor, 31014, TypeWildcard, Both)
 ANCHOR(ZOVWLMServerAnchor, 31015, TypeWildcard, Both)
 ANCHOR(ZOVServerRequestSummaryAnchor, 31016, TypeWildcard, Both)
-ANCHOR(ZOVEJBAnchor, 31017, TypeWildcard, Both, text(&ZOVEJBAnchor::containerName, Both))
-ANCHOR(ZOVEJBMethodAnchor, 31018, TypeWildcard, Both, text(&ZOVEJBMethodAnchor::containerName, Both),
-       text(&ZOVEJBMethodAnchor::methodName, Both))
-ANCHOR(ZOVApplicationAnchor, 31019, TypeWildcard, Both, text(&ZOVApplicationAnchor::virtualHostName, Both),
-       number(&ZOVApplicationAnchor::summarySample, Both, -1))
-ANCHOR(ZOVServletAnchor, 31020, TypeWildcard, Both, text(&ZOVServletAnchor::virtualHostName, Both),
-       number(&ZOVServletAnchor::summarySample, Specific, -1), text(&ZOVServletAnchor::servletName, Both),
-       text(&ZOVServletAnchor::jspPath, Both), number(&ZOVServletAnchor::servletType, Match, -1))
-ANCHOR(ZOVProfilerSampleAnchor, 31021, TypeEqual, Both, number(&ZOVProfilerSampleAnchor::profilerId, Both))
-ANCHOR(ZOVGCAnchor, 31022, TypeEqual, Both, number(&ZOVGCAnchor::profilerId, Both))
-ANCHOR(ZOVProfilerResourceAnchor, 31023, TypeEqual, Both,
-       number(&ZOVProfilerResourceAnchor::profilerId, Both))
-ANCHOR(ZOVWorkloadAnalysisAnchor, 31024, TypeEqual, Both,
-       number(&ZOVWorkloadAnalysisAnchor::profilerId, Both))
-ANCHOR(ZOVTsl35ResourceAnchor, 31025, TypeEqual, Both, number(&ZOVTsl35ResourceAnchor::profilerId, Both))
-ANCHOR(ZOVThreadAnchor, 31026, TypeWildcard, Specific, number(&ZOVThreadAnchor::profilerId, Both),
-       number(&ZOVThreadAnchor::threadId, Both))
-ANCHOR(ZOVMethodAnchor, 31027, TypeWildcard, Both, number(&ZOVMethodAnchor::profilerId, Both),
-       number(&ZOVMethodAnchor::threadId, Both), text(&ZOVMethodAnchor::className, Both),
-       text(&ZOVMethodAnchor::signature, Match))
-ANCHOR(ZOVContentionAnchor, 31028, TypeWildcard, Both, number(&ZOVContentionAnchor::profilerId, Both),
-       number(&ZOVContentionAnchor::threadId, Both), text(&ZOVContentionAnchor::className, Both),
-       text(&ZOVContentionAnchor::signature, Match), text(&ZOVContentionAnchor::lockName, Match))
-ANCHOR(ZOVAFDetailAnchor, 31029, TypeIgnored, Specific, number(&ZOVAFDetailAnchor::profilerId, Both),
-       number(&ZOVAFDetailAnchor::allocationFailureNumber, Both))
-ANCHOR(ZOVGCDetailAnchor, 31030, TypeIgnored, Specific, number(&ZOVGCDetailAnchor::profilerId, Both),
-       number(&ZOVGCDetailAnchor::allocationFailureNumber, Both),
-       number(&ZOVGCDetailAnchor::cycleNumber, Both))
-ANCHOR(ZOVWorkloadAnchor, 31031, TypeIgnored, Specific, number(&ZOVWorkloadAnchor::profilerId, Specific),
-       number(&ZOVWorkloadAnchor::workloadType, Match), text(&ZOVWorkloadAnchor::applicationName, Both),
-       text(&ZOVWorkloadAnchor::requestName, Match))
-ANCHOR(ZOVWorkloadSumAnchor, 31032, TypeIgnored, Specific,
-       number(&ZOVWorkloadSumAnchor::profilerId, Specific),
-       number(&ZOVWorkloadSumAnchor::workloadType, Match), text(&ZOVWorkloadSumAnchor::applicationName, Both),
-       text(&ZOVWorkloadSumAnchor::requestName, Match))
-ANCHOR(ZOVWorkloadDetailAnchor, 31033, TypeIgnored, Specific,
-       number(&ZOVWorkloadDetailAnchor::profilerId, Specific),
-       number(&ZOVWorkloadDetailAnchor::workloadType, Match),
-       text(&ZOVWorkloadDetailAnchor::applicationName, Both),
-       text(&ZOVWorkloadDetailAnchor::requestName, Match), number(&ZOVWorkloadDetailAnchor::delayType, Match),
-       text(&ZOVWorkloadDetailAnchor::delayDetail1, Both),
-       text(&ZOVWorkloadDetailAnchor::delayDetail2, Match),
-       number(&ZOVWorkloadDetailAnchor::delayCategory, Both))
-ANCHOR(ZOVDataSourceAnchor, 31034, TypeIgnored, Specific, number(&ZOVDataSourceAnchor::profilerId, Specific),
-       text(&ZOVDataSourceAnchor::dataSourceName, Both))
-ANCHOR(ZOVXQAccessAnchor, 31035, TypeIgnored, Specific, number(&ZOVXQAccessAnchor::profilerId, Specific),
-       text(&ZOVXQAccessAnchor::connectionName, Match), text(&ZOVXQAccessAnchor::queueName, Both))
-ANCHOR(ZOVQTXSummaryAnchor, 31036, TypeIgnored, Specific, number(&ZOVQTXSummaryAnchor::profilerId, Specific),
-       text(&ZOVQTXSummaryAnchor::gatewayName, Match), text(&ZOVQTXSummaryAnchor::serverName, Both),
-       text(&ZOVQTXSummaryAnchor::programName, Match))
-ANCHOR(ZOVAppSrvOverviewAnchor, 31037, TypeIgnored, Specific,
-       number(&ZOVAppSrvOverviewAnchor::profilerId, Both), text(&ZOVAppSrvOverviewAnchor::nodeName, Match),
-       text(&ZOVAppSrvOverviewAnchor::serverName, Both))
-ANCHOR(ZOVTSLKeyValuePropertyAnchor, 31038, TypeEqual, Both,
-       number(&ZOVTSLKeyValuePropertyAnchor::profilerId, Identity))
-ANCHOR(ZOVTSLEnvVarsAnchor, 31039, TypeEqual, Both, number(&ZOVTSLEnvVarsAnchor::profilerId, Identity))
-ANCHOR(ZOVTSLJavaPropertyAnchor, 31040, TypeEqual, Both,
-       number(&ZOVTSLJavaPropertyAnchor::profilerId, Identity))
-ANCHOR(ZOVHTTPAnchor, 31041, TypeIgnored, Both, text(&ZOVHTTPAnchor::sessionName, Both))
-ANCHOR(ZOVMethodSummaryAnchor, 31042, TypeIgnored, Both, text(&ZOVMethodSummaryAnchor::className, Both),
-       text(&ZOVMethodSummaryAnchor::signature, Both))
+ANCHOR(ZOVEJBAnchor, 31017, TypeWildcard, Both, text(&A::containerName, Both))
+ANCHOR(ZOVEJBMethodAnchor, 31018, TypeWildcard, Both, text(&A::containerName, Both),
+       text(&A::methodName, Both))
+ANCHOR(ZOVApplicationAnchor, 31019, TypeWildcard, Both, text(&A::virtualHostName, Both),
+       number(&A::summarySample, Both, ZOVSample::SummaryAny))
+ANCHOR(ZOVServletAnchor, 31020, TypeWildcard, Both, text(&A::virtualHostName, Both),
+       number(&A::summarySample, Specific, ZOVSample::SummaryAny), text(&A::servletName, Both),
+       text(&A::jspPath, Both), number(&A::servletType, Match, ZOVServletSample::ServletAny))
+ANCHOR(ZOVProfilerSampleAnchor, 31021, TypeEqual, Both, number(&A::profilerId, Both))
+ANCHOR(ZOVGCAnchor, 31022, TypeEqual, Both, number(&A::profilerId, Both))
+ANCHOR(ZOVProfilerResourceAnchor, 31023, TypeEqual, Both, number(&A::profilerId, Both))
+ANCHOR(ZOVWorkloadAnalysisAnchor, 31024, TypeEqual, Both, number(&A::profilerId, Both))
+ANCHOR(ZOVTsl35ResourceAnchor, 31025, TypeEqual, Both, number(&A::profilerId, Both))
+ANCHOR(ZOVThreadAnchor, 31026, TypeWildcard, Specific, number(&A::profilerId, Both),
+       number(&A::threadId, Both))
+ANCHOR(ZOVMethodAnchor, 31027, TypeWildcard, Both, number(&A::profilerId, Both), number(&A::threadId, Both),
+       text(&A::className, Both), text(&A::signature, Match))
+ANCHOR(ZOVContentionAnchor, 31028, TypeWildcard, Both, number(&A::profilerId, Both),
+       number(&A::threadId, Both), text(&A::className, Both), text(&A::signature, Match),
+       text(&A::lockName, Match))
+ANCHOR(ZOVAFDetailAnchor, 31029, TypeIgnored, Specific, number(&A::profilerId, Both),
+       number(&A::allocationFailureNumber, Both))
+ANCHOR(ZOVGCDetailAnchor, 31030, TypeIgnored, Specific, number(&A::profilerId, Both),
+       number(&A::allocationFailureNumber, Both), number(&A::cycleNumber, Both))
+ANCHOR(ZOVWorkloadAnchor, 31031, TypeIgnored, Specific, number(&A::profilerId, Specific),
+       number(&A::workloadType, Match), text(&A::applicationName, Both), text(&A::requestName, Match))
+ANCHOR(ZOVWorkloadSumAnchor, 31032, TypeIgnored, Specific, number(&A::profilerId, Specific),
+       number(&A::workloadType, Match), text(&A::applicationName, Both), text(&A::requestName, Match))
+ANCHOR(ZOVWorkloadDetailAnchor, 31033, TypeIgnored, Specific, number(&A::profilerId, Specific),
+       number(&A::workloadType, Match), text(&A::applicationName, Both), text(&A::requestName, Match),
+       number(&A::delayType, Match), text(&A::delayDetail1, Both), text(&A::delayDetail2, Match),
+       number(&A::delayCategory, Both))
+ANCHOR(ZOVDataSourceAnchor, 31034, TypeIgnored, Specific, number(&A::profilerId, Specific),
+       text(&A::dataSourceName, Both))
+ANCHOR(ZOVXQAccessAnchor, 31035, TypeIgnored, Specific, number(&A::profilerId, Specific),
+       text(&A::connectionName, Match), text(&A::queueName, Both))
+ANCHOR(ZOVQTXSummaryAnchor, 31036, TypeIgnored, Specific, number(&A::profilerId, Specific),
+       text(&A::gatewayName, Match), text(&A::serverName, Both), text(&A::programName, Match))
+ANCHOR(ZOVAppSrvOverviewAnchor, 31037, TypeIgnored, Specific, number(&A::profilerId, Both),
+       text(&A::nodeName, Match), text(&A::serverName, Both))
+ANCHOR(ZOVTSLKeyValuePropertyAnchor, 31038, TypeEqual, Both, number(&A::profilerId, Identity))
+ANCHOR(ZOVTSLEnvVarsAnchor, 31039, TypeEqual, Both, number(&A::profilerId, Identity))
+ANCHOR(ZOVTSLJavaPropertyAnchor, 31040, TypeEqual, Both, number(&A::profilerId, Identity))
+ANCHOR(ZOVHTTPAnchor, 31041, TypeIgnored, Both, text(&A::sessionName, Both))
+ANCHOR(ZOVMethodSummaryAnchor, 31042, TypeIgnored, Both, text(&A::className, Both), text(&A::signature, Both))
 ANCHOR(ZOVMessagesAnchor, 31043, TypeEqual, Both)
 ANCHOR(ZOVBSMailAnchor, 31044, TypeEqual, Both)
 ANCHOR(ZOVBSImapAnchor, 31045, TypeEqual, Both)

@@ -12,19 +12,19 @@
 class ZOVAppServerAnchor : public ZOVResourceAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVAppServerAnchor)
-  explicit ZOVAppServerAnchor(const RWCString& serverName = RWCString())
+  explicit ZOVAppServerAnchor(const RWCString& serverName = {})
       : ZOVResourceAnchor(ZOVSample::SampleTypeApplicationServer, serverName) {}
 };
 
 /// Anchors of resources that may be summed up: the key `summary` is part of the identity.
-#define ZOV_SUMMARY_ANCHOR(Class, type)                                                      \
-  class Class : public ZOVResourceAnchor {                                                   \
-   public:                                                                                   \
-    ZOV_ANCHOR_CLASS(Class)                                                                  \
-    explicit Class(const RWCString& name = RWCString(), int summary = ZOVSample::SummaryAny) \
-        : ZOVResourceAnchor(ZOVSample::type, name), summarySample(summary) {}                \
-                                                                                             \
-    int summarySample;                                                                       \
+#define ZOV_SUMMARY_ANCHOR(Class, type)                                             \
+  class Class : public ZOVResourceAnchor {                                          \
+   public:                                                                          \
+    ZOV_ANCHOR_CLASS(Class)                                                         \
+    explicit Class(const RWCString& name = {}, int summary = ZOVSample::SummaryAny) \
+        : ZOVResourceAnchor(ZOVSample::type, name), summarySample(summary) {}       \
+                                                                                    \
+    int summarySample;                                                              \
   }
 ZOV_SUMMARY_ANCHOR(ZOVDBConnectionAnchor, SampleTypeDBConnection);
 ZOV_SUMMARY_ANCHOR(ZOVCacheTemplateAnchor, SampleTypeCacheTemplate);
@@ -36,7 +36,7 @@ ZOV_SUMMARY_ANCHOR(ZOVThreadPoolAnchor, SampleTypeThreadPool);
 class ZOVContainerAnchor : public ZOVResourceAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVContainerAnchor)
-  explicit ZOVContainerAnchor(const RWCString& container = RWCString(), int summary = ZOVSample::SummaryAny,
+  explicit ZOVContainerAnchor(const RWCString& container = {}, int summary = ZOVSample::SummaryAny,
                               ZOVSample::_SampleType type = ZOVSample::SampleTypeContainer)
       : ZOVResourceAnchor(type, container), summarySample(summary) {}
 
@@ -46,15 +46,14 @@ class ZOVContainerAnchor : public ZOVResourceAnchor {
 class ZOVContainerTransactionAnchor : public ZOVContainerAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVContainerTransactionAnchor)
-  explicit ZOVContainerTransactionAnchor(const RWCString& container = RWCString(),
-                                         int summary = ZOVSample::SummaryAny)
+  explicit ZOVContainerTransactionAnchor(const RWCString& container = {}, int summary = ZOVSample::SummaryAny)
       : ZOVContainerAnchor(container, summary, ZOVSample::SampleTypeTransaction) {}
 };
 
 class ZOVObjectPoolAnchor : public ZOVContainerAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVObjectPoolAnchor)
-  explicit ZOVObjectPoolAnchor(const RWCString& container = RWCString(), int summary = ZOVSample::SummaryAny)
+  explicit ZOVObjectPoolAnchor(const RWCString& container = {}, int summary = ZOVSample::SummaryAny)
       : ZOVContainerAnchor(container, summary, ZOVSample::SampleTypeObjectPool) {}
 };
 
@@ -62,7 +61,7 @@ class ZOVObjectPoolAnchor : public ZOVContainerAnchor {
 class ZOVEJBAnchor : public ZOVResourceAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVEJBAnchor)
-  explicit ZOVEJBAnchor(const RWCString& container = RWCString(), const RWCString& ejb = RWCString(),
+  explicit ZOVEJBAnchor(const RWCString& container = {}, const RWCString& ejb = {},
                         ZOVSample::_SampleType type = ZOVSample::SampleTypeEJB)
       : ZOVResourceAnchor(type, ejb), containerName(container) {}
 
@@ -75,8 +74,8 @@ class ZOVEJBAnchor : public ZOVResourceAnchor {
 class ZOVEJBMethodAnchor : public ZOVEJBAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVEJBMethodAnchor)
-  explicit ZOVEJBMethodAnchor(const RWCString& container = RWCString(), const RWCString& ejb = RWCString(),
-                              const RWCString& method = RWCString())
+  explicit ZOVEJBMethodAnchor(const RWCString& container = {}, const RWCString& ejb = {},
+                              const RWCString& method = {})
       : ZOVEJBAnchor(container, ejb, ZOVSample::SampleTypeEJBMethod), methodName(method) {}
 
   RWCString methodName;
@@ -89,8 +88,7 @@ class ZOVEJBMethodAnchor : public ZOVEJBAnchor {
 class ZOVApplicationAnchor : public ZOVResourceAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVApplicationAnchor)
-  explicit ZOVApplicationAnchor(const RWCString& application = RWCString(),
-                                const RWCString& virtualHost = RWCString(),
+  explicit ZOVApplicationAnchor(const RWCString& application = {}, const RWCString& virtualHost = {},
                                 int summary = ZOVSample::SummaryAny,
                                 ZOVSample::_SampleType type = ZOVSample::SampleTypeWebApplication)
       : ZOVResourceAnchor(type, application), virtualHostName(virtualHost), summarySample(summary) {}
@@ -106,9 +104,8 @@ class ZOVApplicationAnchor : public ZOVResourceAnchor {
 class ZOVServletAnchor : public ZOVApplicationAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVServletAnchor)
-  explicit ZOVServletAnchor(const RWCString& application = RWCString(),
-                            const RWCString& virtualHost = RWCString(),
-                            const RWCString& servlet = RWCString(), const RWCString& jsp = RWCString(),
+  explicit ZOVServletAnchor(const RWCString& application = {}, const RWCString& virtualHost = {},
+                            const RWCString& servlet = {}, const RWCString& jsp = {},
                             int type = ZOVServletSample::ServletAny)
       : ZOVApplicationAnchor(application, virtualHost, ZOVSample::SummaryAny, ZOVSample::SampleTypeServlet),
         servletName(servlet),
@@ -127,8 +124,7 @@ class ZOVServletAnchor : public ZOVApplicationAnchor {
 class ZOVProfilerSampleAnchor : public ZOVResourceAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVProfilerSampleAnchor)
-  explicit ZOVProfilerSampleAnchor(ZOVSample::_SampleType type, int profiler = 0,
-                                   const RWCString& name = RWCString())
+  explicit ZOVProfilerSampleAnchor(ZOVSample::_SampleType type, int profiler = 0, const RWCString& name = {})
       : ZOVResourceAnchor(type, name), profilerId(profiler) {}
 
   int profilerId;
@@ -142,7 +138,7 @@ class ZOVThreadAnchor : public ZOVProfilerSampleAnchor {
   ZOV_ANCHOR_CLASS(ZOVThreadAnchor)
   explicit ZOVThreadAnchor(int profiler = 0, int thread = 0,
                            ZOVSample::_SampleType type = ZOVSample::SampleTypeThread,
-                           const RWCString& name = RWCString())
+                           const RWCString& name = {})
       : ZOVProfilerSampleAnchor(type, profiler, name), threadId(thread) {}
 
   int threadId;
@@ -232,8 +228,7 @@ class ZOVWorkloadAnchor : public ZOVWorkloadAnalysisAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVWorkloadAnchor)
   explicit ZOVWorkloadAnchor(int profiler = 0, int type = ZOVWorkloadBaseSample::WorkloadAny,
-                             const RWCString& application = RWCString(),
-                             const RWCString& request = RWCString(),
+                             const RWCString& application = {}, const RWCString& request = {},
                              ZOVSample::_SampleType samples = ZOVSample::SampleTypeWorkload)
       : ZOVWorkloadAnalysisAnchor(samples, profiler),
         workloadType(type),
@@ -251,8 +246,7 @@ class ZOVWorkloadSumAnchor : public ZOVWorkloadAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVWorkloadSumAnchor)
   explicit ZOVWorkloadSumAnchor(int profiler = 0, int type = ZOVWorkloadBaseSample::WorkloadAny,
-                                const RWCString& application = RWCString(),
-                                const RWCString& request = RWCString())
+                                const RWCString& application = {}, const RWCString& request = {})
       : ZOVWorkloadAnchor(profiler, type, application, request, ZOVSample::SampleTypeWorkloadSummary) {}
 };
 
@@ -260,11 +254,10 @@ class ZOVWorkloadDetailAnchor : public ZOVWorkloadAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVWorkloadDetailAnchor)
   explicit ZOVWorkloadDetailAnchor(int profiler = 0, int type = ZOVWorkloadBaseSample::WorkloadAny,
-                                   const RWCString& application = RWCString(),
-                                   const RWCString& request = RWCString(),
+                                   const RWCString& application = {}, const RWCString& request = {},
                                    int delay = ZOVWorkloadDetailSample::DelayAny,
-                                   const RWCString& detail1 = RWCString(),
-                                   const RWCString& detail2 = RWCString(), int category = 0)
+                                   const RWCString& detail1 = {}, const RWCString& detail2 = {},
+                                   int category = 0)
       : ZOVWorkloadAnchor(profiler, type, application, request, ZOVSample::SampleTypeWorkloadDetail),
         delayType(delay),
         delayDetail1(detail1),
@@ -282,7 +275,7 @@ class ZOVWorkloadDetailAnchor : public ZOVWorkloadAnchor {
 class ZOVDataSourceAnchor : public ZOVWorkloadAnalysisAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVDataSourceAnchor)
-  explicit ZOVDataSourceAnchor(int profiler = 0, const RWCString& dataSource = RWCString())
+  explicit ZOVDataSourceAnchor(int profiler = 0, const RWCString& dataSource = {})
       : ZOVWorkloadAnalysisAnchor(ZOVSample::SampleTypeDataSource, profiler), dataSourceName(dataSource) {}
 
   RWCString dataSourceName;
@@ -294,8 +287,7 @@ class ZOVDataSourceAnchor : public ZOVWorkloadAnalysisAnchor {
 class ZOVXQAccessAnchor : public ZOVWorkloadAnalysisAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVXQAccessAnchor)
-  explicit ZOVXQAccessAnchor(int profiler = 0, const RWCString& connection = RWCString(),
-                             const RWCString& queue = RWCString())
+  explicit ZOVXQAccessAnchor(int profiler = 0, const RWCString& connection = {}, const RWCString& queue = {})
       : ZOVWorkloadAnalysisAnchor(ZOVSample::SampleTypeXQAccess, profiler),
         connectionName(connection),
         queueName(queue) {}
@@ -309,8 +301,8 @@ class ZOVXQAccessAnchor : public ZOVWorkloadAnalysisAnchor {
 class ZOVQTXSummaryAnchor : public ZOVWorkloadAnalysisAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVQTXSummaryAnchor)
-  explicit ZOVQTXSummaryAnchor(int profiler = 0, const RWCString& gateway = RWCString(),
-                               const RWCString& server = RWCString(), const RWCString& program = RWCString())
+  explicit ZOVQTXSummaryAnchor(int profiler = 0, const RWCString& gateway = {}, const RWCString& server = {},
+                               const RWCString& program = {})
       : ZOVWorkloadAnalysisAnchor(ZOVSample::SampleTypeQTXSummary, profiler),
         gatewayName(gateway),
         serverName(server),
@@ -334,8 +326,7 @@ class ZOVTsl35ResourceAnchor : public ZOVWorkloadAnalysisAnchor {
 class ZOVAppSrvOverviewAnchor : public ZOVTsl35ResourceAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVAppSrvOverviewAnchor)
-  explicit ZOVAppSrvOverviewAnchor(int number = 0, const RWCString& node = RWCString(),
-                                   const RWCString& server = RWCString())
+  explicit ZOVAppSrvOverviewAnchor(int number = 0, const RWCString& node = {}, const RWCString& server = {})
       : ZOVTsl35ResourceAnchor(ZOVSample::SampleTypeServerOverview, number),
         nodeName(node),
         serverName(server) {}
@@ -347,7 +338,7 @@ class ZOVAppSrvOverviewAnchor : public ZOVTsl35ResourceAnchor {
 class ZOVTSLKeyValuePropertyAnchor : public ZOVTsl35ResourceAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVTSLKeyValuePropertyAnchor)
-  explicit ZOVTSLKeyValuePropertyAnchor(int number = 0, const RWCString& name = RWCString(),
+  explicit ZOVTSLKeyValuePropertyAnchor(int number = 0, const RWCString& name = {},
                                         ZOVSample::_SampleType type = ZOVSample::SampleTypeNone)
       : ZOVTsl35ResourceAnchor(type, number, name) {}
 
@@ -358,14 +349,14 @@ class ZOVTSLKeyValuePropertyAnchor : public ZOVTsl35ResourceAnchor {
 class ZOVTSLEnvVarsAnchor : public ZOVTSLKeyValuePropertyAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVTSLEnvVarsAnchor)
-  explicit ZOVTSLEnvVarsAnchor(int number = 0, const RWCString& variable = RWCString())
+  explicit ZOVTSLEnvVarsAnchor(int number = 0, const RWCString& variable = {})
       : ZOVTSLKeyValuePropertyAnchor(number, variable, ZOVSample::SampleTypeEnvironmentVariable) {}
 };
 
 class ZOVTSLJavaPropertyAnchor : public ZOVTSLKeyValuePropertyAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVTSLJavaPropertyAnchor)
-  explicit ZOVTSLJavaPropertyAnchor(int number = 0, const RWCString& property = RWCString())
+  explicit ZOVTSLJavaPropertyAnchor(int number = 0, const RWCString& property = {})
       : ZOVTSLKeyValuePropertyAnchor(number, property, ZOVSample::SampleTypeJavaProperty) {}
 };
 
@@ -375,7 +366,7 @@ class ZOVTSLJavaPropertyAnchor : public ZOVTSLKeyValuePropertyAnchor {
 class ZOVHTTPAnchor : public ZOVResourceAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVHTTPAnchor)
-  explicit ZOVHTTPAnchor(const RWCString& application = RWCString(), const RWCString& session = RWCString())
+  explicit ZOVHTTPAnchor(const RWCString& application = {}, const RWCString& session = {})
       : ZOVResourceAnchor(ZOVSample::SampleTypeHTTPSession, application), sessionName(session) {}
 
   RWCString sessionName;
@@ -388,9 +379,8 @@ class ZOVHTTPAnchor : public ZOVResourceAnchor {
 class ZOVMethodSummaryAnchor : public ZOVResourceAnchor {
  public:
   ZOV_ANCHOR_CLASS(ZOVMethodSummaryAnchor)
-  explicit ZOVMethodSummaryAnchor(const RWCString& method = RWCString(),
-                                  const RWCString& itsClass = RWCString(),
-                                  const RWCString& itsSignature = RWCString())
+  explicit ZOVMethodSummaryAnchor(const RWCString& method = {}, const RWCString& itsClass = {},
+                                  const RWCString& itsSignature = {})
       : ZOVResourceAnchor(ZOVSample::SampleTypeMethodSummary, method),
         className(itsClass),
         signature(itsSignature) {}
@@ -402,11 +392,11 @@ class ZOVMethodSummaryAnchor : public ZOVResourceAnchor {
 };
 
 /// Anchors that have nothing but their name.
-#define ZOV_NAMED_ANCHOR(Class, type)                                                                 \
-  class Class : public ZOVResourceAnchor {                                                            \
-   public:                                                                                            \
-    ZOV_ANCHOR_CLASS(Class)                                                                           \
-    explicit Class(const RWCString& name = RWCString()) : ZOVResourceAnchor(ZOVSample::type, name) {} \
+#define ZOV_NAMED_ANCHOR(Class, type)                                                        \
+  class Class : public ZOVResourceAnchor {                                                   \
+   public:                                                                                   \
+    ZOV_ANCHOR_CLASS(Class)                                                                  \
+    explicit Class(const RWCString& name = {}) : ZOVResourceAnchor(ZOVSample::type, name) {} \
   }
 ZOV_NAMED_ANCHOR(ZOVCacheAnchor, SampleTypeCache);
 ZOV_NAMED_ANCHOR(ZOVORBAnchor, SampleTypeORB);

@@ -94,7 +94,7 @@ unsigned int ZOVResourceAnchor::lookupHash() const {
   if (lookupHashComputed) return lookupHashValue;
   std::uint64_t result = mixed(isA(), static_cast<std::uint64_t>(sampleType));
   result = mixed(result, resourceName.view());
-  for (const ZOVAnchorField& field : anchorClass().fields) {
+  for (const zov::AnchorField& field : anchorClass().fields) {
     result = field.text ? mixed(result, (this->*field.text).view())
                         : mixed(result, static_cast<std::uint64_t>(this->*field.number));
   }
@@ -108,7 +108,7 @@ bool ZOVResourceAnchor::isEqual(const RWCollectable* other) const {
   if (other == nullptr || other->isA() != isA()) return false;
   const auto& that = *static_cast<const ZOVResourceAnchor*>(other);
   if (sampleType != that.sampleType || resourceName != that.resourceName) return false;
-  for (const ZOVAnchorField& field : anchorClass().fields) {
+  for (const zov::AnchorField& field : anchorClass().fields) {
     const bool same =
         field.text ? this->*field.text == that.*field.text : this->*field.number == that.*field.number;
     if (!same) return false;
@@ -117,15 +117,15 @@ bool ZOVResourceAnchor::isEqual(const RWCollectable* other) const {
 }
 
 bool ZOVResourceAnchor::doesItMatch(const ZOVResourceAnchor* filter) const {
-  const ZOVAnchorClass& rules = anchorClass();
+  const zov::AnchorClass& rules = anchorClass();
   if (filter == nullptr || filter->isA() != isA()) return false;
   const bool anyType =
-      rules.typeRule == ZOVAnchorClass::TypeIgnored ||
-      (rules.typeRule == ZOVAnchorClass::TypeWildcard && filter->sampleType == ZOVSample::SampleTypeNone);
+      rules.typeRule == zov::AnchorClass::TypeIgnored ||
+      (rules.typeRule == zov::AnchorClass::TypeWildcard && filter->sampleType == ZOVSample::SampleTypeNone);
   if (!anyType && filter->sampleType != sampleType) return false;
-  if ((rules.nameUses & ZOVAnchorField::Match) && !agrees(resourceName, filter->resourceName)) return false;
-  for (const ZOVAnchorField& field : rules.fields) {
-    if (!(field.uses & ZOVAnchorField::Match)) continue;
+  if ((rules.nameUses & zov::AnchorField::Match) && !agrees(resourceName, filter->resourceName)) return false;
+  for (const zov::AnchorField& field : rules.fields) {
+    if (!(field.uses & zov::AnchorField::Match)) continue;
     const bool agreed = field.text ? agrees(this->*field.text, filter->*field.text)
                                    : agrees(this->*field.number, filter->*field.number, field.wildcard);
     if (!agreed) return false;
@@ -134,10 +134,10 @@ bool ZOVResourceAnchor::doesItMatch(const ZOVResourceAnchor* filter) const {
 }
 
 bool ZOVResourceAnchor::isSpecific() const {
-  const ZOVAnchorClass& rules = anchorClass();
-  if ((rules.nameUses & ZOVAnchorField::Specific) && resourceName.isNull()) return false;
-  for (const ZOVAnchorField& field : rules.fields) {
-    if (!(field.uses & ZOVAnchorField::Specific)) continue;
+  const zov::AnchorClass& rules = anchorClass();
+  if ((rules.nameUses & zov::AnchorField::Specific) && resourceName.isNull()) return false;
+  for (const zov::AnchorField& field : rules.fields) {
+    if (!(field.uses & zov::AnchorField::Specific)) continue;
     const bool open = field.text ? (this->*field.text).isNull() : this->*field.number == field.wildcard;
     if (open) return false;
   }

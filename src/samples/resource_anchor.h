@@ -24,8 +24,10 @@ using ZOVSampleCallback = unsigned int (*)(ZOVSampleCallbackParms* parms, const 
 
 class ZOVResourceAnchor;
 
+namespace zov {
+
 /// One identity field of an anchor class, and what it takes part in. All of them make up equality.
-struct ZOVAnchorField {
+struct AnchorField {
   enum Use : unsigned int {
     Identity = 0,
     Match = 1,     ///< compared with a filter; the wildcard there matches all
@@ -38,40 +40,42 @@ struct ZOVAnchorField {
 };
 
 /// All that the anchor core knows of one anchor class.
-struct ZOVAnchorClass {
+struct AnchorClass {
   enum TypeRule { TypeEqual, TypeWildcard, TypeIgnored };  ///< how a filter's sampleType is compared
 
   RWClassID id;
   const char* name;
   TypeRule typeRule;
-  unsigned int nameUses;                   ///< as ZOVAnchorField::uses, of resourceName
-  std::span<const ZOVAnchorField> fields;  ///< those of the bases first; without sampleType, resourceName
+  unsigned int nameUses;                ///< as AnchorField::uses, of resourceName
+  std::span<const AnchorField> fields;  ///< those of the bases first; without sampleType, resourceName
 };
 
+}  // namespace zov
+
 /// What an anchor class has beside its fields and constructors.
-#define ZOV_ANCHOR_CLASS(Class)                        \
-  static const ZOVAnchorClass anchorClassInfo;         \
-  static RWClassID classIsA() {                        \
-    return anchorClassInfo.id;                         \
-  }                                                    \
-  const ZOVAnchorClass& anchorClass() const override { \
-    return anchorClassInfo;                            \
-  }                                                    \
-  ZOVResourceAnchor* clone() const override {          \
-    return new Class(*this);                           \
+#define ZOV_ANCHOR_CLASS(Class)                          \
+  static const zov::AnchorClass anchorClassInfo;         \
+  static RWClassID classIsA() {                          \
+    return anchorClassInfo.id;                           \
+  }                                                      \
+  const zov::AnchorClass& anchorClass() const override { \
+    return anchorClassInfo;                              \
+  }                                                      \
+  ZOVResourceAnchor* clone() const override {            \
+    return new Class(*this);                             \
   }
 
 class ZOVResourceAnchor : public ZOVCollectable {
  public:
-  explicit ZOVResourceAnchor(ZOVSample::_SampleType type, const RWCString& name = RWCString());
+  explicit ZOVResourceAnchor(ZOVSample::_SampleType type, const RWCString& name = {});
   /// Copies identity and clones both samples; the copy is live.
   ZOVResourceAnchor(const ZOVResourceAnchor& other);
   ZOVResourceAnchor& operator=(const ZOVResourceAnchor&) = delete;
   ~ZOVResourceAnchor() override;
 
-  static const ZOVAnchorClass anchorClassInfo;
+  static const zov::AnchorClass anchorClassInfo;
   static RWClassID classIsA() { return anchorClassInfo.id; }
-  virtual const ZOVAnchorClass& anchorClass() const { return anchorClassInfo; }
+  virtual const zov::AnchorClass& anchorClass() const { return anchorClassInfo; }
   /// A copy, owned by the caller.
   virtual ZOVResourceAnchor* clone() const { return new ZOVResourceAnchor(*this); }
   RWCollectable* copy() const override { return clone(); }
