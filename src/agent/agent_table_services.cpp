@@ -36,7 +36,7 @@ void AgentTableServices::forEachServer(const std::function<void(const ZOVApplica
 }
 
 void AgentTableServices::saveTraceEntry(std::unique_ptr<ZOVAgentFrameworkComponentTraceEntry> entry) {
-  if (_agent.saveComponentTraceEntry(entry.get()) != 0) entry.release();
+  if (_agent.saveComponentTraceEntry(entry.get()) != 0) static_cast<void>(entry.release());
 }
 
 }  // namespace zov

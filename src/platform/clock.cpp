@@ -31,6 +31,13 @@ ZOVClock::Steady ZOVClock::steady() {
   return std::chrono::steady_clock::now();
 }
 
+ZOVClock::Steady ZOVClock::coarseSteady() {
+  if (steadySource.load(std::memory_order_acquire)) return steady();
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return Steady(std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec));
+}
+
 timespec ZOVClock::deadlineIn(std::chrono::microseconds wait) {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);

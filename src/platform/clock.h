@@ -17,6 +17,8 @@ class ZOVClock {
   /// Wall time: microseconds since 1970-01-01 UTC.
   static std::int64_t microseconds();
   static Steady steady();
+  /// Steady time that may lag some milliseconds behind, for a fraction of the cost.
+  static Steady coarseSteady();
   /// Seconds from `then` to now, rounded down. For schedules and ages in whole seconds.
   static std::int64_t secondsSince(Steady then) {
     return std::chrono::floor<std::chrono::seconds>(steady() - then).count();

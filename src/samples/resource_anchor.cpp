@@ -154,6 +154,7 @@ void ZOVResourceAnchor::saveNewSample(ZOVSample* sample, unsigned int collection
   DGT1_Printf(traceUnit, DGT1_DETAIL, "ZOVResourceAnchor::saveNewSample called with this 0X%X sample at 0X%X",
               this, sample);
   if (sample == nullptr) return;
+  reportedAt = ZOVClock::coarseSteady();
   if (collectionId != 0 && collectionId == lastCollectionId && lastSample != nullptr) {
     mergeLaterPart(sample);
     return;

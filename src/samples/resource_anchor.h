@@ -12,6 +12,7 @@
 
 #include <span>
 
+#include "platform/clock.h"
 #include "runtime/collectable.h"
 #include "samples/sample.h"
 
@@ -125,6 +126,8 @@ class ZOVResourceAnchor : public ZOVCollectable {
   bool isLogicallyDeleted() const { return logicallyDeleted; }
   bool isHistoryOnly() const { return historyOnly; }
   bool isPinned() const { return pinned; }
+  /// Since the last sample was saved, by the agent's clock and not by the time that the sample tells.
+  std::int64_t secondsSinceReport() const { return ZOVClock::secondsSince(reportedAt); }
   /// The resource has left the server. Does nothing to an anchor that is pinned or history only.
   void markLogicallyDeleted() {
     if (!pinned && !historyOnly) logicallyDeleted = true;
@@ -149,6 +152,7 @@ class ZOVResourceAnchor : public ZOVCollectable {
 
   ZOVSample* lastSample = nullptr;            // owned
   ZOVSample* lastHistoricalSample = nullptr;  // owned
+  ZOVClock::Steady reportedAt{};              // of the last sample, when there is one
   unsigned int lastCollectionId = 0;
   bool logicallyDeleted = false;
   bool historyOnly = false;

@@ -155,26 +155,25 @@ void ServerAnchors::markObsolete(ZOVSample::_DataSource source, unsigned int col
   });
 }
 
-bool ServerAnchors::isRemovableByTime(const ZOVResourceAnchor& anchor, std::uint32_t now) const {
+bool ServerAnchors::isRemovableByTime(const ZOVResourceAnchor& anchor) const {
   if (anchor.isPinned()) return false;
   const int retain = _settings.retainHistory;
   if (anchor.isLogicallyDeleted() && retain <= 0) return true;
   const ZOVSample* const last = anchor.getLastSample();
   if (!last) return false;
-  const std::int64_t age = std::int64_t{now} - last->getSampleTime();
+  const std::int64_t age = anchor.secondsSinceReport();
   if (anchor.isLogicallyDeleted()) return age >= retain;
   return last->isIntervalSample() && age > 2 * std::int64_t{last->getDuration()} && age > retain;
 }
 
 void ServerAnchors::removeObsoleteByTime(ZOVSample::_DataSource source) {
   ZOV_TRACE(Public);
-  const std::uint32_t now = ZOVClock::seconds();  // wall time, as the samples' own
   holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     ZOVResourceAnchorTableIterator next(_table);
     ZOVResourceAnchor* following = next();
     while (ZOVResourceAnchor* const anchor = following) {
       following = next();
-      if (anchor->getDataSource() == source && isRemovableByTime(*anchor, now)) {
+      if (anchor->getDataSource() == source && isRemovableByTime(*anchor)) {
         _table.removeAndDestroy(anchor);
       }
     }

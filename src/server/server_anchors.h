@@ -74,7 +74,7 @@ class ServerAnchors final : public ZOVSampleKeeper {
       ZOV_REQUIRES(_lock);
   void saveResourceSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId)
       ZOV_REQUIRES(_lock);
-  bool isRemovableByTime(const ZOVResourceAnchor& anchor, std::uint32_t now) const;
+  bool isRemovableByTime(const ZOVResourceAnchor& anchor) const;
   unsigned int returnServerSample(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                                   _SaveSampleType saveType) ZOV_REQUIRES_SHARED(_lock);
   unsigned int returnResourceSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
