@@ -86,6 +86,10 @@ TEST_F(ContextTest, RemovingAServer) {
   EXPECT_EQ(names(), std::vector<std::string>{"b"});
   EXPECT_EQ(rig.contextText().find("appServerName=a"), std::string::npos);
   EXPECT_EQ(server->getName(), "a");  // who still has it can use it
+  EXPECT_TRUE(server->threadsHaveEnded());
+  server->setStatus(ServerConnected);  // a collector that comes late
+  EXPECT_FALSE(server->runningBackgroundProfilerCollection());
+  EXPECT_TRUE(server->threadsHaveEnded());
 }
 
 TEST_F(ContextTest, AStopEndsTheStartDelay) {

@@ -18,6 +18,13 @@ class ResourceAnchorsTest : public testing::Test {
     made->saveNumericData(17, summary);
     return made;
   }
+  static std::unique_ptr<ZOVSample> request(const char* name, int duration) {
+    auto made = std::make_unique<ZOVWorkloadSumSample>();
+    made->saveStringData(702, name);
+    made->saveNumericData(21, duration);
+    made->saveNumericData(703, 1);
+    return made;
+  }
   void save(std::unique_ptr<ZOVSample> made, unsigned int collection) {
     server->saveSample(made.release(), SaveSampleInterval, collection);
   }
@@ -71,48 +78,129 @@ TEST_F(ResourceAnchorsTest, WhatACollectionDoesNotBringIsMarkedUntilItReturns) {
 
 TEST_F(ResourceAnchorsTest, AnchorsThatDoNotReportAreRemovedByTime) {
   constexpr int Retain = 3600;
+  enum State { Live, Marked, HistoryTaken };
   const struct {
     const char* what;
-    bool interval, marked;
+    bool interval;
+    State state;
     int age;
     bool removed;
+    int duration = 60;
+    int retain = Retain;
   } cases[] = {
-      {"live, cumulative, old", false, false, 10 * Retain, false},
-      {"live, interval, young", true, false, Retain, false},
-      {"live, interval, old", true, false, Retain + 1, true},
-      {"marked, young", false, true, Retain - 1, false},
-      {"marked, old", false, true, Retain, true},
+      {"live, cumulative, old", false, Live, 10 * Retain, false},
+      {"live, young", true, Live, Retain, false},
+      {"live, old", true, Live, Retain + 1, true},
+      {"live, within two intervals", true, Live, 2 * Retain, false, Retain},
+      {"live, beyond two intervals", true, Live, 2 * Retain + 1, true, Retain},
+      {"live, nothing retained", true, Live, 121, true, 60, 0},
+      {"marked, young", false, Marked, Retain - 1, false},
+      {"marked, old", false, Marked, Retain, true},
+      {"marked interval, young", true, Marked, Retain - 1, false},
+      {"marked interval, old", true, Marked, Retain, true},
+      {"marked, nothing retained", false, Marked, 0, true, 60, 0},
+      {"history taken, young", true, HistoryTaken, Retain, false},
+      {"history taken, old", true, HistoryTaken, Retain + 1, true},
+  };
+  const ZOVWorkloadSumAnchor requests;
+  const ZOVContainerAnchor containers;
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.what);
+    services.serverParms.setRetainHistory(test.retain);
+    SetUp();
+    const auto saveOne = [&] {
+      if (test.interval) return save(request("/a", test.duration), 1);
+      auto made = sample<ZOVContainerSample>("a", 6);
+      made->saveNumericData(178, 1);
+      save(std::move(made), 1);
+    };
+    saveOne();
+    const auto source = test.interval ? ZOVSample::DataSourceWorkload : ZOVSample::DataSourceResource;
+    const ZOVResourceAnchor& wanted =
+        test.interval ? static_cast<const ZOVResourceAnchor&>(requests) : containers;
+    if (test.state != Live) server->markResourceAnchorsLogicallyDeleted(source);
+    if (test.state == HistoryTaken) reader.read(*server, wanted, SaveSampleHistorical);
+    StepClock::step(test.age);
+    server->removeObsoleteResourceAnchorsByTime(source);
+    // A further part of the same collection adds to an anchor that is still there, and is the first of a new
+    // one.
+    saveOne();
+    const bool alone =
+        reader.read(*server, wanted) == ZOV_OK && reader.number(test.interval ? 703 : 178) == 1;
+    EXPECT_EQ(alone, test.removed);
+  }
+}
+
+TEST_F(ResourceAnchorsTest, ASweepOfAnotherSourceRemovesNothing) {
+  save(request("/a", 60), 1);
+  StepClock::step(100'000);
+  for (const auto source : {ZOVSample::DataSourceResource, ZOVSample::DataSourceProfiler,
+                            ZOVSample::DataSourceVerboseGC, ZOVSample::DataSourceNone}) {
+    server->removeObsoleteResourceAnchorsByTime(source);
+  }
+  EXPECT_EQ(reader.read(*server, ZOVWorkloadSumAnchor()), ZOVReturnCode(0));
+}
+
+TEST_F(ResourceAnchorsTest, RecentRequestsAnswerWhatTheySelectForTheAgeOfTheirKind) {
+  services.serverParms.setRequestCollectAgeMax(10);
+  services.serverParms.setResourceCollectAgeMax(20);
+  const ZOVContainerAnchor containers, a("a", 0), b("b", 0);
+  const ZOVWorkloadSumAnchor requests;
+  const struct {
+    const char* what;
+    const ZOVResourceAnchor& noted;
+    const ZOVResourceAnchor& wanted;
+    int age, wallSetBy;
+    bool found;
+  } cases[] = {
+      {"the same", containers, containers, 20, 0, true},
+      {"too old", containers, containers, 21, 0, false},
+      {"requests age faster", requests, requests, 10, 0, true},
+      {"requests too old", requests, requests, 11, 0, false},
+      {"one of all", containers, a, 0, 0, true},
+      {"all of one", a, containers, 0, 0, false},
+      {"another one", a, b, 0, 0, false},
+      {"another type", containers, requests, 0, 0, false},
+      {"the wall clock is set forward", containers, containers, 20, 100'000, true},
+      {"the wall clock is set back", containers, containers, 21, -100'000, false},
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.what);
     SetUp();
-    if (test.interval) {
-      auto request = std::make_unique<ZOVDataSourceDetSample>();
-      request->saveStringData(8, "ds");
-      request->saveNumericData(21, 60);
-      save(std::move(request), 1);
-    } else {
-      save(sample<ZOVContainerSample>("a", 6), 1);
-    }
-    const auto source = test.interval ? ZOVSample::DataSourceWorkload : ZOVSample::DataSourceResource;
-    if (test.marked) server->markResourceAnchorsLogicallyDeleted(source);
+    server->defineCachedSampleRequest(test.noted);
     StepClock::step(test.age);
-    server->removeObsoleteResourceAnchorsByTime(source);
-    // What was removed comes back as a resource without a past.
-    const ZOVDataSourceAnchor dataSources;
-    const ZOVContainerAnchor all;
-    const ZOVResourceAnchor& wanted =
-        test.interval ? static_cast<const ZOVResourceAnchor&>(dataSources) : all;
-    const ZOVReturnCode history = reader.read(*server, wanted, SaveSampleHistorical);
-    EXPECT_EQ(history == ZOV_NO_SUCH_RESOURCE, test.removed);
+    StepClock::setWallBy(test.wallSetBy);
+    EXPECT_EQ(server->findCachedSampleRequest(test.wanted), test.found);
+    StepClock::step(1000);
+    EXPECT_FALSE(server->findCachedSampleRequest(test.wanted));
   }
 }
 
-TEST_F(ResourceAnchorsTest, HistoryIsReadOnlyWhereItIsKept) {
-  services.serverParms.setHistoricalCollection("WA");
-  SetUp();
-  EXPECT_EQ(reader.read(*server, ZOVContainerAnchor(), SaveSampleHistorical), ZOVReturnCode(149));
-  EXPECT_EQ(reader.read(*server, ZOVWorkloadSumAnchor(), SaveSampleHistorical), ZOVReturnCode(9));
+TEST_F(ResourceAnchorsTest, HistoryIsKeptAndReadByTheWordsOfTheConfiguration) {
+  const ZOVResourceAnchor types[] = {ZOVResourceAnchor(ZOVSample::SampleTypeContainer),
+                                     ZOVResourceAnchor(ZOVSample::SampleTypeWorkloadSummary),
+                                     ZOVResourceAnchor(ZOVSample::SampleTypeGarbageCollection),
+                                     ZOVResourceAnchor(ZOVSample::SampleTypeApplicationServerEvent),
+                                     ZOVResourceAnchor(ZOVSample::SampleTypeThread),
+                                     ZOVResourceAnchor(ZOVSample::SampleTypeProductEvent)};
+  const struct {
+    const char* words;
+    const char* kept;  // a letter for each of the types
+  } cases[] = {
+      {"ALL", "yyyynn"}, {"NONE", "nnnnnn"},      {"PSI", "ynnnnn"},           {"WA", "nynnnn"},
+      {"LOG", "nnnynn"}, {"VERBOSEGC", "nnynnn"}, {"IVS HEAP LOCK", "nnnnnn"}, {"wa, psi", "yynnnn"}};
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.words);
+    services.serverParms.setHistoricalCollection(test.words);
+    SetUp();
+    std::string kept;
+    for (const ZOVResourceAnchor& type : types) {
+      const ZOVReturnCode rc = reader.read(*server, type, SaveSampleHistorical);
+      kept += rc == ZOV_NO_SUCH_RESOURCE ? 'y' : rc == ZOV_NO_HISTORY ? 'n' : '?';
+    }
+    EXPECT_EQ(kept, test.kept);
+  }
+  EXPECT_EQ(environment.issued().back().substr(0, 9), "ZOVA0099W");
 }
 
 TEST_F(ResourceAnchorsTest, TheServersOwnSampleCarriesItsProcessAndStatus) {
