@@ -170,20 +170,3 @@ class ZOV_SCOPED_CAPABILITY SharedLock {
 };
 
 }  // namespace zov
-
-/// What the two above do, in a mode that the compiler does not see. Goes when nothing uses it any more.
-class ZOVLockScope {
- public:
-  ZOVLockScope(ZOVLock& lock, _LockRequestType mode)
-      : _lock(lock), _mode(mode), _held(_lock.get(mode, Wait) == 0) {}
-  ~ZOVLockScope() {
-    if (_held) _lock.release(_mode);
-  }
-  ZOVLockScope(const ZOVLockScope&) = delete;
-  ZOVLockScope& operator=(const ZOVLockScope&) = delete;
-
- private:
-  ZOVLock& _lock;
-  _LockRequestType _mode;
-  bool _held;
-};

@@ -1,19 +1,19 @@
 #pragma once
 // Arithmetic over numbers that peers send: defined for every operand.
 
+#include <bit>
 #include <cmath>
-#include <cstdint>
 #include <limits>
 
 /// Sum, difference and product wrap in 64 bits.
 constexpr long long zovAdd(long long a, long long b) {
-  return static_cast<long long>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
+  return std::bit_cast<long long>(static_cast<unsigned long long>(a) + static_cast<unsigned long long>(b));
 }
 constexpr long long zovSubtract(long long a, long long b) {
-  return static_cast<long long>(static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b));
+  return std::bit_cast<long long>(static_cast<unsigned long long>(a) - static_cast<unsigned long long>(b));
 }
 constexpr long long zovMultiply(long long a, long long b) {
-  return static_cast<long long>(static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b));
+  return std::bit_cast<long long>(static_cast<unsigned long long>(a) * static_cast<unsigned long long>(b));
 }
 
 /// Truncates towards zero. The one quotient that does not fit wraps; the divisor is not 0.

@@ -1,6 +1,7 @@
 #include "samples/sample.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
 
@@ -93,33 +94,35 @@ ZOVSample* ZOVSample::buildFromSampleString(_SampleType type, const char* text) 
   return sample;
 }
 
-const char* ZOVSample::getSampleTypeInEnglish(_SampleType type) {
-  const char* name = "";
-  switch (type) {
-#define SAMPLE(value, typeName, sampleClass, english, source, counting) \
-  SAMPLE_WITHOUT_CLASS(value, typeName, english, source)
-#define SAMPLE_WITHOUT_CLASS(value, typeName, english, source) \
-  case SampleType##typeName:                                   \
-    name = english;                                            \
-    break;
+namespace {
+struct TypeFacts {
+  const char* english = "";
+  ZOVSample::_DataSource source = ZOVSample::DataSourceNone;
+};
+/// What sample_classes.def says of each type, by number.
+constexpr auto typeFacts = [] {
+  std::array<TypeFacts, ZOVSample::SampleTypeEnd + 1> facts{};
+#define SAMPLE(value, name, sampleClass, english, source, counting) \
+  SAMPLE_WITHOUT_CLASS(value, name, english, source)
+#define SAMPLE_WITHOUT_CLASS(value, name, english, source) \
+  facts[value] = {english, ZOVSample::DataSource##source};
 #include "samples/sample_classes.def"
-    default:
-      break;
-  }
+  return facts;
+}();
+
+TypeFacts factsOf(int type) {
+  return type >= 0 && type <= ZOVSample::SampleTypeEnd ? typeFacts[static_cast<std::size_t>(type)]
+                                                       : TypeFacts{};
+}
+}  // namespace
+
+const char* ZOVSample::getSampleTypeInEnglish(_SampleType type) {
+  const char* const name = factsOf(type).english;
   return *name != '\0' ? name : "Unknown";
 }
 
 ZOVSample::_DataSource ZOVSample::getDataSource(_SampleType type) {
-  switch (type) {
-#define SAMPLE(value, name, sampleClass, english, source, counting) \
-  SAMPLE_WITHOUT_CLASS(value, name, english, source)
-#define SAMPLE_WITHOUT_CLASS(value, name, english, source) \
-  case SampleType##name:                                   \
-    return DataSource##source;
-#include "samples/sample_classes.def"
-    default:
-      return DataSourceNone;
-  }
+  return factsOf(type).source;
 }
 
 const RWCString& ZOVSample::getResourceName() const {
@@ -224,8 +227,8 @@ void ZOVSample::copySampleTimeAndDuration(char* out, long* durationOut) const {
   constexpr std::size_t width = 16;
   char text[width + 1] = {};
   ZOVTime(sampleTime).getCTTime(text, sizeof text);
-  std::memset(out, ' ', width);
-  std::memcpy(out, text, std::strlen(text));
+  const std::string_view time(text);
+  std::fill(time.copy(out, width) + out, out + width, ' ');
   *durationOut = duration;
 }
 

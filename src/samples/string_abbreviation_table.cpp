@@ -28,7 +28,7 @@ ZOVStringAbbreviationTable::~ZOVStringAbbreviationTable() {
 void ZOVStringAbbreviationTable::createAbbreviation(const ZOVStringAbbreviationSample& sample) {
   ZOV_TRACE(Public);
   auto* entry = new Entry(sample.fullString.view(), sample.abbreviation.view());
-  ZOVLockScope exclusive(_lock, Exclusive);
+  zov::ExclusiveLock exclusive(_lock);
   removeAndDestroy(entry);
   insert(entry);
   lastEntry = entry;
@@ -37,7 +37,7 @@ void ZOVStringAbbreviationTable::createAbbreviation(const ZOVStringAbbreviationS
 std::optional<RWCString> ZOVStringAbbreviationTable::getFullStringForAbbreviation(
     std::string_view abbreviation) const {
   const Entry wanted({}, abbreviation);
-  ZOVLockScope shared(_lock, Shared);
+  zov::SharedLock shared(_lock);
   const Entry* entry = lastEntry;
   if (entry == nullptr || !entry->isEqual(&wanted)) {
     entry = static_cast<const Entry*>(find(&wanted));
@@ -49,7 +49,7 @@ std::optional<RWCString> ZOVStringAbbreviationTable::getFullStringForAbbreviatio
 
 void ZOVStringAbbreviationTable::clearAndDestroy() {
   ZOV_TRACE(Public);
-  ZOVLockScope exclusive(_lock, Exclusive);
+  zov::ExclusiveLock exclusive(_lock);
   lastEntry = nullptr;
   RWHashTable::clearAndDestroy();
 }

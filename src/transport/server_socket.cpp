@@ -71,7 +71,7 @@ std::shared_ptr<ZOVSocketConnection> ZOVServerSocket::clientAccept(ZOVReturnCode
   std::shared_ptr<ZOVSocketConnection> connection;
   const auto failure = guarded(ZOV_PLACE, [&] {
     connection = std::make_shared<ZOVSocketConnection>(std::move(stream), _port, nullptr);
-    const ZOVLockScope scope(_allSocketsLock, Exclusive);
+    const zov::ExclusiveLock scope(_allSocketsLock);
     _allSockets.push_back(connection);
     if (_shutDown) connection->shutdownSocket();
   });
@@ -125,7 +125,7 @@ void ZOVServerSocket::deleteSocket(const ZOVSocketConnection* connection) {
   ZOV_TRACE(Public);
   std::shared_ptr<ZOVSocketConnection> found;
   {
-    const ZOVLockScope scope(_allSocketsLock, Exclusive);
+    const zov::ExclusiveLock scope(_allSocketsLock);
     const auto place = std::ranges::find(_allSockets, connection, &std::shared_ptr<ZOVSocketConnection>::get);
     if (place == _allSockets.end()) return;
     found = std::move(*place);
@@ -137,14 +137,14 @@ void ZOVServerSocket::deleteSocket(const ZOVSocketConnection* connection) {
 
 void ZOVServerSocket::closeListening() {
   ZOV_TRACE(Public);
-  const ZOVLockScope scope(_allSocketsLock, Exclusive);
+  const zov::ExclusiveLock scope(_allSocketsLock);
   _stream = std::make_unique<zov::TcpStream>(-1);
   _valid = false;
 }
 
 void ZOVServerSocket::shutdownAll() {
   ZOV_TRACE(Public);
-  const ZOVLockScope scope(_allSocketsLock, Exclusive);
+  const zov::ExclusiveLock scope(_allSocketsLock);
   if (std::exchange(_shutDown, true)) return;
   shutdownSocket();
   for (const auto& connection : _allSockets) connection->shutdownSocket();
@@ -152,6 +152,6 @@ void ZOVServerSocket::shutdownAll() {
 }
 
 std::size_t ZOVServerSocket::getNumConnections() {
-  const ZOVLockScope scope(_allSocketsLock, Shared);
+  const zov::SharedLock scope(_allSocketsLock);
   return _allSockets.size();
 }

@@ -47,8 +47,8 @@ class ZOVServerSocket : public ZOVSocketConnection {
   void deleteClosedPeers(std::span<const pollfd> watched);
 
   ZOVLock _allSocketsLock;
-  std::vector<std::shared_ptr<ZOVSocketConnection>> _allSockets;  // guarded by _allSocketsLock
-  bool _shutDown = false;                                         // guarded by _allSocketsLock
+  std::vector<std::shared_ptr<ZOVSocketConnection>> _allSockets ZOV_GUARDED_BY(_allSocketsLock);
+  bool _shutDown ZOV_GUARDED_BY(_allSocketsLock) = false;
   int _wakeEvent = -1;                                            // eventfd, readable for good once shut down
   std::vector<std::shared_ptr<ZOVSocketConnection>> _ownerless;   // the accepting thread's
 };

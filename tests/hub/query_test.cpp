@@ -306,13 +306,14 @@ TEST_F(HubTest, TooManyRowsOrAFailureOfTheTableIsAnAnswer) {
 
 namespace {
 std::atomic<int> commandsInside{0};
-std::atomic<int> mostInside{0};
+std::atomic<Gate*> commandGate{nullptr};
 
 long answerCommand(TqboxAutomationCapsule* capsule) {
-  mostInside = std::max(mostInside.load(), ++commandsInside);
+  ++commandsInside;
   const std::string command = capsule->command;
   const std::string reply = capsule->owner->requestDetail->table + " " + capsule->owner->originText + " " +
                             capsule->owner->GetSubnode() + " " + command;
+  if (command == "wait") commandGate.load()->wait();
   capsule->rowOrStatus = command == "bad" ? 52 : 0;
   capsule->SetMessage(reply.c_str());
   capsule->owner->FinishedAutomationCommand(capsule);
@@ -334,12 +335,18 @@ TEST_F(HubTest, CommandsGoThroughOneByOne) {
   EXPECT_EQ(answer.body, "{\"message\":\"CLACTRMT n:h:ZOVS n:h:ZOVS OV:Go \xC3\xBC\",\"status\":0}\n");
   EXPECT_NE(client.post("/v1/actions", "{\"node\":\"n\",\"command\":\"bad\"}").body.find("\"status\":52"),
             std::string::npos);
+  Gate gate;
+  commandGate = &gate;
   std::vector<ZOVTestHttpClient> clients;
   for (int i = 0; i < 20; ++i) {
-    clients.emplace_back(port).send(ZOVTestHttpClient::request(
-        "POST", "/v1/actions", "Content-Type: application/json\r\n", "{\"node\":\"n\",\"command\":\"x\"}"));
+    clients.emplace_back(port).send(ZOVTestHttpClient::request("POST", "/v1/actions",
+                                                               "Content-Type: application/json\r\n",
+                                                               "{\"node\":\"n\",\"command\":\"wait\"}"));
   }
+  ASSERT_TRUE(gate.awaitWaiting(1));
+  for (int i = 0; i < 20; ++i) EXPECT_NE(rows(), "") << "time enough for a second command to go in";
+  EXPECT_EQ(commandsInside, 1);
+  gate.open();
   for (ZOVTestHttpClient& each : clients) EXPECT_EQ(each.receive().status, 200);
-  EXPECT_EQ(mostInside, 1);
   ARQ_RegisterCommandCallback("OV", nullptr);
 }
