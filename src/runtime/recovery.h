@@ -7,11 +7,11 @@
 //   if (failure) ...                       // what reached the frame; it has been displayed already
 //
 //   holding(_lock, Exclusive, [&] { ... });             // given back on every path
-//   withCleanup([&] { use(fd); }, [&] { close(fd); });  // the cleanup runs on every path
+//   withCleanup([&] { use(fd); }, [&] { close(fd); });  // however use ends
 //
-// guarded ends a failure; holding and withCleanup let it pass on. A C++ exception that reaches guarded
-// (std::bad_alloc: code 3, any other: code 5) is taken as a raise; a thread's cancellation passes through all
-// three, with the frame popped.
+// guarded ends a failure; holding and withCleanup let it pass on to the next frame out, and end it where none
+// stands. A C++ exception that reaches guarded (std::bad_alloc: code 3, any other: code 5) is taken as a raise;
+// a thread's cancellation passes through all three, with the frame popped.
 
 #include <atomic>
 #include <exception>
@@ -87,7 +87,8 @@ std::optional<ZOVException> guarded(const char* tag, const char* function, Body&
 }
 
 /// Runs body, and then cleanup on every path: return, raise, C++ exception, cancellation. What ended the body
-/// then goes on. The cleanup must not raise.
+/// then goes on, to the next frame out; a failure without one is displayed and ends here, and withCleanup
+/// returns. The cleanup must not raise, and should not wait: a kill that is pending acts in its waits too.
 template <class Body, class Cleanup>
 void withCleanup(Body&& body, Cleanup&& cleanup) {
   auto* called = std::addressof(body);
