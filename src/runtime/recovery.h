@@ -10,8 +10,8 @@
 //   withCleanup([&] { use(fd); }, [&] { close(fd); });  // however use ends
 //
 // guarded ends a failure; holding and withCleanup let it pass on to the next frame out, and end it where none
-// stands. A C++ exception that reaches guarded (std::bad_alloc: code 3, any other: code 5) is taken as a raise;
-// a thread's cancellation passes through all three, with the frame popped.
+// stands. A C++ exception that reaches guarded (std::bad_alloc: code 3, any other: code 5) is taken as a
+// raise; a thread's cancellation passes through all three, with the frame popped.
 
 #include <atomic>
 #include <exception>
