@@ -10,10 +10,12 @@
 
 static DGT1_Unit traceUnit("ZOVCTHRD");
 
+// Its mutex comes before the thread's state mutex, which the end of a cancelled thread takes inside it.
 struct ZOVThread::Life {
+  explicit Life(ZOVThread* of) : thread(of) {}
   ZOVMutex mutex;
-  ZOVThread* thread ZOV_GUARDED_BY(mutex) = nullptr;  // null once the object is gone
-  ZOVEvent unwound;                                   // posted when a cancelled thread has come to its end
+  ZOVThread* thread ZOV_GUARDED_BY(mutex);  // null once the object is gone
+  ZOVEvent unwound;                         // posted when a cancelled thread has come to its end
 
   void setThread(ZOVThread* to) {
     const zov::RecursiveLock lock(mutex);
@@ -159,12 +161,23 @@ void ZOVThread::partFromThread() {
 int ZOVThread::start(ZOVThreadManager* manager) {
   ZOV_TRACE(Public);
   if (_stateMutex == nullptr) _stateMutex = std::make_unique<ZOVMutex>();
+  partFromFormerRun();
   _stateMutex->get();
   const auto failure = guarded(ZOV_PLACE, [&]() ZOV_REQUIRES(*_stateMutex) { createLocked(manager); });
   const int running = _running;
   _stateMutex->release();
   if (failure) zovRaise(*failure);
   return running;
+}
+
+/// A run that was killed and has yet to unwind must not touch what the next one uses.
+void ZOVThread::partFromFormerRun() {
+  std::shared_ptr<Life> former;
+  {
+    const zov::RecursiveLock lock(*_stateMutex);
+    if (!_running) former = _life;
+  }
+  if (former != nullptr) former->setThread(nullptr);
 }
 
 void ZOVThread::createLocked(ZOVThreadManager* manager) {
@@ -179,9 +192,7 @@ void ZOVThread::createLocked(ZOVThreadManager* manager) {
   pthread_attr_setdetachstate(&_attributes, PTHREAD_CREATE_DETACHED);
   if (_stackSize != 0) pthread_attr_setstacksize(&_attributes, _stackSize);
 
-  if (_life != nullptr) _life->setThread(nullptr);  // a former run that was killed and has yet to unwind
-  _life = std::make_shared<Life>();
-  _life->setThread(this);
+  _life = std::make_shared<Life>(this);
   auto given = std::make_unique<std::shared_ptr<Life>>(_life);
   _killed = false;
   _state = WaitingToRun;

@@ -127,6 +127,7 @@ class ZOVThread : public ZOVCollectable {
   static void* ThreadDispatcher(void* life);
   void enterNewThread();
   void endOfThread();
+  void partFromFormerRun();
   void createLocked(ZOVThreadManager* manager) ZOV_REQUIRES(*_stateMutex);
   void markEnded();
   void dumpLocks() const;
