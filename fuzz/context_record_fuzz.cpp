@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!server) return 0;
   const RWCString record = ZOVApplicationContext::writeContextRecord(*server);
   const auto again = ZOVApplicationContext::createAppServerFromContextRecord(record.data(), rc);
-  if (!again || !again->isEqual(server.get()) || again->getSubnodeName() != server->getSubnodeName())
+  if (!again || !again->isEqual(server.get()) || ZOVApplicationContext::writeContextRecord(*again) != record)
     std::abort();
   return 0;
 }

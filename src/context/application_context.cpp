@@ -1,6 +1,7 @@
 #include "context/application_context.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -37,10 +38,13 @@ constexpr const char* ContextTable[ContextKeys] = {"appServerName", "workingDire
                                                    "occurrence",    "platform",         "subnodeName",
                                                    "aliasName",     "localeName",       "encoding"};
 
-RWCString withoutControls(const RWCString& value) {
-  std::string text = value.str();
+/// What would end a field, a line or the text of one is a blank in a value, both when it is written and when
+/// it is read: so what was written is what is read.
+RWCString cleaned(std::string_view value) {
+  constexpr std::string_view Ends("\t\r\n\0", 4);
+  std::string text(value);
   std::replace_if(
-      text.begin(), text.end(), [](char c) { return c == '\t' || c == '\r' || c == '\n'; }, ' ');
+      text.begin(), text.end(), [&](char c) { return Ends.find(c) != std::string_view::npos; }, ' ');
   return RWCString(std::move(text));
 }
 
@@ -54,10 +58,15 @@ bool writeAll(int file, std::string_view text) {
   return true;
 }
 
+std::string freshPath(const std::string& path) {
+  return path + ".new";
+}
+
 /// Writes beside the file and renames, so that a crash leaves the old file or the new one.
 bool replaceFile(const std::string& path, std::string_view text) {
-  const std::string fresh = path + ".new";
-  const int file = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  const std::string fresh = freshPath(path);
+  ::unlink(fresh.c_str());  // of a writer that was killed; what cannot be taken away, the open refuses
+  const int file = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
   if (file < 0) return false;
   const bool written = writeAll(file, text) && ::fsync(file) == 0;
   const bool closed = ::close(file) == 0;
@@ -66,6 +75,19 @@ bool replaceFile(const std::string& path, std::string_view text) {
   ::unlink(fresh.c_str());
   errno = error;
   return false;
+}
+
+/// Opens a regular file for reading; anything else in its place is refused, and never waited for. Null with
+/// errno set.
+std::FILE* openRegularFile(const char* path) {
+  const int file = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (file < 0) return nullptr;
+  struct stat status {};
+  const bool regular = ::fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+  if (std::FILE* const stream = regular ? ::fdopen(file, "r") : nullptr) return stream;
+  ::close(file);
+  errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+  return nullptr;
 }
 
 void replaceFirst(char* text, char wanted, std::size_t length) {
@@ -131,8 +153,7 @@ void ZOVApplicationContext::backgroundProcessing() {
   holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     startupCompleted(1);
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Starting context initialization thread");
-    if (waitForStart()) readContextFile();
-    _closed = isShutdownRequested();
+    _closed = !waitForStart() || !readContextFile();
   });
 }
 
@@ -142,20 +163,26 @@ bool ZOVApplicationContext::waitForStart() {
   return !isShutdownRequested();
 }
 
-void ZOVApplicationContext::readContextFile() {
+bool ZOVApplicationContext::readContextFile() {
   ZOV_TRACE(Private);
-  std::FILE* file = std::fopen(_contextFilePath.data(), "re");
-  if (!file && replaceFile(_contextFilePath.str(), "\n")) file = std::fopen(_contextFilePath.data(), "re");
-  if (!file) {
-    DGT1_Printf(traceUnit, DGT1_ERROR,
-                "Context file %s cannot be read: %s. Servers are added as collectors connect.",
-                _contextFilePath.data(), std::strerror(errno));
-    return;
+  ::unlink(freshPath(_contextFilePath.str()).c_str());  // of a writer that was killed
+  std::FILE* const file = openRegularFile(_contextFilePath.data());
+  const int error = errno;
+  bool whole = !file && error == ENOENT;
+  if (file) {
+    const bool failed = guarded(ZOV_PLACE, [&]() ZOV_REQUIRES(_lock) { readRecords(file); }).has_value();
+    whole = !failed && std::ferror(file) == 0 && !isShutdownRequested();
+    std::fclose(file);
+  } else if (!whole) {
+    DGT1_Printf(
+        traceUnit, DGT1_ERROR,
+        "Context file %s cannot be read: %s. It stays as it is, and servers are not remembered until the "
+        "agent is started with a file that it can read, or with none.",
+        _contextFilePath.data(), std::strerror(error));
   }
-  guarded(ZOV_PLACE, [&]() ZOV_REQUIRES(_lock) { readRecords(file); });
-  std::fclose(file);
-  // Tidied at every start; but not by a reading that was cut short, which knows only some of the servers.
-  if (!isShutdownRequested()) writeContextFile();
+  if (!whole) return false;
+  writeContextFile();  // tidied at every start
+  return true;
 }
 
 void ZOVApplicationContext::readRecords(std::FILE* file) {
@@ -186,12 +213,13 @@ ZOVApplicationContext::Server ZOVApplicationContext::createAppServerFromContextR
   const RWCString line(record);
   RWCTokenizer nextField(line);
   for (RWCString field = nextField("\t"); !field.isNull(); field = nextField("\t")) {
-    RWCTokenizer nextPart(field);
-    const RWCString key = nextPart("=");
-    const auto* const found = std::find_if(std::begin(ContextTable), std::end(ContextTable),
-                                           [&](const char* known) { return key == known; });
+    const std::string_view text = field.view();
+    const std::size_t equals = std::min(text.find('='), text.size());
+    const std::string_view key = text.substr(0, equals);
+    const auto* const found = std::find(std::begin(ContextTable), std::end(ContextTable), key);
     if (found == std::end(ContextTable)) continue;
-    values[static_cast<std::size_t>(found - std::begin(ContextTable))] = nextPart("=");
+    values[static_cast<std::size_t>(found - std::begin(ContextTable))] =
+        cleaned(text.substr(std::min(equals + 1, text.size())));
   }
   const RWCString occurrence = ZOVUTF8Handler(values[Occurrence]).convertToLocalString();
   const zov::ServerDescription description{
@@ -280,7 +308,7 @@ RWCString ZOVApplicationContext::writeContextRecord(const ZOVApplicationServer& 
   RWCString record;
   for (std::size_t i = 0; i < ContextKeys; ++i) {
     if (i != 0) record.append('\t');
-    record.append(ContextTable[i]).append('=').append(withoutControls(values[i]).view());
+    record.append(ContextTable[i]).append('=').append(cleaned(values[i].view()).view());
   }
   return record;
 }

@@ -14,7 +14,7 @@
 //
 // Locks: the context lock guards the list, and is the first of all. The file's own mutex, taken inside it,
 // orders the writers of the file. The file is replaced by a rename: a crash leaves the old one or the new
-// one.
+// one. A file that is there and cannot be read whole is never replaced: it is told of, and stays.
 
 #include <cstdio>
 #include <memory>
@@ -72,15 +72,17 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
   /// Writes the file again. Takes the lock shared, so with none of a server's locks held.
   void rewriteContextInfo();
   /// The server that a line describes, or null with the reason in `rc` (7: no name). Unknown keys are
-  /// skipped, and of a key that is repeated the last one counts.
+  /// skipped, and of a key that is repeated the last one counts. The first "=" of a field splits it. Tab, CR,
+  /// LF and NUL inside a value become blanks.
   static Server createAppServerFromContextRecord(const char* record, ZOVReturnCode& rc);
-  /// The server's line without its end. Tab, CR and LF inside a value become blanks.
+  /// The server's line without its end, its values cleaned as they are when it is read.
   static RWCString writeContextRecord(const ZOVApplicationServer& server);
   const RWCString& getContextFilePath() const { return _contextFilePath; }
 
  private:
   static void stopThreadsOf(const std::vector<Server>& servers);
-  void readContextFile() ZOV_REQUIRES(_lock);
+  /// Only a file that does not exist counts as none. False when the list is not what the file says.
+  bool readContextFile() ZOV_REQUIRES(_lock);
   bool waitForStart();  // false when told to end
   void readRecords(std::FILE* file) ZOV_REQUIRES(_lock);
   void readRecord(char* line) ZOV_REQUIRES(_lock);

@@ -3,7 +3,12 @@
 
 #include "context/application_context.h"
 
+#include <sys/stat.h>
+
+#include <functional>
+
 #include "support/server_rig.h"
+#include "support/trace_capture.h"
 
 namespace {
 
@@ -68,6 +73,75 @@ TEST_F(ContextTest, ValuesCannotBreakTheFile) {
   ASSERT_TRUE(second.receive());
   EXPECT_EQ(rig.contextText().substr(1, rig.contextText().find("occurrence") - 1),
             "appServerName=a b c\tworkingDirectory=\tserverRootDirectory=/srv  appServerName\t");
+}
+
+TEST_F(ContextTest, WhatWasWrittenIsWhatIsRead) {
+  const std::string values[] = {"/opt/a=b", "=",        "a==b=",    "tab\there",
+                                "\r",       "cr\rcr\r", "lf\nlf\n", std::string("zero\0byte", 9)};
+  for (const std::string& value : values) {
+    ZOVReturnCode rc;
+    const zov::ServerDescription description{
+        .name = RWCString(value), .rootDirectory = RWCString(value), .encoding = RWCString(value)};
+    const auto server = buildServer(description, rc);
+    ASSERT_TRUE(server);
+    const RWCString record = ZOVApplicationContext::writeContextRecord(*server);
+    const auto read = ZOVApplicationContext::createAppServerFromContextRecord(record.data(), rc);
+    ASSERT_TRUE(read) << record.str();
+    EXPECT_EQ(ZOVApplicationContext::writeContextRecord(*read).str(), record.str());
+    std::string expected = value;
+    for (char& c : expected) c = c == '\t' || c == '\r' || c == '\n' || c == '\0' ? ' ' : c;
+    EXPECT_EQ(read->getServerRootDirectory().str(), expected);
+  }
+}
+
+TEST_F(ContextTest, AServerIsTheSameBehindARestart) {
+  rig.start();
+  for (int starts = 0; starts < 3; ++starts) {
+    FakeCollector collector(rig.port());
+    collector.send(wirePing(7, "shop", "/opt/a=b"));
+    ASSERT_TRUE(collector.receive());
+    EXPECT_EQ(names(), std::vector<std::string>{"shop"});
+    rig.stop();
+    rig.start();
+  }
+}
+
+TEST_F(ContextTest, WhatCannotBeReadStays) {
+  const std::string path = rig.contextFile();
+  const struct {
+    const char* what;
+    std::function<int()> make;
+    std::filesystem::file_type type;
+  } cases[] = {
+      {"directory", [&] { return ::mkdir(path.c_str(), 0755); }, std::filesystem::file_type::directory},
+      {"FIFO", [&] { return ::mkfifo(path.c_str(), 0644); }, std::filesystem::file_type::fifo},
+      {"link to itself", [&] { return ::symlink(path.c_str(), path.c_str()); },
+       std::filesystem::file_type::symlink},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.what);
+    TraceCapture trace;
+    ASSERT_EQ(test.make(), 0);
+    std::ofstream(path + ".new") << "left behind";
+    rig.start();
+    EXPECT_TRUE(rig.ping("shop")->receive());  // the file blocks nothing
+    EXPECT_EQ(names(), std::vector<std::string>{"shop"});
+    EXPECT_EQ(trace.count("cannot be read"), 1);
+    EXPECT_EQ(std::filesystem::symlink_status(path).type(), test.type);
+    EXPECT_FALSE(std::filesystem::exists(path + ".new"));
+    rig.stop();
+    std::filesystem::remove(path);
+  }
+}
+
+TEST_F(ContextTest, AFIFOInTheNewFilesPlaceBlocksNoWriter) {
+  const std::string fresh = rig.contextFile().string() + ".new";
+  rig.start();
+  EXPECT_EQ(names().size(), 0U);
+  ASSERT_EQ(::mkfifo(fresh.c_str(), 0644), 0);
+  EXPECT_TRUE(rig.ping("shop")->receive());
+  EXPECT_NE(rig.contextText().find("appServerName=shop"), std::string::npos);
+  EXPECT_FALSE(std::filesystem::exists(fresh));
 }
 
 TEST_F(ContextTest, RemovingAServer) {
