@@ -23,7 +23,8 @@ class RWCollectable {
   virtual int compareTo(const RWCollectable* other) const;
   /// The number that orders a hash table's iteration. Equal objects have equal hashes.
   virtual unsigned int hash() const;
-  /// What a hash table's look-up is indexed by: as hash(), where hash() is too coarse to keep look-ups flat.
+  /// What a hash table's look-up is indexed by. A class whose hash() is coarse, or made of names from
+  /// outside, makes it with RWLookupHash, to keep look-ups flat.
   virtual unsigned int lookupHash() const { return hash(); }
   /// Default: identity.
   virtual bool isEqual(const RWCollectable* other) const { return this == other; }

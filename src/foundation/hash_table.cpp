@@ -1,6 +1,7 @@
 #include <cstdint>
 
 #include "foundation/collections.h"
+#include "foundation/lookup_hash.h"
 
 namespace {
 constexpr std::uint32_t none = UINT32_MAX;
@@ -9,7 +10,8 @@ constexpr std::uint32_t none = UINT32_MAX;
 /// The members are nodes, numbered by their place in one array. A node is linked twice: into its bucket,
 /// which gives the order of iteration, and into the chain of the members with the same look-up hash. The
 /// first of such a chain stands in the index: open addressing with linear probing, one slot for each hash
-/// that occurs, never more than three quarters full, and no tombstones.
+/// that occurs, never more than three quarters full, and no tombstones. Where in the index a hash stands is
+/// seeded, so that numbers from outside cannot be chosen to stand in one row.
 struct RWHashTable::Table {
   struct Node {
     RWCollectable* member;
@@ -30,6 +32,7 @@ struct RWHashTable::Table {
 
   explicit Table(std::size_t count) : bucketCount(count == 0 ? 1 : count) {}
 
+  const RWLookupHash seeded;
   std::size_t bucketCount;
   std::vector<Bucket> buckets;  // made by the first insertion
   std::vector<Node> nodes;
@@ -39,7 +42,7 @@ struct RWHashTable::Table {
   std::size_t hashes = 0;   // slots in use
 
   std::size_t home(std::uint32_t hash) const {
-    return static_cast<std::size_t>((hash * UINT64_C(0x9E3779B97F4A7C15)) >> 32) & (slots.size() - 1);
+    return RWLookupHash(seeded).add(hash).value() & (slots.size() - 1);
   }
 
   /// The slot of a hash, or the empty one where it would stand. There is always an empty one.

@@ -1,31 +1,13 @@
 #include "samples/resource_anchor.h"
 
-#include <algorithm>
-#include <cstring>
 #include <utility>
 
+#include "foundation/lookup_hash.h"
 #include "runtime/trace_scope.h"
 
 static DGT1_Unit traceUnit("ZOVCANCH");
 
 namespace {
-
-/// Mixes the bytes eight at a time; strong enough that names which differ in one byte anywhere scatter.
-std::uint64_t mixed(std::uint64_t hash, std::uint64_t word) {
-  hash = (hash ^ word) * 0x9e3779b97f4a7c15ULL;
-  return hash ^ (hash >> 32);
-}
-std::uint64_t mixed(std::uint64_t hash, std::string_view text) {
-  hash = mixed(hash, text.size());
-  while (!text.empty()) {
-    std::uint64_t word = 0;
-    const std::size_t taken = std::min(text.size(), sizeof word);
-    std::memcpy(&word, text.data(), taken);
-    hash = mixed(hash, word);
-    text.remove_prefix(taken);
-  }
-  return hash;
-}
 
 std::uint32_t wordAt(std::string_view text, std::size_t position) {
   const auto byte = [&](std::size_t i) {
@@ -92,13 +74,16 @@ unsigned int ZOVResourceAnchor::hash() const {
 
 unsigned int ZOVResourceAnchor::lookupHash() const {
   if (lookupHashComputed) return lookupHashValue;
-  std::uint64_t result = mixed(isA(), static_cast<std::uint64_t>(sampleType));
-  result = mixed(result, resourceName.view());
+  RWLookupHash result;
+  result.add(isA()).add(static_cast<std::uint64_t>(sampleType)).add(resourceName.view());
   for (const zov::AnchorField& field : anchorClass().fields) {
-    result = field.text ? mixed(result, (this->*field.text).view())
-                        : mixed(result, static_cast<std::uint64_t>(this->*field.number));
+    if (field.text) {
+      result.add((this->*field.text).view());
+    } else {
+      result.add(static_cast<std::uint64_t>(this->*field.number));
+    }
   }
-  lookupHashValue = static_cast<unsigned int>(result >> 32 ^ result);
+  lookupHashValue = result.value();
   lookupHashComputed = true;
   return lookupHashValue;
 }

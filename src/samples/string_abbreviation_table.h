@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "foundation/collections.h"
+#include "foundation/lookup_hash.h"
 #include "runtime/collectable.h"
 #include "runtime/lock.h"
 
@@ -24,7 +25,7 @@ class ZOVStringAbbreviationTable : private RWHashTable {
     Entry(std::string_view itsFullString, std::string_view itsAbbreviation);
     RWClassID isA() const override { return 31080; }
     unsigned int hash() const override { return hashValue; }
-    unsigned int lookupHash() const override { return abbreviation.hash(); }
+    unsigned int lookupHash() const override { return RWLookupHash().add(abbreviation.view()).value(); }
     /// By the abbreviation alone.
     bool isEqual(const RWCollectable* other) const override;
     const RWCString& getFullString() const { return fullString; }
