@@ -74,6 +74,9 @@ class tqbox {
   /// start.
   const char* GetSubnode();
   void ResetGetSubnode();
+  /// Tells why a subnode gives this request no rows, or not all: a word and a sentence. The first report of a
+  /// subnode stands.
+  void ReportSubnode(const char* subnode, const char* status, const char* reason);
   /// Non-zero when the request is for history; known from construction on.
   int IsHistoryRequest() const;
 

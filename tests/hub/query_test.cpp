@@ -69,11 +69,11 @@ TEST_F(HubTest, ListsTablesAndNodes) {
   };
   EXPECT_EQ(rows(),
             "{\"table\":\"FAKE\",\"rows\":[{\"number\":1,\"text\":\"\",\"originnode\":\"a:host:ZOVS\"},"
-            "{\"number\":1,\"text\":\"\",\"originnode\":\"b:host:ZOVS\"}]}\n");
+            "{\"number\":1,\"text\":\"\",\"originnode\":\"b:host:ZOVS\"}],\"nodes\":[]}\n");
   for (const int gone : {0, 1}) EXPECT_EQ(ARQ_Subnode_Deregister("a:host:ZOVS") != 0, gone);
   ARQ_Subnode_Deregister("b:host:ZOVS");
   ARQ_Subnode_SendRequest();
-  EXPECT_EQ(rows(), "{\"table\":\"FAKE\",\"rows\":[]}\n");
+  EXPECT_EQ(rows(), "{\"table\":\"FAKE\",\"rows\":[],\"nodes\":[]}\n");
 }
 
 TEST_F(HubTest, GivesParametersToTheTable) {
@@ -104,6 +104,17 @@ TEST_F(HubTest, GivesParametersToTheTable) {
     EXPECT_EQ(zovTestGet(port, std::string("/v1/tables/FAKE/rows") + query).status, 200) << query;
     EXPECT_EQ(asked, expected) << query;
   }
+}
+
+TEST_F(HubTest, TellsWhichNodesGaveNoRows) {
+  start();
+  table.sample = [&](FakeBox& box) {
+    box.AddData(FakeRow(1));
+    box.ReportSubnode("n", "timeout", "it did not answer");
+    box.ReportSubnode("n", "other", "later");
+  };
+  EXPECT_TRUE(rows("?node=n").ends_with(
+      "}],\"nodes\":[{\"name\":\"n\",\"status\":\"timeout\",\"reason\":\"it did not answer\"}]}\n"));
 }
 
 TEST_F(HubTest, WritesAnyRowAsValidJson) {
@@ -279,8 +290,9 @@ TEST_F(HubTest, AnswersManyQueriesAtOnceOnKeptConnections) {
       ZOVTestHttpClient client(port);
       for (int i = 0; i < 25; ++i) {
         const ZOVTestAnswer answer = client.get("/v1/tables/FAKE/rows");
-        good += answer.status == 200 &&
-                answer.body.ends_with("{\"number\":99,\"text\":\"row\",\"originnode\":\"\"}]}\n");
+        good +=
+            answer.status == 200 &&
+            answer.body.ends_with("{\"number\":99,\"text\":\"row\",\"originnode\":\"\"}],\"nodes\":[]}\n");
       }
     });
   }

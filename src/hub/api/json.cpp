@@ -80,4 +80,17 @@ void writeRow(JsonWriter& writer, const Table& table, const char* row) {
   writer.EndObject();
 }
 
+void writeNodes(JsonWriter& writer, const std::vector<NodeReport>& nodes) {
+  writeKey(writer, "nodes");
+  writer.StartArray();
+  for (const NodeReport& node : nodes) {
+    writer.StartObject();
+    writeMember(writer, "name", node.name);
+    writeMember(writer, "status", node.status);
+    writeMember(writer, "reason", node.reason);
+    writer.EndObject();
+  }
+  writer.EndArray();
+}
+
 }  // namespace zov::hub

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "hub/api/answer.h"
+#include "hub/core/node_report.h"
 
 namespace zov::hub {
 
@@ -30,6 +31,8 @@ void writeKey(JsonWriter& writer, std::string_view key);
 void writeMember(JsonWriter& writer, std::string_view key, std::string_view text);
 /// Writes one row as an object. A text ends at its first zero byte, and its trailing blanks are left out.
 void writeRow(JsonWriter& writer, const Table& table, const char* row);
+/// Writes the member "nodes" of an answer of rows: the subnodes that gave none.
+void writeNodes(JsonWriter& writer, const std::vector<NodeReport>& nodes);
 
 /// An answer whose body is what `write`, given a JsonWriter, writes: one line.
 template <class Write>

@@ -113,6 +113,7 @@ std::vector<ContextInfo> RowsQuery::requests(const std::atomic<bool>& givenUp) c
 
 Answer RowsQuery::run(const std::atomic<bool>& givenUp) const {
   const std::string& name = _table->manager->table();
+  const auto nodes = std::make_shared<NodeReports>();
   bool overflowed = false;
   Answer answer = jsonAnswer([&](JsonWriter& writer) {
     writer.StartObject();
@@ -120,6 +121,7 @@ Answer RowsQuery::run(const std::atomic<bool>& givenUp) const {
     writeKey(writer, "rows");
     writer.StartArray();
     for (ContextInfo& context : requests(givenUp)) {
+      context.nodes = nodes;
       const Visit visit;
       Request request(*_table->manager, std::move(context));
       request.box().TakeSample();
@@ -130,6 +132,7 @@ Answer RowsQuery::run(const std::atomic<bool>& givenUp) const {
       for (std::int32_t i = 0; i < count; ++i) writeRow(writer, *_table, request.box().rowAt(i));
     }
     writer.EndArray();
+    writeNodes(writer, nodes->all());
     writer.EndObject();
   });
   if (!overflowed) return answer;

@@ -10,6 +10,7 @@
 
 #include "framework/table_manager.h"
 #include "framework/tqbox.h"
+#include "hub/core/node_report.h"
 
 namespace zov::hub {
 
@@ -53,6 +54,8 @@ struct ContextInfo {
   /// Once set, the request gets no more subnodes and takes no more rows, so that it comes back soon. May be
   /// null; outlives the request.
   const std::atomic<bool>* givenUp = nullptr;
+  /// Takes what the table reports of nodes; may be null.
+  std::shared_ptr<zov::hub::NodeReports> nodes;
   bool overflowed = false;  ///< InsertRow has refused rows for their size
 };
 

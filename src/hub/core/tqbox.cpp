@@ -148,6 +148,10 @@ void tqbox::ResetGetSubnode() {
   _nextSubnode = 0;
 }
 
+void tqbox::ReportSubnode(const char* subnode, const char* status, const char* reason) {
+  if (_context != nullptr && _context->nodes != nullptr) _context->nodes->add({subnode, status, reason});
+}
+
 int tqbox::IsHistoryRequest() const {
   return _context != nullptr && _context->history;
 }
