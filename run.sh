@@ -27,6 +27,7 @@ case "${1:-}" in
     export ZOV_LOCAL_ADDRESS=${ZOV_LOCAL_ADDRESS-127.0.0.1}
     mkdir -p "$ZOV_CONFIG_DIR"
     echo "Configuration is in $ZOV_CONFIG_DIR; rows at http://${ZOV_HUB_ADDRESS:-127.0.0.1:63390}/v1/tables" >&2
+    echo "Actions need the token in $ZOV_CONFIG_DIR/hub.token" >&2
     exec "$build/bin/zovagent"
     ;;
   *)

@@ -28,6 +28,7 @@ namespace {
 /// How long the agent's end waits for the framework's threads to leave the agent.
 constexpr int RequestEndMilliseconds = 1000;
 constexpr const char* ProductVersion = "06.00.00";
+constexpr const char* ConfigurationDirectory = "ZOV_CONFIG_DIR";
 constexpr int VersionBytes = 9;
 /// How current the framework is told that data are, while the agent comes up and after.
 constexpr int CurrencyKind = 2;
@@ -73,7 +74,7 @@ void ZOVAgent::readInternalTraceSetting() {
 }
 
 void ZOVAgent::buildConfigFilePrefix() {
-  _configFilePrefix = OSL1_GetEnv("ZOV_CONFIG_DIR", "");
+  _configFilePrefix = OSL1_GetEnv(ConfigurationDirectory, "");
   if (!_configFilePrefix.isNull()) {
     const char last = _configFilePrefix[_configFilePrefix.length() - 1];
     if (last != '/' && last != '\\') _configFilePrefix.append('/');
@@ -90,7 +91,10 @@ void ZOVAgent::registerWithFramework() {
       ZOVUTF8Handler(getConfigParms()->getAgentId()).convertToSBLocalString(substitute.data()).data());
   ARQ_RegisterAgentLoader(LoadAgents);
   ARQ_SetCurrency(CurrencyKind, CurrencyAtStart);
-  zov::introduceAgent({.version = ProductVersion, .node = getHostName("").str()});
+  zov::introduceAgent({.version = ProductVersion,
+                       .node = getHostName("").str(),
+                       .directory = OSL1_GetEnv(ConfigurationDirectory, ""),
+                       .mostNodeBytes = ZOVNodeNames::MaximumLength});
   char version[VersionBytes] = {};
   ARQ_SetVersionUsingProduct(CommandPrefix, version, VersionBytes);
   _agentVersion = version;

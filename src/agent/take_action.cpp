@@ -18,20 +18,22 @@ namespace {
 constexpr const char* Delimiters = " \t\n";
 constexpr int KeepAsItIs = -1;  // a level or percentage that was not given
 
-/// The reply's value for a return code; 0 for any other.
-constexpr struct {
+/// What a return code is in the reply, and to the framework.
+struct Meaning {
   unsigned int code;
   int value;
-} MapArray[] = {{ZOV_OK, 1},
-                {ZOV_INVALID_COMMAND, 2},
-                {ZOV_NO_SUCH_SERVER, 3},
-                {ZOV_COMMAND_QUEUED, 4},
-                {ZOV_REQUEST_COLLECTION_SUSPENDED, 5}};
+  CommandOutcome outcome;
+};
+constexpr Meaning MapArray[] = {{ZOV_OK, 1, CommandOutcome::Done},
+                                {ZOV_INVALID_COMMAND, 2, CommandOutcome::BadCommand},
+                                {ZOV_NO_SUCH_SERVER, 3, CommandOutcome::UnknownNode},
+                                {ZOV_COMMAND_QUEUED, 4, CommandOutcome::Queued},
+                                {ZOV_REQUEST_COLLECTION_SUSPENDED, 5, CommandOutcome::Conflict},
+                                {ZOV_SERVER_NOT_STOPPED, 0, CommandOutcome::Conflict}};
 
-int replyValue(unsigned int rc) {
-  const auto* found = std::find_if(std::begin(MapArray), std::end(MapArray),
-                                   [rc](const auto& entry) { return entry.code == rc; });
-  return found == std::end(MapArray) ? 0 : found->value;
+Meaning meaningOf(unsigned int rc) {
+  const auto* found = std::ranges::find(MapArray, rc, &Meaning::code);
+  return found == std::end(MapArray) ? Meaning{rc, 0, CommandOutcome::Failed} : *found;
 }
 
 /// The command's text in the local code page, without the product's prefix.
@@ -97,9 +99,11 @@ long ZOVAgent::handleQTCommand(TqboxAutomationCapsule* capsule) {
   });
   if (failure) rc = failure->getReturnCode();
 
-  const std::string reply = DGT1_FormatText("TYPE=ATR;ATTR=ZOVCOMND.RESULT;ENUM=%d;~", replyValue(rc));
+  const Meaning meaning = meaningOf(rc);
+  const std::string reply = DGT1_FormatText("TYPE=ATR;ATTR=ZOVCOMND.RESULT;ENUM=%d;~", meaning.value);
   capsule->rowOrStatus = static_cast<std::int32_t>(rc);
   capsule->SetMessage(reply.c_str());
+  capsule->SetOutcome(meaning.outcome, ZOVReturnCode::getDescription(rc));
   if (capsule->owner != nullptr) capsule->owner->FinishedAutomationCommand(capsule);
   logResult(command.name, command.server.get(), rc);
   return static_cast<long>(rc);

@@ -3,6 +3,7 @@
 //
 // The ARQ_ calls may come from any thread at any time, also before arkmain; texts are copied.
 
+#include <cstddef>
 #include <string>
 
 class TqboxAutomationCapsule;
@@ -11,10 +12,12 @@ namespace zov {
 
 /// What the framework says of the agent that it serves, and cannot know by itself.
 struct AgentIdentity {
-  std::string version;  ///< of the product; what ARQ_SetVersionUsingProduct gives out
-  std::string node;     ///< the name of the agent's own node
+  std::string version;            ///< of the product; what ARQ_SetVersionUsingProduct gives out
+  std::string node;               ///< the name of the agent's own node
+  std::string directory;          ///< where the framework keeps its own files; empty: the working directory
+  std::size_t mostNodeBytes = 0;  ///< of a node's name
 };
-/// To be called before ARQ_SetVersionUsingProduct; a later call replaces what was told.
+/// To be called before ARQ_SetVersionUsingProduct and arkmain; a later call replaces what was told.
 void introduceAgent(AgentIdentity identity);
 
 }  // namespace zov
@@ -54,8 +57,8 @@ int ARQ_SetAffinity(const char* affinity);
 /// Commands go to `callback` on a framework thread, one at a time; its result is the command's status.
 int ARQ_RegisterCommandCallback(const char* prefix, long (*callback)(TqboxAutomationCapsule*));
 
-/// Queue a subnode's coming or going; non-zero for a name that is empty or longer than 32 bytes, or that is
-/// not registered. Registering a name again replaces what was known of it.
+/// Queue a subnode's coming or going; non-zero for a name that is empty or longer than the AgentIdentity's
+/// mostNodeBytes, or that is not registered. Registering a name again replaces what was known of it.
 int ARQ_Subnode_Register_nAff(const char* name, const char* product, const char* version, int kind,
                               const char* affinity, const char* feature);
 int ARQ_Subnode_Deregister(const char* name);

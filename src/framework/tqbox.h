@@ -124,6 +124,16 @@ class tqbox {
 /// Releases the hold that tqbox::UseHandle took. The last hold on a request that has been closed deletes it.
 void RCL1_Drop(unsigned long id);
 
+/// What has become of a command, as far as its sender can do something about it.
+enum class CommandOutcome {
+  Done,
+  Queued,       ///< the work still lies ahead
+  UnknownNode,  ///< there is no node of that name
+  BadCommand,   ///< no such command, or not with these arguments
+  Conflict,     ///< not in the node's present state
+  Failed,
+};
+
 /// One Take Action command on its way through the agent's callback.
 class TqboxAutomationCapsule {
  public:
@@ -132,6 +142,13 @@ class TqboxAutomationCapsule {
   /// Gives the framework the reply text; a copy is kept.
   void SetMessage(const char* message) { _message = message == nullptr ? "" : message; }
   const std::string& message() const { return _message; }
+  /// Tells the framework how the command's status is meant, and describes it; a copy is kept.
+  void SetOutcome(CommandOutcome outcome, const char* reason) {
+    _outcome = outcome;
+    _reason = reason == nullptr ? "" : reason;
+  }
+  CommandOutcome outcome() const { return _outcome; }
+  const std::string& reason() const { return _reason; }
 
   tqbox* owner = nullptr;           ///< the request that the command came through; outlives the capsule
   char command[CommandBytes] = {};  ///< UTF-8, terminated
@@ -140,4 +157,6 @@ class TqboxAutomationCapsule {
 
  private:
   std::string _message;
+  CommandOutcome _outcome = CommandOutcome::Failed;
+  std::string _reason;
 };

@@ -157,13 +157,28 @@ TEST(Session, ShowsItsMessagesAndPushesThem) {
 
   // Commands, through the interface that a person uses.
   ASSERT_TRUE(collector.waitForRequest(2));
-  ZOVTestHttpClient client(agent.httpPort());
   const std::string node = agent.subnodes().at(0);
-  EXPECT_EQ(
-      client.post("/v1/actions", R"({"node":")" + node + R"(","command":"OV:StopRequestMonitor"})").body,
-      R"({"message":"TYPE=ATR;ATTR=ZOVCOMND.RESULT;ENUM=1;~","status":0})"
-      "\n");
+  EXPECT_EQ(agent.act(node, "OV:StopRequestMonitor").body,
+            R"({"message":"TYPE=ATR;ATTR=ZOVCOMND.RESULT;ENUM=1;~","status":0,"result":"done","reason":"OK"})"
+            "\n");
   EXPECT_EQ(collector.waitForRequest(8, 1)->number(659), std::nullopt);  // a level of 0 is not sent
+  const struct {
+    std::string node, command;
+    int status;
+    const char* result;
+    const char* reason;
+  } refused[] = {
+      {node, "Nonsense", 422, "bad_command", "Invalid TakeAction command"},
+      {"none:h:ZOVS", "StopGCMonitor", 404, "unknown_node", "Unable to locate the application server"},
+      {node, "SetRequestSamplingRate 5", 409, "conflict", "Request Data Collection Suspended"},
+      {node, "RemSubNode", 409, "conflict", "Application server was not stopped"},
+      {node, "StopAppSvr", 202, "queued", "TakeAction command queued for background processing"}};
+  for (const auto& [to, command, status, result, reason] : refused) {
+    const ZOVTestAnswer answer = agent.act(to, command);
+    EXPECT_EQ(answer.status, status) << command;
+    EXPECT_THAT(answer.body, AllOf(HasSubstr("\"result\":\"" + std::string(result) + "\""),
+                                   HasSubstr("\"reason\":\"" + std::string(reason) + "\"")));
+  }
   EXPECT_EQ(agent.stop(SIGTERM), 0);
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -23,6 +24,7 @@
 #include "platform/trace.h"
 #include "support/comes_true.h"
 #include "support/http_client.h"
+#include "support/temporary_directory.h"
 #include "tables/table.h"
 
 struct FakeRow {
@@ -104,6 +106,7 @@ class HubTest : public testing::Test {
     DGT1_SetSink(&HubTest::sink, this);
     unsetenv("ZOV_HUB_TOKEN");
     setenv("ZOV_HUB_ADDRESS", "127.0.0.1:0", 1);
+    zov::introduceAgent({.version = "", .node = "", .directory = directory.path(), .mostNodeBytes = 32});
     TableManager::RegisterWithManager(&table);
   }
   ~HubTest() override {
@@ -113,6 +116,10 @@ class HubTest : public testing::Test {
   }
 
   void start() {
+    {
+      const zov::MutexLock guard(_mutex);
+      _lines.clear();
+    }
     startWithoutPort();
     waitForLine("HTTP is served at");
     port = zov::hub::servedPort();
@@ -135,10 +142,25 @@ class HubTest : public testing::Test {
     }
     return true;
   }
+  bool hasLine(const std::string& text) {
+    const zov::MutexLock guard(_mutex);
+    return _lines.find(text) != std::string::npos;
+  }
   std::string rows(const std::string& query = "") {
     return zovTestGet(port, "/v1/tables/FAKE/rows" + query).body;
   }
 
+  /// The headers of an action that is let in.
+  std::string actionHeaders() const {
+    std::string token;
+    std::ifstream(directory.file("hub.token")) >> token;
+    return "Content-Type: application/json\r\nAuthorization: Bearer " + token + "\r\n";
+  }
+  ZOVTestAnswer act(const std::string& body) {
+    return ZOVTestHttpClient(port).post("/v1/actions", body, actionHeaders());
+  }
+
+  TemporaryDirectory directory;
   FakeTable table;
   std::uint16_t port = 0;
   int result = -1;

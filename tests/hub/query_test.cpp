@@ -45,13 +45,13 @@ TEST_F(HubTest, ListsTablesAndNodes) {
   const auto enlist = [](const std::string& node) {
     return ARQ_Subnode_Register_nAff(node.c_str(), "OV", "06100000", 2, "AFF", "FEATURE");
   };
-  zov::introduceAgent({.version = "1.2", .node = "ID:host"});
+  zov::introduceAgent({.version = "1.2", .node = "ID:host", .directory = "", .mostNodeBytes = 11});
   char version[3];
   ARQ_SetVersionUsingProduct("OV", version, sizeof version);
   EXPECT_STREQ(version, "1.") << "cut to its place";
   for (const char* node : {"b:host:ZOVS", "a:host:ZOVS"}) EXPECT_EQ(enlist(node), 0);
   EXPECT_NE(enlist(""), 0);
-  EXPECT_NE(enlist(std::string(33, 'x')), 0);
+  EXPECT_NE(enlist("aa:host:ZOVS"), 0) << "longer than the agent says";
   EXPECT_EQ(zovTestGet(port, "/v1/nodes").body.find("a:host:ZOVS"), std::string::npos) << "not sent yet";
   ARQ_Subnode_SendRequest();
   const std::string nodes = zovTestGet(port, "/v1/nodes").body;
@@ -141,7 +141,7 @@ TEST_F(HubTest, WritesAnyRowAsValidJson) {
 
 TEST_F(HubTest, RefusesWithAStatusAndASentence) {
   start();
-  const std::string json = "Content-Type: application/json\r\n";
+  const std::string json = actionHeaders();
   const auto request = &ZOVTestHttpClient::request;
   const auto get = [&](const std::string& query) {
     return request("GET", "/v1/tables/FAKE/rows?" + query, "", "");
@@ -173,8 +173,8 @@ TEST_F(HubTest, RefusesWithAStatusAndASentence) {
       {request("GET", "/v1/events?node=x", "", ""), 400, "accepted is table"},
       {request("GET", "/healthz", "Host: evil.example\r\n", ""), 403, "evil.example"},
       {request("GET", "/healthz", "Host: localhost:x\r\n", ""), 403, "accepted are 127.0.0.1 and localhost"},
-      {request("POST", "/v1/actions", "Content-Type: text/plain\r\n", "{}"), 415,
-       "accepted is application/json"},
+      {request("POST", "/v1/actions", json.substr(json.find("Auth")) + "Content-Type: text/plain\r\n", "{}"),
+       415, "accepted is application/json"},
       {post(std::string(65537, ' ')), 413, "the body has 65537 bytes"},
       {post("{\"node\":"), 400, "the body is not JSON"},
       {post(std::string(60000, '[')), 400, "the body is not JSON"},
@@ -201,11 +201,39 @@ TEST_F(HubTest, RefusesWithAStatusAndASentence) {
   }
 }
 
+TEST_F(HubTest, RefusesWhatCouldBeTakenForTwoRequestsAndClosesTheConnection) {
+  start();
+  const std::string get = "GET /v1/nodes HTTP/1.1\r\n";
+  const std::string post = "POST /v1/actions HTTP/1.1\r\nHost: localhost\r\n" + actionHeaders();
+  const std::string next = "GET /healthz HTTP/1.1\r\nHost: localhost\r\n\r\n";
+  const struct {
+    std::string request;
+    const char* sentence;
+  } cases[] = {
+      {get + "Host: localhost\r\nHost: localhost\r\n\r\n", "2 Host headers"},
+      {get + "Host: localhost\r\nHost: evil.example\r\n\r\n", "2 Host headers"},
+      {post + "Content-Length: 0\r\nContent-Length: " + std::to_string(next.size()) + "\r\n\r\n" + next,
+       "Content-Length headers differ"},
+      {post + "Content-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n" + next, "are both given"},
+  };
+  for (const auto& [request, sentence] : cases) {
+    ZOVTestHttpClient client(port);
+    client.send(request);
+    const ZOVTestAnswer answer = client.receive();
+    EXPECT_EQ(answer.status, 400) << request;
+    EXPECT_NE(answer.body.find(sentence), std::string::npos) << answer.body;
+    EXPECT_EQ(client.receive().status, 0) << "what follows is no request of its own";
+  }
+  ZOVTestHttpClient client(port);
+  client.send(post + "Content-Length: 2\r\nContent-Length: 2\r\n\r\n{}");
+  EXPECT_EQ(client.receive().status, 400);
+  EXPECT_EQ(client.get("/healthz").status, 200) << "lengths that agree are no reason to close";
+}
+
 TEST_F(HubTest, EndlessBodiesAndHeadersCostOnlyTheirConnection) {
   start();
-  const std::string chunkedPost =
-      "POST /v1/actions HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\n"
-      "Transfer-Encoding: chunked\r\n\r\n";
+  const std::string chunkedPost = "POST /v1/actions HTTP/1.1\r\nHost: localhost\r\n" + actionHeaders() +
+                                  "Transfer-Encoding: chunked\r\n\r\n";
   ZOVTestHttpClient chunked(port);
   chunked.send(chunkedPost);
   const std::string chunk = "4000\r\n" + std::string(0x4000, ' ') + "\r\n";
@@ -314,51 +342,4 @@ TEST_F(HubTest, TooManyRowsOrAFailureOfTheTableIsAnAnswer) {
   EXPECT_NE(answer.body.find("narrow the query"), std::string::npos);
   EXPECT_EQ(rowsTaken, 10);
   EXPECT_EQ(zovTestGet(port, "/v1/tables/FAKE/rows?NUMBER=1").status, 500);
-}
-
-namespace {
-std::atomic<int> commandsInside{0};
-std::atomic<Gate*> commandGate{nullptr};
-
-long answerCommand(TqboxAutomationCapsule* capsule) {
-  ++commandsInside;
-  const std::string command = capsule->command;
-  const std::string reply = capsule->owner->requestDetail->table + " " + capsule->owner->originText + " " +
-                            capsule->owner->GetSubnode() + " " + command;
-  if (command == "wait") commandGate.load()->wait();
-  capsule->rowOrStatus = command == "bad" ? 52 : 0;
-  capsule->SetMessage(reply.c_str());
-  capsule->owner->FinishedAutomationCommand(capsule);
-  --commandsInside;
-  return capsule->rowOrStatus;
-}
-}  // namespace
-
-TEST_F(HubTest, CommandsGoThroughOneByOne) {
-  start();
-  ZOVTestHttpClient client(port);
-  EXPECT_EQ(client.post("/v1/actions", "{\"node\":\"n\",\"command\":\"c\"}").status, 503)
-      << "no callback yet";
-  ARQ_RegisterCommandCallback("OV", &answerCommand);
-  const ZOVTestAnswer answer =
-      client.post("/v1/actions", "{\"node\":\"n:h:ZOVS\",\"command\":\"OV:Go \\u00fc\"}",
-                  "Content-Type: application/json; charset=utf-8\r\n");
-  EXPECT_EQ(answer.status, 200);
-  EXPECT_EQ(answer.body, "{\"message\":\"CLACTRMT n:h:ZOVS n:h:ZOVS OV:Go \xC3\xBC\",\"status\":0}\n");
-  EXPECT_NE(client.post("/v1/actions", "{\"node\":\"n\",\"command\":\"bad\"}").body.find("\"status\":52"),
-            std::string::npos);
-  Gate gate;
-  commandGate = &gate;
-  std::vector<ZOVTestHttpClient> clients;
-  for (int i = 0; i < 20; ++i) {
-    clients.emplace_back(port).send(ZOVTestHttpClient::request("POST", "/v1/actions",
-                                                               "Content-Type: application/json\r\n",
-                                                               "{\"node\":\"n\",\"command\":\"wait\"}"));
-  }
-  ASSERT_TRUE(gate.awaitWaiting(1));
-  for (int i = 0; i < 20; ++i) EXPECT_NE(rows(), "") << "time enough for a second command to go in";
-  EXPECT_EQ(commandsInside, 1);
-  gate.open();
-  for (ZOVTestHttpClient& each : clients) EXPECT_EQ(each.receive().status, 200);
-  ARQ_RegisterCommandCallback("OV", nullptr);
 }

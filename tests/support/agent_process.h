@@ -111,6 +111,14 @@ class AgentProcess {
   std::uint16_t httpPort() const { return _httpPort; }
   std::string prefix() const { return _directory.path() + "/" + shortHostName() + "_"; }
   const std::string& directory() const { return _directory.path(); }
+  /// Sends a command through HTTP, with the token that the agent keeps.
+  ZOVTestAnswer act(const std::string& node, const std::string& command) {
+    std::string token;
+    std::ifstream(_directory.file("hub.token")) >> token;
+    return ZOVTestHttpClient(_httpPort).post(
+        "/v1/actions", R"({"node":")" + node + R"(","command":")" + command + "\"}",
+        "Content-Type: application/json\r\nAuthorization: Bearer " + token + "\r\n");
+  }
   std::string contextFile() const {
     std::ostringstream text;
     text << std::ifstream(prefix() + "zovapctx").rdbuf();

@@ -3,6 +3,9 @@
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
 
+#include <algorithm>
+#include <optional>
+
 #include "hub/api/json.h"
 #include "hub/core/registry.h"
 #include "hub/core/request.h"
@@ -12,6 +15,34 @@ namespace zov::hub {
 namespace {
 
 constexpr const char* accepted = "; accepted is {\"node\": text, \"command\": text}";
+
+/// How an outcome is told: the word of the answer, and the status of HTTP.
+constexpr struct {
+  CommandOutcome outcome;
+  const char* word;
+  unsigned status;
+} outcomes[] = {{CommandOutcome::Done, "done", 200},
+                {CommandOutcome::Queued, "queued", 202},
+                {CommandOutcome::UnknownNode, "unknown_node", 404},
+                {CommandOutcome::BadCommand, "bad_command", 422},
+                {CommandOutcome::Conflict, "conflict", 409},
+                {CommandOutcome::Failed, "failed", 502}};
+
+Answer answerOf(const TqboxAutomationCapsule& capsule, long status) {
+  const auto* const told =
+      std::ranges::find_if(outcomes, [&](const auto& entry) { return entry.outcome == capsule.outcome(); });
+  Answer answer = jsonAnswer([&](JsonWriter& writer) {
+    writer.StartObject();
+    writeMember(writer, "message", capsule.message());
+    writeKey(writer, "status");
+    writer.Int64(status);
+    writeMember(writer, "result", told->word);
+    writeMember(writer, "reason", capsule.reason());
+    writer.EndObject();
+  });
+  answer.status = told->status;
+  return answer;
+}
 
 struct Command {
   std::string node;
@@ -64,31 +95,19 @@ Answer Command::run() const {
   const auto callback = Registry::instance().commandCallback.load();
   if (callback == nullptr) return Answer::error(503, "the agent does not take commands yet; try again later");
 
-  std::string message;
-  long status = 0;
-  bool finished = false;
+  std::optional<TqboxAutomationCapsule> finished;
   ContextInfo context;
   context.origin = node;
   context.subnodes = {node};
-  context.finished = [&](const TqboxAutomationCapsule& capsule) {
-    message = capsule.message();
-    status = capsule.rowOrStatus;
-    finished = true;
-  };
+  context.finished = [&](const TqboxAutomationCapsule& capsule) { finished = capsule; };
   const Visit visit;
   Request request({Registry::instance().product(), TqboxActionTable}, std::move(context));
   TqboxAutomationCapsule capsule;
   capsule.owner = &request.box();
   text.copy(capsule.command, TqboxAutomationCapsule::CommandBytes - 1);
   const long result = callback(&capsule);
-  if (!finished) status = result;
-  return jsonAnswer([&](JsonWriter& writer) {
-    writer.StartObject();
-    writeMember(writer, "message", message);
-    writeKey(writer, "status");
-    writer.Int64(status);
-    writer.EndObject();
-  });
+  if (finished) return answerOf(*finished, finished->rowOrStatus);
+  return answerOf(capsule, result);
 }
 
 }  // namespace

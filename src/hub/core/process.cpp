@@ -36,7 +36,7 @@ class Process {
   void tryToListen();
   void stop();
 
-  const Settings _settings = Settings::fromEnvironment();
+  const Settings _settings = Settings::fromEnvironment(Registry::instance().identity().directory);
   std::unique_ptr<FrontDoor> _door;  // null while there is no port
   bool _saidThatPortIsTaken = false;
 };
@@ -83,6 +83,13 @@ void Process::tryToListen() {
     _door = std::move(door);
     portNow = _door->port();
     DGT1_Printf(traceUnit, DGT1_MESSAGE, "HTTP is served at %s", _settings.url(_door->port()).c_str());
+    if (!_settings.kept.problem.empty()) {
+      DGT1_Printf(
+          traceUnit, DGT1_MESSAGE,
+          "Actions are refused, since there is no token for them: %s. Remove the file, and a new one is "
+          "made at the next start; or set ZOV_HUB_TOKEN.",
+          _settings.kept.problem.c_str());
+    }
     return;
   }
   if (_saidThatPortIsTaken) return;

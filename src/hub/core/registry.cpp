@@ -5,12 +5,6 @@
 #include "framework/table_manager.h"
 
 namespace zov::hub {
-namespace {
-
-constexpr std::size_t mostNodeBytes = 32;
-
-}  // namespace
-
 Registry& Registry::instance() {
   static Registry* const registry = new Registry;
   return *registry;
@@ -65,8 +59,8 @@ std::vector<std::shared_ptr<const Table>> Registry::tables() {
 }
 
 bool Registry::queueSubnode(Subnode subnode) {
-  if (subnode.name.empty() || subnode.name.size() > mostNodeBytes) return false;
   const MutexLock guard(_mutex);
+  if (subnode.name.empty() || subnode.name.size() > _identity.mostNodeBytes) return false;
   std::string name = subnode.name;
   _queued.emplace_back(std::move(name), std::make_unique<Subnode>(std::move(subnode)));
   return true;

@@ -6,6 +6,7 @@
 
 #include <charconv>
 
+#include "hub/core/kept_token.h"
 #include "platform/services.h"
 
 namespace zov::hub {
@@ -92,8 +93,11 @@ Settings Settings::read(const std::string& addressAndPort, const std::string& to
   return settings;
 }
 
-Settings Settings::fromEnvironment() {
-  return read(OSL1_GetEnv("ZOV_HUB_ADDRESS", "127.0.0.1:63390"), OSL1_GetEnv("ZOV_HUB_TOKEN", ""));
+Settings Settings::fromEnvironment(const std::string& directory) {
+  Settings settings =
+      read(OSL1_GetEnv("ZOV_HUB_ADDRESS", "127.0.0.1:63390"), OSL1_GetEnv("ZOV_HUB_TOKEN", ""));
+  if (settings.serve && settings.token.empty()) settings.kept = keepToken(directory);
+  return settings;
 }
 
 bool Settings::acceptsHost(const std::string& hostHeader) const {

@@ -30,7 +30,13 @@ struct Limits {
 /// The limits in force, for the whole process.
 Limits& limits();
 
-/// ZOV_HUB_ADDRESS and ZOV_HUB_TOKEN, read and checked.
+/// The token that the hub makes for itself. Without one `problem` says why.
+struct KeptToken {
+  std::string token;
+  std::string problem;
+};
+
+/// ZOV_HUB_ADDRESS and ZOV_HUB_TOKEN, read and checked, and the kept token where that is needed.
 struct Settings {
   bool serve = false;   ///< false: no HTTP; `problem` says why unless that was asked for
   std::string problem;  ///< a sentence for the person who started the agent
@@ -39,12 +45,16 @@ struct Settings {
   bool ipv6 = false;
   bool loopback = false;
   bool wildcard = false;  ///< bound to all addresses of the host
-  std::string token;      ///< empty: none is asked for
+  std::string token;  ///< of ZOV_HUB_TOKEN, for all that is asked but the hub's health; empty: there is none
+  KeptToken kept;     ///< for actions, when there is no other
 
   /// "ADDRESS:PORT" with a numeric IPv4 address, an IPv6 address in brackets, or "localhost"; or "off".
   static Settings read(const std::string& addressAndPort, const std::string& token);
-  /// The same from the environment.
-  static Settings fromEnvironment();
+  /// The same from the environment. Makes the kept token in `directory` when it serves without another.
+  static Settings fromEnvironment(const std::string& directory);
+
+  /// The token that is right for actions; empty when there is none.
+  const std::string& actionToken() const { return token.empty() ? kept.token : token; }
 
   /// True when a Host header (with or without a port) names this address, or localhost. On a wildcard
   /// address every numeric address does.

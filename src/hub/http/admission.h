@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "hub/core/settings.h"
 #include "hub/http/paths.h"
@@ -15,8 +16,9 @@ namespace zov::hub {
 struct RequestHead {
   std::string_view method;
   std::string_view path;
-  const Path* entry;                                    ///< of the path; null when it is unknown
-  std::function<std::string(const char* name)> header;  ///< "" when it is absent
+  const Path* entry;  ///< of the path; null when it is unknown
+  /// All values of a header, in the order given.
+  std::function<std::vector<std::string>(const char* name)> headers;
 };
 
 /// The refusal of a request for its line or headers, or nothing. No lock; any thread.

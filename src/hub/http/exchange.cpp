@@ -1,5 +1,7 @@
 #include "hub/http/exchange.h"
 
+#include <strings.h>
+
 #include <exception>
 
 #include "hub/http/admission.h"
@@ -11,6 +13,7 @@ namespace zov::hub {
 namespace {
 
 constexpr std::size_t wastedBodyBytes = KiB * KiB;  // of a body without a length, read before it is cut off
+constexpr unsigned badRequest = 400;
 constexpr std::size_t streamBlockBytes = 16 * KiB;  // asked of a stream at once
 
 struct DestroyResponse {
@@ -22,6 +25,22 @@ void addCommonHeaders(MHD_Response* response, const char* contentType) {
   MHD_add_response_header(response, "Content-Type", contentType);
   MHD_add_response_header(response, "Cache-Control", "no-store");
   MHD_add_response_header(response, "X-Content-Type-Options", "nosniff");
+}
+
+std::vector<std::string> headersOf(MHD_Connection* connection, const char* name) {
+  struct Wanted {
+    const char* name;
+    std::vector<std::string> values;
+  } wanted{name, {}};
+  MHD_get_connection_values(
+      connection, MHD_HEADER_KIND,
+      [](void* context, MHD_ValueKind, const char* key, const char* value) {
+        auto& found = *static_cast<Wanted*>(context);
+        if (strcasecmp(key, found.name) == 0) found.values.emplace_back(value == nullptr ? "" : value);
+        return MHD_YES;
+      },
+      &wanted);
+  return std::move(wanted.values);
 }
 
 /// A response that owns `body`.
@@ -82,15 +101,13 @@ bool Exchange::proceed(std::string_view method, std::string_view data) {
 }
 
 bool Exchange::admit(std::string_view method) {
-  const auto header = [this](const char* name) -> std::string {
-    const char* const value = MHD_lookup_connection_value(_connection, MHD_HEADER_KIND, name);
-    return value == nullptr ? "" : value;
-  };
+  const auto headers = [this](const char* name) { return headersOf(_connection, name); };
   bool refused = false;
   {
     const MutexLock guard(_mutex);
-    if (!_answer) _answer = refusalOf({method, _target.path, _path, header}, _desk.settings, _desk.limits);
+    if (!_answer) _answer = refusalOf({method, _target.path, _path, headers}, _desk.settings, _desk.limits);
     refused = _answer.has_value();
+    _closes = refused && _answer->status == badRequest;
   }
   return !refused || sendAnswer();
 }
@@ -178,6 +195,7 @@ bool Exchange::sendAnswer() {
   if (answer.status == 405) {
     MHD_add_response_header(response.get(), "Allow", std::string(_path->methods).c_str());
   }
+  if (_closes) MHD_add_response_header(response.get(), "Connection", "close");
   if (answer.status == 503) MHD_add_response_header(response.get(), "Retry-After", "1");
   return MHD_queue_response(_connection, answer.status, response.get()) == MHD_YES;
 }

@@ -67,6 +67,7 @@ class Exchange : public std::enable_shared_from_this<Exchange> {
   Call _call;
   std::size_t _bodyBytes = 0;
   Phase _phase = Phase::Head;
+  bool _closes = false;  // what follows on the connection may be part of the refused request
   std::shared_ptr<EventStream> _stream;
 
   std::atomic<bool> _givenUp{false};

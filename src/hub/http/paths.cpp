@@ -24,7 +24,7 @@ Reply listPaths(const Call& call);
 
 constexpr Path paths[] = {
     {.methods = "GET, HEAD", .pattern = "/", .function = listPaths},
-    {.methods = "GET, HEAD", .pattern = "/healthz", .function = sayOk, .needsToken = false},
+    {.methods = "GET, HEAD", .pattern = "/healthz", .function = sayOk, .access = Access::Open},
     {.methods = "GET, HEAD", .pattern = "/v1/tables", .function = listTables},
     {.methods = "GET, HEAD", .pattern = "/v1/nodes", .function = listNodes},
     {.methods = "GET, HEAD",
@@ -38,6 +38,7 @@ constexpr Path paths[] = {
      .function = runCommand,
      .usage = "  {\"node\": NODE, \"command\": COMMAND}",
      .waits = Waits::ForCommand,
+     .access = Access::Acting,
      .takesBody = true},
 };
 

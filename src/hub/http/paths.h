@@ -11,14 +11,18 @@ namespace zov::hub {
 /// Whose threads do the work that a path's function gives back.
 enum class Waits { Never, ForRows, ForCommand };
 
+/// Who may ask for a path: anybody; whoever has the token, when one is set; whoever has a token, and no web
+/// page of another origin, since it changes something.
+enum class Access { Open, Reading, Acting };
+
 struct Path {
   std::string_view methods;  ///< as in an Allow header
   std::string_view pattern;  ///< a word in capitals stands for any text but none, Call::subject
   Reply (*function)(const Call& call);
   std::string_view usage = {};  ///< in the list of paths, behind the pattern
   Waits waits = Waits::Never;
+  Access access = Access::Reading;
   bool takesBody = false;  ///< JSON, of at most Limits::bodyBytes
-  bool needsToken = true;  ///< where one is set
 
   bool allows(std::string_view method) const;
 };

@@ -1,0 +1,204 @@
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "hub_fixture.h"
+#include "support/environment_variable.h"
+
+namespace {
+
+std::atomic<int> commandsInside{0};
+std::atomic<int> commandsTaken{0};
+std::atomic<Gate*> commandGate{nullptr};
+
+/// "wait" waits at the gate, a number is the outcome, and anything else is done.
+long answerCommand(TqboxAutomationCapsule* capsule) {
+  ++commandsInside;
+  ++commandsTaken;
+  const std::string command = capsule->command;
+  const std::string reply = capsule->owner->requestDetail->table + " " + capsule->owner->originText + " " +
+                            capsule->owner->GetSubnode() + " " + command;
+  if (command == "wait") commandGate.load()->wait();
+  capsule->rowOrStatus = std::atoi(command.c_str());
+  capsule->SetOutcome(static_cast<CommandOutcome>(capsule->rowOrStatus), "why \"so\"");
+  capsule->SetMessage(reply.c_str());
+  capsule->owner->FinishedAutomationCommand(capsule);
+  --commandsInside;
+  return capsule->rowOrStatus;
+}
+
+class HubActions : public HubTest {
+ protected:
+  ~HubActions() override {
+    stop();
+    ARQ_RegisterCommandCallback("OV", nullptr);
+  }
+  void startWithCommands() {
+    start();
+    ARQ_RegisterCommandCallback("OV", &answerCommand);
+    commandsTaken = 0;
+  }
+  static std::string body(const std::string& command) {
+    return R"({"node":"n:h:ZOVS","command":")" + command + "\"}";
+  }
+};
+
+}  // namespace
+
+TEST_F(HubActions, AnswerWithTheirOutcome) {
+  start();
+  EXPECT_EQ(act(body("c")).status, 503) << "no callback yet";
+  ARQ_RegisterCommandCallback("OV", &answerCommand);
+  EXPECT_EQ(act(body("OV:Go \\u00fc")).body,
+            "{\"message\":\"CLACTRMT n:h:ZOVS n:h:ZOVS OV:Go \xC3\xBC\",\"status\":0,\"result\":\"done\","
+            "\"reason\":\"why \\\"so\\\"\"}\n");
+  const struct {
+    CommandOutcome outcome;
+    int status;
+    const char* word;
+  } cases[] = {{CommandOutcome::Done, 200, "done"},
+               {CommandOutcome::Queued, 202, "queued"},
+               {CommandOutcome::UnknownNode, 404, "unknown_node"},
+               {CommandOutcome::BadCommand, 422, "bad_command"},
+               {CommandOutcome::Conflict, 409, "conflict"},
+               {CommandOutcome::Failed, 502, "failed"}};
+  for (const auto& [outcome, status, word] : cases) {
+    const ZOVTestAnswer answer = act(body(std::to_string(static_cast<int>(outcome))));
+    EXPECT_EQ(answer.status, status) << word;
+    EXPECT_THAT(answer.body, testing::HasSubstr(std::string("\"result\":\"") + word + "\""));
+  }
+}
+
+TEST_F(HubActions, GoThroughOneByOne) {
+  startWithCommands();
+  Gate gate;
+  commandGate = &gate;
+  std::vector<ZOVTestHttpClient> clients;
+  for (int i = 0; i < 20; ++i) {
+    clients.emplace_back(port).send(
+        ZOVTestHttpClient::request("POST", "/v1/actions", actionHeaders(), body("wait")));
+  }
+  ASSERT_TRUE(gate.awaitWaiting(1));
+  for (int i = 0; i < 20; ++i) EXPECT_NE(rows(), "") << "time enough for a second command to go in";
+  EXPECT_EQ(commandsInside, 1);
+  gate.open();
+  for (ZOVTestHttpClient& each : clients) EXPECT_EQ(each.receive().status, 200);
+}
+
+TEST_F(HubActions, NeedTheTokenAndNoForeignOrigin) {
+  startWithCommands();
+  const std::string good = actionHeaders();
+  const std::string json = "Content-Type: application/json\r\n";
+  const struct {
+    std::string headers;
+    int status;
+    const char* sentence;
+  } cases[] = {
+      {json, 401, "hub.token"},
+      {json + "Authorization: Bearer\r\n", 401, "hub.token"},
+      {json + "Authorization: Bearer 0123456789abcdef\r\n", 401, "hub.token"},
+      {good + "Origin: http://evil.example\r\n", 403, "evil.example"},
+      {good + "Origin: http://localhost:3000\r\n", 403, "localhost:3000"},
+      {good + "Origin: http://localhost\r\nOrigin: http://evil.example\r\n", 403, "evil.example"},
+      {good + "Origin: null\r\n", 403, "null"},
+      {good + "Origin: \r\n", 403, "accepted for an action is none"},
+      {json + "Origin: http://evil.example\r\n", 403, "evil.example"},
+      {json + "Host: evil.example\r\nOrigin: http://evil.example\r\n", 403, "Host header"},
+      {good + "Origin: http://localhost\r\n", 200, "done"},
+      {good + "Host: agent.example:8\r\nOrigin: https://Agent.example:8\r\n", 200, "done"},
+      {good + "Host: agent.example\r\n", 200, "done"},
+  };
+  int accepted = 0;
+  for (const auto& [headers, status, sentence] : cases) {
+    const ZOVTestAnswer answer = ZOVTestHttpClient(port).post("/v1/actions", body("0"), headers);
+    EXPECT_EQ(answer.status, status) << headers;
+    EXPECT_EQ(answer.headers.contains("www-authenticate"), status == 401) << headers;
+    EXPECT_THAT(answer.body, testing::HasSubstr(sentence)) << headers;
+    accepted += status == 200;
+  }
+  EXPECT_EQ(commandsTaken, accepted);
+  EXPECT_EQ(rows(), "{\"table\":\"FAKE\",\"rows\":[]}\n") << "rows need no token";
+}
+
+TEST_F(HubActions, KeepOneTokenThatNoOneElseReads) {
+  startWithCommands();
+  const std::string first = actionHeaders();
+  struct stat status {};
+  ASSERT_EQ(::stat(directory.file("hub.token").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07137U, 0U) << "for its user, and its group to read";
+  EXPECT_EQ(status.st_size, 65);
+  stop();
+  EXPECT_FALSE(hasLine(first.substr(first.find("Bearer ") + 7, 64))) << "never traced";
+  start();
+  EXPECT_EQ(actionHeaders(), first) << "kept";
+  stop();
+  std::filesystem::remove(directory.file("hub.token"));
+  start();
+  EXPECT_NE(actionHeaders(), first);
+  EXPECT_EQ(act(body("0")).status, 200);
+}
+
+TEST_F(HubActions, AreRefusedWithATokenThatIsNoSecret) {
+  const std::string path = directory.file("hub.token");
+  const std::string token(32, 't');
+  const struct {
+    const char* name;
+    std::function<void()> prepare;
+    const char* reason;
+  } cases[] = {
+      {"others read it", [&] { ::chmod(path.c_str(), 0644); }, "others can use it"},
+      {"its group writes it", [&] { ::chmod(path.c_str(), 0660); }, "group can write it"},
+      {"too short", [&] { directory.write("hub.token", "0123456789\n"); }, "it holds no token"},
+      {"two lines", [&] { directory.write("hub.token", token + "\n" + token); }, "it holds no token"},
+      {"a link",
+       [&] {
+         std::filesystem::rename(path, directory.file("elsewhere"));
+         ASSERT_EQ(::symlink("elsewhere", path.c_str()), 0);
+       },
+       "Too many levels of symbolic links"},
+      {"a pipe",
+       [&] {
+         std::filesystem::remove(path);
+         ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+       },
+       "not a regular file"},
+      {"a directory",
+       [&] {
+         std::filesystem::remove(path);
+         std::filesystem::create_directory(path);
+       },
+       "not a regular file"},
+  };
+  for (const auto& [name, prepare, reason] : cases) {
+    SCOPED_TRACE(name);
+    std::filesystem::remove_all(path);
+    directory.write("hub.token", token + "\n");
+    ::chmod(path.c_str(), 0640);
+    prepare();
+    start();
+    ARQ_RegisterCommandCallback("OV", &answerCommand);
+    EXPECT_TRUE(waitForLine(reason));
+    const ZOVTestAnswer answer = ZOVTestHttpClient(port).post(
+        "/v1/actions", body("0"),
+        "Content-Type: application/json\r\nAuthorization: Bearer " + token + "\r\n");
+    EXPECT_EQ(answer.status, 401);
+    EXPECT_THAT(answer.body, testing::HasSubstr("ZOV_HUB_TOKEN"));
+    EXPECT_EQ(zovTestGet(port, "/v1/nodes").status, 200);
+    stop();
+  }
+}
+
+TEST_F(HubActions, TakeTheTokenThatIsSetAndNoOther) {
+  directory.write("hub.token", std::string(32, 'k') + "\n");
+  ::chmod(directory.file("hub.token").c_str(), 0600);
+  {
+    const EnvironmentVariable set("ZOV_HUB_TOKEN", "secret");
+    startWithCommands();
+  }
+  const std::string json = "Content-Type: application/json\r\n";
+  EXPECT_EQ(act(body("0")).status, 401);
+  for (const char* host : {"localhost", "agent.example"}) {
+    const std::string headers = json + "Authorization: Bearer secret\r\nHost: " + host + "\r\n";
+    EXPECT_EQ(ZOVTestHttpClient(port).post("/v1/actions", body("0"), headers).status, 200);
+  }
+}
