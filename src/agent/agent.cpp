@@ -13,6 +13,7 @@
 #include "diag/component_trace.h"
 #include "diag/utf8_handler.h"
 #include "framework/process.h"
+#include "platform/descriptor_limit.h"
 #include "platform/services.h"
 #include "remote/system_command_manager.h"
 #include "runtime/recovery.h"
@@ -53,6 +54,7 @@ ZOVAgent::ZOVAgent(const char* /*configurationFile*/)
   buildConfigFilePrefix();
   if (_configParms->readFromFile(_configFilePrefix.data()) == 0) {
     productEventCollector().setMaxSamples(getConfigParms()->getLogFileMessagesMax());
+    ZOV_LOG_MESSAGE(ZOVA0173I, raiseDescriptorLimit());
     registerWithFramework();
     startComponents();
     ARQ_RegisterCommandCallback(CommandPrefix, handleQTCommand);

@@ -11,21 +11,24 @@ static DGT1_Unit traceUnit("ZOVSESDR");
 
 namespace zov {
 
-ZOVReturnCode ContextSessionDirectory::findServer(const ZOVPingRequest& ping,
-                                                  std::shared_ptr<ZOVApplicationServer>& server) {
-  ZOV_TRACE(Public);
-  ZOVReturnCode rc = ZOV_NOT_MATCHING_PING;
-  _context.forEachAppServer([&](const ZOVApplicationContext::Server& known) {
-    rc = known->isThisYourPing(ping);
-    if (rc == 0) server = known;
-    return rc != ZOV_NOT_MATCHING_PING;
-  });
-  return rc;
+ZOVReturnCode ContextSessionDirectory::admit(const Greeting&) {
+  return ZOV_OK;
 }
 
-ZOVReturnCode ContextSessionDirectory::defineNewServer(const ZOVPingRequest& ping,
+ZOVReturnCode ContextSessionDirectory::findServer(const Greeting& greeting,
+                                                  std::shared_ptr<ZOVApplicationServer>& server) {
+  ZOV_TRACE(Public);
+  _context.forEachAppServer([&](const ZOVApplicationContext::Server& known) {
+    if (known->isNamedBy(greeting.ping())) server = known;
+    return server != nullptr;
+  });
+  return server ? ZOV_OK : ZOV_NOT_MATCHING_PING;
+}
+
+ZOVReturnCode ContextSessionDirectory::defineNewServer(const Greeting& greeting,
                                                        std::shared_ptr<ZOVApplicationServer>& server) {
   ZOV_TRACE(Public);
+  const ZOVPingRequest& ping = greeting.ping();
   // Each server costs a thread and a line of the file for good, and a peer can think of any number of names.
   if (_context.getAppServers().size() >= MaximumServers) {
     DGT1_Printf(traceUnit, DGT1_ERROR,
@@ -46,10 +49,9 @@ ZOVReturnCode ContextSessionDirectory::defineNewServer(const ZOVPingRequest& pin
   return rc;
 }
 
-bool ContextSessionDirectory::foundProfiler(ZOVApplicationServer& server,
-                                            const std::shared_ptr<ZOVSocketConnection>& connection,
-                                            const ZOVPingRequest& ping) {
-  return server.foundProfiler(connection, ping);
+ZOVReturnCode ContextSessionDirectory::beginSession(ZOVApplicationServer& server,
+                                                    const std::shared_ptr<Greeting>& greeting) {
+  return server.greet(greeting);
 }
 
 bool ContextSessionDirectory::isThisPingExpected(const ZOVPingRequest& ping) {

@@ -14,12 +14,12 @@ class ContextSessionDirectory final : public ZOVSessionDirectory {
   /// The context must outlive this.
   explicit ContextSessionDirectory(ZOVApplicationContext& context) : _context(context) {}
 
-  ZOVReturnCode findServer(const ZOVPingRequest& ping,
-                           std::shared_ptr<ZOVApplicationServer>& server) override;
-  ZOVReturnCode defineNewServer(const ZOVPingRequest& ping,
+  ZOVReturnCode admit(const Greeting& greeting) override;
+  ZOVReturnCode findServer(const Greeting& greeting, std::shared_ptr<ZOVApplicationServer>& server) override;
+  ZOVReturnCode defineNewServer(const Greeting& greeting,
                                 std::shared_ptr<ZOVApplicationServer>& server) override;
-  bool foundProfiler(ZOVApplicationServer& server, const std::shared_ptr<ZOVSocketConnection>& connection,
-                     const ZOVPingRequest& ping) override;
+  ZOVReturnCode beginSession(ZOVApplicationServer& server,
+                             const std::shared_ptr<Greeting>& greeting) override;
   bool isThisPingExpected(const ZOVPingRequest& ping) override;
   bool takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,
                            const ZOVPingRequest& ping) override;

@@ -4,16 +4,19 @@
 // HTTP interface stand with these.
 
 struct ZOVWaits {
-  long contextStartDelaySeconds = 5;  ///< context thread, before it reads its file; ZOV_START_DELAY
-  long listenerRetrySeconds = 60;     ///< a port that cannot be opened
-  long listenerAcceptSeconds = 60;    ///< one wait for a new connection
-  long testConnectivitySeconds = 60;  ///< answer to a test ping
-  long quietCollectorSeconds = 60;    ///< on-demand servers: quiet time before a test ping
-  long houseKeepingSeconds = 900;     ///< between sweeps of old anchors
-  long threadStopSeconds = 20;        ///< a server's destructor, for each thread
-  long threadTableSeconds = 3;        ///< the thread table's destructor
-  long killedThreadSeconds = 5;       ///< a thread's destructor, for the unwinding of a killed thread
-  long lockWarningSeconds = 30;       ///< a lock wait, before it is traced
+  long contextStartDelaySeconds = 5;   ///< context thread, before it reads its file; ZOV_START_DELAY
+  long listenerRetrySeconds = 60;      ///< a port that cannot be opened
+  long listenerAcceptSeconds = 60;     ///< one wait for a new connection
+  long firstFrameSeconds = 30;         ///< a new connection, until its first frame is whole
+  long acceptPauseSeconds = 1;         ///< behind an accept that failed
+  long transferProgressSeconds = 300;  ///< a send, or a frame that has begun, without a byte
+  long testConnectivitySeconds = 60;   ///< answer to a test ping
+  long quietCollectorSeconds = 60;     ///< on-demand servers: quiet time before a test ping
+  long houseKeepingSeconds = 900;      ///< between sweeps of old anchors
+  long threadStopSeconds = 20;         ///< a server's destructor, for each thread
+  long threadTableSeconds = 3;         ///< the thread table's destructor
+  long killedThreadSeconds = 5;        ///< a thread's destructor, for the unwinding of a killed thread
+  long lockWarningSeconds = 30;        ///< a lock wait, before it is traced
 };
 
 ZOVWaits& zovWaits();

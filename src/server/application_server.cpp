@@ -1,9 +1,12 @@
 #include "server/application_server.h"
 
+#include <utility>
+
 #include "diag/quoted_string_parser.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
-#include "transport/ping_request.h"
+#include "transport/greeting.h"
+#include "transport/session_listener.h"
 
 static DGT1_Unit traceUnit("ZOVASRVR");
 
@@ -78,23 +81,52 @@ const char* ZOVApplicationServer::getSubnodeAffinity() const {
 
 // --- Collector sessions.
 
-ZOVReturnCode ZOVApplicationServer::isThisYourPing(const ZOVPingRequest& ping) {
-  ZOV_TRACE(Public);
-  if (ping.getAppServerName() != getName() || ping.getServerRootDirectory() != getServerRootDirectory()) {
-    return ZOV_NOT_MATCHING_PING;
-  }
-  if (!isConnectedWithProfiler()) return ZOV_OK;
-  return requestTestConnectivity() == ZOV_OK ? ZOV_PING_NOT_EXPECTED : ZOV_OK;
+bool ZOVApplicationServer::isNamedBy(const ZOVPingRequest& ping) const {
+  return ping.getAppServerName() == getName() && ping.getServerRootDirectory() == getServerRootDirectory();
 }
 
-bool ZOVApplicationServer::foundProfiler(const std::shared_ptr<ZOVSocketConnection>& socket,
-                                         const ZOVPingRequest& ping) {
+namespace {
+
+/// Nobody waits for it: the greeting, when it goes without an answer, closes its connection.
+class BeginSessionRequest : public CollectProfilerSampleRequest {
+ public:
+  BeginSessionRequest(ZOVApplicationServer& server, std::shared_ptr<zov::Greeting> greeting)
+      : CollectProfilerSampleRequest(nullptr), _server(server), _greeting(std::move(greeting)) {}
+  ZOVReturnCode process(ZOVApplicationServerBase*) override { return _server.beginSession(*_greeting); }
+  bool beginsSession() const override { return true; }
+
+ private:
+  ZOVApplicationServer& _server;
+  const std::shared_ptr<zov::Greeting> _greeting;
+};
+
+}  // namespace
+
+ZOVReturnCode ZOVApplicationServer::greet(const std::shared_ptr<zov::Greeting>& greeting) {
   ZOV_TRACE(Public);
-  if (isExcludedFromMonitoring()) return false;
-  session().begin(socket, ping);
-  if (CollectingRequestData()) getOnDemandProfilerSamples(ZOVResourceAnchor(EverythingSampleType));
-  statistics().sessionBegan();
-  return true;
+  const ZOVReturnCode rc = monitor().submitSession(std::make_shared<BeginSessionRequest>(*this, greeting));
+  if (rc != ZOV_OK && !isConnectedWithProfiler()) setStatus(ServerDisconnected);
+  return rc;
+}
+
+ZOVReturnCode ZOVApplicationServer::beginSession(zov::Greeting& greeting) {
+  ZOV_TRACE(Public);
+  if (isConnectedWithProfiler() && testConnectivity() == ZOV_OK) {
+    greeting.refuse(ZOV_PING_NOT_EXPECTED);
+    greeting.leaveToPeer();
+    return ZOV_PING_NOT_EXPECTED;
+  }
+  ZOVReturnCode rc;
+  const auto failure = guarded(ZOV_PLACE, [&] {
+    rc = greeting.accept(ZOVProfilerSocketMonitor::ProductBuildLevel);
+    if (rc != ZOV_OK || isExcludedFromMonitoring()) return;
+    session().begin(greeting);
+    if (CollectingRequestData()) takeSampleFromProfiler(ZOVResourceAnchor(EverythingSampleType));
+    statistics().sessionBegan();
+  });
+  if (!isConnectedWithProfiler()) setStatus(ServerDisconnected);
+  if (failure) zovRaise(*failure);
+  return rc;
 }
 
 // --- Log files.

@@ -10,7 +10,9 @@
 #include "server/server_services.h"
 
 class ZOVPingRequest;
-class ZOVSocketConnection;
+namespace zov {
+class Greeting;
+}
 
 class ZOVApplicationServer final : public ZOVApplicationServerBase {
  public:
@@ -29,11 +31,14 @@ class ZOVApplicationServer final : public ZOVApplicationServerBase {
   const char* getSubnodeAffinity() const override;
 
   // --- Collector sessions.
-  /// 0 when the ping is this server's to take, 173 when it is another's, 174 when the present collector
-  /// lives.
-  ZOVReturnCode isThisYourPing(const ZOVPingRequest& ping);
-  /// Begins a session and polls. False when the server is excluded from monitoring. With no lock held.
-  bool foundProfiler(const std::shared_ptr<ZOVSocketConnection>& socket, const ZOVPingRequest& ping);
+  /// Whether the ping names this server.
+  bool isNamedBy(const ZOVPingRequest& ping) const;
+  /// Hands the greeting to the collector monitor's thread, which answers it, and waits for nothing: 0, or why
+  /// it cannot be taken now (see CollectorMonitor::submitSession). With no lock held.
+  ZOVReturnCode greet(const std::shared_ptr<zov::Greeting>& greeting);
+  /// On that thread: refuses the greeting when the present collector lives, and else begins a session with it
+  /// and polls. With no lock held.
+  ZOVReturnCode beginSession(zov::Greeting& greeting);
 
   // --- Log files.
   void setLogFile(std::string_view text) override;

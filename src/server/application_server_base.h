@@ -258,6 +258,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   ZOVReturnCode resumeCollectingGCData() { return _session.switches().resumeGC(); }
 
  protected:
+  zov::CollectorMonitor& monitor() { return _monitor; }
   zov::CollectorSession& session() { return _session; }
   zov::ServerStatistics& statistics() { return _statistics; }
 

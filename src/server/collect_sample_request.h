@@ -21,6 +21,8 @@ class CollectProfilerSampleRequest {
   /// Waits until the request was posted; answers its result.
   ZOVReturnCode wait();
   void post(const ZOVReturnCode& result);
+  /// Whether it is processed without a collector too.
+  virtual bool beginsSession() const { return false; }
 
  private:
   const ZOVResourceAnchor* _anchor;

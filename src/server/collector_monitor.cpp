@@ -1,5 +1,6 @@
 #include "server/collector_monitor.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "diag/agent_log.h"
@@ -42,11 +43,25 @@ ZOVReturnCode CollectorMonitor::submit(const Request& request) {
   return taken ? request->wait() : ZOVReturnCode(ZOV_PROFILING_NOT_ACTIVE);
 }
 
+ZOVReturnCode CollectorMonitor::submitSession(const Request& request) {
+  ZOV_TRACE(Public);
+  ZOVReturnCode rc = ZOV_NO_SUBTASK;
+  if (!_thread.start()) return rc;
+  _thread.offer([&] {
+    const MutexLock lock(_mutex);
+    rc = _sessionWaits ? ZOV_PING_NOT_EXPECTED : ZOV_OK;
+    if (std::exchange(_sessionWaits, true)) return;
+    _requests.push_back(request);
+  });
+  return rc;
+}
+
 CollectorMonitor::Request CollectorMonitor::nextRequest() {
   const MutexLock lock(_mutex);
   if (_requests.empty()) return nullptr;
   Request request = std::move(_requests.front());
   _requests.pop_front();
+  if (request->beginsSession()) _sessionWaits = false;
   return request;
 }
 
@@ -64,18 +79,21 @@ void CollectorMonitor::threadBegins() {
   ZOV_FUNCTION;
   _lastResult = 0;
   _lastActivity = ZOVClock::steady();
-  scheduleNextSample();
+  _nextSample = _lastActivity + std::chrono::seconds(_settings.pollInterval);
   ZOV_LOG_MESSAGE(ZOVA0010I, _server.getName());
 }
 
-/// From now, not from the last target: a slow poll pushes the later ones back.
-void CollectorMonitor::scheduleNextSample() {
-  const long period = pollsOnInterval() ? _settings.pollInterval : zovWaits().quietCollectorSeconds;
-  _nextSample = ZOVClock::steady() + std::chrono::seconds(period);
+long CollectorMonitor::secondsToNextSample() const {
+  return -ZOVClock::secondsSince(_nextSample);
+}
+
+long CollectorMonitor::secondsToNextTest() const {
+  return zovWaits().quietCollectorSeconds - ZOVClock::secondsSince(_lastActivity);
 }
 
 long CollectorMonitor::secondsToNextTurn() {
-  const long wait = -ZOVClock::secondsSince(_nextSample);
+  const long wait =
+      pollsOnInterval() ? std::min(secondsToNextSample(), secondsToNextTest()) : secondsToNextTest();
   const std::uint32_t now = ZOVClock::seconds();
   DGT1_Printf(traceUnit, DGT1_DETAIL, "TimeToWait = %i  CurrentTime = %i  TimeToWaitForNextSample = %i", wait,
               now, now + wait);
@@ -86,19 +104,21 @@ long CollectorMonitor::secondsToNextTurn() {
 
 void CollectorMonitor::turn() {
   serveRequests();
-  if (!pollsOnInterval()) {
-    if (ZOVClock::secondsSince(_lastActivity) > zovWaits().quietCollectorSeconds) {
-      _lastActivity = ZOVClock::steady();
-      if (_session.isConnected()) _lastResult = _session.testConnectivity();
-    }
-    scheduleNextSample();
-    return;
-  }
-  if (ZOVClock::secondsSince(_nextSample) < 0) return;
-  scheduleNextSample();
-  if (isCollecting() && _session.isConnected()) {
-    _lastResult = _session.takeSamples(ZOVResourceAnchor(ZOVApplicationServerBase::EverythingSampleType));
-  }
+  if (pollsOnInterval() && secondsToNextSample() <= 0) sampleOnInterval();
+  if (secondsToNextTest() <= 0) testWhenQuiet();
+}
+
+/// The next one is reckoned from now, not from the last target: a slow poll pushes the later ones back.
+void CollectorMonitor::sampleOnInterval() {
+  _nextSample = ZOVClock::steady() + std::chrono::seconds(_settings.pollInterval);
+  if (!isCollecting() || !_session.isConnected()) return;
+  _lastResult = _session.takeSamples(ZOVResourceAnchor(ZOVApplicationServerBase::EverythingSampleType));
+  _lastActivity = ZOVClock::steady();
+}
+
+void CollectorMonitor::testWhenQuiet() {
+  _lastActivity = ZOVClock::steady();
+  if (_session.isConnected()) _lastResult = _session.testConnectivity();
 }
 
 bool CollectorMonitor::isCollecting() const {
@@ -107,8 +127,8 @@ bool CollectorMonitor::isCollecting() const {
 
 void CollectorMonitor::serveRequests() {
   while ((_requestInHand = nextRequest())) {
-    _lastResult =
-        _session.isConnected() ? _requestInHand->process(&_server) : ZOVReturnCode(ZOV_PROFILING_NOT_ACTIVE);
+    const bool possible = _requestInHand->beginsSession() || _session.isConnected();
+    _lastResult = possible ? _requestInHand->process(&_server) : ZOVReturnCode(ZOV_PROFILING_NOT_ACTIVE);
     _lastActivity = ZOVClock::steady();
     std::exchange(_requestInHand, nullptr)->post(_lastResult);
   }
@@ -130,6 +150,16 @@ void CollectorMonitor::threadEnds() {
     ZOV_LOG_MESSAGE(ZOVA0011I, _server.getName());
   });
   if (const Request request = std::exchange(_requestInHand, nullptr)) request->post(ZOV_PROFILING_NOT_ACTIVE);
+  answerWaiting();
+}
+
+void CollectorMonitor::startFailed() {
+  ZOV_FUNCTION;
+  guarded(ZOV_PLACE, [&] { ZOV_LOG_ERROR(ZOVA0174E, "collector session monitor", _server.getName()); });
+  answerWaiting();
+}
+
+void CollectorMonitor::answerWaiting() {
   while (const Request request = nextRequest()) request->post(ZOV_PROFILING_NOT_ACTIVE);
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 // zov::CollectorMonitor: the one thread of a server that in the ordinary course talks to its data collector.
-// On an interval it polls for all that is collected; between polls it serves the requests of other threads;
-// without an interval it sees to it that a quiet collector still lives.
+// It begins the sessions; on an interval it polls for all that is collected; between polls it serves the
+// requests of other threads; and it sees to it that a collector which has been quiet for long still lives.
 //
 // Ownership: a member of its server. Uses the server's session for every exchange, and the server itself for
 // its name and as what requests are processed on. Requests are shared with those who wait for them.
@@ -33,7 +33,8 @@ class CollectorMonitor final : private ServerThreadWork {
                    const ServerSettings& settings)
       : _server(server), _session(session), _settings(settings) {}
 
-  void start() { _thread.start(); }
+  /// False when there will be no further turn; a failure to start is told by message ZOVA0174E.
+  bool start() { return _thread.start(); }
   void wake() { _thread.wake(); }
   /// Stops the thread and waits for its end; it may be started again. Without force, nothing while data is
   /// collected. With it, the collector's socket is shut down too, so that no peer holds the thread up.
@@ -46,6 +47,9 @@ class CollectorMonitor final : private ServerThreadWork {
   /// Has the thread process the request and waits for the result; 21 when the thread does not run, stops
   /// before it came to it, or finds no collector.
   ZOVReturnCode submit(const Request& request);
+  /// Has the thread begin a session, and waits for nothing. 0 when the thread will come to it; 156 when it
+  /// cannot, and 174 while another session waits to begin.
+  ZOVReturnCode submitSession(const Request& request);
 
  private:
   void threadBegins() override;
@@ -53,11 +57,16 @@ class CollectorMonitor final : private ServerThreadWork {
   void turn() override;
   bool turnFailed(const ZOVReturnCode& rc) override;
   void threadEnds() override;
+  void startFailed() override;
 
   bool isCollecting() const;
   bool pollsOnInterval() const { return _settings.pollInterval != 0; }
-  void scheduleNextSample();
+  long secondsToNextSample() const;
+  long secondsToNextTest() const;
+  void sampleOnInterval();
+  void testWhenQuiet();
   void serveRequests();
+  void answerWaiting();
   Request nextRequest();
 
   ZOVApplicationServerBase& _server;
@@ -65,11 +74,12 @@ class CollectorMonitor final : private ServerThreadWork {
   const ServerSettings& _settings;
   Mutex _mutex;
   std::deque<Request> _requests ZOV_GUARDED_BY(_mutex);
+  bool _sessionWaits ZOV_GUARDED_BY(_mutex) = false;  // one of them begins a session
 
   // The thread's alone.
   Request _requestInHand;
   ZOVClock::Steady _lastActivity;
-  ZOVClock::Steady _nextSample;
+  ZOVClock::Steady _nextSample;  // with an interval
   ZOVReturnCode _lastResult;
 
   ServerThread _thread{*this};  // last, so that it goes first

@@ -17,8 +17,8 @@
 #include "server/server_services.h"
 #include "transport/buffer.h"
 #include "transport/exchange.h"
+#include "transport/greeting.h"
 #include "transport/key_value_set.h"
-#include "transport/ping_request.h"
 #include "transport/poll_request.h"
 #include "transport/response.h"
 #include "transport/session_listener.h"
@@ -106,25 +106,30 @@ struct CollectorSession::Poll {
 
 // --- Binding.
 
-void CollectorSession::begin(const std::shared_ptr<ZOVSocketConnection>& socket, const ZOVPingRequest& ping) {
+void CollectorSession::begin(Greeting& greeting) {
   ZOV_TRACE(Public);
+  const ZOVPingRequest& ping = greeting.ping();
   _variables.clear();
   // Behind a session that is just ending: its end sets the status too, under the same lock.
   holding(_socketLock, Exclusive, [&] { _server.setStatus(ServerConnected); });
   _server.setDCProbeManagerProcessId(static_cast<unsigned int>(ping.getProcessId()));
   if (_server.setLocaleName(ping.getLocaleName().view())) ZOVServerServices::current().rewriteContextInfo();
   holding(_socketLock, Exclusive, [&] {
-    bind(socket);
+    bind(greeting);
     startDefaultCollections();
   });
 }
 
-void CollectorSession::bind(const std::shared_ptr<ZOVSocketConnection>& socket) {
+void CollectorSession::bind(Greeting& greeting) {
   ZOV_FUNCTION;
   end();
-  setSocket(socket);
+  ZOVSocketConnection& socket = *greeting.connection();
+  socket.setConnectionName(_server.getName().data());
+  socket.setProgressLimit(_server.getSocketReceiveTimeout());
+  setSocket(greeting.connection());
+  greeting.handOver();
+  if (_monitor.isStopping()) interrupt();  // who told it to stop has interrupted the former socket
   ZOV_LOG_MESSAGE(ZOVA0012I, _server.getName());
-  socket->setConnectionName(_server.getName().data());
   _abbreviations.clearAndDestroy();
 }
 

@@ -2,7 +2,7 @@
 // zov::CollectorSession: the session with a server's data collector: the socket, the exchanges on it, and the
 // polls. A frame becomes a sample here, its abbreviated texts are expanded, and it goes to the anchors.
 //
-// A session begins when the listener hands over a collector's connection. A socket error, a test ping that
+// A session begins on the monitor's thread, with a collector's ping. A socket error, a test ping that
 // fails, or a new collector instance ends it. What the collector has told stays, marked as deleted.
 //
 // Ownership: a member of its server. Saves into the server's anchors; uses the collector monitor to know of
@@ -12,7 +12,7 @@
 // only under it, and a leaf mutex lets another thread shut the socket down meanwhile, so that no peer can
 // hold a thread up for ever. Samples are saved with neither held.
 //
-// Threads: the collector monitor polls; the listener begins sessions; commands send requests; any thread may
+// Threads: the collector monitor begins sessions and polls; commands send requests; any thread may
 // interrupt. What waits for a collector waits for the server's socketReceiveTimeout at most.
 
 #include <deque>
@@ -30,7 +30,6 @@
 class ZOVApplicationServerBase;
 class ZOVBuffer;
 class ZOVMessageSample;
-class ZOVPingRequest;
 class ZOVPollRequest;
 class ZOVRequest;
 class ZOVSocketConnection;
@@ -38,6 +37,7 @@ class ZOVSocketConnection;
 namespace zov {
 
 class CollectorMonitor;
+class Greeting;
 class ServerAnchors;
 
 class CollectorSession {
@@ -55,8 +55,9 @@ class CollectorSession {
       : _server(server), _anchors(anchors), _monitor(monitor) {}
   ~CollectorSession();  ///< gives up a connection that it still has
 
-  /// Begins a session: its server is connected, and the collector told what to collect. With no lock held.
-  void begin(const std::shared_ptr<ZOVSocketConnection>& socket, const ZOVPingRequest& ping);
+  /// Begins a session with a collector whose ping has been answered: its server is connected, the connection
+  /// handed over, and the collector told what to collect. With no lock held.
+  void begin(Greeting& greeting);
   /// Ends the session, when there is one.
   void end();
   /// Ends the session behind a failure, and with it the server's connection.
@@ -87,7 +88,7 @@ class CollectorSession {
 
   template <class Body>
   ZOVReturnCode exchange(const char* function, const ZOVReturnCode& withoutSocket, Body&& body);
-  void bind(const std::shared_ptr<ZOVSocketConnection>& socket);
+  void bind(Greeting& greeting);
   void setSocket(std::shared_ptr<ZOVSocketConnection> socket);
   void startDefaultCollections();
   ZOVReturnCode collectFromSocket(ZOVSocketConnection& socket, const ZOVPollRequest& request, Poll& poll);

@@ -63,6 +63,11 @@ void ServerStatistics::threadEnds() {
   guarded(ZOV_PLACE, [this] { ZOV_LOG_MESSAGE(ZOVA0009I, _server.getName()); });
 }
 
+void ServerStatistics::startFailed() {
+  ZOV_FUNCTION;
+  guarded(ZOV_PLACE, [this] { ZOV_LOG_ERROR(ZOVA0174E, "statistics", _server.getName()); });
+}
+
 // --- One collection.
 
 void ServerStatistics::collectAll() {
@@ -165,6 +170,7 @@ void ServerStatistics::saveStandIn() {
 // --- The switch.
 
 void ServerStatistics::sessionBegan() {
+  start();  // in case that it could not be before
   if (_settings.resourceCollectAction != CollectOnDemand &&
       _settings.resourceCollectAction != CollectByInterval) {
     return;

@@ -62,6 +62,7 @@ class ServerStatistics final : private ServerThreadWork {
   void turn() override;
   bool turnFailed(const ZOVReturnCode&) override { return false; }
   void threadEnds() override;
+  void startFailed() override;
 
   void collectAll();
   ZOVReturnCode collect(RPXCollectionRequest& request, const ZOVResourceAnchor* wanted);

@@ -37,14 +37,17 @@ ServerThread::~ServerThread() {
   last.reset();  // waits for the last steps of a thread that has said that it ended
 }
 
-void ServerThread::start() {
+bool ServerThread::start() {
   ZOV_TRACE(Restricted);
   auto thread = std::make_shared<ZOVRecoverableThread>(&run, this, 0, StackSize);
   std::shared_ptr<ZOVRecoverableThread> former;
   {
     const MutexLock lock(_mutex);
-    if (_ended) return;
-    if (_state != State::Idle) return wakeHeld();
+    if (_ended) return false;
+    if (_state != State::Idle) {
+      wakeHeld();
+      return _state == State::Running && !_stopping;
+    }
     former = std::exchange(_thread, thread);
     _stopping = false;
     _state = State::Running;
@@ -53,8 +56,12 @@ void ServerThread::start() {
   bool started = false;
   withCleanup([&] { started = thread->start(nullptr); },
               [&] {
-                if (!started) setState(State::Idle);
+                if (started) return;
+                setState(State::Ending);
+                _work.startFailed();
+                setState(State::Idle);
               });
+  return started;
 }
 
 void ServerThread::wake() {

@@ -37,6 +37,9 @@ class ServerThreadWork {
   virtual bool turnFailed(const ZOVReturnCode& rc) = 0;
   /// The last thing that the thread does, however it ends. Must not raise.
   virtual void threadEnds() = 0;
+  /// The thread could not be started. Called by who would have started it, behind the last offer that was
+  /// taken. Must not raise.
+  virtual void startFailed() = 0;
 
  protected:
   ~ServerThreadWork() = default;
@@ -49,8 +52,9 @@ class ServerThread {
   ServerThread(const ServerThread&) = delete;
   ServerThread& operator=(const ServerThread&) = delete;
 
-  /// Starts the thread, or wakes the one that runs. Does nothing once the end has been requested.
-  void start();
+  /// Starts the thread, or wakes the one that runs. False when there will be no further turn: the thread
+  /// could not be started, which may be tried again, or it is stopping, or its end has been requested.
+  bool start();
   void wake();
   /// Runs `hand` and wakes the thread when a further turn is sure to come; false, with nothing done, when
   /// not. `hand` runs under the mutex, so a few instructions.

@@ -1,6 +1,7 @@
 #include "transport/server_socket.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -17,6 +18,18 @@
 #include "transport/tcp_stream.h"
 
 static DGT1_Unit traceUnit("ZOVCSRVS");
+
+namespace {
+
+/// A signal, a client that is gone again, and what the network reports of a new connection are no failures of
+/// the listening socket.
+bool concernsClientOnly(int error) {
+  constexpr int Errors[] = {EINTR,       EAGAIN,    ECONNABORTED, EPROTO,      EPERM,     ENETDOWN,
+                            ENETUNREACH, EHOSTDOWN, EHOSTUNREACH, ENOPROTOOPT, ETIMEDOUT, ENONET};
+  return std::ranges::find(Errors, error) != std::end(Errors);
+}
+
+}  // namespace
 
 ZOVServerSocket::ZOVServerSocket(const char* address, std::uint16_t port, const char* name, int backlog)
     : ZOVSocketConnection(port, name), _allSocketsLock("AllSocketsLock") {
@@ -37,8 +50,10 @@ bool ZOVServerSocket::open(const char* address, int backlog) {
       return false;
     }
   }
+  // A client that is gone again between the poll and the accept must not block it.
+  if (::fcntl(getSocket(), F_SETFL, O_NONBLOCK) != 0) return false;
   socklen_t size = sizeof _address;
-  _wakeEvent = ::eventfd(0, EFD_CLOEXEC);
+  _wakeEvent = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (_wakeEvent < 0 || ::bind(getSocket(), reinterpret_cast<const sockaddr*>(&_address), size) != 0 ||
       ::listen(getSocket(), backlog) != 0 ||
       ::getsockname(getSocket(), reinterpret_cast<sockaddr*>(&_address), &size) != 0) {
@@ -61,12 +76,13 @@ std::shared_ptr<ZOVSocketConnection> ZOVServerSocket::clientAccept(ZOVReturnCode
     rc = waitForClient(timeout);
     if (rc != ZOV_OK) return nullptr;
     accepted = ::accept4(getSocket(), nullptr, nullptr, SOCK_CLOEXEC);
-    // A signal, or a client that is gone again, is no failure of the listening socket.
-  } while (accepted < 0 && (errno == EINTR || errno == ECONNABORTED));
+  } while (accepted < 0 && concernsClientOnly(errno));
   if (accepted < 0) {
     rc = determineError();
+    if (isShutDown()) rc = ZOV_SOCKET_CLOSED;
     return nullptr;
   }
+  zov::keepAlive(accepted);
   std::unique_ptr<zov::Stream> stream = std::make_unique<zov::TcpStream>(accepted);
   std::shared_ptr<ZOVSocketConnection> connection;
   const auto failure = guarded(ZOV_PLACE, [&] {
@@ -84,41 +100,30 @@ std::shared_ptr<ZOVSocketConnection> ZOVServerSocket::clientAccept(ZOVReturnCode
   return connection;
 }
 
-/// Waits for the listening descriptor, the wake event and the peers of ownerless connections in one.
 ZOVReturnCode ZOVServerSocket::waitForClient(long timeout) {
   const zov::Stream::Deadline deadline = timeout == 0 ? std::nullopt : deadlineIn(timeout);
-  std::vector<pollfd> watched;
   for (;;) {
-    watched.assign({{getSocket(), POLLIN, 0}, {_wakeEvent, POLLIN, 0}});
-    for (const auto& connection : _ownerless) watched.push_back({connection->getSocket(), POLLRDHUP, 0});
+    if (isShutDown()) return ZOV_SOCKET_CLOSED;
+    pollfd watched[] = {{getSocket(), POLLIN, 0}, {_wakeEvent, POLLIN, 0}};
     if (const ZOVReturnCode code = zov::pollUntil(watched, deadline)) return code;
-    if (watched[1].revents != 0) return ZOV_SOCKET_CLOSED;
-    deleteClosedPeers(watched);
+    if (watched[1].revents != 0 && !takeWake()) return ZOV_SOCKET_CLOSED;
     if (watched[0].revents != 0) return ZOV_OK;
   }
 }
 
-void ZOVServerSocket::deleteClosedPeers(std::span<const pollfd> watched) {
-  std::vector<std::shared_ptr<ZOVSocketConnection>> left;
-  for (std::size_t i = 0; i < _ownerless.size(); ++i) {
-    if (watched[i + 2].revents != 0) {
-      deleteSocket(_ownerless[i].get());
-    } else {
-      left.push_back(std::move(_ownerless[i]));
-    }
-  }
-  _ownerless.swap(left);
+void ZOVServerSocket::wake() {
+  if (_wakeEvent >= 0) ::eventfd_write(_wakeEvent, 1);
 }
 
-void ZOVServerSocket::waitForShutdown() {
-  ZOV_TRACE(Public);
-  while (waitForClient(0) == ZOV_OK) {
-  }
+bool ZOVServerSocket::takeWake() {
+  eventfd_t wakes;
+  ::eventfd_read(_wakeEvent, &wakes);
+  return !isShutDown();
 }
 
-void ZOVServerSocket::abandon(const std::shared_ptr<ZOVSocketConnection>& connection) {
-  ZOV_TRACE(Public);
-  _ownerless.push_back(connection);
+bool ZOVServerSocket::isShutDown() {
+  const zov::SharedLock scope(_allSocketsLock);
+  return _shutDown;
 }
 
 void ZOVServerSocket::deleteSocket(const ZOVSocketConnection* connection) {
@@ -135,20 +140,13 @@ void ZOVServerSocket::deleteSocket(const ZOVSocketConnection* connection) {
   found->shutdownSocket();
 }
 
-void ZOVServerSocket::closeListening() {
-  ZOV_TRACE(Public);
-  const zov::ExclusiveLock scope(_allSocketsLock);
-  _stream = std::make_unique<zov::TcpStream>(-1);
-  _valid = false;
-}
-
 void ZOVServerSocket::shutdownAll() {
   ZOV_TRACE(Public);
   const zov::ExclusiveLock scope(_allSocketsLock);
   if (std::exchange(_shutDown, true)) return;
   shutdownSocket();
   for (const auto& connection : _allSockets) connection->shutdownSocket();
-  if (_wakeEvent >= 0) ::eventfd_write(_wakeEvent, 1);
+  wake();
 }
 
 std::size_t ZOVServerSocket::getNumConnections() {

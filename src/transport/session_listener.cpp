@@ -17,15 +17,15 @@ std::atomic<ZOVProfilerSocketMonitor*> ZOVProfilerSocketMonitor::pMonitor{nullpt
 
 /// Stands outside of the frame of its turn, so that a raise loses none of it.
 struct ZOVProfilerSocketMonitor::Turn {
-  enum Fate {
-    Deleted,    // refused, failed, or nobody's after all
-    Ownerless,  // left open for its peer to close
-    Bound,      // somebody else's
-  };
-  Fate fate = Deleted;
-  std::shared_ptr<ZOVSocketConnection> connection;
-  std::unique_ptr<ZOVBuffer> frame;
+  explicit Turn(const std::shared_ptr<zov::Reception>& from) : reception(from) {}
+  /// What nobody has taken.
+  ~Turn() {
+    if (guest.connection && !greeting) reception->socket().deleteSocket(guest.connection.get());
+  }
+  const std::shared_ptr<zov::Reception>& reception;
+  zov::Reception::Guest guest;
   std::unique_ptr<ZOVTransportableData> message;
+  std::shared_ptr<zov::Greeting> greeting;  // has the connection
   std::shared_ptr<ZOVApplicationServer> server;
 };
 
@@ -70,14 +70,10 @@ std::shared_ptr<ZOVServerSocket> ZOVProfilerSocketMonitor::serverSocket() {
 void ZOVProfilerSocketMonitor::backgroundProcessing() {
   ZOV_TRACE(Public);
   startupCompleted(1);
-  std::shared_ptr<ZOVServerSocket> socket = open();
-  if (socket) {
-    while (!isShutdownRequested() && serveNext(*socket)) {
-    }
-    if (!isShutdownRequested()) {
-      DGT1_Printf(traceUnit, DGT1_ERROR, "Accepting has ended; the sessions that stand go on");
-      socket->closeListening();
-      guarded(ZOV_PLACE, [&] { socket->waitForShutdown(); });
+  if (const std::shared_ptr<ZOVServerSocket> socket = open()) {
+    const auto reception = std::make_shared<zov::Reception>(socket);
+    while (!isShutdownRequested()) {
+      if (!serveNext(reception)) _shutdownEvent.waitWithTimeout(zovWaits().acceptPauseSeconds);
     }
   }
   guarded(ZOV_PLACE, [&] { _directory.stopProfilerMonitorThreads(); });
@@ -107,75 +103,66 @@ void ZOVProfilerSocketMonitor::tryToOpen(const char* address) {
   _serverSocket = std::move(socket);
 }
 
-bool ZOVProfilerSocketMonitor::serveNext(ZOVServerSocket& socket) {
+bool ZOVProfilerSocketMonitor::serveNext(const std::shared_ptr<zov::Reception>& reception) {
   ZOV_TRACE(Private);
-  Turn turn;
+  Turn turn(reception);
   ZOVReturnCode rc;
-  guarded(ZOV_PLACE, [&] {
-    turn.connection = socket.clientAccept(rc, zovWaits().listenerAcceptSeconds);
-    if (turn.connection && !isShutdownRequested()) greet(turn);
+  const auto failure = guarded(ZOV_PLACE, [&] {
+    rc = reception->next(turn.guest, zovWaits().listenerAcceptSeconds);
+    if (turn.guest.frame && !isShutdownRequested()) greet(turn);
   });
-  if (!turn.connection) return rc == ZOV_OK || rc == ZOV_SOCKET_TIMED_OUT;
-  if (turn.fate == Turn::Deleted) socket.deleteSocket(turn.connection.get());
-  if (turn.fate == Turn::Ownerless) socket.abandon(turn.connection);
-  return true;
+  return turn.guest.connection || (!failure && rc == ZOV_SOCKET_TIMED_OUT);
 }
 
 void ZOVProfilerSocketMonitor::greet(Turn& turn) {
   ZOV_TRACE(Private);
-  ZOVReturnCode rc;
-  turn.frame = turn.connection->receive(rc, 0, LogEveryFailure);
-  if (!turn.frame) return;
-  const bool announcesPing = turn.frame->peekDataType() == ZOVTransportableData::RequestDataType &&
-                             turn.frame->peekSubtype() == ZOVRequest::PingRequestType;
-  if (announcesPing) turn.message = ZOVTransportableData::buildFromBuffer(*turn.frame);
+  ZOVBuffer& frame = *turn.guest.frame;
+  const bool announcesPing = frame.peekDataType() == ZOVTransportableData::RequestDataType &&
+                             frame.peekSubtype() == ZOVRequest::PingRequestType;
+  if (announcesPing) turn.message = ZOVTransportableData::buildFromBuffer(frame);
   if (!turn.message) {
-    turn.fate = Turn::Ownerless;
+    turn.reception->leave(std::exchange(turn.guest.connection, nullptr));
     return;
   }
-  const auto& ping = static_cast<const ZOVPingRequest&>(*turn.message);
-  ZOVResponse response;
-  response.setStatus(false);
-  response.setCorrelatorId(ping.getCorrelatorId());
-  if (ping.getPingType() == ZOVPingRequest::RemoteStatisticsPing) {
-    greetStatisticsProcess(turn, ping, response);
+  turn.greeting =
+      std::make_shared<zov::Greeting>(turn.reception, turn.guest.connection, std::move(turn.message));
+  if (turn.greeting->ping().getPingType() == ZOVPingRequest::RemoteStatisticsPing) {
+    greetStatisticsProcess(*turn.greeting);
   } else {
-    greetCollector(turn, ping, response);
+    greetCollector(turn);
   }
 }
 
-void ZOVProfilerSocketMonitor::greetStatisticsProcess(Turn& turn, const ZOVPingRequest& ping,
-                                                      ZOVResponse& response) {
+void ZOVProfilerSocketMonitor::greetStatisticsProcess(zov::Greeting& greeting) {
   ZOV_TRACE(Private);
-  const bool expected = _directory.isThisPingExpected(ping);
-  response.setStatus(expected);
-  response.send(*turn.connection);
-  if (expected && _directory.takeRemotePSISocket(turn.connection, ping)) {
-    turn.fate = Turn::Bound;
-    return;
+  if (_directory.isThisPingExpected(greeting.ping())) {
+    greeting.accept(0);
+    if (_directory.takeRemotePSISocket(greeting.connection(), greeting.ping())) return greeting.handOver();
+  } else {
+    greeting.refuse(0);
   }
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Unexpected PING request from remote PSI process id %i is rejected",
-              ping.getProcessId());
+              greeting.ping().getProcessId());
 }
 
-void ZOVProfilerSocketMonitor::greetCollector(Turn& turn, const ZOVPingRequest& ping, ZOVResponse& response) {
+void ZOVProfilerSocketMonitor::greetCollector(Turn& turn) {
   ZOV_TRACE(Private);
-  DGT1_Printf(traceUnit, DGT1_DETAIL, "Receive PING request from process id %i", ping.getProcessId());
-  ZOVReturnCode code = checkLevels(ping);
-  const bool levelsFit = code == ZOV_OK;
-  if (levelsFit) {
-    code = _directory.findServer(ping, turn.server);
-    if (code == ZOV_NOT_MATCHING_PING) code = _directory.defineNewServer(ping, turn.server);
-  }
-  const bool accepted = code == ZOV_OK;
-  response.setStatus(accepted);
-  response.setValue(accepted ? ProductBuildLevel : static_cast<long long>(code));
-  response.send(*turn.connection);
-  if (accepted) {
-    if (_directory.foundProfiler(*turn.server, turn.connection, ping)) turn.fate = Turn::Bound;
-  } else if (levelsFit) {
-    turn.fate = Turn::Ownerless;
-  }
+  zov::Greeting& greeting = *turn.greeting;
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Receive PING request from process id %i of %s",
+              greeting.ping().getProcessId(), greeting.peer().text().c_str());
+  if (const ZOVReturnCode code = checkLevels(greeting.ping()))
+    return greeting.refuse(static_cast<long long>(code));
+  ZOVReturnCode code = findOrDefineServer(turn);
+  if (code == ZOV_OK) code = _directory.beginSession(*turn.server, turn.greeting);
+  if (code == ZOV_OK) return;
+  greeting.refuse(static_cast<long long>(code));
+  greeting.leaveToPeer();
+}
+
+ZOVReturnCode ZOVProfilerSocketMonitor::findOrDefineServer(Turn& turn) {
+  if (const ZOVReturnCode code = _directory.admit(*turn.greeting)) return code;
+  const ZOVReturnCode code = _directory.findServer(*turn.greeting, turn.server);
+  return code == ZOV_NOT_MATCHING_PING ? _directory.defineNewServer(*turn.greeting, turn.server) : code;
 }
 
 ZOVReturnCode ZOVProfilerSocketMonitor::checkLevels(const ZOVPingRequest& ping) {

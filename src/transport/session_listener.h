@@ -4,9 +4,10 @@
 // server that it names, known or new; from then on the connection is the server's. A remote statistics
 // process's ping (type 2) goes to the resource manager.
 //
-// One connection is handled at a time, and its first frame is waited for without a limit: a silent peer holds
-// up those behind it, until it speaks, closes, or the listener is shut down. shutdown may be called by any
-// other thread, and shuts down every connection so that nothing blocks a stop; deleteSocket by any thread.
+// The task waits for no peer: first frames come through the reception, for all connections at once, and what
+// a session needs of its collector happens on the server's own thread, which also answers the ping. shutdown
+// may be called by any other thread, and shuts down every connection so that nothing blocks a stop;
+// deleteSocket by any thread.
 
 #include <atomic>
 #include <memory>
@@ -14,11 +15,9 @@
 #include "platform/mutex.h"
 #include "runtime/return_code.h"
 #include "runtime/task.h"
-#include "transport/ping_request.h"
-#include "transport/server_socket.h"
+#include "transport/greeting.h"
 
 class ZOVApplicationServer;
-class ZOVResponse;
 
 /// What the listener needs of the application context, the servers and the resource manager. The agent
 /// implements it; all calls but shutDownServerSockets come from the listener's thread.
@@ -26,18 +25,20 @@ class ZOVSessionDirectory {
  public:
   virtual ~ZOVSessionDirectory() = default;
 
-  /// Asks the servers in turn, under the context's shared lock, whether the ping is theirs. 0: `server` is
-  /// the one. 174: the ping's server has a healthy connection. 173: no server is meant by it.
-  virtual ZOVReturnCode findServer(const ZOVPingRequest& ping,
+  /// Whether such a peer may bring any server: 0, or 174, told by a message.
+  virtual ZOVReturnCode admit(const zov::Greeting& greeting) = 0;
+  /// The server that the ping names. 0: `server` is the one. 174: the peer may not bring it, told by a
+  /// message. 173: no server is meant by it. Waits for no peer.
+  virtual ZOVReturnCode findServer(const zov::Greeting& greeting,
                                    std::shared_ptr<ZOVApplicationServer>& server) = 0;
   /// Makes the server that the ping describes and defines it in the context. Non-zero: why it cannot be.
-  virtual ZOVReturnCode defineNewServer(const ZOVPingRequest& ping,
+  virtual ZOVReturnCode defineNewServer(const zov::Greeting& greeting,
                                         std::shared_ptr<ZOVApplicationServer>& server) = 0;
-  /// Binds the connection to the server. False when the server is excluded from monitoring: the connection is
-  /// then the listener's to delete. Called with no lock held.
-  virtual bool foundProfiler(ZOVApplicationServer& server,
-                             const std::shared_ptr<ZOVSocketConnection>& connection,
-                             const ZOVPingRequest& ping) = 0;
+  /// Gives the greeting to the server, whose thread tests the session that it may have, answers, and begins
+  /// the new one. Non-zero: why the server cannot take it; the answer is then still to be given. Called with
+  /// no lock held, and waits for no peer.
+  virtual ZOVReturnCode beginSession(ZOVApplicationServer& server,
+                                     const std::shared_ptr<zov::Greeting>& greeting) = 0;
   /// Whether a remote statistics process with this ping is waited for; false without a resource manager.
   virtual bool isThisPingExpected(const ZOVPingRequest& ping) = 0;
   /// False when nobody took it after all: the connection is then the listener's to delete.
@@ -79,10 +80,11 @@ class ZOVProfilerSocketMonitor : public ZOVAsynchronousTask {
   std::shared_ptr<ZOVServerSocket> serverSocket();
   std::shared_ptr<ZOVServerSocket> open();
   void tryToOpen(const char* address);
-  bool serveNext(ZOVServerSocket& socket);  // false: accepting has ended
+  bool serveNext(const std::shared_ptr<zov::Reception>& reception);  // false: it should rest
   void greet(Turn& turn);
-  void greetStatisticsProcess(Turn& turn, const ZOVPingRequest& ping, ZOVResponse& response);
-  void greetCollector(Turn& turn, const ZOVPingRequest& ping, ZOVResponse& response);
+  void greetStatisticsProcess(zov::Greeting& greeting);
+  void greetCollector(Turn& turn);
+  ZOVReturnCode findOrDefineServer(Turn& turn);
   ZOVReturnCode checkLevels(const ZOVPingRequest& ping);
 
   zov::Mutex _serverSocketMutex;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -11,6 +12,7 @@
 #include "diag/utf8_handler.h"
 #include "platform/trace.h"
 #include "runtime/trace_scope.h"
+#include "runtime/waits.h"
 #include "transport/buffer.h"
 #include "transport/tcp_stream.h"
 
@@ -42,6 +44,7 @@ ZOVSocketConnection::ZOVSocketConnection(std::unique_ptr<zov::Stream>&& stream, 
   _address.sin_addr.s_addr = DefaultAddress;
   setConnectionName(name ? name : "**unknown**");
   _stream = std::move(stream);
+  setProgressLimit(zovWaits().transferProgressSeconds);
 }
 
 ZOVSocketConnection::~ZOVSocketConnection() {
@@ -83,13 +86,11 @@ ZOVReturnCode ZOVSocketConnection::Send(const ZOVBuffer& buffer) {
 std::unique_ptr<ZOVBuffer> ZOVSocketConnection::receive(ZOVReturnCode& rc, long timeout,
                                                         _TimeoutMessageRequired required) {
   ZOV_TRACE(Public);
-  if (timeout != 0) {
-    rc = waitForSocketOrTimeout(timeout);
-    if (rc != ZOV_OK) {
-      DGT1_Printf(traceUnit, DGT1_DETAIL, "Bad return code from receive %i Name = %s", unsigned{rc},
-                  _connectionNameLocal.data());
-      return nullptr;
-    }
+  rc = _stream->waitReadable(timeout != 0 ? deadlineIn(timeout) : std::nullopt);
+  if (rc != ZOV_OK) {
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "Bad return code from receive %i Name = %s", unsigned{rc},
+                _connectionNameLocal.data());
+    return nullptr;
   }
   std::uint32_t length = 0;
   std::string body;
@@ -103,11 +104,46 @@ std::unique_ptr<ZOVBuffer> ZOVSocketConnection::receive(ZOVReturnCode& rc, long 
     if (required != DoNotLogTimeout || rc != ZOV_SOCKET_TIMED_OUT) logFailure("Receive", __LINE__, rc);
     return nullptr;
   }
+  return bufferOf(std::move(body));
+}
+
+std::unique_ptr<ZOVBuffer> ZOVSocketConnection::bufferOf(std::string body) {
   if (traceUnit.on(DGT1_DETAIL)) {
     SnapHex(traceUnit, body.data(), body.size(),
             DGT1_FormatText("Data received from socket %s", _connectionNameLocal.data()).c_str());
   }
   return std::make_unique<ZOVBuffer>(*this, RWCString(std::move(body)));
+}
+
+std::unique_ptr<ZOVBuffer> ZOVSocketConnection::receiveArrived(ZOVReturnCode& rc, std::size_t maximum) {
+  ZOV_TRACE(Public);
+  std::uint32_t length = 0;
+  bool complete = false;
+  rc = completeArrived(sizeof length, complete);
+  if (rc == ZOV_OK && complete) {
+    std::memcpy(&length, _arrived.data(), sizeof length);
+    length = ntohl(length);
+    rc = length > maximum ? ZOVReturnCode(ZOV_SOCKET_TOO_LONG)
+                          : completeArrived(sizeof length + length, complete);
+  }
+  if (rc != ZOV_OK) logFailure("Receive", __LINE__, rc);
+  if (rc != ZOV_OK || !complete) return nullptr;
+  return bufferOf(std::exchange(_arrived, {}).substr(sizeof length));
+}
+
+/// Adds to what has arrived until it has this size, or nothing more is there.
+ZOVReturnCode ZOVSocketConnection::completeArrived(std::size_t size, bool& complete) {
+  ZOVReturnCode code;
+  while (code == ZOV_OK && _arrived.size() < size) {
+    const std::size_t had = _arrived.size();
+    std::size_t received = 0;
+    _arrived.resize(size);
+    code = _stream->receiveArrived(_arrived.data() + had, size - had, received);
+    _arrived.resize(had + received);
+    if (received == 0) break;
+  }
+  complete = _arrived.size() >= size;
+  return code;
 }
 
 ZOVReturnCode ZOVSocketConnection::receiveBody(std::string& body, std::uint32_t length) {
@@ -142,6 +178,11 @@ ZOVReturnCode ZOVSocketConnection::testConnection() {
   ZOV_TRACE(Public);
   const ZOVReturnCode code = waitForSocketOrTimeout(0);
   return code == ZOV_SOCKET_TIMED_OUT ? ZOVReturnCode(ZOV_OK) : code;
+}
+
+void ZOVSocketConnection::setProgressLimit(long seconds) {
+  using Limit = std::optional<std::chrono::seconds>;
+  _stream->setProgressLimit(seconds > 0 ? Limit(std::min(seconds, LongestWait)) : std::nullopt);
 }
 
 void ZOVSocketConnection::shutdownSocket() {

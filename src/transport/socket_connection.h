@@ -2,11 +2,12 @@
 // ZOVSocketConnection: frames on a stream (stream.h): a 4-byte big-endian length and that many bytes. It
 // knows nothing of what the frames hold, and of the stream only that it carries bytes.
 //
-// Blocking. One thread at a time may send or receive (the owner's lock sees to it); shutdownSocket may be
-// called from any thread at any time, and wakes a blocked one. Ownership is shared: whoever gives a
-// connection up shuts it down and drops its reference, and the last user closes the stream. Across code
-// that may raise, hand the shared_ptr on by reference and keep its owner outside of the frame, so that no
-// reference is lost in a raise.
+// Blocking, within limits: a send, and a frame from its first byte on, fails when no byte moves for as long
+// as the progress limit, which is zovWaits().transferProgressSeconds until the owner sets his own. One thread
+// at a time may send or receive (the owner's lock sees to it); shutdownSocket may be called from any thread
+// at any time, and wakes a blocked one. Ownership is shared: whoever gives a connection up shuts it down and
+// drops its reference, and the last user closes the stream. Across code that may raise, hand the shared_ptr
+// on by reference and keep its owner outside of the frame, so that no reference is lost in a raise.
 //
 // Failures are return codes; ZOVA0079E is logged for a failed send or receive.
 
@@ -41,10 +42,14 @@ class ZOVSocketConnection : public ZOVCollectable {
   /// Sends one frame.
   virtual ZOVReturnCode Send(const ZOVBuffer& buffer);
   /// The next frame's body, or null with the reason in `rc`. `timeout` in seconds (0: for ever) is for the
-  /// first bytes alone; nothing is logged for one that passes. Memory is taken as the body arrives, whatever
-  /// length was announced.
+  /// first bytes alone; nothing is logged for one that passes. The rest is under the progress limit. Memory
+  /// is taken as the body arrives, whatever length was announced.
   virtual std::unique_ptr<ZOVBuffer> receive(ZOVReturnCode& rc, long timeout,
                                              _TimeoutMessageRequired required);
+
+  /// The next frame's body as far as it has come, without a wait: null with 0 in `rc` while it is not whole,
+  /// and what has come is kept. Null with 28 when it is longer than `maximum`.
+  std::unique_ptr<ZOVBuffer> receiveArrived(ZOVReturnCode& rc, std::size_t maximum);
 
   ZOVReturnCode sendFrom(const char* bytes, std::size_t count);
   ZOVReturnCode receiveInto(char* bytes, std::size_t count);
@@ -53,6 +58,8 @@ class ZOVSocketConnection : public ZOVCollectable {
   /// 0 when nothing is known to be wrong. A peer that closed is found by the next receive only.
   ZOVReturnCode testConnection();
   void shutdownSocket();
+  /// In seconds; 0 is none. Called by the owner under the lock that serialises sending and receiving.
+  void setProgressLimit(long seconds);
   /// Called by the owner under the lock that serialises sending and receiving.
   void setConnectionName(const char* utf8Text);
 
@@ -80,7 +87,10 @@ class ZOVSocketConnection : public ZOVCollectable {
 
  private:
   ZOVReturnCode receiveBody(std::string& body, std::uint32_t length);
+  ZOVReturnCode completeArrived(std::size_t size, bool& complete);
+  std::unique_ptr<ZOVBuffer> bufferOf(std::string body);
 
+  std::string _arrived;            // receiveArrived's: a length and a body that are not whole yet
   RWCString _connectionName;       // UTF-8, for messages
   RWCString _connectionNameLocal;  // local code page, for trace
 };

@@ -30,4 +30,10 @@ ZOVReturnCode Stream::determineError() {
   return ZOV_SOCKET_ERROR;
 }
 
+Stream::Deadline Stream::endOfRest(Deadline deadline) const {
+  if (!_progressLimit) return deadline;
+  const ZOVClock::Steady limit = ZOVClock::steady() + *_progressLimit;
+  return deadline ? std::min(*deadline, limit) : limit;
+}
+
 }  // namespace zov

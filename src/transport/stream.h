@@ -3,13 +3,15 @@
 // stands above it, knows a stream by this interface alone.
 //
 // One thread at a time may receive and one may send; shutDown may be called by any thread at any time, and
-// ends what is blocked. Every operation takes a deadline in steady time. Signals are absorbed: an operation
-// goes on, with the time that is left.
+// ends what is blocked. Every operation takes a deadline in steady time, and a transfer fails too when no
+// byte moves for as long as the progress limit. Signals are absorbed: an operation goes on, with the time
+// that is left.
 //
-// Failures are return codes: 16 the peer has closed, 30 the deadline has passed, 33 there is no connection,
-// or what determineError makes of errno. Behind a failure of a transfer it is not known how many of the bytes
-// went.
+// Failures are return codes: 16 the peer has closed, 30 the deadline or the progress limit has passed, 33
+// there is no connection, or what determineError makes of errno. Behind a failure of a transfer it is not
+// known how many of the bytes went.
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string_view>
@@ -37,18 +39,28 @@ class Stream {
   /// All of the first part and then of the second, in one step where the system takes them.
   virtual ZOVReturnCode send(std::string_view first, std::string_view second = {},
                              Deadline deadline = {}) = 0;
+  /// What has come already, up to `room` bytes, without a wait: 0 with `received` 0 when that is nothing.
+  virtual ZOVReturnCode receiveArrived(char* bytes, std::size_t room, std::size_t& received) = 0;
   virtual void shutDown() = 0;
   /// What can be polled for the peer's end; -1 when there is nothing. Bytes that were read ahead do not show
   /// in it.
   virtual int descriptor() const = 0;
+
+  /// None: a transfer may rest for as long as it takes. Called by whoever transfers.
+  void setProgressLimit(std::optional<std::chrono::seconds> limit) { _progressLimit = limit; }
 
   /// The return code for errno, which is kept as the calling thread's last error.
   static ZOVReturnCode determineError();
   static int lastError() { return LastError; }
   static void clearLastError() { LastError = 0; }
 
+ protected:
+  /// The moment until which a transfer may rest now.
+  Deadline endOfRest(Deadline deadline) const;
+
  private:
   static thread_local int LastError;
+  std::optional<std::chrono::seconds> _progressLimit;
 };
 
 }  // namespace zov

@@ -1,5 +1,7 @@
 #include "transport/tcp_stream.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -23,15 +25,25 @@ ZOVReturnCode peerClosed() {
   return ZOV_SOCKET_TERMINATED;
 }
 
-/// 0 when the transfer can go on: behind a signal, and when what was ready with a deadline is not so any
-/// more.
-ZOVReturnCode failureOfTransfer(bool hasDeadline) {
-  if (hasDeadline && errno == EAGAIN) return ZOV_OK;
+/// 0 when the transfer can go on once the descriptor is ready: it is not yet, or a signal has come between.
+ZOVReturnCode failureOfTransfer() {
+  if (errno == EAGAIN) return ZOV_OK;
   const ZOVReturnCode code = Stream::determineError();
   return code == ZOV_SOCKET_INTERRUPTED ? ZOVReturnCode(ZOV_OK) : code;
 }
 
 }  // namespace
+
+void keepAlive(int socket) {
+  constexpr struct {
+    int level, option, value;
+  } Options[] = {{SOL_SOCKET, SO_KEEPALIVE, 1},
+                 {IPPROTO_TCP, TCP_KEEPIDLE, 60},  // seconds
+                 {IPPROTO_TCP, TCP_KEEPINTVL, 10},
+                 {IPPROTO_TCP, TCP_KEEPCNT, 6}};
+  for (const auto& [level, option, value] : Options)
+    ::setsockopt(socket, level, option, &value, sizeof value);
+}
 
 ZOVReturnCode pollUntil(std::span<pollfd> watched, Stream::Deadline deadline) {
   for (;;) {
@@ -72,17 +84,30 @@ ZOVReturnCode TcpStream::receive(char* bytes, std::size_t count, Deadline deadli
     std::size_t received = 0;
     ZOVReturnCode code;
     if (count >= ReadAheadSize) {
-      code = receiveSome(bytes, count, deadline, received);
+      code = receiveSome(bytes, count, received);
       bytes += received;
       count -= received;
     } else {
-      if (!_readAhead) _readAhead = std::make_unique_for_overwrite<char[]>(ReadAheadSize);
-      code = receiveSome(_readAhead.get(), ReadAheadSize, deadline, received);
-      _begin = 0;
-      _end = received;
+      code = readAhead();
+      received = _end;
     }
+    if (code == ZOV_OK && received == 0) code = waitFor(POLLIN, endOfRest(deadline));
     if (code != ZOV_OK) return code;
   }
+}
+
+ZOVReturnCode TcpStream::receiveArrived(char* bytes, std::size_t room, std::size_t& received) {
+  ZOVReturnCode code;
+  if (_begin == _end) code = readAhead();
+  received = takeReadAhead(bytes, room);
+  return code;
+}
+
+/// Fills the empty buffer with what has come.
+ZOVReturnCode TcpStream::readAhead() {
+  if (!_readAhead) _readAhead = std::make_unique_for_overwrite<char[]>(ReadAheadSize);
+  _begin = _end = 0;
+  return receiveSome(_readAhead.get(), ReadAheadSize, _end);
 }
 
 std::size_t TcpStream::takeReadAhead(char* bytes, std::size_t count) {
@@ -92,33 +117,28 @@ std::size_t TcpStream::takeReadAhead(char* bytes, std::size_t count) {
   return taken;
 }
 
-/// One call of the system. `received` is 0 behind a failure, and behind what interrupts only.
-ZOVReturnCode TcpStream::receiveSome(char* bytes, std::size_t room, Deadline deadline,
-                                     std::size_t& received) const {
-  if (deadline) {
-    if (const ZOVReturnCode code = waitFor(POLLIN, deadline)) return code;
-  }
-  const ssize_t count = ::recv(_descriptor, bytes, room, deadline ? MSG_DONTWAIT : 0);
+/// One call of the system. `received` is 0 behind a failure, and when nothing has come.
+ZOVReturnCode TcpStream::receiveSome(char* bytes, std::size_t room, std::size_t& received) const {
+  const ssize_t count = ::recv(_descriptor, bytes, room, MSG_DONTWAIT);
   if (count == 0) return peerClosed();
-  if (count < 0) return failureOfTransfer(deadline.has_value());
+  if (count < 0) return failureOfTransfer();
   received = static_cast<std::size_t>(count);
   return ZOV_OK;
 }
 
 ZOVReturnCode TcpStream::send(std::string_view first, std::string_view second, Deadline deadline) {
   while (!first.empty() || !second.empty()) {
-    if (deadline) {
-      if (const ZOVReturnCode code = waitFor(POLLOUT, deadline)) return code;
-    }
     iovec parts[] = {{const_cast<char*>(first.data()), first.size()},
                      {const_cast<char*>(second.data()), second.size()}};
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = std::size(parts);
-    const ssize_t sent = ::sendmsg(_descriptor, &message, MSG_NOSIGNAL | (deadline ? MSG_DONTWAIT : 0));
+    const ssize_t sent = ::sendmsg(_descriptor, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent == 0) return peerClosed();
     if (sent < 0) {
-      if (const ZOVReturnCode code = failureOfTransfer(deadline.has_value())) return code;
+      ZOVReturnCode code = failureOfTransfer();
+      if (code == ZOV_OK) code = waitFor(POLLOUT, endOfRest(deadline));
+      if (code != ZOV_OK) return code;
       continue;
     }
     const std::size_t ofFirst = std::min(first.size(), static_cast<std::size_t>(sent));

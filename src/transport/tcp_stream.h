@@ -23,12 +23,14 @@ class TcpStream : public Stream {
   ZOVReturnCode waitReadable(Deadline deadline) override;
   ZOVReturnCode receive(char* bytes, std::size_t count, Deadline deadline = {}) override;
   ZOVReturnCode send(std::string_view first, std::string_view second = {}, Deadline deadline = {}) override;
+  ZOVReturnCode receiveArrived(char* bytes, std::size_t room, std::size_t& received) override;
   void shutDown() override;
   int descriptor() const override { return _descriptor; }
 
  private:
   ZOVReturnCode waitFor(short events, Deadline deadline) const;
-  ZOVReturnCode receiveSome(char* bytes, std::size_t room, Deadline deadline, std::size_t& received) const;
+  ZOVReturnCode receiveSome(char* bytes, std::size_t room, std::size_t& received) const;
+  ZOVReturnCode readAhead();
   std::size_t takeReadAhead(char* bytes, std::size_t count);
 
   const int _descriptor;
@@ -37,6 +39,10 @@ class TcpStream : public Stream {
   std::size_t _begin = 0;
   std::size_t _end = 0;
 };
+
+/// Has the system probe a peer that says nothing, so that one which vanished without a word is found: after
+/// two minutes.
+void keepAlive(int socket);
 
 /// ::poll until one of the descriptors is ready: 0; 30 when the deadline has passed.
 ZOVReturnCode pollUntil(std::span<pollfd> watched, Stream::Deadline deadline);

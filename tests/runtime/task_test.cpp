@@ -8,8 +8,8 @@
 #include "runtime/service_task.h"
 #include "support/agent_thread.h"
 #include "support/test_environment.h"
+#include "support/thread_creation.h"
 #include "support/trace_capture.h"
-#include "thread_creation.h"
 
 namespace {
 

@@ -1,11 +1,9 @@
 #include "runtime/thread.h"
 
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 
-#include <cerrno>
 #include <thread>
 
 #include "platform/clock.h"
@@ -14,18 +12,8 @@
 #include "runtime/waits.h"
 #include "support/agent_thread.h"
 #include "support/test_environment.h"
+#include "support/thread_creation_fails.h"
 #include "support/trace_capture.h"
-#include "thread_creation.h"
-
-constinit thread_local bool ThreadCreationFails::active = false;
-
-// Stands before the system's, which it finds behind itself.
-extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
-                              void* argument) noexcept {
-  using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
-  static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
-  return ThreadCreationFails::active ? EAGAIN : create(thread, attributes, start, argument);
-}
 
 namespace {
 

@@ -59,11 +59,44 @@ TEST_F(BackgroundTest, OnDemandAnswersAFloodFromOnePoll) {
   EXPECT_EQ(server->takeSample(ZOVMessagesAnchor()), ZOVReturnCode(21));
 }
 
-TEST_F(BackgroundTest, AQuietCollectorIsPinged) {
-  begin(1, {requestSample("/a", 1)});
-  EXPECT_EQ(server->requestTestConnectivity(), ZOVReturnCode(0));  // the last that it does for now
-  rig.step(61);
-  EXPECT_TRUE(collector->waitForRequest(1, 1));
+TEST_F(BackgroundTest, AQuietCollectorIsPingedInEveryMode) {
+  const struct {
+    const char* mode;
+    int action;
+    int interval;
+    bool collects;
+  } modes[] = {{"on demand", 1, 60, true},
+               {"by interval, with nothing collected", 2, 60, false},
+               {"by a long interval", 2, 600, true}};
+  for (int processId = 1; const auto& mode : modes) {
+    SCOPED_TRACE(mode.mode);
+    rig.services.serverParms.setRequestCollectAction(mode.action);
+    rig.services.serverParms.setRequestCollectPollFrequency(mode.interval);
+    if (!rig.context) rig.start();
+    const std::string name = "shop" + std::to_string(processId);
+    const auto quiet = rig.serve(name, {}, processId++);
+    const auto its = rig.server(name);
+    if (!mode.collects) {
+      ASSERT_EQ(its->suspendCollectingRequestData(), ZOVReturnCode(0));
+    }
+    EXPECT_EQ(its->requestTestConnectivity(), ZOVReturnCode(0));  // the last that it does for now
+    rig.step(59);
+    quiet->close();
+    EXPECT_EQ(its->getStatus(), ServerConnected);
+    rig.step(1);
+    EXPECT_EQ(its->getStatus(), ServerDisconnected);
+  }
+}
+
+TEST_F(BackgroundTest, ACollectorThatIsPolledIsNotPinged) {
+  begin(2, {requestSample("/a", 1)});
+  for (int poll = 1; poll <= 3; ++poll) {
+    rig.step(60);
+    EXPECT_TRUE(collector->waitForRequest(2, poll));
+  }
+  EXPECT_EQ(server->requestTestConnectivity(), ZOVReturnCode(0));
+  collector->close();
+  EXPECT_FALSE(collector->waitForRequest(1, 1)) << "the one that was asked for";
 }
 
 TEST_F(BackgroundTest, WithoutACollectorNothingIsTakenAndTheServerKeepsItsRow) {

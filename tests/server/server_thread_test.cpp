@@ -10,6 +10,7 @@
 #include "runtime/waits.h"
 #include "support/diagnostic_environment.h"
 #include "support/test_environment.h"
+#include "support/thread_creation_fails.h"
 
 namespace {
 
@@ -26,9 +27,10 @@ class Work : public zov::ServerThreadWork {
     return true;
   }
   void threadEnds() override { ++ended; }
+  void startFailed() override { ++failedStarts; }
 
   std::function<void()> inTurn = [] {};
-  std::atomic<int> begun{0}, turns{0}, ended{0};
+  std::atomic<int> begun{0}, turns{0}, ended{0}, failedStarts{0};
   std::atomic<unsigned int> failure{0};
 };
 
@@ -87,9 +89,40 @@ TEST_F(ServerThreadTest, ARaiseCostsItsTurnAndTheLocksOfIt) {
   EXPECT_GT(work.turns, before);
 }
 
+TEST_F(ServerThreadTest, AStartThatFailsIsToldAndMayBeTriedAgain) {
+  {
+    const ThreadCreationFails fails;
+    EXPECT_FALSE(thread.start());
+  }
+  EXPECT_EQ(work.failedStarts, 1);
+  EXPECT_EQ(work.begun, 0);
+  EXPECT_FALSE(thread.isRunning());
+  EXPECT_TRUE(thread.start());
+  thread.settle();
+  EXPECT_EQ(work.begun, 1);
+}
+
+TEST_F(ServerThreadTest, AStartOfAThreadThatIsStoppingPromisesNothing) {
+  ZOVEvent inTurn, goOn;
+  work.inTurn = [&] {
+    if (work.turns > 1) return;
+    inTurn.post();
+    goOn.wait();
+  };
+  EXPECT_TRUE(thread.start());
+  thread.wake();
+  inTurn.wait();
+  EXPECT_TRUE(thread.start());
+  thread.requestStop();
+  EXPECT_FALSE(thread.start());
+  goOn.post();
+  thread.waitUntilStopped();
+  EXPECT_TRUE(thread.start());
+}
+
 TEST_F(ServerThreadTest, AnEndIsForGood) {
   EXPECT_TRUE(thread.end());  // never started
-  thread.start();
+  EXPECT_FALSE(thread.start());
   EXPECT_FALSE(thread.isRunning());
   EXPECT_EQ(work.begun, 0);
 }

@@ -1,6 +1,7 @@
 // A collector's session from its ping to its end, over real connections.
 
 #include "support/server_rig.h"
+#include "support/thread_creation.h"
 
 namespace {
 
@@ -235,6 +236,67 @@ TEST_F(SessionTest, StopsWithAPollHalfAnsweredAndAQueryWaiting) {
   rig.stop();
   query.join();
   EXPECT_EQ(server->getOnDemandProfilerSamples(ZOVWorkloadSumAnchor()), ZOVReturnCode(21));
+}
+
+TEST_F(SessionTest, APollThatStopsInAFrameEndsTheSessionOnly) {
+  rig.services.agentParms.setSocketReceiveTimeout(3);
+  const auto collector = rig.ping("shop");
+  ASSERT_TRUE(collector->receive());
+  collector->send(wireResponse(collector->receive()->correlator(), true));
+  ASSERT_TRUE(collector->receive());  // the poll
+  collector->sendBytes(requestSample("/a", 1).framed().substr(0, 20));
+  EXPECT_TRUE(collector->closedByAgent());
+  EXPECT_TRUE(rig.issued("ZOVA0015E Error The socket request has timed out"));
+  rig.serve("shop");
+}
+
+TEST_F(SessionTest, ACollectorThatSaysNothingHoldsUpNoOther) {
+  const auto hung = rig.ping("shop");
+  ASSERT_TRUE(hung->receive());
+  ASSERT_TRUE(hung->receive());  // what it should collect; it does not answer
+  const auto next = rig.ping("shop", 4712);
+  const auto third = rig.ping("shop", 4713);
+  const auto refusal = third->receive();
+  ASSERT_TRUE(refusal);
+  EXPECT_EQ(refusal->number(15), 174) << "one may wait, no more";
+  rig.serve("other");
+  EXPECT_TRUE(next->nothingReceived());
+  hung->close();
+  const auto answer = next->receive();
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->number(15), 6005164);
+}
+
+TEST_F(SessionTest, ATestOfTheFormerSessionHoldsUpNoOther) {
+  const auto former = rig.ping("shop");
+  ASSERT_TRUE(former->receive());
+  former->send(wireResponse(former->receive()->correlator(), true));
+  ASSERT_TRUE(former->receive());  // the poll
+  former->send(wireSample(998));
+  const auto next = rig.ping("shop", 4712);
+  const auto test = former->receive();
+  ASSERT_TRUE(test && test->subtype == 1);
+  rig.serve("other");
+  EXPECT_TRUE(next->nothingReceived());
+  former->send(wireResponse(test->correlator(), true));
+  const auto refusal = next->receive();
+  ASSERT_TRUE(refusal);
+  EXPECT_EQ(refusal->number(15), 174);
+  EXPECT_TRUE(rig.server("shop")->isConnectedWithProfiler());
+}
+
+TEST_F(SessionTest, AThreadThatCouldNotBeStartedIsTriedAtTheNextSession) {
+  rig.serve("shop")->close();
+  const auto server = rig.server("shop");
+  server->stopProfilerMonitorThread(true);
+  {
+    const ThreadCreationFails fails;
+    server->startProfilerMonitorThread();
+  }
+  EXPECT_TRUE(rig.issued(
+      "ZOVA0174E The collector session monitor thread of application server shop could not be started."));
+  EXPECT_EQ(server->requestTestConnectivity(), ZOVReturnCode(21));
+  rig.serve("shop");
 }
 
 TEST_F(SessionTest, AnEmptyNameMakesNoServer) {

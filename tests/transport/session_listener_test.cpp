@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -16,6 +17,7 @@
 #include "support/comes_true.h"
 #include "support/diagnostic_environment.h"
 #include "support/fake_collector.h"
+#include "support/step_clock.h"
 
 namespace {
 
@@ -31,8 +33,12 @@ class FakeDirectory : public ZOVSessionDirectory {
     std::shared_ptr<ZOVSocketConnection> connection;
   };
 
-  ZOVReturnCode findServer(const ZOVPingRequest& ping,
+  ZOVReturnCode admit(const zov::Greeting& greeting) override {
+    return greeting.ping().getAppServerName() == "forbidden" ? ZOV_PING_NOT_EXPECTED : ZOV_OK;
+  }
+  ZOVReturnCode findServer(const zov::Greeting& greeting,
                            std::shared_ptr<ZOVApplicationServer>& server) override {
+    const ZOVPingRequest& ping = greeting.ping();
     if (ping.getAppServerName() == "raise") zovRaise(ZOVException(ZOV_EXCEPTION_CAUGHT));
     const std::scoped_lock lock(_mutex);
     const auto found = _servers.find(nameOf(ping));
@@ -41,19 +47,28 @@ class FakeDirectory : public ZOVSessionDirectory {
     server = opaque(found->second);
     return ZOV_OK;
   }
-  ZOVReturnCode defineNewServer(const ZOVPingRequest& ping,
+  ZOVReturnCode defineNewServer(const zov::Greeting& greeting,
                                 std::shared_ptr<ZOVApplicationServer>& server) override {
+    const ZOVPingRequest& ping = greeting.ping();
     if (ping.getAppServerName().isNull()) return ZOV_NO_SUCH_SERVER;
     const std::scoped_lock lock(_mutex);
     server = opaque(_servers[nameOf(ping)] = std::make_shared<Server>());
     return ZOV_OK;
   }
-  bool foundProfiler(ZOVApplicationServer& server, const std::shared_ptr<ZOVSocketConnection>& connection,
-                     const ZOVPingRequest& ping) override {
-    if (ping.getAppServerName() == "excluded") return false;
+  ZOVReturnCode beginSession(ZOVApplicationServer& server,
+                             const std::shared_ptr<zov::Greeting>& greeting) override {
+    const RWCString& name = greeting->ping().getAppServerName();
+    if (name == "no thread") return ZOV_NO_SUBTASK;
     const std::scoped_lock lock(_mutex);
-    reinterpret_cast<Server&>(server).connection = connection;
-    return true;
+    if (name == "late") {
+      waiting = greeting;
+      return ZOV_OK;
+    }
+    greeting->accept(ZOVProfilerSocketMonitor::ProductBuildLevel);
+    if (name == "excluded") return ZOV_OK;
+    reinterpret_cast<Server&>(server).connection = greeting->connection();
+    greeting->handOver();
+    return ZOV_OK;
   }
   bool isThisPingExpected(const ZOVPingRequest& ping) override { return ping.getRemoteToken() < 10; }
   bool takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,
@@ -93,6 +108,17 @@ class FakeDirectory : public ZOVSessionDirectory {
     return _events;
   }
 
+  /// The greeting of "late", which is then the test's to answer.
+  std::shared_ptr<zov::Greeting> takeWaiting() {
+    std::shared_ptr<zov::Greeting> taken;
+    comesTrue([&] {
+      const std::scoped_lock lock(_mutex);
+      taken.swap(waiting);
+      return taken != nullptr;
+    });
+    return taken;
+  }
+
   std::atomic<bool> stopped{false};
   std::atomic<bool> shutDown{false};
 
@@ -105,6 +131,7 @@ class FakeDirectory : public ZOVSessionDirectory {
   }
 
   std::mutex _mutex;  // guards what follows
+  std::shared_ptr<zov::Greeting> waiting;
   std::map<std::string, std::shared_ptr<Server>> _servers;
   std::shared_ptr<ZOVSocketConnection> _statistics;
   std::vector<std::string> _events;
@@ -156,6 +183,8 @@ TEST_F(SessionListenerTest, PingsAreAnsweredBitForBit) {
   EXPECT_EQ(answerTo(second, wirePing(8, "server1", "/srv")), refusal(8, 174)) << "healthily connected";
   EXPECT_EQ(answerTo(wirePing(9, "server1", "/other")), positive(9)) << "another root is another server";
   EXPECT_EQ(answerTo(wirePing(10, "", "/srv")), refusal(10, 7));
+  EXPECT_EQ(answerTo(wirePing(12, "forbidden", "/srv")), refusal(12, 174));
+  EXPECT_EQ(answerTo(wirePing(13, "no thread", "/srv")), refusal(13, 156));
   FakeCollector excluded(port);
   EXPECT_EQ(answerTo(excluded, wirePing(11, "excluded", "/")), positive(11));
   EXPECT_TRUE(excluded.closedByAgent());
@@ -240,16 +269,83 @@ TEST_F(SessionListenerTest, ASilentPeerHoldsUpNoStop) {
   EXPECT_EQ(ZOVProfilerSocketMonitor::pMonitor.load(), nullptr);
 }
 
-TEST_F(SessionListenerTest, AnAcceptErrorEndsTheListenerAndNoSession) {
+// Whatever they do: nothing, half a length, half a frame, a length that is no frame's.
+TEST_F(SessionListenerTest, NoPeerHoldsUpAnother) {
+  const std::string whole = wirePing(1, "server1", "/").framed();
+  std::vector<std::unique_ptr<FakeCollector>> peers;
+  for (const std::string& bytes :
+       {std::string(), whole.substr(0, 2), whole.substr(0, 4), whole.substr(0, 50)}) {
+    peers.push_back(std::make_unique<FakeCollector>(port));
+    peers.back()->sendBytes(bytes);
+  }
+  FakeCollector tooLong(port);
+  tooLong.sendBytes(wireBytes("00010001 0002"));
+  EXPECT_TRUE(tooLong.closedByAgent()) << "one byte more than a first frame may have";
+  session("meanwhile");
+  peers.back()->sendBytes(whole.substr(50));
+  EXPECT_EQ(wireHex(peers.back()->receiveBytes()), positive(1)) << "begun before, ended after";
+}
+
+TEST_F(SessionListenerTest, AFirstFrameMustComeInTime) {
+  StepClock clock;
+  FakeCollector silent(port), half(port), left(port);
+  half.sendBytes(wireBytes("0000"));
+  left.send(wireSample(998));
+  session("first");  // they have been accepted
+  StepClock::step(29);
+  session("second");
+  EXPECT_TRUE(silent.nothingReceived() && half.nothingReceived());
+  StepClock::step(1);
+  session("third");
+  EXPECT_TRUE(silent.closedByAgent());
+  EXPECT_TRUE(half.closedByAgent());
+  EXPECT_TRUE(left.nothingReceived()) << "its first frame has come";
+}
+
+TEST_F(SessionListenerTest, OfConnectionsWithoutAnOwnerTheOldestGoes) {
+  FakeCollector silent(port), left(port);
+  session("first");
+  left.send(wireSample(998));
+  session("second");
+  std::vector<std::unique_ptr<FakeCollector>> others;
+  while (others.size() < zov::Reception::Capacity - 2)
+    others.push_back(std::make_unique<FakeCollector>(port));
+  FakeCollector bound(port);
+  EXPECT_EQ(answerTo(bound, wirePing(1, "bound", "/")), positive(1)) << "takes a place while it waits";
+  EXPECT_TRUE(silent.closedByAgent());
+  others.push_back(std::make_unique<FakeCollector>(port));
+  others.push_back(std::make_unique<FakeCollector>(port));
+  EXPECT_TRUE(left.closedByAgent());
+  EXPECT_TRUE(bound.nothingReceived()) << "has an owner";
+}
+
+TEST_F(SessionListenerTest, AnAnswerMayComeLater) {
+  FakeCollector accepted(port), refused(port), forgotten(port);
+  accepted.send(wirePing(1, "late", "/"));
+  const auto toAccept = directory.takeWaiting();
+  refused.send(wirePing(2, "late", "/"));
+  const auto toRefuse = directory.takeWaiting();
+  forgotten.send(wirePing(3, "late", "/"));
+  directory.takeWaiting().reset();
+  EXPECT_TRUE(forgotten.closedByAgent());
+  session("meanwhile");
+  ASSERT_TRUE(toAccept && toRefuse);
+  EXPECT_EQ(toAccept->accept(6005164), ZOV_OK);
+  EXPECT_EQ(wireHex(accepted.receiveBytes()), positive(1));
+  toRefuse->refuse(174);
+  toRefuse->leaveToPeer();
+  EXPECT_EQ(wireHex(refused.receiveBytes()), refusal(2, 174));
+  session("first");
+  EXPECT_TRUE(refused.nothingReceived());
+}
+
+TEST_F(SessionListenerTest, WithoutADescriptorAcceptingRestsAndGoesOn) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizer needs a descriptor to look at an object, and here there is none left";
 #endif
-  FakeCollector collector(port);
-  collector.send(wirePing(1, "server1", "/"));
-  collector.receive();
-  const auto session = directory.waitForConnection("server1 /");
-  ASSERT_TRUE(session);
-
+  const std::size_t before = openDescriptors();
+  session("first");
+  ASSERT_TRUE(comesTrue([&] { return openDescriptors() == before; }));
   const int extra = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   rlimit limit{};
   ::getrlimit(RLIMIT_NOFILE, &limit);
@@ -261,16 +357,16 @@ TEST_F(SessionListenerTest, AnAcceptErrorEndsTheListenerAndNoSession) {
   address.sin_port = htons(port);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   ASSERT_EQ(::connect(extra, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  char byte;
-  EXPECT_LE(::recv(extra, &byte, 1, 0), 0) << "reset, with the listening descriptor";
+  const std::string message =
+      "ZOVA0172W New collectors are not taken for 1 seconds, and then again: a connection cannot be "
+      "accepted, "
+      "errno=24 Too many open files.  Sessions go on.";
+  EXPECT_TRUE(comesTrue([&] { return std::ranges::count(environment.issued(), message) == 1; }));
+  EXPECT_EQ(::send(extra, wirePing(1, "server1", "/").framed().data(), 4, MSG_NOSIGNAL), 4);
   ::setrlimit(RLIMIT_NOFILE, &former);
+  session("later");
+  EXPECT_EQ(std::ranges::count(environment.issued(), message), 1);
   ::close(extra);
-
-  EXPECT_FALSE(FakeCollector(port).connected());
-  EXPECT_EQ(session->sendFrom("x", 1), 0u);
-  monitor->deleteSocket(session.get());
-  monitor->shutdown();
-  EXPECT_TRUE(directory.stopped);
 }
 
 TEST(SessionListener, APortInUseIsOpenedOnceItIsFree) {

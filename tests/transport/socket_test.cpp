@@ -112,6 +112,13 @@ TEST_F(SocketTest, WaitsEndInTime) {
   EXPECT_TRUE(environment.issued().empty()) << "a time that passes is logged nowhere";
 }
 
+TEST_F(SocketTest, ThePeerIsProbedWhenItSaysNothing) {
+  int probed = 0;
+  socklen_t size = sizeof probed;
+  ASSERT_EQ(::getsockopt(connection->getSocket(), SOL_SOCKET, SO_KEEPALIVE, &probed, &size), 0);
+  EXPECT_EQ(probed, 1);
+}
+
 TEST_F(SocketTest, SignalsAreAbsorbed) {
   struct sigaction action {};
   struct sigaction former {};
@@ -173,18 +180,6 @@ TEST_F(SocketTest, ShutdownEndsWhatIsBlockedAndWhatComesLater) {
   EXPECT_NE(acceptCode, 0u);
   EXPECT_TRUE(peer->closedByAgent());
   EXPECT_FALSE(FakeCollector(server->getPort()).connected());
-  server->waitForShutdown();
-}
-
-TEST_F(SocketTest, AnOwnerlessConnectionLastsUntilItsPeerCloses) {
-  server->abandon(std::move(connection));
-  peer->sendBytes("whatever it has to say");
-  EXPECT_EQ(server->clientAccept(rc, NoWait), nullptr);
-  EXPECT_EQ(server->getNumConnections(), 1u);
-  peer->close();
-  const FakeCollector next(server->getPort());
-  EXPECT_TRUE(accept());
-  EXPECT_EQ(server->getNumConnections(), 1u) << "the next one alone";
 }
 
 TEST_F(SocketTest, OnlyTheRequestsOwnPositiveResponseIsSuccess) {

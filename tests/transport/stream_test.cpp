@@ -12,6 +12,7 @@
 #include "support/comes_true.h"
 #include "support/diagnostic_environment.h"
 #include "support/fake_collector.h"
+#include "support/step_clock.h"
 #include "transport/buffer.h"
 #include "transport/socket_connection.h"
 #include "transport/tcp_stream.h"
@@ -136,6 +137,39 @@ TEST(Streams, ADeadlineEndsATransferThatHasBegun) {
   pair.stream->shutDown();
   reader.join();
   EXPECT_EQ(zov::TcpStream(-1).waitReadable({}), ZOV_SOCKET_CLOSED);
+}
+
+TEST(Progress, AFrameThatHasBegunAndASendEnd) {
+  DiagnosticEnvironment environment;
+  for (const std::string& begun :
+       {std::string("\0", 1), std::string("\0\0\0\4", 4), framed("whole").substr(0, 8)}) {
+    FramePair pair;
+    pair.connection.setProgressLimit(1);
+    pair.peerSends(begun);
+    EXPECT_EQ(pair.receive(0), "nothing") << wireHex(begun);
+    EXPECT_EQ(pair.rc, ZOV_SOCKET_TIMED_OUT) << wireHex(begun);
+  }
+  FramePair pair;
+  pair.connection.setProgressLimit(1);
+  const std::string much(4 << 20, 'm');
+  EXPECT_EQ(pair.connection.sendFrom(much.data(), much.size()), ZOV_SOCKET_TIMED_OUT);
+}
+
+// However long the whole of it takes.
+TEST(Progress, BytesThatComeKeepAFrameAlive) {
+  StepClock clock;
+  FramePair pair;
+  pair.connection.setProgressLimit(100);
+  const std::string bytes = framed("slow");
+  std::thread sender([&] {
+    for (const char byte : bytes) {
+      pair.peerSends({&byte, 1});
+      EXPECT_TRUE(comesTrue([&] { return pair.systemIsEmpty(); }));
+      StepClock::step(60);
+    }
+  });
+  EXPECT_EQ(pair.receive(0), "slow");
+  sender.join();
 }
 
 }  // namespace
