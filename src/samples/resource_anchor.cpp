@@ -181,6 +181,7 @@ void ZOVResourceAnchor::addToHistory(const ZOVSample& sample) {
 
 void ZOVResourceAnchor::saveNewHistoricalSample(ZOVSample* sample) {
   ZOV_TRACE(Public);
+  if (lastSample == nullptr) reportedAt = ZOVClock::coarseSteady();
   if (!historyOnly && collectHistory && sample != nullptr) {
     sample->calculateRates(lastHistoricalSample);
     delete std::exchange(lastHistoricalSample, sample);

@@ -41,10 +41,10 @@ constexpr bool isStatistic(_KeyKind kind) {
 }  // namespace
 
 ZOVSample::ZOVSample(const zov::SampleClass& sampleClass)
-    : sampleTime(RWTime::currentTime().seconds()),
-      numericValues(static_cast<_NumericValue*>(
+    : numericValues(static_cast<_NumericValue*>(
           ZOVMemoryManager::operator new(sampleClass.numericKeys.size() * sizeof(_NumericValue)))),
       _class(sampleClass) {
+  takeTime();
   std::uninitialized_value_construct_n(numericValues, _class.numericKeys.size());
 }
 
@@ -52,10 +52,18 @@ ZOVSample::ZOVSample(const ZOVSample& other)
     : ZOVTransportableData(other),
       sampleTime(other.sampleTime),
       duration(other.duration),
+      _takenAt(other._takenAt),
+      _timeTold(other._timeTold),
       numericValues(static_cast<_NumericValue*>(ZOVMemoryManager::operator new(other.valueBytes()))),
       ratesCalculated(other.isRated() ? Rated : Unrated),
       _class(other._class) {
   std::memcpy(numericValues, other.numericValues, valueBytes());
+}
+
+void ZOVSample::takeTime() {
+  sampleTime = RWTime::currentTime().seconds();
+  if (!isIntervalSample()) _takenAt = ZOVClock::coarseSteady();
+  _timeTold = false;
 }
 
 ZOVSample& ZOVSample::operator=(const ZOVSample& other) {
@@ -63,6 +71,8 @@ ZOVSample& ZOVSample::operator=(const ZOVSample& other) {
   ZOVTransportableData::operator=(other);
   sampleTime = other.sampleTime;
   duration = other.duration;
+  _takenAt = other._takenAt;
+  _timeTold = other._timeTold;
   ratesCalculated.store(other.isRated() ? Rated : Unrated, std::memory_order_release);
   std::memcpy(numericValues, other.numericValues, valueBytes());
   return *this;
@@ -138,6 +148,7 @@ void ZOVSample::saveNumericData(int key, long long value) {
 inline void ZOVSample::storeNumericData(int key, long long value) {
   if (key == zov::key::sample_time) {
     sampleTime = static_cast<std::uint32_t>(value);
+    _timeTold = true;
     return;
   }
   if (key == zov::key::duration) {

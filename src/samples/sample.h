@@ -7,6 +7,11 @@
 // cumulative sample reports running totals, and its rates come from the difference to the sample before it;
 // an interval sample reports the counts of its own duration and is its own difference.
 //
+// The duration between two cumulative samples is steady time where the agent took both. Where a peer told
+// their times (key 20) it is the difference of those; times that do not go forward come from a clock that was
+// set, and then what the later sample told of its duration (key 21) stands, and without that there is no
+// rate.
+//
 // Samples have no lock. One thread fills a new sample; a kept one belongs to its anchor and is reached under
 // the server's lock. The one thing that happens under a shared hold of it is the rating of an interval sample
 // by a reader: it is done once, and a second reader waits for the few instructions that it takes.
@@ -18,6 +23,7 @@
 #include <cstdint>
 
 #include "foundation/collections.h"
+#include "platform/clock.h"
 #include "samples/key_table.h"
 #include "transport/transportable_data.h"
 
@@ -174,6 +180,10 @@ class ZOVSample : public ZOVTransportableData {
   std::uint32_t duration = 0;
 
  private:
+  /// Of a cumulative sample: since the one before it, or 0 when nobody can tell.
+  std::uint32_t secondsSince(const ZOVSample& previous) const;
+  void takeTime();  ///< the sample is taken now, by the agent
+
   enum : std::uint32_t { Unrated = 0, Rated = 1, BeingRated = 2 };
 
   int placeOf(int key) const { return zov::isKey(key) ? _class.placement[key] - 1 : -1; }
@@ -181,6 +191,8 @@ class ZOVSample : public ZOVTransportableData {
   std::size_t valueBytes() const { return _class.numericKeys.size() * sizeof(_NumericValue); }
   void streamValues(ZOVBuffer& buffer) const;
   void saveKeywordValue(std::string_view keyword, std::string_view value);
+  ZOVClock::Steady _takenAt{};   // by the agent; of cumulative samples only
+  bool _timeTold = false;        // by a peer
   _NumericValue* numericValues;  // owned; one per key of the class
   std::atomic<std::uint32_t> ratesCalculated{Unrated};
   std::uint32_t eyeCatcher = 0x504d4153;  // "SAMP" in a memory dump

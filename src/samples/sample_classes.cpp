@@ -56,6 +56,12 @@ constexpr KeyPair EJBLoadKeys[] = {{key::stateless_beans_live, key::beans_live},
                                    {key::entity_beans_active, key::beans_active},
                                    {key::stateful_beans_active, key::beans_active}};
 
+/// Of a session's parts, whichever is the later.
+bool isGreatestOfParts(int key) {
+  return key == key::session_counter_1 || key == key::session_figure || key == key::session_maximum ||
+         key == key::session_counter_2 || key == key::session_counter_3;
+}
+
 /// Identities take the low 32 bits of a key.
 int number(const ZOVSample& sample, int key) {
   return static_cast<int>(sample.getNumericData(key));
@@ -235,24 +241,22 @@ ZOVResourceAnchor* ZOVWorkloadDetailSample::getResourceAnchor() {
                                      delayDetail1, delayDetail2, number(*this, key::delay_category));
 }
 
+/// The same whichever part comes first: by what each has told, and not by what was rated since.
 void ZOVHTTPSample::mergeSampleData(const ZOVSample* other) {
+  ZOV_TRACE(Restricted);
   if (other == nullptr) return;
-  if (other->getNumericData(key::session_part_order) < getNumericData(key::session_part_order)) {
-    for (int key : {key::application_name, key::request_name, key::session_text_1, key::session_text_2,
-                    key::session_text_3}) {
-      saveStringData(key, other->getStringData(key).view());
-    }
+  const long long mine = getTotalCount(key::session_part_order);
+  const long long theirs = other->getTotalCount(key::session_part_order);
+  const bool later = theirs != NullValue && (mine == NullValue || theirs < mine);
+  for (const int key : sampleClass().numericKeys) {
+    const long long told = other->getTotalCount(key);
+    if (isGreatestOfParts(key) ? told > getTotalCount(key) : later) saveNumericData(key, told);
   }
-  ZOVSample::mergeSampleData(other);
-}
-
-void ZOVHTTPSample::mergeNumericData(const ZOVSample* other, int key, _NumericValue* entry) {
-  const bool largest = key == key::session_counter_1 || key == key::session_figure ||
-                       key == key::session_counter_2 || key == key::session_counter_3;
-  const bool wanted =
-      largest ? other->getNumericData(key) > getNumericData(key)
-              : other->getNumericData(key::session_part_order) < getNumericData(key::session_part_order);
-  if (wanted) ZOVSample::mergeNumericData(other, key, entry);
+  if (!later) return;
+  for (const int key : {key::application_name, key::request_name, key::session_text_1, key::session_text_2,
+                        key::session_text_3}) {
+    saveStringData(key, other->getStringData(key).view());
+  }
 }
 
 ZOVResourceAnchor* ZOVHTTPSample::getResourceAnchor() {

@@ -261,9 +261,9 @@ class ZOVWorkloadDetailSample : public ZOVWorkloadBaseSample {
 class ZOVHTTPSample : public ZOVWorkloadBaseSample {
   ZOV_SAMPLE_CLASS(ZOVHTTPSample, ZOVWorkloadBaseSample)
 
-  /// The names come from the part with the smaller session_part_order.
+  /// The later part is the one with the smaller session_part_order: its texts and numbers stand whole, with
+  /// the greatest of the session's counters, figure and maximum.
   void mergeSampleData(const ZOVSample* other) override;
-  void mergeNumericData(const ZOVSample* other, int key, _NumericValue* entry) override;
   ZOVResourceAnchor* getResourceAnchor() override;
 
   RWCString sessionName, sessionText1, sessionText2, sessionText3;

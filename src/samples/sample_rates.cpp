@@ -2,6 +2,8 @@
 
 #include <sched.h>
 
+#include <algorithm>
+
 #include "runtime/trace_scope.h"
 #include "samples/arithmetic.h"
 #include "samples/sample.h"
@@ -64,10 +66,18 @@ void ZOVSample::calculateRates(const ZOVSample* previous) {
   while (ratesCalculated.load(std::memory_order_acquire) == BeingRated) sched_yield();
 }
 
+std::uint32_t ZOVSample::secondsSince(const ZOVSample& previous) const {
+  if (!_timeTold && !previous._timeTold) {
+    const auto seconds = std::chrono::round<std::chrono::seconds>(_takenAt - previous._takenAt).count();
+    return static_cast<std::uint32_t>(std::max<std::int64_t>(seconds, 0));
+  }
+  return sampleTime > previous.sampleTime ? sampleTime - previous.sampleTime : duration;
+}
+
 void ZOVSample::rate(const ZOVSample* previous) {
   const bool interval = isIntervalSample();
   const ZOVSample* base = interval ? nullptr : previous;
-  if (!interval) duration = base ? sampleTime - base->sampleTime : 0;
+  if (!interval) duration = base ? secondsSince(*base) : 0;
   for (std::size_t i = 0; i < _class.numericKeys.size(); ++i) {
     const int key = _class.numericKeys[i];
     const zov::KeyRow& row = _class.rows[i];
@@ -77,7 +87,9 @@ void ZOVSample::rate(const ZOVSample* previous) {
       case KeyKindCounterFromZero: {
         const bool fromZero = interval || row.kind == KeyKindCounterFromZero;
         const long long first = fromZero ? 0 : NullValue;
-        if (takeDelta(entry, base ? base->getTotalCount(key) : first)) takeRate(entry, row, duration);
+        if (!takeDelta(entry, base ? base->getTotalCount(key) : first)) break;
+        if (base && duration == 0) entry.rate = NullValue;
+        takeRate(entry, row, duration);
         break;
       }
       case KeyKindPercent:

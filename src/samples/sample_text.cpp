@@ -55,7 +55,7 @@ const zov::Keyword* findKeyword(const zov::Keyword* table, std::string_view keyw
 }  // namespace
 
 void ZOVSample::buildFromSampleString(const char* text) {
-  sampleTime = RWTime::currentTime().seconds();
+  takeTime();
   buildFromDataString(text);
 }
 

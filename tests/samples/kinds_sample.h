@@ -35,7 +35,7 @@ inline constexpr zov::SampleClass interval{"Interval", SampleTypeWorkloadSummary
 class Sample : public ZOVSample {
  public:
   explicit Sample(const zov::SampleClass& info, unsigned int time = 1000) : ZOVSample(info) {
-    sampleTime = time;
+    saveNumericData(zov::key::sample_time, time);
   }
   Sample(const Sample&) = default;
   ZOVSample* clone() const override { return new Sample(*this); }

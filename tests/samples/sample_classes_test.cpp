@@ -172,23 +172,45 @@ TEST(GarbageCollectionSample, FiguresComeOnlyFromPartsWithCollections) {
   }
 }
 
-TEST(HTTPSample, PartsMergeByTheirTime) {
-  const auto fill = [](ZOVHTTPSample& sample, long long time, long long size, const char* text) {
-    sample.saveNumericData(770, time);
-    for (int key : {700, 775}) sample.saveNumericData(key, size);
-    for (int key : {701, 702, 771, 772, 774, 777}) sample.saveStringData(key, text);
+TEST(HTTPSample, PartsMergeByWhatTheyToldInEitherOrder) {
+  constexpr int own[] = {4, 700, 314}, greatest[] = {773, 775, 776, 778, 779};
+  constexpr int texts[] = {701, 702, 771, 772, 777};
+  struct Part {
+    long long order, own, greatest;
+    const char* text;
   };
-  for (const bool earlierArrives : {true, false}) {
-    ZOVHTTPSample early, late;
-    fill(early, 100, 9, "early");
-    fill(late, 200, 5, "late");
-    ZOVHTTPSample& merged = earlierArrives ? late : early;
-    merged.mergeSampleData(earlierArrives ? &early : &late);
-    EXPECT_EQ(merged.getNumericData(770), 100);
-    EXPECT_EQ(merged.getNumericData(775), 9) << "the larger";
-    EXPECT_EQ(merged.getNumericData(700), 9) << "the earlier part's";
-    for (int key : {701, 702, 771, 772, 777}) EXPECT_EQ(merged.getStringData(key), "early") << key;
-    EXPECT_EQ(merged.sessionName, earlierArrives ? "late" : "early");
+  const struct {
+    const char* what;
+    Part early, late;
+  } cases[] = {
+      {"the later has less", {200, 9, 9, "early"}, {100, 5, 5, "late"}},
+      {"the later has more", {200, 5, 5, "early"}, {100, 9, 9, "late"}},
+      {"the later tells little", {200, 9, 9, "early"}, {100, -1, -1, ""}},
+      {"the earlier tells no order", {-1, 9, 9, "early"}, {100, 5, 5, "late"}},
+  };
+  const auto fill = [&](ZOVHTTPSample& sample, const Part& part) {
+    sample.saveNumericData(770, part.order);
+    for (const int key : own) sample.saveNumericData(key, part.own);
+    for (const int key : greatest) sample.saveNumericData(key, part.greatest);
+    for (const int key : texts) sample.saveStringData(key, part.text);
+    sample.sessionName = "session";
+  };
+  for (const auto& test : cases) {
+    for (const bool earlierArrives : {true, false}) {
+      SCOPED_TRACE(test.what);
+      ZOVHTTPSample early, late;
+      fill(early, test.early);
+      fill(late, test.late);
+      ZOVHTTPSample& merged = earlierArrives ? late : early;
+      merged.calculateRates(nullptr);  // what has come first may have been read by now
+      merged.mergeSampleData(earlierArrives ? &early : &late);
+      EXPECT_EQ(merged.getTotalCount(770), test.late.order);
+      for (const int key : own) EXPECT_EQ(merged.getTotalCount(key), test.late.own) << key;
+      for (const int key : greatest)
+        EXPECT_EQ(merged.getTotalCount(key), std::max(test.early.greatest, test.late.greatest)) << key;
+      for (const int key : texts) EXPECT_EQ(merged.getStringData(key), test.late.text) << key;
+      EXPECT_EQ(merged.sessionName, "session");
+    }
   }
 }
 

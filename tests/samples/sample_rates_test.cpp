@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "kinds_sample.h"
+#include "samples/sample_classes.h"
+#include "support/step_clock.h"
 
 using kinds::Sample;
 
@@ -87,7 +89,7 @@ TEST(SampleRates, CumulativeCounters) {
       {"no count before", kinds::Counter, true, Null, 20, 8, Null, Null},
       {"no count before, from zero", kinds::FromZero, true, Null, 20, 8, Null, Null},
       {"no count now", kinds::Counter, true, 20, Null, 8, Null, Null},
-      {"within one second", kinds::Counter, true, 500, 560, 0, 60, 0},
+      {"within one second", kinds::Counter, true, 500, 560, 0, 60, Null},
       {"truncated", kinds::FromZero, true, 0, 59, 60, 59, 0},
       {"a difference that wraps below zero", kinds::Counter, true, Smallest, Largest, 1, Null, Null},
       {"a product that wraps", kinds::Counter, true, 0, Largest, 1, Largest, -1000},
@@ -102,6 +104,52 @@ TEST(SampleRates, CumulativeCounters) {
     EXPECT_EQ(sample.getRate(c.key), c.rate) << c.what;
     EXPECT_EQ(sample.getTotalCount(c.key), c.now) << c.what;
     EXPECT_EQ(sample.getDuration(), c.hasPrevious ? c.seconds : 0) << c.what;
+  }
+}
+
+/// The times of two samples as a peer told them, and what the second told of its duration.
+TEST(SampleRates, TimesThatDoNotGoForwardAreNotReckonedWith) {
+  struct {
+    const char* what;
+    unsigned int before, now;
+    long long told;
+    unsigned int duration;
+    long long rate;
+  } const cases[] = {
+      {"forward", 1000, 1060, 30, 60, 1000},
+      {"set back", 1000, 400, 30, 30, 2000},
+      {"set back, no duration told", 1000, 400, 0, 0, Null},
+      {"the same", 1000, 1000, 60, 60, 1000},
+      {"forward past half of the range", 1, 4'000'000'000, 60, 3'999'999'999, 0},
+      {"back past half of the range", 4'000'000'000, 1, 60, 60, 1000},
+  };
+  for (const auto& c : cases) {
+    Sample previous(kinds::cumulative, c.before), sample(kinds::cumulative, c.now);
+    previous.with(kinds::Counter, 0);
+    sample.with(kinds::Counter, 60).with(zov::key::duration, c.told);
+    sample.calculateRates(&previous);
+    EXPECT_EQ(sample.getDuration(), c.duration) << c.what;
+    EXPECT_EQ(sample.getNumericData(kinds::Counter), 60) << c.what;
+    EXPECT_EQ(sample.getRate(kinds::Counter), c.rate) << c.what;
+  }
+}
+
+TEST(SampleRates, BetweenSamplesOfTheAgentsOwnOnlySteadyTimeCounts) {
+  for (const int setBy : {0, 100'000, -100'000}) {
+    StepClock clock;
+    ZOVServletSample previous;
+    previous.buildFromSampleString("numErrors=0");
+    StepClock::step(60);
+    StepClock::setWallBy(setBy);
+    ZOVServletSample sample;
+    sample.buildFromSampleString("numErrors=120");
+    sample.calculateRates(&previous);
+    EXPECT_EQ(sample.getDuration(), 60U) << setBy;
+    EXPECT_EQ(sample.getRate(zov::key::web_errors), 2000) << setBy;
+    const std::unique_ptr<ZOVSample> history(sample.clone());
+    history->resetRates();
+    history->calculateRates(&previous);
+    EXPECT_EQ(history->getRate(zov::key::web_errors), 2000) << setBy;
   }
 }
 
