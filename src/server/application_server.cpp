@@ -146,8 +146,10 @@ void ZOVApplicationServer::setLogFile(std::string_view text) {
 
 bool ZOVApplicationServer::setVerboseGCLogFile(std::string_view text) {
   ZOV_TRACE(Public);
-  if (!ZOVApplicationServerBase::setVerboseGCLogFile(text)) return false;
-  if (isConnectedWithProfiler()) startDefaultGCCollection();
+  const RWCString before = getGCLogFileInForce();
+  ZOVApplicationServerBase::setVerboseGCLogFile(text);
+  if (getGCLogFileInForce() == before) return false;
+  if (isConnectedWithProfiler()) session().switches().gcLogFileChanged();
   return true;
 }
 

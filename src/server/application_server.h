@@ -42,7 +42,8 @@ class ZOVApplicationServer final : public ZOVApplicationServerBase {
 
   // --- Log files.
   void setLogFile(std::string_view text) override;
-  /// On a connected server a change starts the default collection; so with no lock held.
+  /// True when the file in force has changed by it. On a connected server the collection then moves to that
+  /// file, or starts if it waited for one; so with no lock held.
   bool setVerboseGCLogFile(std::string_view text) override;
   void returnLogFileSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms);
 

@@ -233,6 +233,11 @@ ZOVReturnCode ZOVApplicationServerBase::deRegisterSubNode() {
   return 0;
 }
 
+RWCString ZOVApplicationServerBase::getGCLogFileInForce() const {
+  const RWCString verbose = getVerboseGCLogFileName();
+  return verbose.isNull() ? getErrLogFileName() : verbose;
+}
+
 // --- Collection.
 
 bool ZOVApplicationServerBase::isObtainedFromProfiler(ZOVSample::_SampleType type) {
@@ -256,12 +261,12 @@ ZOVReturnCode ZOVApplicationServerBase::takeSample(const ZOVResourceAnchor& anch
   if (_excludedFromMonitoring) return ZOV_SERVER_EXCLUDED;
   if (_status != ServerConnected) return ZOV_OK;
   const ZOVSample::_SampleType type = anchor.getSampleType();
-  const bool cached = _anchors.getMinSamplingInterval(type) != 0;
-  if (cached && _anchors.findCachedRequest(anchor)) return ZOV_OK;
-  const ZOVReturnCode rc =
-      isObtainedFromProfiler(type) ? getOnDemandProfilerSamples(anchor) : takeSampleFromRPX(anchor);
-  if (rc == ZOV_OK && cached) _anchors.defineCachedRequest(anchor);
-  return rc;
+  if (_anchors.getMinSamplingInterval(type) == 0) {
+    return isObtainedFromProfiler(type) ? getOnDemandProfilerSamples(anchor) : takeSampleFromRPX(anchor);
+  }
+  if (_anchors.findCachedRequest(anchor)) return ZOV_OK;
+  return isObtainedFromProfiler(type) ? _monitor.submit(std::make_shared<CollectUnlessRecentRequest>(&anchor))
+                                      : _statistics.takeUnlessRecent(anchor);
 }
 
 ZOVReturnCode ZOVApplicationServerBase::getOnDemandProfilerSamples(const ZOVResourceAnchor& anchor) {

@@ -75,6 +75,8 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   RWCString getLogFileName() const { return _logFile.get(); }
   RWCString getErrLogFileName() const { return _errLogFile.get(); }
   RWCString getVerboseGCLogFileName() const { return _verboseGCLogFile.get(); }
+  RWCString getGCLogFileInForce()
+      const;  ///< the verbose one, else the error log; empty when neither is known
   void setTSLNodeName(std::string_view text) { _tslNodeName.set(text); }
   void setTSLCellName(std::string_view text) { _tslCellName.set(text); }
   void setClusterName(std::string_view text) { _clusterName.set(text); }

@@ -24,10 +24,21 @@ class CollectProfilerSampleRequest {
   /// Whether it is processed without a collector too.
   virtual bool beginsSession() const { return false; }
 
+ protected:
+  const ZOVResourceAnchor& anchor() const { return *_anchor; }
+
  private:
   const ZOVResourceAnchor* _anchor;
   ZOVEvent _completed;
   ZOVReturnCode _result;  // written before the post, read after the wait
+};
+
+/// As the base, unless a recent request has brought what is wanted by the time that the thread comes to it:
+/// those who ask at once cost one poll.
+class CollectUnlessRecentRequest : public CollectProfilerSampleRequest {
+ public:
+  using CollectProfilerSampleRequest::CollectProfilerSampleRequest;
+  ZOVReturnCode process(ZOVApplicationServerBase* server) override;
 };
 
 /// Asks whether the present collector still answers.

@@ -89,8 +89,7 @@ ZOVReturnCode CollectionSwitches::processGCCollectData(int action, int interval)
   ZOV_TRACE(Public);
   if (_server.isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
   if (!_session.isConnected()) return ZOV_PROFILING_NOT_ACTIVE;
-  RWCString file = _server.getVerboseGCLogFileName();
-  if (file.isNull()) file = _server.getErrLogFileName();
+  const RWCString file = _server.getGCLogFileInForce();
   if (file.isNull()) {
     ZOV_LOG_ERROR(ZOVA0120E, _server.getName(), std::to_string(ZOV_NO_GC_FILE).c_str());
     return ZOV_NO_GC_FILE;
@@ -129,6 +128,11 @@ ZOVReturnCode CollectionSwitches::startDefaultGCCollection() {
   const int action = _gcAction;
   return action == static_cast<int>(_collectsGC) ? ZOVReturnCode(ZOV_OK)
                                                  : processGCCollectData(action, _gcInterval);
+}
+
+ZOVReturnCode CollectionSwitches::gcLogFileChanged() {
+  ZOV_TRACE(Restricted);
+  return _collectsGC ? processGCCollectData(_gcAction, _gcInterval) : startDefaultGCCollection();
 }
 
 ZOVReturnCode CollectionSwitches::suspendGC() {

@@ -39,6 +39,8 @@ class CollectionSwitches {
   ZOVReturnCode processGCCollectData(int action, int interval);
   ZOVReturnCode startDefaultRequestCollection();
   ZOVReturnCode startDefaultGCCollection();
+  /// Another file is in force: collection that runs moves to it, and one that waited for a file starts.
+  ZOVReturnCode gcLogFileChanged();
   ZOVReturnCode suspendGC();
   ZOVReturnCode resumeGC();
 

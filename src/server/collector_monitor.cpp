@@ -18,6 +18,13 @@ ZOVReturnCode CollectProfilerSampleRequest::process(ZOVApplicationServerBase* se
   return server->takeSampleFromProfiler(*_anchor);
 }
 
+ZOVReturnCode CollectUnlessRecentRequest::process(ZOVApplicationServerBase* server) {
+  if (server->findCachedSampleRequest(anchor())) return ZOV_OK;
+  const ZOVReturnCode rc = CollectProfilerSampleRequest::process(server);
+  if (rc == ZOV_OK) server->defineCachedSampleRequest(anchor());
+  return rc;
+}
+
 ZOVReturnCode TestConnectionRequest::process(ZOVApplicationServerBase* server) {
   return server->testConnectivity();
 }

@@ -60,6 +60,17 @@ void ServerAnchors::saveServerSample(ZOVSample* sample, _SaveSampleType type, un
   _server.saveNewSample(sample, collectionId);
 }
 
+void ServerAnchors::saveServerStandIn() {
+  ZOV_TRACE(Restricted);
+  holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
+    const ZOVResourceAnchor& own = _server;
+    if (own.getLastSample() && !own.isLogicallyDeleted() && !own.isHistoryOnly()) return;
+    auto standIn = std::make_unique<ZOVAppServerSample>();
+    standIn->saveStringData(key::server_name, _server.getName().view());
+    saveServerSample(standIn.release(), SaveSampleInterval, 0);
+  });
+}
+
 void ServerAnchors::saveResourceSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) {
   std::unique_ptr<ZOVResourceAnchor> described(sample->getResourceAnchor());
   ZOVResourceAnchor* anchor = described ? _table.find(described.get()) : nullptr;
@@ -160,9 +171,9 @@ bool ServerAnchors::isRemovableByTime(const ZOVResourceAnchor& anchor) const {
   const int retain = _settings.retainHistory;
   if (anchor.isLogicallyDeleted() && retain <= 0) return true;
   const ZOVSample* const last = anchor.getLastSample();
-  if (!last) return false;
   const std::int64_t age = anchor.secondsSinceReport();
-  if (anchor.isLogicallyDeleted()) return age >= retain;
+  // Without a last sample its history was handed over, and nobody can ask for it again.
+  if (!last || anchor.isLogicallyDeleted()) return age >= retain;
   return last->isIntervalSample() && age > 2 * std::int64_t{last->getDuration()} && age > retain;
 }
 

@@ -40,6 +40,9 @@ class ServerAnchors final : public ZOVSampleKeeper {
   void saveSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) override;
   bool keepsHistoryOf(ZOVSample::_SampleType type) const;
 
+  /// Gives the server a sample of its name and status, unless it has a live one.
+  void saveServerStandIn();
+
   // --- Recent requests.
   int getMinSamplingInterval(ZOVSample::_SampleType type) const;  ///< seconds
   /// True when samples that these would answer were taken within the minimum interval.

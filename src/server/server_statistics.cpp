@@ -125,8 +125,19 @@ ZOVReturnCode ServerStatistics::take(const ZOVResourceAnchor& wanted) {
   ZOVReturnCode rc = takeRollUpSamples();
   if (rc == ZOV_OK) rc = collect(*request, &wanted);
   // The server's row stays, whatever became of its statistics.
-  if (!isGood(rc)) saveStandIn();
+  if (!isGood(rc)) _anchors.saveServerStandIn();
   return ZOV_OK;
+}
+
+ZOVReturnCode ServerStatistics::takeUnlessRecent(const ZOVResourceAnchor& wanted) {
+  ZOV_TRACE(Restricted);
+  // Under the lock that orders the collections: of those who come at once, the first one collects.
+  return holding(_rpxLock, Exclusive, [&]() -> ZOVReturnCode {
+    if (_anchors.findCachedRequest(wanted)) return ZOV_OK;
+    const ZOVReturnCode rc = take(wanted);
+    if (rc == ZOV_OK) _anchors.defineCachedRequest(wanted);
+    return rc;
+  });
 }
 
 /// The samples that the server's own is summed up from.
@@ -159,12 +170,6 @@ std::unique_ptr<RPXCollectionRequest> ServerStatistics::makeRequest(const ZOVRes
     return std::make_unique<RPXApplicationCollectionRequest>(&_server, name);
   }
   return std::make_unique<RPXCollectionRequest>(mask, &_server, name);
-}
-
-void ServerStatistics::saveStandIn() {
-  auto standIn = std::make_unique<ZOVAppServerSample>();
-  standIn->saveStringData(key::server_name, _server.getName().view());
-  _anchors.saveSample(standIn.release(), SaveSampleInterval, 0);
 }
 
 // --- The switch.

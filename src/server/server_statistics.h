@@ -43,8 +43,11 @@ class ServerStatistics final : private ServerThreadWork {
   const ServerThread& thread() const { return _thread; }
 
   /// Takes what the wanted anchor selects: 0, also for a type that no statistics deliver; 61 when only some
-  /// of it came; else why nothing did, but 0 for the server's own sample, which is made up then.
+  /// of it came; else why nothing did, but 0 for the server's own sample: the last live one stays, and where
+  /// there is none one is made up.
   ZOVReturnCode take(const ZOVResourceAnchor& wanted);
+  /// The same, unless a recent request has brought what is wanted; notes this one when it succeeds.
+  ZOVReturnCode takeUnlessRecent(const ZOVResourceAnchor& wanted);
 
   /// A collector session has begun: asks the manager for a client, when statistics are collected at all.
   void sessionBegan();
@@ -69,7 +72,6 @@ class ServerStatistics final : private ServerThreadWork {
   ZOVReturnCode takeRollUpSamples();
   std::unique_ptr<RPXCollectionRequest> makeRequest(const ZOVResourceAnchor& wanted);
   void complete(ZOVAppServerSample& serverSample);
-  void saveStandIn();
 
   ZOVApplicationServerBase& _server;
   ServerAnchors& _anchors;

@@ -11,9 +11,10 @@ constexpr int Threads = 8, Rounds = 20;
 
 class FloodTest : public testing::Test {
  protected:
+  explicit FloodTest(int ageMax = 0) : collectAgeMax(ageMax) {}  // each query polls
   void SetUp() override {
     rig.services.serverParms.setRequestCollectAction(1);
-    rig.services.serverParms.setRequestCollectAgeMax(0);  // each query polls
+    rig.services.serverParms.setRequestCollectAgeMax(collectAgeMax);
     rig.start();
     collector = rig.serve("shop", {requestSample("/a", 1), requestSample("/b", 2)});
     server = rig.server("shop");
@@ -30,9 +31,15 @@ class FloodTest : public testing::Test {
     for (AgentThread& thread : threads) thread.join();
   }
 
+  const int collectAgeMax;
   ServerRig rig;
   std::unique_ptr<FakeCollector> collector;
   std::shared_ptr<ZOVApplicationServer> server;
+};
+
+class AgedFloodTest : public FloodTest {
+ protected:
+  AgedFloodTest() : FloodTest(60) {}
 };
 
 TEST_F(FloodTest, EveryQueryIsAnsweredByAPollOfItsOwn) {
@@ -53,6 +60,33 @@ TEST_F(FloodTest, EveryQueryIsAnsweredByAPollOfItsOwn) {
   EXPECT_EQ(wrong, 0);
   EXPECT_TRUE(collector->waitForRequest(2, Threads * Rounds));  // and the first one, of the session's begin
   EXPECT_FALSE(rig.issued("ZOVA0015E"));
+}
+
+/// Holds the monitor thread until all of the queries are on their way.
+class Gate : public CollectProfilerSampleRequest {
+ public:
+  explicit Gate(const std::atomic<int>& asked) : CollectProfilerSampleRequest(nullptr), _asked(asked) {}
+  ZOVReturnCode process(ZOVApplicationServerBase*) override {
+    return comesTrue([&] { return _asked == Threads; }) ? ZOV_OK : ZOV_EXCEPTION_CAUGHT;
+  }
+
+ private:
+  const std::atomic<int>& _asked;
+};
+
+TEST_F(AgedFloodTest, QueriesThatComeAtOnceCostOnePoll) {
+  std::atomic<int> asked{0};
+  AgentThread gate(
+      [&] { EXPECT_EQ(server->submitAsynchronousRequest(std::make_shared<Gate>(asked)), ZOVReturnCode(0)); });
+  flood([&](int) {
+    ++asked;
+    EXPECT_EQ(server->takeSample(ZOVWorkloadSumAnchor()), ZOVReturnCode(0));
+  });
+  gate.join();
+  server->shutdownSocket();
+  EXPECT_TRUE(collector->waitForEnd());
+  EXPECT_TRUE(collector->waitForRequest(2, 1)) << "behind the first one, of the session's begin";
+  EXPECT_FALSE(collector->waitForRequest(2, 2));
 }
 
 TEST_F(FloodTest, AnEndAnswersEveryoneWhoWaits) {

@@ -186,6 +186,35 @@ TEST_F(SessionTest, GarbageCollectionNeedsAFileAndIsPolledWithItsOwnBits) {
   EXPECT_EQ(collector->waitForRequest(15, 1)->number(1050), 2);
 }
 
+TEST_F(SessionTest, CollectionMovesToTheGarbageCollectionFileInForce) {
+  const auto collector = rig.serve("shop");
+  const auto server = rig.server("shop");
+  server->setErrLogFile("/err.log");
+  ASSERT_EQ(server->resumeCollectingGCData(), ZOVReturnCode(0));
+  const struct {
+    const char* set;
+    bool changes;
+    const char* inForce;
+  } steps[] = {{"/err.log", false, "/err.log"},
+               {"/a.log", true, "/a.log"},
+               {"/a.log", false, "/a.log"},
+               {"/b.log", true, "/b.log"},
+               {"", true, "/err.log"}};
+  int told = 0;
+  for (const auto& step : steps) {
+    EXPECT_EQ(server->setVerboseGCLogFile(step.set), step.changes) << step.set;
+    if (step.changes) ++told;
+    const auto request = collector->waitForRequest(15, told);
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->text(1051), step.inForce);
+    EXPECT_EQ(request->number(1050), 1);
+  }
+  EXPECT_TRUE(server->collectingGCData());
+  collector->close();
+  collector->waitForEnd();
+  EXPECT_FALSE(collector->waitForRequest(15, told + 1));
+}
+
 TEST_F(SessionTest, AReconnectLeavesNothingOfTheOldInstance) {
   auto collector = rig.serve("shop", {requestSample("/old", 1)});
   const auto server = rig.server("shop");

@@ -1,7 +1,9 @@
 // A server's own statistics, from a resource manager of the test's own.
 
+#include <deque>
 #include <functional>
 
+#include "support/agent_thread.h"
 #include "support/server_rig.h"
 
 namespace {
@@ -12,6 +14,7 @@ class FakeManager : public ZOVResourceManagerProxy {
   ~FakeManager() override { shutdown(); }
   void backgroundProcessing() override {}
   ZOVReturnCode startProcessing(RPXCollectionRequest& request) override {
+    if (collecting) collecting();
     masks.push_back(request.getMask());
     parms.push_back(request.getParm1().str() + "|" + request.getParm2().str());
     if (result == 34) {
@@ -25,6 +28,7 @@ class FakeManager : public ZOVResourceManagerProxy {
   ZOVReturnCode createPSIClient(ZOVApplicationServerBase*) override { return ++clients, 0; }
   ZOVReturnCode resumeCollectingResourceData(ZOVApplicationServerBase*) override { return 177; }
 
+  std::function<void()> collecting;  // runs at the begin of each collection
   std::vector<std::function<ZOVSample*()>> samples;
   ZOVReturnCode result;
   std::vector<unsigned long long> masks;
@@ -70,6 +74,51 @@ TEST_F(StatisticsTest, WithoutAManagerTheServerKeepsItsRow) {
   EXPECT_EQ(reader.read(*server, ZOVAppServerAnchor()), ZOVReturnCode(0));
   EXPECT_EQ(reader.names(), std::set<std::string>{"shop"});
   EXPECT_EQ(reader.number(4), 4711);
+}
+
+TEST_F(StatisticsTest, AReadOfTheServerThatFailsKeepsTheLastLiveSample) {
+  services.manager = manager;
+  build();
+  manager->samples = {[] {
+    auto* made = new ZOVAppServerSample;
+    made->saveNumericData(62, 1234);
+    return made;
+  }};
+  const auto freeMemory = [&] {
+    EXPECT_EQ(server->takeSampleFromRPX(ZOVAppServerAnchor()), ZOVReturnCode(0));
+    EXPECT_EQ(reader.read(*server, ZOVAppServerAnchor()), ZOVReturnCode(0));
+    return reader.number(62);
+  };
+  manager->result = 34;
+  EXPECT_EQ(freeMemory(), -1) << "none yet, so a stand-in";
+  manager->result = 0;
+  EXPECT_EQ(freeMemory(), 1234);
+  manager->result = 34;
+  EXPECT_EQ(freeMemory(), 1234);
+  server->markResourceAnchorsLogicallyDeleted(ZOVSample::DataSourceResource);
+  EXPECT_EQ(freeMemory(), -1) << "of a past life";
+}
+
+TEST_F(StatisticsTest, QueriesThatComeAtOnceCostOneCollection) {
+  services.manager = manager;
+  services.serverParms.setResourceCollectAgeMax(60);
+  manager->samples = {[] { return container("a", 1); }};
+  std::atomic<int> asked{0};
+  constexpr int Queries = 4;
+  manager->collecting = [&] { EXPECT_TRUE(comesTrue([&] { return asked == Queries; })); };
+  build();
+  std::deque<AgentThread> queries;
+  for (int i = 0; i < Queries; ++i) {
+    queries.emplace_back([&] {
+      ++asked;
+      EXPECT_EQ(server->takeSample(ZOVContainerAnchor()), ZOVReturnCode(0));
+    });
+  }
+  for (AgentThread& query : queries) query.join();
+  EXPECT_EQ(manager->masks.size(), 1U);
+  StepClock::step(61);
+  EXPECT_EQ(server->takeSample(ZOVContainerAnchor()), ZOVReturnCode(0));
+  EXPECT_EQ(manager->masks.size(), 2U);
 }
 
 TEST_F(StatisticsTest, AWantedResourceIsSavedAndTheRestIsNot) {
