@@ -73,8 +73,9 @@ void ContextSessionDirectory::stopProfilerMonitorThreads() {
 
 void ContextSessionDirectory::shutDownServerSockets() {
   ZOV_TRACE(Public);
+  // The threads are told too: a poll that brought much is saved for seconds, with no socket to be woken from.
   _context.forEachAppServer([](const ZOVApplicationContext::Server& server) {
-    server->interruptSocket();
+    server->requestThreadsToStop();
     return false;
   });
 }

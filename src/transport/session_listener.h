@@ -46,8 +46,8 @@ class ZOVSessionDirectory {
                                    const ZOVPingRequest& ping) = 0;
   /// Stops the collector monitor thread of every server. With no lock held.
   virtual void stopProfilerMonitorThreads() = 0;
-  /// Shuts down the socket of every server, under the context's shared lock and no other: whoever is blocked
-  /// on one holds the server's.
+  /// Shuts down the socket of every server and tells its threads to stop for good, under the context's shared
+  /// lock and no other: whoever is blocked on a socket holds the server's.
   virtual void shutDownServerSockets() = 0;
   /// Posts a product event (UTF-8) with the local time of now.
   virtual void writeProductEvent(const char* file, const char* function, int line, const char* text) = 0;

@@ -12,8 +12,10 @@
 // Reads give up after 30 seconds, so that a test fails instead of hanging.
 
 #include <arpa/inet.h>
+#include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -30,6 +32,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "support/comes_true.h"
 
 /// The bytes that hexadecimal digits stand for; blanks are skipped.
 inline std::string wireBytes(std::string_view hex) {
@@ -208,6 +212,13 @@ class FakeCollector {
   bool nothingReceived() {
     char byte;
     return ::recv(_socket, &byte, 1, MSG_DONTWAIT | MSG_PEEK) < 0 && errno == EAGAIN;
+  }
+  /// Waits until the agent's side has taken all that was sent; false when 30 seconds do not bring it.
+  bool waitUntilTaken() {
+    return comesTrue([&] {
+      int left = 0;
+      return ::ioctl(_socket, SIOCOUTQ, &left) == 0 && left == 0;
+    });
   }
   void close() {
     if (_socket >= 0) ::shutdown(_socket, SHUT_RDWR);
