@@ -24,7 +24,6 @@ case "${1:-}" in
     scripts/install.sh build
     build zovagent
     export ZOV_CONFIG_DIR=${ZOV_CONFIG_DIR:-$PWD/build/agent}
-    export ZOV_LOCAL_ADDRESS=${ZOV_LOCAL_ADDRESS-127.0.0.1}
     mkdir -p "$ZOV_CONFIG_DIR"
     echo "Configuration is in $ZOV_CONFIG_DIR; rows at http://${ZOV_HUB_ADDRESS:-127.0.0.1:63390}/v1/tables" >&2
     echo "Actions need the token in $ZOV_CONFIG_DIR/hub.token" >&2

@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 
 #include "diag/agent_log.h"
@@ -31,12 +33,22 @@ enum ContextKey : std::size_t {
   AliasName,
   LocaleName,
   Encoding,
+  OwnerUid,
   ContextKeys
 };
 /// In the order of writing.
-constexpr const char* ContextTable[ContextKeys] = {"appServerName", "workingDirectory", "serverRootDirectory",
-                                                   "occurrence",    "platform",         "subnodeName",
-                                                   "aliasName",     "localeName",       "encoding"};
+constexpr const char* ContextTable[ContextKeys] = {
+    "appServerName", "workingDirectory", "serverRootDirectory", "occurrence", "platform",
+    "subnodeName",   "aliasName",        "localeName",          "encoding",   "ownerUid"};
+
+/// Nobody for anything but a whole number of a user.
+std::optional<uid_t> readOwner(const RWCString& value) {
+  const std::string_view text = value.view();
+  uid_t user = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), user);
+  if (error != std::errc() || end != text.data() + text.size()) return {};
+  return user;
+}
 
 /// What would end a field, a line or the text of one is a blank in a value, both when it is written and when
 /// it is read: so what was written is what is read.
@@ -231,6 +243,7 @@ ZOVApplicationContext::Server ZOVApplicationContext::createAppServerFromContextR
       .encoding = values[Encoding],
       .subnode = values[SubnodeName],
       .subnodeAlias = values[AliasName],
+      .owner = readOwner(values[OwnerUid]),
       .occurrence = static_cast<int>(std::strtol(occurrence.data(), nullptr, 10))};
   return ZOVApplicationServer::buildNew(description, rc);
 }
@@ -305,6 +318,7 @@ RWCString ZOVApplicationContext::writeContextRecord(const ZOVApplicationServer& 
   values[AliasName] = server.getAliasName();
   values[LocaleName] = server.getLocaleName();
   values[Encoding] = server.getEncoding();
+  if (const auto owner = server.getOwner()) values[OwnerUid] = std::to_string(*owner).c_str();
   RWCString record;
   for (std::size_t i = 0; i < ContextKeys; ++i) {
     if (i != 0) record.append('\t');

@@ -1,6 +1,7 @@
 #include "context/session_directory.h"
 
 #include "collectors/product_event_collector.h"
+#include "diag/agent_log.h"
 #include "runtime/environment.h"
 #include "runtime/time.h"
 #include "runtime/trace_scope.h"
@@ -11,8 +12,15 @@ static DGT1_Unit traceUnit("ZOVSESDR");
 
 namespace zov {
 
-ZOVReturnCode ContextSessionDirectory::admit(const Greeting&) {
-  return ZOV_OK;
+/// Of a peer on this host the user must be known; of another host nobody can be, so a list of users shuts it
+/// out.
+ZOVReturnCode ContextSessionDirectory::admit(const Greeting& greeting) {
+  ZOV_TRACE(Public);
+  const Peer& peer = greeting.peer();
+  const bool admitted = peer.user ? _users.admits(*peer.user) : !peer.onThisHost && _users.isEverybody();
+  if (admitted) return ZOV_OK;
+  ZOV_LOG_ERROR(ZOVA0171E, greeting.ping().getAppServerName(), peer.text().c_str());
+  return ZOV_PING_NOT_EXPECTED;
 }
 
 ZOVReturnCode ContextSessionDirectory::findServer(const Greeting& greeting,
@@ -22,7 +30,7 @@ ZOVReturnCode ContextSessionDirectory::findServer(const Greeting& greeting,
     if (known->isNamedBy(greeting.ping())) server = known;
     return server != nullptr;
   });
-  return server ? ZOV_OK : ZOV_NOT_MATCHING_PING;
+  return server ? server->admit(greeting.peer()) : ZOVReturnCode(ZOV_NOT_MATCHING_PING);
 }
 
 ZOVReturnCode ContextSessionDirectory::defineNewServer(const Greeting& greeting,
@@ -43,6 +51,7 @@ ZOVReturnCode ContextSessionDirectory::defineNewServer(const Greeting& greeting,
                                       .workingDirectory = ping.getWorkingDirectory(),
                                       .platform = ping.getAliasName(),
                                       .locale = ping.getLocaleName(),
+                                      .owner = greeting.peer().user,
                                       .status = ServerConnected};
   server = ZOVApplicationServer::buildNew(description, rc);
   if (server) _context.defineNewAppServer(server, true);

@@ -2,6 +2,7 @@
 // zov::ContextSessionDirectory: what the session listener needs of the application context, the servers and
 // the resource manager. All calls but shutDownServerSockets come from the listener's thread.
 
+#include "config/collector_users.h"
 #include "context/application_context.h"
 #include "transport/session_listener.h"
 
@@ -29,6 +30,7 @@ class ContextSessionDirectory final : public ZOVSessionDirectory {
 
  private:
   ZOVApplicationContext& _context;
+  const CollectorUsers _users;
 };
 
 }  // namespace zov

@@ -1,7 +1,9 @@
 #include "server/application_server.h"
 
+#include <string>
 #include <utility>
 
+#include "diag/agent_log.h"
 #include "diag/quoted_string_parser.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
@@ -85,6 +87,14 @@ bool ZOVApplicationServer::isNamedBy(const ZOVPingRequest& ping) const {
   return ping.getAppServerName() == getName() && ping.getServerRootDirectory() == getServerRootDirectory();
 }
 
+ZOVReturnCode ZOVApplicationServer::admit(const zov::Peer& peer) const {
+  ZOV_FUNCTION;
+  const std::optional<uid_t> known = getOwner();
+  if (!known || zov::ServerOwner(known).admits(peer)) return ZOV_OK;
+  ZOV_LOG_ERROR(ZOVA0170E, getName(), peer.text().c_str(), std::to_string(*known).c_str());
+  return ZOV_PING_NOT_EXPECTED;
+}
+
 namespace {
 
 /// Nobody waits for it: the greeting, when it goes without an answer, closes its connection.
@@ -111,12 +121,15 @@ ZOVReturnCode ZOVApplicationServer::greet(const std::shared_ptr<zov::Greeting>& 
 
 ZOVReturnCode ZOVApplicationServer::beginSession(zov::Greeting& greeting) {
   ZOV_TRACE(Public);
-  if (isConnectedWithProfiler() && testConnectivity() == ZOV_OK) {
-    greeting.refuse(ZOV_PING_NOT_EXPECTED);
+  // Whom the server belongs to may have been settled since the greeting came.
+  ZOVReturnCode rc = admit(greeting.peer());
+  if (rc == ZOV_OK && isConnectedWithProfiler() && testConnectivity() == ZOV_OK) rc = ZOV_PING_NOT_EXPECTED;
+  if (rc != ZOV_OK) {
+    greeting.refuse(static_cast<long long>(rc));
     greeting.leaveToPeer();
-    return ZOV_PING_NOT_EXPECTED;
+    return rc;
   }
-  ZOVReturnCode rc;
+  if (owner().claim(greeting.peer())) ZOVServerServices::current().rewriteContextInfo();
   const auto failure = guarded(ZOV_PLACE, [&] {
     rc = greeting.accept(ZOVProfilerSocketMonitor::ProductBuildLevel);
     if (rc != ZOV_OK || isExcludedFromMonitoring()) return;
@@ -170,16 +183,21 @@ RWCString ZOVApplicationServer::commandArgument() const {
   return shellWord(name);
 }
 
-void ZOVApplicationServer::queueCommand(const char* script, const RWCString& arguments) {
+ZOVReturnCode ZOVApplicationServer::queueCommand(const char* script, const RWCString& arguments) {
+  ZOV_FUNCTION;
+  if (!mayRunScripts()) {
+    ZOV_LOG_ERROR(ZOVA0175E, getName());
+    return ZOV_NOT_AUTHENTICATED;
+  }
   const RWCString directory = getServerRootDirectory() + "/bin";
   ZOVServerServices::current().queueSystemCommand(shellWord(directory), RWCString(script) + ".sh", arguments);
   startedCollectingRequestData(false);
+  return ZOV_COMMAND_QUEUED;
 }
 
 ZOVReturnCode ZOVApplicationServer::startAppServer(const RWCString&) {
   ZOV_TRACE(Public);
-  queueCommand("startServer", commandArgument());
-  return ZOV_COMMAND_QUEUED;
+  return queueCommand("startServer", commandArgument());
 }
 
 ZOVReturnCode ZOVApplicationServer::stopAppServer(const RWCString& arguments) {
@@ -193,6 +211,5 @@ ZOVReturnCode ZOVApplicationServer::stopAppServer(const RWCString& arguments) {
   if (!user.isNull() && !password.isNull()) {
     argument += " -user " + shellWord(user) + " -password " + shellWord(password);
   }
-  queueCommand("stopServer", argument);
-  return ZOV_COMMAND_QUEUED;
+  return queueCommand("stopServer", argument);
 }

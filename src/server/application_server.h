@@ -12,7 +12,8 @@
 class ZOVPingRequest;
 namespace zov {
 class Greeting;
-}
+struct Peer;
+}  // namespace zov
 
 class ZOVApplicationServer final : public ZOVApplicationServerBase {
  public:
@@ -33,6 +34,8 @@ class ZOVApplicationServer final : public ZOVApplicationServerBase {
   // --- Collector sessions.
   /// Whether the ping names this server.
   bool isNamedBy(const ZOVPingRequest& ping) const;
+  /// Whether the peer may bring this server: 0, or 174, told by message ZOVA0170E.
+  ZOVReturnCode admit(const zov::Peer& peer) const;
   /// Hands the greeting to the collector monitor's thread, which answers it, and waits for nothing: 0, or why
   /// it cannot be taken now (see CollectorMonitor::submitSession). With no lock held.
   ZOVReturnCode greet(const std::shared_ptr<zov::Greeting>& greeting);
@@ -47,13 +50,14 @@ class ZOVApplicationServer final : public ZOVApplicationServerBase {
   bool setVerboseGCLogFile(std::string_view text) override;
   void returnLogFileSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms);
 
-  // --- Commands; both answer 176. Names and options are quoted for the shell where it needs that.
+  // --- Commands. Names and options are quoted for the shell where it needs that. 176; 166 when no script may
+  // be run for this server, told by message ZOVA0175E.
   ZOVReturnCode startAppServer(const RWCString& arguments);
   ZOVReturnCode stopAppServer(const RWCString& arguments);
 
  private:
   RWCString commandArgument() const;
-  void queueCommand(const char* script, const RWCString& arguments);
+  ZOVReturnCode queueCommand(const char* script, const RWCString& arguments);
 
   mutable ZOVLock _logFileLock{"LogFileLock"};
   std::unique_ptr<ZOVServerLogFile> _logFileFollower ZOV_GUARDED_BY(_logFileLock);

@@ -33,6 +33,7 @@ ZOVApplicationServerBase::ZOVApplicationServerBase(const zov::ServerDescription&
       _occurrence(description.occurrence),
       _appServerType(description.type),
       _startMonitorOnConnect(startMonitorOnConnect),
+      _owner(description.owner),
       _aliasName(description.subnodeAlias),
       _localeName(description.locale),
       _encoding(description.encoding),
@@ -66,6 +67,12 @@ ZOVReturnCode ZOVApplicationServerBase::init(_AppServerStatus status) {
   if (status == ServerConnected && _startMonitorOnConnect) startProfilerMonitorThread();
   if (isPSISupported()) _statistics.start();
   return 0;
+}
+
+/// By its name and root; the defaults of all servers have no root.
+bool ZOVApplicationServerBase::isNamedByConfiguration() const {
+  return _configParms && !_configParms->getServerRoot().isNull() && _configParms->getName() == getName() &&
+         _configParms->getServerRoot() == _serverRootDirectory;
 }
 
 RWCString ZOVApplicationServerBase::getStatusText() const {

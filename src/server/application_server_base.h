@@ -27,6 +27,7 @@
 #include "server/guarded_text.h"
 #include "server/server_anchors.h"
 #include "server/server_description.h"
+#include "server/server_owner.h"
 #include "server/server_settings.h"
 #include "server/server_statistics.h"
 
@@ -86,6 +87,11 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   virtual void setLogFile(std::string_view text) { _logFile.set(text); }
   void setErrLogFile(std::string_view text) { _errLogFile.set(text); }
   virtual bool setVerboseGCLogFile(std::string_view text) { return _verboseGCLogFile.set(text); }
+
+  // --- Whom it belongs to.
+  std::optional<uid_t> getOwner() const { return _owner.get(); }
+  /// Scripts of a server are run for an owner who is known, or when the configuration names the server.
+  bool mayRunScripts() const { return _owner.get() || isNamedByConfiguration(); }
 
   // --- Status.
   _AppServerStatus getStatus() const { return _status; }
@@ -260,11 +266,13 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   ZOVReturnCode resumeCollectingGCData() { return _session.switches().resumeGC(); }
 
  protected:
+  zov::ServerOwner& owner() { return _owner; }
   zov::CollectorMonitor& monitor() { return _monitor; }
   zov::CollectorSession& session() { return _session; }
   zov::ServerStatistics& statistics() { return _statistics; }
 
  private:
+  bool isNamedByConfiguration() const;
   RWCString makeSubnodeName(const RWCString& alias);
   void bindPendingDCInstance();
   void terminateCurrentDCInstance();
@@ -276,6 +284,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   const int _appServerType;
   const bool _startMonitorOnConnect;
 
+  zov::ServerOwner _owner;
   zov::GuardedText _aliasName;  // the alias that the subnode name was made from
   zov::GuardedText _localeName, _encoding, _subnodeName, _subnodeNameUTF8;
   zov::GuardedText _logFile, _errLogFile, _verboseGCLogFile, _tslNodeName, _tslCellName, _clusterName;

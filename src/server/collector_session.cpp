@@ -54,6 +54,11 @@ ZOVMessageSeverity severityOf(const RWCString& letter) {
   }
 }
 
+/// What the trace and messages call the connection: another host is marked.
+RWCString nameOfConnection(const RWCString& server, const Peer& peer) {
+  return peer.onThisHost ? server : server + " on " + peer.text().c_str();
+}
+
 void traceCounts(const CollectorSession::SampleList& samples) {
   if (!traceUnit.on(DGT1_FLOW)) return;
   std::map<int, int> counts;
@@ -124,7 +129,14 @@ void CollectorSession::bind(Greeting& greeting) {
   ZOV_FUNCTION;
   end();
   ZOVSocketConnection& socket = *greeting.connection();
-  socket.setConnectionName(_server.getName().data());
+  if (!greeting.peer().onThisHost) {
+    DGT1_Printf(
+        traceUnit, DGT1_MESSAGE,
+        "The collector of application server %s comes from another host, %s; no script is run for the "
+        "server unless the configuration names it",
+        _server.getName().data(), greeting.peer().address.c_str());
+  }
+  socket.setConnectionName(nameOfConnection(_server.getName(), greeting.peer()).data());
   socket.setProgressLimit(_server.getSocketReceiveTimeout());
   setSocket(greeting.connection());
   greeting.handOver();

@@ -2,6 +2,10 @@
 // zov::ServerDescription: who a server is, as a collector's ping or a line of the context file tells it. All
 // that a new server is made from. Texts are UTF-8; what is not told is empty.
 
+#include <sys/types.h>
+
+#include <optional>
+
 #include "foundation/string.h"
 
 enum _AppServerStatus { ServerDisconnected = 0, ServerConnected = 1 };
@@ -16,8 +20,9 @@ struct ServerDescription {
   RWCString platform{};  ///< the kind of server
   RWCString locale{};
   RWCString encoding{};
-  RWCString subnode{};       ///< the subnode name of an earlier run; empty: one is made
-  RWCString subnodeAlias{};  ///< the alias that `subnode` was made from
+  RWCString subnode{};           ///< the subnode name of an earlier run; empty: one is made
+  RWCString subnodeAlias{};      ///< the alias that `subnode` was made from
+  std::optional<uid_t> owner{};  ///< the user of this host who first brought it
   int type = MonitoredServer;
   int occurrence = 0;  ///< tells servers of one name and root directory apart
   _AppServerStatus status = ServerDisconnected;

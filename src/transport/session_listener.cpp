@@ -13,6 +13,9 @@
 
 static DGT1_Unit traceUnit("ZOVCPSKM");
 
+/// Without ZOV_LOCAL_ADDRESS; an empty text is all interfaces.
+static constexpr const char* DefaultAddress = "127.0.0.1";
+
 std::atomic<ZOVProfilerSocketMonitor*> ZOVProfilerSocketMonitor::pMonitor{nullptr};
 
 /// Stands outside of the frame of its turn, so that a raise loses none of it.
@@ -84,7 +87,7 @@ void ZOVProfilerSocketMonitor::backgroundProcessing() {
 /// Null when told to stop.
 std::shared_ptr<ZOVServerSocket> ZOVProfilerSocketMonitor::open() {
   ZOV_TRACE(Private);
-  const char* const address = OSL1_GetEnv("ZOV_LOCAL_ADDRESS", "");
+  const char* const address = OSL1_GetEnv("ZOV_LOCAL_ADDRESS", DefaultAddress);
   while (!isShutdownRequested()) {
     guarded(ZOV_PLACE, [&] { tryToOpen(address); });
     if (std::shared_ptr<ZOVServerSocket> socket = serverSocket()) return socket;

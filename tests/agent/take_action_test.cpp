@@ -33,7 +33,7 @@ std::string replyOf(int value) {
 
 std::string contextLine(const std::string& name, const std::string& root = "/srv") {
   return "appServerName=" + name + "\tserverRootDirectory=" + root + "\toccurrence=0\tplatform=tsl7" +
-         "\tsubnodeName=" + name + ":host:ZOVS\n";
+         "\tsubnodeName=" + name + ":host:ZOVS\townerUid=7\n";
 }
 
 class TakeAction : public AgentFixture {};

@@ -23,7 +23,8 @@ class ContextTest : public testing::Test {
   static std::string line(const std::string& name, const std::string& subnode, const std::string& rest = "") {
     return "appServerName=" + name +
            "\tworkingDirectory=/w\tserverRootDirectory=/srv\toccurrence=2\tplatform=tsl6" +
-           "\tsubnodeName=" + subnode + "\taliasName=al\tlocaleName=de_DE\tencoding=UTF-8" + rest + "\n";
+           "\tsubnodeName=" + subnode + "\taliasName=al\tlocaleName=de_DE\tencoding=UTF-8\townerUid=7" +
+           rest + "\n";
   }
 
   ServerRig rig;
@@ -41,6 +42,7 @@ TEST_F(ContextTest, ServersComeBackAsTheyWereInTheirOrder) {
   EXPECT_EQ(server->getOccurrence(), 2);
   EXPECT_EQ(server->getPlatform(), "tsl6");
   EXPECT_EQ(server->getEncoding(), "UTF-8");
+  EXPECT_EQ(server->getOwner(), uid_t{7});
   EXPECT_EQ(rig.contextText(), text);
   EXPECT_TRUE(rig.issued("ZOVA0007I Application server a discovered.  Status = Disconnected."));
   EXPECT_EQ(rig.context->findAppServerMatchingSubnode("A1:HOST:zovs"), server);

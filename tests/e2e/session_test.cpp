@@ -1,6 +1,9 @@
 // What a collector and a person at the HTTP interface see of a session, with the real agent.
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include <deque>
 
 #include "support/agent_process.h"
 #include "support/fake_collector.h"
@@ -124,7 +127,8 @@ TEST(Session, MakesAServerThatIsThereAgainAfterARestart) {
   EXPECT_EQ(agent.contextFile(),
             "\nappServerName=server1\tworkingDirectory=/work\tserverRootDirectory=/srv/shop\toccurrence=0\t"
             "platform=tsl7\tsubnodeName=" +
-                subnodes[0] + "\taliasName=\tlocaleName=de_DE\tencoding=\n");
+                subnodes[0] +
+                "\taliasName=\tlocaleName=de_DE\tencoding=\townerUid=" + std::to_string(::geteuid()) + "\n");
 
   ASSERT_EQ(agent.stop(SIGQUIT), 0);
   EXPECT_TRUE(collector.waitForEnd());
@@ -179,6 +183,29 @@ TEST(Session, ShowsItsMessagesAndPushesThem) {
     EXPECT_THAT(answer.body, AllOf(HasSubstr("\"result\":\"" + std::string(result) + "\""),
                                    HasSubstr("\"reason\":\"" + std::string(reason) + "\"")));
   }
+  EXPECT_EQ(agent.stop(SIGTERM), 0);
+}
+
+TEST(Session, SilentPeersByTheHundredHoldUpNobody) {
+  rlimit limit{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit low{128, limit.rlim_max};
+  AgentProcess agent;
+  ::setrlimit(RLIMIT_NOFILE, &low);  // the agent's, at its start
+  agent.start();
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+  ASSERT_FALSE(HasFatalFailure());
+  EXPECT_TRUE(agent.waitForTrace("The agent can hold " + std::to_string(limit.rlim_max) +
+                                 " open files and connections."));
+  std::deque<FakeCollector> silent;
+  for (int i = 0; i < 300; ++i) silent.emplace_back(agent.collectorPort()).sendBytes(wireBytes("0000"));
+  FakeCollector collector(agent.collectorPort());
+  collector.send(wirePing(7, "server1", "/srv/shop"));
+  const auto answer = collector.receive();
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->number(15), 6005164);
+  EXPECT_TRUE(silent.front().closedByAgent());
+  EXPECT_TRUE(silent.back().nothingReceived());
   EXPECT_EQ(agent.stop(SIGTERM), 0);
 }
 

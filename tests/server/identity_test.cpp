@@ -11,7 +11,7 @@ class IdentityTest : public testing::Test {
     return buildServer(description, rc);
   }
   std::shared_ptr<ZOVApplicationServer> build(const char* name) {
-    return build({.name = name, .rootDirectory = "/srv"});
+    return build({.name = name, .rootDirectory = "/srv", .owner = 7});
   }
 
   DiagnosticEnvironment environment;
@@ -148,7 +148,7 @@ TEST_F(IdentityTest, ProcessIdsOfZeroChangeNothing) {
 
 TEST_F(IdentityTest, Commands) {
   EXPECT_EQ(build("shop")->startAppServer(""), ZOVReturnCode(176));
-  build({.name = "shop(2)", .rootDirectory = "/srv", .platform = "tsl61"})->startAppServer("");
+  build({.name = "shop(2)", .rootDirectory = "/srv", .platform = "tsl61", .owner = 7})->startAppServer("");
   build("shop(2)")->stopAppServer(" me");
   build("shop")->stopAppServer(" me 'my secret'");
   build("a; reboot #'")->startAppServer("");

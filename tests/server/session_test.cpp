@@ -52,7 +52,8 @@ TEST_F(SessionTest, GreetsSwitchesOnAndPollsAtOnce) {
   EXPECT_EQ(
       rig.contextText(),
       "\nappServerName=shop\tworkingDirectory=\tserverRootDirectory=/srv/shop\toccurrence=0\tplatform=\t"
-      "subnodeName=shop:host:ZOVS\taliasName=\tlocaleName=\tencoding=\n");
+      "subnodeName=shop:host:ZOVS\taliasName=\tlocaleName=\tencoding=\townerUid=" +
+          std::to_string(::geteuid()) + "\n");
   EXPECT_TRUE(rig.issued("ZOVA0007I Application server shop discovered.  Status = Connected."));
   EXPECT_TRUE(rig.issued("ZOVA0012I"));
   EXPECT_TRUE(rig.issued("ZOVA0065I Started collecting request data for shop Level=1 Capture Percent=2"));

@@ -169,11 +169,12 @@ class WireMessage {
 
 class FakeCollector {
  public:
-  explicit FakeCollector(std::uint16_t port) : _socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  explicit FakeCollector(std::uint16_t port, const char* to = "127.0.0.1")
+      : _socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_addr.s_addr = ::inet_addr(to);
     _connected = ::connect(_socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
     const timeval limit{30, 0};
     ::setsockopt(_socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);

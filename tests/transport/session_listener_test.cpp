@@ -16,6 +16,7 @@
 #include "runtime/waits.h"
 #include "support/comes_true.h"
 #include "support/diagnostic_environment.h"
+#include "support/environment_variable.h"
 #include "support/fake_collector.h"
 #include "support/step_clock.h"
 
@@ -367,6 +368,24 @@ TEST_F(SessionListenerTest, WithoutADescriptorAcceptingRestsAndGoesOn) {
   session("later");
   EXPECT_EQ(std::ranges::count(environment.issued(), message), 1);
   ::close(extra);
+}
+
+TEST(SessionListener, ListensOnLoopbackUnlessToldOtherwise) {
+  DiagnosticEnvironment environment;
+  FakeDirectory directory;
+  const struct {
+    const char* setting;
+    bool first, second;  // of two addresses of this host
+  } cases[] = {{nullptr, true, false}, {"", true, true}, {"127.0.0.2", false, true}};
+  for (const auto& c : cases) {
+    const EnvironmentVariable address("ZOV_LOCAL_ADDRESS", c.setting);
+    ZOVProfilerSocketMonitor monitor(0, directory);
+    ASSERT_EQ(monitor.startBackgroundThread(), 1);
+    ASSERT_TRUE(comesTrue([&] { return monitor.getPort() != 0; }));
+    EXPECT_EQ(FakeCollector(monitor.getPort(), "127.0.0.1").connected(), c.first);
+    EXPECT_EQ(FakeCollector(monitor.getPort(), "127.0.0.2").connected(), c.second);
+    monitor.shutdown();
+  }
 }
 
 TEST(SessionListener, APortInUseIsOpenedOnceItIsFree) {
