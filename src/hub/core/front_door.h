@@ -19,9 +19,12 @@ class FrontDoor {
   virtual std::string start() = 0;
   /// The port that is served.
   virtual std::uint16_t port() const = 0;
-  /// To be called every keepAliveMilliseconds: shows those who listen for events that the hub is there, and
-  /// finds out those who have gone.
-  virtual void keepAlive() = 0;
+  /// Readable when attend has something to do; may be -1.
+  virtual int descriptor() const = 0;
+  /// Finds out the clients that have gone, and shows those who listen for events that the hub is there. To be
+  /// called after start, when the descriptor is readable, and after the milliseconds that it answers at the
+  /// latest.
+  virtual int attend() = 0;
   /// Answers those who wait, and closes everything; then waits for what is inside the agent, until `deadline`
   /// at most.
   virtual void stop(ZOVClock::Steady deadline) = 0;

@@ -65,11 +65,9 @@ void Process::serve() {
     if (_settings.serve && _door == nullptr) tryToListen();
     const int wait = !_settings.serve   ? -1
                      : _door == nullptr ? limits().bindRetryMilliseconds
-                                        : limits().keepAliveMilliseconds;
-    pollfd event{shutdownEvent, POLLIN, 0};
-    const int ready = poll(&event, 1, wait);
-    if (ready > 0) break;
-    if (ready == 0 && _door != nullptr) _door->keepAlive();
+                                        : _door->attend();
+    pollfd events[] = {{shutdownEvent, POLLIN, 0}, {_door == nullptr ? -1 : _door->descriptor(), POLLIN, 0}};
+    if (poll(events, std::size(events), wait) > 0 && events[0].revents != 0) break;
   }
   eventfd_t value = 0;
   eventfd_read(shutdownEvent, &value);

@@ -15,7 +15,7 @@ struct Limits {
   std::size_t queriesWaiting = 128;        ///< queries that wait for one of those; beyond them 503
   std::size_t commandsWaiting = 64;        ///< commands run one at a time
   std::size_t streams = 1024;              ///< event streams open at once; beyond them 503
-  std::size_t streamBytes = 256 * KiB;     ///< events not yet sent, of one stream; beyond them it is dropped
+  std::size_t eventsKept = 1000;           ///< for streams that are behind, or are opened again
   std::size_t rowBytes = 256 * KiB * KiB;  ///< rows of one query
   std::size_t bodyBytes = 64 * KiB;        ///< body of a POST
   std::size_t targetBytes = 8 * KiB;       ///< path and query of a request, as sent

@@ -1,80 +1,75 @@
 #include "hub/http/event_streams.h"
 
+#include <algorithm>
+
+#include "hub/core/registry.h"
 #include "platform/trace.h"
 
 static DGT1_Unit traceUnit("ZOVHEVNT");
 
 namespace zov::hub {
+namespace {
 
-EventStream::EventStream(MHD_Connection* connection, std::size_t mostUnsentBytes,
-                         std::shared_ptr<EventWriter> writer)
-    : _mostUnsentBytes(mostUnsentBytes),
-      _writer(std::move(writer)),
+std::shared_ptr<const std::string> comment(const char* text) {
+  return std::make_shared<const std::string>(std::string(": ") + text + "\n\n");
+}
+
+}  // namespace
+
+EventStream::EventStream(MHD_Connection* connection, EventTables tables, const EventLog& log,
+                         std::uint64_t position)
+    : _tables(std::move(tables)),
+      _log(log),
       _suspension(connection),
-      _unsent(": events follow\n\n") {}
-
-void EventStream::follow(const EventTables& tables) {
-  for (const auto& table : tables) {
-    ContextInfo context;
-    context.deliver = [weak = weak_from_this(), table](const tqbox& box) {
-      const auto stream = weak.lock();
-      return stream != nullptr && stream->deliver(*table, box);
-    };
-    _requests.push_back(std::make_unique<Request>(*table->manager, std::move(context)));
-    _requests.back()->subscribe();
-  }
-}
-
-bool EventStream::deliver(const Table& table, const tqbox& box) {
-  const MutexLock guard(_mutex);
-  if (_ended) return false;
-  for (std::int32_t i = 0; i < box._data.count && !_ended; ++i) {
-    const char* const row = box.rowAt(i);
-    if (row == nullptr) break;
-    append(*_writer->write(table, row));
-  }
-  if (_suspension.active()) _suspension.end();
-  return !_ended;
-}
-
-void EventStream::append(std::string_view text) {
-  if (_unsent.size() + text.size() <= _mostUnsentBytes) {
-    _unsent.append(text);
-    return;
-  }
-  _ended = true;
-  _dropped = true;
-  _unsent = std::string();
-  DGT1_Printf(traceUnit, DGT1_ERROR, "An event stream is dropped: its reader is %u bytes behind",
-              _mostUnsentBytes);
-}
+      _position(position),
+      _text(comment("events follow")) {}
 
 ssize_t EventStream::read(char* buffer, std::size_t most) {
   const MutexLock guard(_mutex);
-  if (!_unsent.empty()) {
-    const std::size_t length = _unsent.copy(buffer, most);
-    _unsent.erase(0, length);
-    return static_cast<ssize_t>(length);
+  if (_suspension.isCut()) return MHD_CONTENT_READER_END_WITH_ERROR;
+  if (_text == nullptr && !_ended) _text = _log.next(_position, _tables);
+  if (_text == nullptr) {
+    if (_ended) return MHD_CONTENT_READER_END_OF_STREAM;
+    _suspension.begin();
+    return 0;
   }
-  if (_dropped) return MHD_CONTENT_READER_END_WITH_ERROR;
-  if (_ended) return MHD_CONTENT_READER_END_OF_STREAM;
-  _suspension.begin();
-  return 0;
+  const std::size_t length = _text->copy(buffer, most, _sent);
+  _sent += length;
+  if (_sent == _text->size()) {
+    _text = nullptr;
+    _sent = 0;
+  }
+  return static_cast<ssize_t>(length);
+}
+
+bool EventStream::follows(const Table& table) const {
+  return std::ranges::any_of(_tables, [&](const auto& each) { return each->manager == table.manager; });
+}
+
+bool EventStream::offer(const Table& table, std::uint64_t position) {
+  const MutexLock guard(_mutex);
+  if (_suspension.active()) {  // everything before has been read
+    if (follows(table)) {
+      _suspension.end();
+    } else {
+      _position = position + 1;
+    }
+    return true;
+  }
+  if (_position >= _log.oldest()) return true;
+  _suspension.cut();
+  return false;
 }
 
 void EventStream::close() {
-  {
-    const MutexLock guard(_mutex);
-    _ended = true;
-    _suspension.forget();
-  }
-  _requests.clear();  // takes managers' locks, under which _mutex is taken
+  const MutexLock guard(_mutex);
+  _suspension.forget();
 }
 
 void EventStream::keepAlive() {
   const MutexLock guard(_mutex);
   if (!_suspension.active()) return;
-  append(": still here\n\n");
+  _text = comment("still here");
   _suspension.end();
 }
 
@@ -84,22 +79,49 @@ void EventStream::end() {
   if (_suspension.active()) _suspension.end();
 }
 
-EventStreams::EventStreams(std::size_t most, std::size_t mostUnsentBytes)
-    : _most(most), _mostUnsentBytes(mostUnsentBytes) {}
+void EventStream::cut() {
+  const MutexLock guard(_mutex);
+  _suspension.cut();
+}
+
+EventStreams::EventStreams(std::size_t most, std::size_t eventsKept) : _most(most), _log(eventsKept) {}
+
+void EventStreams::begin() {
+  for (const auto& table : Registry::instance().tables()) {
+    ContextInfo context;
+    context.deliver = [this, table](const tqbox& box) {
+      add(*table, box);
+      return true;
+    };
+    _requests.push_back(std::make_unique<Request>(*table->manager, std::move(context)));
+    _requests.back()->subscribe();
+  }
+}
+
+void EventStreams::add(const Table& table, const tqbox& box) {
+  const MutexLock guard(_mutex);
+  for (std::int32_t i = 0; i < box._data.count; ++i) {
+    const char* const row = box.rowAt(i);
+    if (row == nullptr) break;
+    const std::uint64_t position = _log.add(table, row);
+    std::erase_if(_streams, [&](const auto& stream) {
+      if (stream->offer(table, position)) return false;
+      DGT1_Printf(traceUnit, DGT1_ERROR, "An event stream is cut: its reader is too far behind");
+      return true;
+    });
+  }
+}
 
 std::variant<std::shared_ptr<EventStream>, Answer> EventStreams::open(MHD_Connection* connection,
-                                                                      const EventTables& tables) {
-  auto stream = std::make_shared<EventStream>(connection, _mostUnsentBytes, _writer);
-  {
-    const MutexLock guard(_mutex);
-    if (_ending) return Answer::ending();
-    if (_streams.size() >= _most) {
-      return Answer::error(503, std::to_string(_streams.size()) + " event streams are open; try again later");
-    }
-    _streams.insert(stream);
+                                                                      EventTables tables,
+                                                                      std::string_view lastId) {
+  const MutexLock guard(_mutex);
+  if (_ending) return Answer::ending();
+  if (_streams.size() >= _most) {
+    return Answer::error(503, std::to_string(_streams.size()) + " event streams are open; try again later");
   }
-  stream->follow(tables);
-  return stream;
+  const std::uint64_t position = lastId.empty() ? _log.end() : _log.after(lastId);
+  return *_streams.insert(std::make_shared<EventStream>(connection, std::move(tables), _log, position)).first;
 }
 
 void EventStreams::close(const std::shared_ptr<EventStream>& stream) {
@@ -116,9 +138,12 @@ void EventStreams::keepAlive() {
 }
 
 void EventStreams::end() {
-  const MutexLock guard(_mutex);
-  _ending = true;
-  for (const auto& stream : _streams) stream->end();
+  {
+    const MutexLock guard(_mutex);
+    _ending = true;
+    for (const auto& stream : _streams) stream->end();
+  }
+  _requests.clear();  // takes managers' locks, under which _mutex is taken
 }
 
 }  // namespace zov::hub

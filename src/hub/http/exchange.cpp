@@ -73,7 +73,7 @@ Desk::Desk(Settings given)
       limits(zov::hub::limits()),
       queries("hub query", limits.queryThreads, limits.queriesWaiting),
       commands("hub command", 1, limits.commandsWaiting),
-      streams(limits.streams, limits.streamBytes) {}
+      streams(limits.streams, limits.eventsKept) {}
 
 Exchange::Exchange(Desk& desk, MHD_Connection* connection, std::string_view target)
     : _desk(desk), _connection(connection), _suspension(connection) {
@@ -112,6 +112,11 @@ bool Exchange::admit(std::string_view method) {
   return !refused || sendAnswer();
 }
 
+std::string Exchange::header(const char* name) const {
+  const char* const value = MHD_lookup_connection_value(_connection, MHD_HEADER_KIND, name);
+  return value == nullptr ? "" : value;
+}
+
 bool Exchange::takeBody(std::string_view data) {
   _bodyBytes += data.size();
   if (_bodyBytes <= _desk.limits.bodyBytes) _call.body.append(data);
@@ -126,9 +131,14 @@ void Exchange::route() {
   Reply reply = _path->function(_call);
   if (auto* const answer = std::get_if<Answer>(&reply)) return setAnswer(std::move(*answer));
   if (auto* const work = std::get_if<Work>(&reply)) return answerLater(std::move(*work));
-  auto opened = _desk.streams.open(_connection, std::get<EventTables>(reply));
+  openStream(std::get<EventTables>(std::move(reply)));
+}
+
+void Exchange::openStream(EventTables tables) {
+  auto opened = _desk.streams.open(_connection, std::move(tables), header("Last-Event-ID"));
   if (auto* const refusal = std::get_if<Answer>(&opened)) return setAnswer(std::move(*refusal));
   _stream = std::get<std::shared_ptr<EventStream>>(std::move(opened));
+  _watch = _desk.departures.watch(socketOf(_connection), weak_from_this());
 }
 
 void Exchange::answerLater(Work work) {
@@ -168,7 +178,12 @@ void Exchange::end() {
   _suspension.end();
 }
 
+void Exchange::clientLeft() {
+  if (_stream != nullptr) _stream->cut();
+}
+
 void Exchange::close() {
+  _desk.departures.forget(_watch);
   {
     const MutexLock guard(_mutex);
     _suspension.forget();

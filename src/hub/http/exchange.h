@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "hub/core/settings.h"
+#include "hub/http/departures.h"
 #include "hub/http/event_streams.h"
 #include "hub/http/paths.h"
 #include "hub/http/suspension.h"
@@ -25,13 +26,14 @@ struct Desk {
   Workers queries;
   Workers commands;
   EventStreams streams;
+  Departures departures;
 };
 
 /// One request, from its first line to the end of its answer. libmicrohttpd's thread reads it, answers what
 /// needs no waiting, and sends; work goes to a worker, and the connection is suspended until it is done.
 /// Owned by the connection, by the server's set, and by a worker that makes its answer: one that is still
 /// inside the agent when all else has gone drops the answer and the exchange.
-class Exchange : public std::enable_shared_from_this<Exchange> {
+class Exchange : public Awaited, public std::enable_shared_from_this<Exchange> {
  public:
   Exchange(Desk& desk, MHD_Connection* connection, std::string_view target);
 
@@ -43,6 +45,8 @@ class Exchange : public std::enable_shared_from_this<Exchange> {
   /// Any thread: the hub ends. Gives up the work under way, answers who waits for it with 503, and lets no
   /// more work begin.
   void end();
+  /// Any thread: the client does not wait for the answer any more.
+  void clientLeft() override;
 
  private:
   enum class Phase { Head, Body, Routed };
@@ -50,6 +54,8 @@ class Exchange : public std::enable_shared_from_this<Exchange> {
   bool admit(std::string_view method);
   bool takeBody(std::string_view data);
   void route();
+  void openStream(EventTables tables);
+  std::string header(const char* name) const;  ///< "" when it is absent
   /// Suspends the connection and has a worker do the work.
   void answerLater(Work work);
   /// Any thread: the answer of work, to a connection that still waits for it.
@@ -68,7 +74,8 @@ class Exchange : public std::enable_shared_from_this<Exchange> {
   std::size_t _bodyBytes = 0;
   Phase _phase = Phase::Head;
   bool _closes = false;  // what follows on the connection may be part of the refused request
-  std::shared_ptr<EventStream> _stream;
+  std::shared_ptr<EventStream> _stream;  // set before the client is watched
+  std::uint64_t _watch = 0;              // of _desk.departures
 
   std::atomic<bool> _givenUp{false};
 

@@ -126,16 +126,30 @@ std::string Server::start() {
       MHD_OPTION_NOTIFY_CONNECTION, &Callbacks::connection, this,  //
       MHD_OPTION_CONNECTION_LIMIT, mostConnections(_desk.limits),  //
       MHD_OPTION_CONNECTION_TIMEOUT, _desk.limits.idleSeconds, MHD_OPTION_END);
-  if (_daemon != nullptr) return "";
-  ::close(descriptor);
-  return "the HTTP server did not start";
+  if (_daemon == nullptr) {
+    ::close(descriptor);
+    return "the HTTP server did not start";
+  }
+  _desk.streams.begin();
+  _nextKeepAlive = ZOVClock::steady() + std::chrono::milliseconds(_desk.limits.keepAliveMilliseconds);
+  return "";
+}
+
+int Server::attend() {
+  using std::chrono::milliseconds;
+  _desk.departures.report();
+  const auto now = ZOVClock::steady();
+  if (now >= _nextKeepAlive) {
+    _nextKeepAlive = now + milliseconds(_desk.limits.keepAliveMilliseconds);
+    _desk.streams.keepAlive();
+  }
+  return static_cast<int>(std::chrono::ceil<milliseconds>(_nextKeepAlive - now).count());
 }
 
 std::shared_ptr<Exchange> Server::open(MHD_Connection* connection, std::string_view target) {
   auto exchange = std::make_shared<Exchange>(_desk, connection, target);
   if (std::ranges::count(target, '&') > mostSeparators) {
-    const auto* const info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-    if (info != nullptr) ::shutdown(info->connect_fd, SHUT_RDWR);
+    ::shutdown(socketOf(connection), SHUT_RDWR);
   }
   const MutexLock guard(_mutex);
   if (_stopping) exchange->end();

@@ -21,7 +21,8 @@ class Server : public FrontDoor {
 
   std::string start() override;
   std::uint16_t port() const override { return _port; }
-  void keepAlive() override { _desk.streams.keepAlive(); }
+  int descriptor() const override { return _desk.departures.descriptor(); }
+  int attend() override;
   void stop(ZOVClock::Steady deadline) override;
 
  private:
@@ -35,6 +36,7 @@ class Server : public FrontDoor {
   Desk _desk;
   MHD_Daemon* _daemon = nullptr;
   std::uint16_t _port = 0;
+  ZOVClock::Steady _nextKeepAlive;  // of arkmain's thread
 
   Mutex _mutex;
   Condition _gone;  // an exchange has gone
