@@ -26,6 +26,9 @@ final class Session {
   private static final long LEVEL_TWO = 0x7F00;
   private static final long GC_STOP = 2;
 
+  private static final int STATUS_REFUSED = 1;
+  private static final int STATUS_ACCEPTED = 2;
+
   /** Return codes of the agent's. */
   private static final long GC_CAPTURE_NOT_AVAILABLE = 119;
   private static final long INVALID_REQUEST_TYPE = 165;
@@ -66,13 +69,13 @@ final class Session {
   /** Introduces this JVM; returns when the agent has accepted it. */
   void greet(Options options, String platform, String locale) throws IOException {
     exchangePing(ping()
-                     .number(RequestKeys.BUILD_LEVEL, BUILD_LEVEL)
+                     .number(RequestKeys.PROFILER_BUILD_LEVEL, BUILD_LEVEL)
                      .number(RequestKeys.WORKLOAD_BUILD_LEVEL, WORKLOAD_BUILD_LEVEL)
                      .text(RequestKeys.WORKING_DIRECTORY, System.getProperty("user.dir", ""))
-                     .text(Keys.SERVER_NAME, options.serverName)
-                     .text(RequestKeys.SERVER_ROOT, options.serverRoot)
-                     .text(RequestKeys.PLATFORM, platform)
-                     .text(RequestKeys.LOCALE, locale));
+                     .text(RequestKeys.APP_SERVER_NAME, options.serverName)
+                     .text(RequestKeys.SERVER_ROOT_DIRECTORY, options.serverRoot)
+                     .text(RequestKeys.ALIAS_NAME, platform)
+                     .text(RequestKeys.LOCALE_NAME, locale));
   }
 
   /** Waits for the agent's next request, however long, and answers it. */
@@ -102,7 +105,7 @@ final class Session {
 
   private void poll(Message request) throws IOException {
     try {
-      if ((request.number(RequestKeys.POLL_MASK) & REQUEST_DATA) != 0) {
+      if ((request.number(RequestKeys.POLL_TYPE) & REQUEST_DATA) != 0) {
         properties.sample(sink);
         requests.sample(sink);
       }
@@ -110,7 +113,7 @@ final class Session {
       log.line("A poll is answered in part: " + failure);
     }
     connection.send(
-        Message.sample(SampleTypes.END).number(Keys.CORRELATOR, request.number(Keys.CORRELATOR)));
+        Message.sample(SampleTypes.END).number(Keys.CORRELATOR, request.number(RequestKeys.CORRELATOR)));
   }
 
   private void collectWorkload(Message request) throws IOException {
@@ -126,7 +129,7 @@ final class Session {
     } else {
       requests.start();
       log.line("The agent collects request data at level " + level + "; it asks for "
-          + request.number(RequestKeys.CAPTURE_PERCENT)
+          + request.number(RequestKeys.SAMPLING_RATE)
           + " percent and gets every request, as the server counts them");
     }
     accept(request);
@@ -142,18 +145,18 @@ final class Session {
 
   private Message ping() {
     return Message.request(RequestTypes.PING_REQUEST_TYPE)
-        .number(Keys.CORRELATOR, nextCorrelator++)
-        .number(Keys.PROCESS_ID, processId);
+        .number(RequestKeys.CORRELATOR, nextCorrelator++)
+        .number(RequestKeys.PROCESS_ID, processId);
   }
 
   private void exchangePing(Message ping) throws IOException {
     connection.send(ping);
     Message answer = connection.receive(ANSWER_MILLIS);
     if (answer.dataType != Message.REQUEST || answer.subtype != RequestTypes.RESPONSE_TYPE
-        || answer.number(Keys.CORRELATOR) != ping.number(Keys.CORRELATOR)) {
+        || answer.number(RequestKeys.CORRELATOR) != ping.number(RequestKeys.CORRELATOR)) {
       throw unexpected(answer);
     }
-    if (answer.number(RequestKeys.STATUS) != RequestKeys.STATUS_ACCEPTED)
+    if (answer.number(RequestKeys.STATUS) != STATUS_ACCEPTED)
       throw refusal(answer);
   }
 
@@ -171,20 +174,20 @@ final class Session {
   }
 
   private void accept(Message request) throws IOException {
-    connection.send(response(request, RequestKeys.STATUS_ACCEPTED));
+    connection.send(response(request, STATUS_ACCEPTED));
   }
 
   private void refuse(Message request, long code, String reason) throws IOException {
     log.line("A request of the agent is refused: " + reason);
     connection.send(
-        response(request, RequestKeys.STATUS_REFUSED)
+        response(request, STATUS_REFUSED)
             .number(RequestKeys.VALUE, code)
             .text(RequestKeys.MESSAGE, reason));
   }
 
   private static Message response(Message request, int status) {
     return Message.request(RequestTypes.RESPONSE_TYPE)
-        .number(Keys.CORRELATOR, request.number(Keys.CORRELATOR))
+        .number(RequestKeys.CORRELATOR, request.number(RequestKeys.CORRELATOR))
         .number(RequestKeys.STATUS, status);
   }
 }
