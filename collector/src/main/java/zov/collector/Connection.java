@@ -11,10 +11,12 @@ import java.net.InetSocketAddress;
 import java.net.ProtocolException;
 import java.net.Proxy;
 import java.net.Socket;
+import java.net.SocketOption;
+import java.net.SocketTimeoutException;
 import java.net.StandardSocketOptions;
 import java.nio.ByteBuffer;
+import java.util.Map;
 import java.util.function.LongSupplier;
-import jdk.net.ExtendedSocketOptions;
 
 /**
  * Frames over one socket to the agent, which it owns. Used by the collector's thread only.
@@ -27,6 +29,10 @@ final class Connection implements Closeable {
 
   private static final int CONNECT_MILLIS = 10_000;
   private static final int REST_OF_FRAME_MILLIS = 60_000;
+
+  /** Named, since not every JVM has the class that they stand in. */
+  private static final Map<String, Integer> KEEPALIVE =
+      Map.of("TCP_KEEPIDLE", 60, "TCP_KEEPINTERVAL", 15, "TCP_KEEPCOUNT", 4);
 
   private final Socket socket;
   private final InputStream in;
@@ -55,14 +61,22 @@ final class Connection implements Closeable {
     }
   }
 
-  /** Sessions are silent between polls, so that only the kernel can tell that the agent's host has gone. */
+  /**
+   * Sessions are silent between polls, so that only the kernel can tell that the agent's host has gone. The
+   * limits are there where the JVM has the module jdk.net; else the system's hold.
+   */
   private static void noticeLostPeer(Socket socket) throws IOException {
     socket.setOption(StandardSocketOptions.SO_KEEPALIVE, true);
-    if (!socket.supportedOptions().contains(ExtendedSocketOptions.TCP_KEEPIDLE))
-      return;
-    socket.setOption(ExtendedSocketOptions.TCP_KEEPIDLE, 60);
-    socket.setOption(ExtendedSocketOptions.TCP_KEEPINTERVAL, 15);
-    socket.setOption(ExtendedSocketOptions.TCP_KEEPCOUNT, 4);
+    for (SocketOption<?> option : socket.supportedOptions()) {
+      Integer value = KEEPALIVE.get(option.name());
+      if (value != null && option.type() == Integer.class)
+        socket.setOption(integer(option), value);
+    }
+  }
+
+  @SuppressWarnings("unchecked")
+  private static SocketOption<Integer> integer(SocketOption<?> option) {
+    return (SocketOption<Integer>) option;
   }
 
   /** Bytes may stay in the buffer until {@link #flush}. */
@@ -76,13 +90,26 @@ final class Connection implements Closeable {
   /** Nanoseconds since the last flush. */
   long quietFor() { return nanoTime.getAsLong() - lastFlush; }
 
-  /** Waits for a frame to begin for the given time, 0 being without limit. */
-  Message receive(int timeoutMillis) throws IOException {
+  /** Whether a frame begins within the time. */
+  boolean awaitFrame(int timeoutMillis) throws IOException {
     flush();
     socket.setSoTimeout(timeoutMillis);
+    in.mark(1);
+    try {
+      if (in.read() < 0)
+        throw closed();
+    } catch (SocketTimeoutException silence) {
+      return false;
+    }
+    in.reset();
+    return true;
+  }
+
+  /** Waits for a frame to begin for the given time. */
+  Message receive(int timeoutMillis) throws IOException {
+    if (!awaitFrame(timeoutMillis))
+      throw new SocketTimeoutException("The agent has not answered within " + timeoutMillis + " ms");
     int first = in.read();
-    if (first < 0)
-      throw closed();
     socket.setSoTimeout(REST_OF_FRAME_MILLIS);
     int length = ByteBuffer.allocate(Integer.BYTES).put((byte) first).put(read(Integer.BYTES - 1)).getInt(0);
     if (length < Message.HEADER_BYTES || length > LARGEST_FRAME) {

@@ -1,8 +1,8 @@
 package zov.collector;
 
-import java.io.IOException;
-import java.util.LinkedHashMap;
-import java.util.Map;
+import java.util.Hashtable;
+import java.util.List;
+import java.util.Set;
 import javax.management.Attribute;
 import javax.management.JMException;
 import javax.management.MBeanServer;
@@ -17,27 +17,33 @@ import javax.management.ObjectName;
  */
 final class HostServer {
   private static final String[] COUNTERS = {"requestCount", "processingTime", "maxTime"};
+  private static final ObjectName SERVLETS = pattern("*:j2eeType=Servlet,*");
+  private static final ObjectName SERVER = pattern("*:type=Server");
 
   private HostServer() {}
 
-  /** The servlets and JSPs with their counters at this moment. */
-  static Map<ObjectName, ServletCounters> readServlets(Progress progress) throws IOException {
-    Map<ObjectName, ServletCounters> servlets = new LinkedHashMap<>();
-    for (MBeanServer server : MBeanServerFactory.findMBeanServer(null)) {
-      for (ObjectName name : server.queryNames(pattern("*:j2eeType=Servlet,*"), null)) {
-        ServletCounters counters = readCounters(server, name);
-        if (counters != null)
-          servlets.putIfAbsent(name, counters);
-        progress.step();
+  static List<MBeanServer> mbeanServers() { return MBeanServerFactory.findMBeanServer(null); }
+
+  /** The names of the servlets and JSPs. */
+  static Set<ObjectName> servlets(MBeanServer server) { return server.queryNames(SERVLETS, null); }
+
+  static boolean isServlet(ObjectName name) { return SERVLETS.apply(name); }
+
+  /** Whether this JVM runs a server that is known here. */
+  static boolean isThere() {
+    for (MBeanServer server : mbeanServers()) {
+      for (ObjectName name : servlets(server)) {
+        if (read(server, name) != null)
+          return true;
       }
     }
-    return servlets;
+    return !version().isEmpty();
   }
 
   /** The server's version, as "10.1.60"; empty while no server is there that tells it. */
   static String version() {
-    for (MBeanServer server : MBeanServerFactory.findMBeanServer(null)) {
-      for (ObjectName name : server.queryNames(pattern("*:type=Server"), null)) {
+    for (MBeanServer server : mbeanServers()) {
+      for (ObjectName name : server.queryNames(SERVER, null)) {
         try {
           String info = String.valueOf(server.getAttribute(name, "serverInfo"));
           return info.substring(info.lastIndexOf('/') + 1).split(" ")[0];
@@ -49,31 +55,58 @@ final class HostServer {
     return "";
   }
 
-  private static ServletCounters readCounters(MBeanServer server, ObjectName name) {
+  /** The counters of a servlet or JSP at this moment; null when they cannot be read. */
+  static ServletCounters read(MBeanServer server, ObjectName name) {
     try {
-      long[] values = {-1, -1, -1};
+      Number[] values = new Number[COUNTERS.length];
       for (Attribute attribute : server.getAttributes(name, COUNTERS).asList()) {
         for (int i = 0; i < COUNTERS.length; i++) {
           if (attribute.getName().equals(COUNTERS[i]))
-            values[i] = ((Number) attribute.getValue()).longValue();
+            values[i] = (Number) attribute.getValue();
         }
       }
-      String servlet = unquoted(name.getKeyProperty("name"));
-      if (values[0] < 0 || values[1] < 0 || values[2] < 0 || servlet.isEmpty())
+      if (values[1].longValue() < 0 || values[2].longValue() < 0 || servletName(name).isEmpty())
         return null;
-      return new ServletCounters(
-          applicationName(name.getKeyProperty("WebModule")), servlet, values[0], values[1], values[2]);
+      return new ServletCounters(values[0].longValue(), values[0] instanceof Integer, running(server, name),
+          values[1].longValue(), values[2].longValue());
     } catch (JMException | RuntimeException unreadable) {
       return null;
     }
   }
 
+  /** Requests that are in the servlet now. */
+  private static long running(MBeanServer server, ObjectName servlet) {
+    try {
+      Object wrapper = wrapper(server, servlet);
+      return ((Number) wrapper.getClass().getMethod("getCountAllocated").invoke(wrapper)).longValue();
+    } catch (ReflectiveOperationException | RuntimeException notTold) {
+      return Interval.UNKNOWN;
+    }
+  }
+
+  /**
+   * The server's object of a servlet, which knows more than its MBean: what runs, and when it stops. It is
+   * found by way of the application's MBean; null when it is not.
+   */
+  static Object wrapper(MBeanServer server, ObjectName servlet) {
+    try {
+      Hashtable<String, String> keys = new Hashtable<>(servlet.getKeyPropertyList());
+      keys.put("j2eeType", "WebModule");
+      keys.put("name", keys.remove("WebModule"));
+      Object context = server.getAttribute(new ObjectName(servlet.getDomain(), keys), "managedResource");
+      return context.getClass().getMethod("findChild", String.class).invoke(context, servletName(servlet));
+    } catch (JMException | ReflectiveOperationException | RuntimeException notThere) {
+      return null;
+    }
+  }
+
+  static String servletName(ObjectName name) { return unquoted(name.getKeyProperty("name")); }
+
   /** "//localhost/shop" is "shop", "//example.test/shop" is "example.test/shop", the root is "ROOT". */
-  static String applicationName(String webModule) {
-    if (webModule == null)
-      return "ROOT";
-    String name = unquoted(webModule).replaceFirst("^//(localhost(/|$))?", "");
-    return name.replaceFirst("/$", "").isEmpty() ? "ROOT" : name.replaceFirst("/$", "");
+  static String applicationName(ObjectName servlet) {
+    String name = unquoted(servlet.getKeyProperty("WebModule")).replaceFirst("^//(localhost(/|$))?", "");
+    name = name.replaceFirst("/$", "");
+    return name.isEmpty() ? "ROOT" : name;
   }
 
   private static String unquoted(String keyProperty) {

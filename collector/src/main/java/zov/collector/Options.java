@@ -1,41 +1,47 @@
 package zov.collector;
 
+import java.util.ArrayList;
 import java.util.LinkedHashMap;
+import java.util.List;
 import java.util.Map;
 
 /**
  * What the text behind {@code -javaagent:zov-collector.jar=} asks for: {@code key=value} pairs with commas
- * between them, each key at most once, in any order.
+ * between them, each key at most once, in any order. A path may have blanks, and commas too unless a KEY=
+ * follows.
  */
 final class Options {
   private static final String ACCEPTED =
       "agent=HOST:PORT (default 127.0.0.1:63335), name=SERVER, root=DIRECTORY (default the working directory)"
-      + " and log=FILE (default none)";
+      + " and log=FILE (default: beside the server's own logs, or in the temporary directory)";
+  private static final String KEYS = "agent|name|root|log";
+  private static final String PATH = "(root|log)=.*";
 
   final String agentHost;
   final int agentPort;
   final String serverName;
   final String serverRoot;
+  /** The log that is asked for; may be empty. */
+  final String logFile;
 
-  private Options(String agentHost, int agentPort, String serverName, String serverRoot) {
+  private Options(String agentHost, int agentPort, String serverName, String serverRoot, String logFile) {
     this.agentHost = agentHost;
     this.agentPort = agentPort;
     this.serverName = serverName;
     this.serverRoot = serverRoot;
+    this.logFile = logFile;
   }
 
   /** Throws IllegalArgumentException, whose message says what was given and what is accepted. */
   static Options parse(String arguments) {
     Map<String, String> given = new LinkedHashMap<>();
-    for (String pair : arguments.split(",")) {
-      if (pair.isBlank())
-        continue;
+    for (String pair : pairs(arguments)) {
       int equals = pair.indexOf('=');
       if (equals < 0)
         throw wrong("'" + pair + "' is not of the form key=value");
       String key = pair.substring(0, equals).trim();
       String value = pair.substring(equals + 1).trim();
-      if (!key.matches("agent|name|root|log"))
+      if (!key.matches(KEYS))
         throw wrong("the option '" + key + "' is not known");
       if (value.isEmpty())
         throw wrong("the option '" + key + "' has no value");
@@ -50,16 +56,23 @@ final class Options {
     if (colon <= 0)
       throw wrong("'" + agent + "' is not of the form HOST:PORT");
     return new Options(agent.substring(0, colon), port(agent.substring(colon + 1)), given.get("name"),
-        given.getOrDefault("root", System.getProperty("user.dir")));
+        given.getOrDefault("root", System.getProperty("user.dir")), given.getOrDefault("log", ""));
   }
 
-  /** The log file asked for, or an empty text; understood even where the other options are wrong. */
-  static String logPath(String arguments) {
-    for (String pair : arguments.split(",")) {
-      if (pair.trim().startsWith("log="))
-        return pair.trim().substring("log=".length()).trim();
+  /** The parts between commas, those that go on with a path put back to it. */
+  private static List<String> pairs(String arguments) {
+    List<String> pairs = new ArrayList<>();
+    for (String part : arguments.split(",")) {
+      int last = pairs.size() - 1;
+      boolean goesOn =
+          last >= 0 && pairs.get(last).matches(PATH) && !part.trim().matches("[a-z]*=.*|" + KEYS);
+      if (goesOn) {
+        pairs.set(last, pairs.get(last) + "," + part);
+      } else if (!part.isBlank()) {
+        pairs.add(part.trim());
+      }
     }
-    return "";
+    return pairs;
   }
 
   private static int port(String text) {

@@ -1,68 +1,69 @@
 package zov.collector;
 
 import java.io.IOException;
-import java.util.HashMap;
-import java.util.Map;
-import java.util.Properties;
-import java.util.function.Supplier;
-import java.util.regex.Pattern;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.function.UnaryOperator;
 
 /**
- * Tells the agent the JVM's properties and environment: all of them at the first poll of a session, later
- * only what is new or different. What looks like a secret goes out as asterisks. One object serves one
- * session.
+ * Tells the agent the JVM's properties and environment, as far as {@link AllowedNames} has them: all at the
+ * first poll of a session, later only what is new or different. What looks like a secret in them goes out as
+ * asterisks. One object serves one session.
  */
 final class PropertySampler {
-  private static final String SECRET_WORDS =
-      "passw(?:or)?d|passphrase|secret|token|credential|(?:api|access|private)[._-]?key";
-  private static final Pattern SECRET_NAME = Pattern.compile(SECRET_WORDS, Pattern.CASE_INSENSITIVE);
-  /** An assignment inside a value, as in a command line: its name stays. */
-  private static final Pattern SECRET_ASSIGNMENT = Pattern.compile(
-      "([^\\s=;,&]*(?:" + SECRET_WORDS + ")[^\\s=;,&]*=)[^\\s;,&]+", Pattern.CASE_INSENSITIVE);
-  private static final String HIDDEN = "********";
+  /** A longer value is cut, and ends in {@link #CUT}. */
+  static final int MOST_CHARACTERS = 16_384;
+  static final String CUT = "...";
 
   private final long processId;
-  private final Supplier<Map<String, String>> properties;
-  private final Supplier<Map<String, String>> environment;
-  private final Map<String, String> toldProperties = new HashMap<>();
-  private final Map<String, String> toldVariables = new HashMap<>();
+  private final List<Entry> entries = new ArrayList<>();
+  private int next;
 
-  PropertySampler(
-      long processId, Supplier<Map<String, String>> properties, Supplier<Map<String, String>> environment) {
-    this.processId = processId;
-    this.properties = properties;
-    this.environment = environment;
-  }
+  private static final class Entry {
+    final int sampleType;
+    final String name;
+    final UnaryOperator<String> source;
+    String told;
 
-  /** The JVM's own properties, without those that are not text. */
-  static Map<String, String> jvmProperties() {
-    Properties all = System.getProperties();
-    Map<String, String> texts = new HashMap<>();
-    for (String name : all.stringPropertyNames()) texts.put(name, all.getProperty(name, ""));
-    return texts;
-  }
-
-  void sample(SampleSink sink) throws IOException {
-    tell(SampleTypes.JAVA_PROPERTY, properties.get(), toldProperties, sink);
-    tell(SampleTypes.ENVIRONMENT_VARIABLE, environment.get(), toldVariables, sink);
-  }
-
-  private void tell(int sampleType, Map<String, String> present, Map<String, String> told, SampleSink sink)
-      throws IOException {
-    for (Map.Entry<String, String> entry : present.entrySet()) {
-      String name = entry.getKey();
-      if (entry.getValue().equals(told.put(name, entry.getValue())))
-        continue;
-      sink.send(Message.sample(sampleType)
-                    .number(Keys.SERVER_NUMBER, processId)
-                    .text(Keys.PROPERTY_NAME, Abbreviations.escape(name))
-                    .text(Keys.PROPERTY_VALUE, Abbreviations.escape(withoutSecrets(name, entry.getValue()))));
+    Entry(int sampleType, String name, UnaryOperator<String> source) {
+      this.sampleType = sampleType;
+      this.name = name;
+      this.source = source;
     }
   }
 
-  static String withoutSecrets(String name, String value) {
-    if (SECRET_NAME.matcher(name).find())
-      return HIDDEN;
-    return SECRET_ASSIGNMENT.matcher(value).replaceAll("$1" + HIDDEN);
+  /** The sources give null for a name that is not set. */
+  PropertySampler(long processId, UnaryOperator<String> properties, UnaryOperator<String> environment) {
+    this.processId = processId;
+    for (String name : AllowedNames.PROPERTIES)
+      entries.add(new Entry(SampleTypes.JAVA_PROPERTY, name, properties));
+    for (String name : AllowedNames.VARIABLES)
+      entries.add(new Entry(SampleTypes.ENVIRONMENT_VARIABLE, name, environment));
+  }
+
+  /** Goes on where the poll before had to end. */
+  void sample(SampleSink sink) throws IOException {
+    for (int i = 0; i < entries.size(); i++) {
+      sink.progress();
+      tell(entries.get(next), sink);
+      next = (next + 1) % entries.size();
+    }
+  }
+
+  private void tell(Entry entry, SampleSink sink) throws IOException {
+    String value = entry.source.apply(entry.name);
+    if (value == null || value.equals(entry.told))
+      return;
+    sink.send(Message.sample(entry.sampleType)
+                  .number(Keys.SERVER_NUMBER, processId)
+                  .text(Keys.PROPERTY_NAME, Abbreviations.escape(entry.name))
+                  .text(Keys.PROPERTY_VALUE, Abbreviations.escape(shown(value))));
+    entry.told = value;
+  }
+
+  private static String shown(String value) {
+    if (value.length() <= MOST_CHARACTERS)
+      return Masking.withoutSecrets(value);
+    return Masking.withoutSecrets(value.substring(0, MOST_CHARACTERS)) + CUT;
   }
 }

@@ -1,78 +1,61 @@
 package zov.collector;
 
 import java.io.IOException;
-import java.util.HashMap;
-import java.util.Map;
 import java.util.function.LongSupplier;
-import javax.management.ObjectName;
 
 /**
- * Tells the agent, at each poll, what each servlet and JSP did since the poll before, or since collection was
- * switched on. The server counts every request, so the figures are complete and no percentage thins them.
- *
- * A request counts when it begins and its time when it ends. Time that is added while no new request begins
- * goes to the next interval that has one. One object serves one session.
+ * Tells the agent, at each poll, which requests of each servlet and JSP ended since it was last told. The
+ * server counts every request, so the figures are complete and no percentage thins them. One object serves
+ * one session.
  */
 final class RequestSampler {
-  /** Reads the counters of all servlets and JSPs. */
-  interface Source {
-    Map<ObjectName, ServletCounters> read(Progress progress) throws IOException;
-  }
-
   /** The kind of request: a servlet or JSP. */
   private static final int SERVLET_OR_JSP = 1;
   private static final long NANOS_PER_MILLI = 1_000_000;
 
   private final long processId;
-  private final Source source;
+  private final RequestLedger ledger;
   private final LongSupplier unixMillis;
-  private final LongSupplier nanoTime;
   private final Abbreviations abbreviations;
-  private Map<ObjectName, ServletCounters> baseline = new HashMap<>();
-  private long baselineTime;
-  private boolean running;
+  private boolean wanted;
 
-  RequestSampler(long processId, Source source, LongSupplier unixMillis, LongSupplier nanoTime) {
+  RequestSampler(long processId, RequestLedger ledger, LongSupplier unixMillis) {
     this.processId = processId;
-    this.source = source;
+    this.ledger = ledger;
     this.unixMillis = unixMillis;
-    this.nanoTime = nanoTime;
     abbreviations = new Abbreviations(processId);
   }
 
-  /** Collection begins now; when it runs already, the interval in progress goes on. */
-  void start() throws IOException {
-    if (running)
-      return;
-    baselineTime = nanoTime.getAsLong();
-    baseline = source.read(() -> {});
-    running = true;
+  /** The agent wants requests; what is counted already is told, which may be from before this session. */
+  void start() {
+    wanted = true;
+    ledger.start();
   }
 
-  void stop() { running = false; }
+  void stop() {
+    wanted = false;
+    ledger.stop();
+  }
 
   void sample(SampleSink sink) throws IOException {
-    if (!running)
+    if (!wanted) {
+      stop();
       return;
-    long now = nanoTime.getAsLong();
-    long intervalMillis = Math.max(1, (now - baselineTime) / NANOS_PER_MILLI);
-    Map<ObjectName, ServletCounters> present = source.read(sink::progress);
-    for (Map.Entry<ObjectName, ServletCounters> entry : present.entrySet()) {
-      ServletCounters earlier = baseline.get(entry.getKey());
-      ServletCounters interval = entry.getValue().since(earlier);
-      if (interval.count > 0) {
-        tell(interval, intervalMillis, sink);
-      } else if (entry.getValue().continues(earlier)) {
-        entry.setValue(earlier);
-      }
     }
-    baseline = present;
-    baselineTime = now;
+    for (RequestLedger.Account account : ledger.accounts()) {
+      sink.progress();
+      ledger.read(account);
+      long millis = Math.max(1, ledger.age(account) / NANOS_PER_MILLI);
+      Interval interval = ledger.take(account);
+      if (interval.count > 0)
+        tell(account, interval, millis, sink);
+    }
   }
 
-  private void tell(ServletCounters interval, long millis, SampleSink sink) throws IOException {
-    String application = abbreviations.shorten(interval.application, sink);
-    String servlet = abbreviations.shorten(interval.servlet, sink);
+  private void tell(RequestLedger.Account account, Interval interval, long millis, SampleSink sink)
+      throws IOException {
+    String application = abbreviations.shorten(account.application, sink);
+    String servlet = abbreviations.shorten(account.servlet, sink);
     sink.send(Message.sample(SampleTypes.WORKLOAD_SUMMARY)
                   .number(Keys.SAMPLE_TIME, unixMillis.getAsLong() / 1000)
                   .number(Keys.DURATION, Math.max(1, Math.round(millis / 1000.0)))

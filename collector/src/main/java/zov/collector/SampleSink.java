@@ -6,6 +6,9 @@ import java.io.IOException;
 interface SampleSink {
   void send(Message sample) throws IOException;
 
-  /** To be called between slow steps: shows a waiting agent now and then that the collector lives. */
+  /**
+   * To be called before each step: shows a waiting agent now and then that the collector lives, and throws
+   * {@link Budget.SpentException} when the poll must end.
+   */
   void progress() throws IOException;
 }

@@ -7,6 +7,9 @@ import java.net.ProtocolException;
  * One session with the agent, from the first ping to the end of the connection. The agent asks and the
  * collector answers; in the middle of a poll that takes long it pings, so that the agent waits on.
  *
+ * Whether requests can be collected is answered when the agent asks for it. When that answer does not hold
+ * any longer the session ends, since the next one asks again.
+ *
  * Any message that is not a request of the agent ends the session. Runs on the collector's thread.
  */
 final class Session {
@@ -15,6 +18,13 @@ final class Session {
     private static final long serialVersionUID = 1;
 
     RefusedException(String message) { super(message); }
+  }
+
+  /** What was answered the agent is not so any longer. */
+  static final class OutdatedException extends IOException {
+    private static final long serialVersionUID = 1;
+
+    OutdatedException(String message) { super(message); }
   }
 
   /** Build levels that the agent accepts: at least these. */
@@ -26,11 +36,18 @@ final class Session {
   private static final long LEVEL_TWO = 0x7F00;
   private static final long GC_STOP = 2;
 
+  private static final int STATUS_REFUSED = 1;
+  private static final int STATUS_ACCEPTED = 2;
+
+  /** The server counts every request, whatever the agent asks for. */
+  private static final long EVERY_REQUEST_PERCENT = 100;
+
   /** Return codes of the agent's. */
+  private static final long NOT_COLLECTING = 21;
   private static final long GC_CAPTURE_NOT_AVAILABLE = 119;
   private static final long INVALID_REQUEST_TYPE = 165;
 
-  private static final int NO_LIMIT = 0;
+  private static final int LOOK_UP_MILLIS = 5_000;
   private static final int ANSWER_MILLIS = 60_000;
   private static final long QUIET_NANOS = 20_000_000_000L;
 
@@ -38,46 +55,58 @@ final class Session {
   private final PropertySampler properties;
   private final RequestSampler requests;
   private final long processId;
+  private final Budget budget;
+  private final ServerSearch search;
   private final CollectorLog log;
   private final SampleSink sink = new SampleSink() {
     @Override
     public void send(Message sample) throws IOException {
-      progress();
+      pingIfQuiet();
       connection.send(sample);
     }
 
     @Override
     public void progress() throws IOException {
-      if (connection.quietFor() >= QUIET_NANOS)
-        exchangePing(ping());
+      pingIfQuiet();
+      budget.check();
     }
   };
   private long nextCorrelator = 1;
+  private boolean requestsAsked;
+  private boolean requestsRefused;
 
   Session(Connection connection, long processId, PropertySampler properties, RequestSampler requests,
-      CollectorLog log) {
+      Budget budget, ServerSearch search, CollectorLog log) {
     this.connection = connection;
     this.processId = processId;
     this.properties = properties;
     this.requests = requests;
+    this.budget = budget;
+    this.search = search;
     this.log = log;
   }
 
   /** Introduces this JVM; returns when the agent has accepted it. */
   void greet(Options options, String platform, String locale) throws IOException {
     exchangePing(ping()
-                     .number(RequestKeys.BUILD_LEVEL, BUILD_LEVEL)
+                     .number(RequestKeys.PROFILER_BUILD_LEVEL, BUILD_LEVEL)
                      .number(RequestKeys.WORKLOAD_BUILD_LEVEL, WORKLOAD_BUILD_LEVEL)
                      .text(RequestKeys.WORKING_DIRECTORY, System.getProperty("user.dir", ""))
-                     .text(Keys.SERVER_NAME, options.serverName)
-                     .text(RequestKeys.SERVER_ROOT, options.serverRoot)
-                     .text(RequestKeys.PLATFORM, platform)
-                     .text(RequestKeys.LOCALE, locale));
+                     .text(RequestKeys.APP_SERVER_NAME, options.serverName)
+                     .text(RequestKeys.SERVER_ROOT_DIRECTORY, options.serverRoot)
+                     .text(RequestKeys.ALIAS_NAME, platform)
+                     .text(RequestKeys.LOCALE_NAME, locale));
   }
 
   /** Waits for the agent's next request, however long, and answers it. */
   void serveOne() throws IOException {
-    Message request = connection.receive(NO_LIMIT);
+    do {
+      if (requestsAsked && requestsRefused != search.isInVain())
+        throw new OutdatedException(search.isInVain()
+                ? search.reason()
+                : "The server has been found: the agent may ask again for its requests");
+    } while (!connection.awaitFrame(LOOK_UP_MILLIS));
+    Message request = connection.receive(LOOK_UP_MILLIS);
     if (request.dataType != Message.REQUEST || request.subtype == RequestTypes.RESPONSE_TYPE)
       throw unexpected(request);
     switch (request.subtype) {
@@ -101,16 +130,17 @@ final class Session {
   }
 
   private void poll(Message request) throws IOException {
+    budget.begin();
     try {
-      if ((request.number(RequestKeys.POLL_MASK) & REQUEST_DATA) != 0) {
-        properties.sample(sink);
+      if ((request.number(RequestKeys.POLL_TYPE) & REQUEST_DATA) != 0) {
         requests.sample(sink);
+        properties.sample(sink);
       }
     } catch (RuntimeException failure) {
       log.line("A poll is answered in part: " + failure);
     }
     connection.send(
-        Message.sample(SampleTypes.END).number(Keys.CORRELATOR, request.number(Keys.CORRELATOR)));
+        Message.sample(SampleTypes.END).number(Keys.CORRELATOR, request.number(RequestKeys.CORRELATOR)));
   }
 
   private void collectWorkload(Message request) throws IOException {
@@ -120,16 +150,23 @@ final class Session {
           "The collection level " + level + " is not known; known are 0, " + LEVEL_ONE + " and " + LEVEL_TWO);
       return;
     }
+    requestsAsked = level != 0;
     if (level == 0) {
       requests.stop();
       log.line("The agent has stopped the collection of request data");
-    } else {
-      requests.start();
-      log.line("The agent collects request data at level " + level + "; it asks for "
-          + request.number(RequestKeys.CAPTURE_PERCENT)
-          + " percent and gets every request, as the server counts them");
+      accept(request);
+      return;
     }
-    accept(request);
+    requestsRefused = search.isInVain();
+    if (requestsRefused) {
+      refuse(request, NOT_COLLECTING, search.reason());
+      return;
+    }
+    requests.start();
+    log.line("The agent collects request data at level " + level + "; it asks for "
+        + request.number(RequestKeys.SAMPLING_RATE)
+        + " percent and gets every request, as the server counts them");
+    connection.send(response(request, STATUS_ACCEPTED).number(RequestKeys.VALUE, EVERY_REQUEST_PERCENT));
   }
 
   private void collectGcData(Message request) throws IOException {
@@ -142,18 +179,23 @@ final class Session {
 
   private Message ping() {
     return Message.request(RequestTypes.PING_REQUEST_TYPE)
-        .number(Keys.CORRELATOR, nextCorrelator++)
-        .number(Keys.PROCESS_ID, processId);
+        .number(RequestKeys.CORRELATOR, nextCorrelator++)
+        .number(RequestKeys.PROCESS_ID, processId);
+  }
+
+  private void pingIfQuiet() throws IOException {
+    if (connection.quietFor() >= QUIET_NANOS)
+      exchangePing(ping());
   }
 
   private void exchangePing(Message ping) throws IOException {
     connection.send(ping);
     Message answer = connection.receive(ANSWER_MILLIS);
     if (answer.dataType != Message.REQUEST || answer.subtype != RequestTypes.RESPONSE_TYPE
-        || answer.number(Keys.CORRELATOR) != ping.number(Keys.CORRELATOR)) {
+        || answer.number(RequestKeys.CORRELATOR) != ping.number(RequestKeys.CORRELATOR)) {
       throw unexpected(answer);
     }
-    if (answer.number(RequestKeys.STATUS) != RequestKeys.STATUS_ACCEPTED)
+    if (answer.number(RequestKeys.STATUS) != STATUS_ACCEPTED)
       throw refusal(answer);
   }
 
@@ -171,20 +213,18 @@ final class Session {
   }
 
   private void accept(Message request) throws IOException {
-    connection.send(response(request, RequestKeys.STATUS_ACCEPTED));
+    connection.send(response(request, STATUS_ACCEPTED));
   }
 
   private void refuse(Message request, long code, String reason) throws IOException {
     log.line("A request of the agent is refused: " + reason);
     connection.send(
-        response(request, RequestKeys.STATUS_REFUSED)
-            .number(RequestKeys.VALUE, code)
-            .text(RequestKeys.MESSAGE, reason));
+        response(request, STATUS_REFUSED).number(RequestKeys.VALUE, code).text(RequestKeys.MESSAGE, reason));
   }
 
   private static Message response(Message request, int status) {
     return Message.request(RequestTypes.RESPONSE_TYPE)
-        .number(Keys.CORRELATOR, request.number(Keys.CORRELATOR))
+        .number(RequestKeys.CORRELATOR, request.number(RequestKeys.CORRELATOR))
         .number(RequestKeys.STATUS, status);
   }
 }

@@ -1,15 +1,27 @@
 package zov.collector;
 
+import java.io.ByteArrayOutputStream;
 import java.io.Closeable;
 import java.io.IOException;
+import java.io.PrintStream;
 import java.net.ProtocolException;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.attribute.PosixFilePermissions;
+import java.util.ArrayList;
+import java.util.List;
 import java.util.Locale;
 import java.util.concurrent.BlockingQueue;
 import java.util.concurrent.LinkedBlockingQueue;
+import java.util.concurrent.atomic.AtomicLong;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
+import javax.management.MBeanServer;
+import javax.management.MBeanServerFactory;
+import javax.management.ObjectName;
 
-/** Runs all tests; the exit status is the number of those that failed. */
+/** Runs all tests, given the collector's document; the exit status is the number of those that failed. */
 public final class CollectorTests {
   private static final long PID = ProcessHandle.current().pid();
 
@@ -18,8 +30,11 @@ public final class CollectorTests {
   public static void main(String[] arguments) {
     messages();
     options();
+    document(Path.of(arguments[0]));
     conversation();
     SamplingTests.run();
+    RequestTests.run();
+    JvmTests.run();
     System.exit(Check.failures());
   }
 
@@ -66,31 +81,36 @@ public final class CollectorTests {
       Options few = Options.parse("name=shop");
       Check.equal("127.0.0.1 63335 " + System.getProperty("user.dir"),
           few.agentHost + " " + few.agentPort + " " + few.serverRoot);
+      Options paths = Options.parse("log=/var/log/a, b/x.log,root=/srv/my shop,2,,3 ,name=my shop");
+      Check.equal("my shop|/srv/my shop,2,,3|/var/log/a, b/x.log",
+          paths.serverName + "|" + paths.serverRoot + "|" + paths.logFile);
     });
 
-    Check.test("wrong options are named, in the collector's log only", () -> {
+    Check.test("wrong options are named in one line, and nothing starts", () -> {
       String[][] wrong = {{"", "'name' is missing"}, {"name", "'name' is not of the form"},
           {"name=", "'name' has no value"}, {"name=a,name=b", "given twice"},
-          {"name=a,colour=red", "'colour' is not known"},
+          {"root=/a,root", "not of the form"}, {"name=a,colour=red", "'colour' is not known"},
+          {"root=/a,b=c", "'b' is not known"}, {"name=a,b", "'b' is not of the form"},
           {"name=a,agent=host", "'host' is not of the form HOST:PORT"},
           {"name=a,agent=h:0", "'0' is not a port"}, {"name=a,agent=h:65536", "'65536' is not a port"},
-          {"name=a,agent=h:-1", "'-1' is not a port"}};
-      Path folder = Files.createTempDirectory("collector");
-      Path file = folder.resolve("log");
+          {"name=a,agent=h:-1", "'-1' is not a port"}, {"name=,log=\0", "'name' has no value"},
+          {null, "missing"}};
+      PrintStream standardError = System.err;
       for (String[] one : wrong) {
-        Agent.premain(one[0] + ",log=" + file);
-        String log = Files.readString(file);
-        Check.holds(log.contains(one[1]) && log.contains("accepted are"), one[0] + ": " + log);
-        Files.delete(file);
+        ByteArrayOutputStream told = new ByteArrayOutputStream();
+        System.setErr(new PrintStream(told, true, StandardCharsets.UTF_8));
+        Agent.premain(one[0]);
+        System.setErr(standardError);
+        String line = told.toString(StandardCharsets.UTF_8);
+        Check.holds(line.contains(one[1]) && line.contains("accepted are"), one[0] + ": " + line);
+        Check.equal(1L, line.lines().count());
       }
-      Agent.premain(null);
-      Agent.premain("name=,log=\0");
-      Files.delete(folder);
+      Check.equal(null, System.getProperty(Agent.LOG_PROPERTY));
     });
 
     Check.test("the log is bounded and leaves out repetitions", () -> {
       Path folder = Files.createTempDirectory("collector");
-      CollectorLog log = CollectorLog.to(folder.resolve("log").toString());
+      CollectorLog log = CollectorLog.open(folder.resolve("log").toString());
       String kilobyte = "x\n".repeat(512);
       for (int i = 0; i < 3 * CollectorLog.LARGEST / 1024; i++) {
         log.line(kilobyte + i);
@@ -100,23 +120,41 @@ public final class CollectorTests {
       Check.holds(Files.size(full) < CollectorLog.LARGEST + 2048, Files.size(full));
       Check.equal(
           Files.readAllLines(full).size(), (int) Files.readAllLines(full).stream().distinct().count());
+      Check.equal("rw-r-----", PosixFilePermissions.toString(Files.getPosixFilePermissions(full)));
       Files.delete(folder.resolve("log"));
       Files.delete(full);
       Files.delete(folder);
     });
   }
 
+  private static void document(Path file) {
+    Check.test("the document lists all names that are sent, and no other", () -> {
+      String text = Files.readString(file);
+      String[] headings = {"JVM properties:", "Environment variables:"};
+      List<List<String>> lists = List.of(AllowedNames.PROPERTIES, AllowedNames.VARIABLES);
+      for (int i = 0; i < headings.length; i++) {
+        String paragraph = text.split(headings[i])[1].split("\n\n")[0];
+        List<String> listed = new ArrayList<>();
+        Matcher names = Pattern.compile("`([^`]+)`").matcher(paragraph);
+        while (names.find()) listed.add(names.group(1));
+        Check.equal(lists.get(i), listed);
+      }
+    });
+  }
+
   /**
    * An agent, and a collector on its own thread that records its waits between attempts and does not wait.
+   * Its clock stands still.
    */
   private static final class Running implements Closeable {
     final FakeAgent agent = new FakeAgent();
     final BlockingQueue<Integer> waits = new LinkedBlockingQueue<>();
+    final AtomicLong nanos = new AtomicLong();
     private final Thread thread;
 
     Running() throws IOException {
       Options options = Options.parse("name=shop,root=/srv/shop,agent=127.0.0.1:" + agent.port());
-      thread = new Thread(new Collector(options, CollectorLog.to(""), waits::put));
+      thread = new Thread(new Collector(options, CollectorLog.none(), waits::put, nanos::get));
       thread.start();
     }
 
@@ -151,8 +189,9 @@ public final class CollectorTests {
       String[][] exchanges = {
           {Hex.request(1, Hex.number(13, 8)), Hex.number(14, 2)},
           {Hex.request(8, Hex.number(13, 9), Hex.number(659, 0x300), Hex.number(679, 2), Hex.text(650, "A")),
-              Hex.number(14, 2)},
-          {Hex.request(8, Hex.number(13, 9), Hex.number(659, 0x7f00)), Hex.number(14, 2)},
+              Hex.number(14, 2) + Hex.number(15, 100)},
+          {Hex.request(8, Hex.number(13, 9), Hex.number(659, 0x7f00)),
+              Hex.number(14, 2) + Hex.number(15, 100)},
           {Hex.request(8, Hex.number(13, 9)), Hex.number(14, 2)},
           {Hex.request(8, Hex.number(13, 9), Hex.number(659, 1)), Hex.number(14, 1) + invalidType},
           {Hex.request(15, Hex.number(13, 9), Hex.number(1050, 1), Hex.text(1051, "gc.log")),
@@ -193,14 +232,17 @@ public final class CollectorTests {
       }
     });
 
-    Check.test("attempts get rarer until a session has worked, and a refusal waits longest", () -> {
+    Check.test("attempts get rarer until a session has lived, and a refusal waits longest", () -> {
       try (Running collector = new Running()) {
         FakeAgent agent = collector.agent;
         for (int expected : new int[] {1, 2, 4, 8, 16, 30, 30}) {
-          agent.welcome().hangUp();
+          // One answered request is no life yet.
+          agent.welcome().send(Hex.request(1, Hex.number(13, 1))).receive();
+          agent.hangUp();
           Check.equal(expected, collector.waits.take());
         }
-        agent.welcome().send(Hex.request(1, Hex.number(13, 1))).receive();
+        agent.welcome();
+        collector.nanos.addAndGet(Collector.LIVED_NANOS);
         agent.hangUp();
         Check.equal(1, collector.waits.take());
         String[] refusals = {Hex.number(14, 1) + Hex.number(15, 174), Hex.number(15, 6005164)};
@@ -211,7 +253,29 @@ public final class CollectorTests {
         }
         agent.accept().receive();
         agent.send(Hex.request(5, Hex.number(13, 2), Hex.number(14, 2)));
-        agent.accept();
+        Check.equal(30, collector.waits.take());
+        agent.close();
+        int wait = collector.waits.take();
+        while (wait == 30) wait = collector.waits.take();
+        Check.equal(2, wait);
+      }
+    });
+
+    Check.test("without a server that it knows it does not claim to collect requests", () -> {
+      String collect = Hex.request(8, Hex.number(13, 9), Hex.number(659, 0x300));
+      try (Running collector = new Running()) {
+        FakeAgent agent = collector.agent;
+        Check.equal(2L, agent.welcome().send(collect).message().number(14));
+        collector.nanos.addAndGet(ServerSearch.PATIENCE_NANOS);
+        agent.endSession();
+        Message refusal = agent.welcome().send(collect).message();
+        Check.equal("1 21", refusal.number(14) + " " + refusal.number(15));
+        Check.holds(refusal.text(28).contains("No server"), refusal.text(28));
+        MBeanServer server = MBeanServerFactory.createMBeanServer("Test");
+        server.registerMBean(Bean.servlet(1, 1, 1), new ObjectName("Test:j2eeType=Servlet,name=late"));
+        agent.endSession();
+        Check.equal(2L, agent.welcome().send(collect).message().number(14));
+        MBeanServerFactory.releaseMBeanServer(server);
       }
     });
   }

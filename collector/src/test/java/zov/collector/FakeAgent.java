@@ -13,6 +13,7 @@ final class FakeAgent implements Closeable {
 
   private final ServerSocket listener;
   private Socket peer = new Socket();
+  private Message lastPing;
 
   FakeAgent() throws IOException {
     listener = new ServerSocket(0, 10, InetAddress.getLoopbackAddress());
@@ -34,9 +35,12 @@ final class FakeAgent implements Closeable {
   /** Takes the next connection and says yes to its ping. */
   FakeAgent welcome() throws IOException {
     accept();
-    Message ping = Message.parse(Hex.bytes(receive()));
-    return send(Hex.request(5, Hex.number(13, ping.number(13)), Hex.number(14, 2)));
+    lastPing = message();
+    return send(Hex.request(5, Hex.number(13, lastPing.number(13)), Hex.number(14, 2)));
   }
+
+  /** The one that was said yes to last. */
+  Message lastPing() { return lastPing; }
 
   FakeAgent send(String body) throws IOException { return sendRaw(Hex.frame(body)); }
 
@@ -49,6 +53,17 @@ final class FakeAgent implements Closeable {
   String receive() throws IOException {
     DataInputStream in = new DataInputStream(peer.getInputStream());
     return Hex.of(in.readNBytes(in.readInt()));
+  }
+
+  Message message() throws IOException { return Message.parse(Hex.bytes(receive())); }
+
+  /** Waits until the collector, which has a reason to, has ended the session; pings move it to look. */
+  void endSession() {
+    try {
+      while (true) send(Hex.request(1, Hex.number(13, 1))).message();
+    } catch (IOException ended) {
+      // As expected, or the next accept fails.
+    }
   }
 
   void hangUp() throws IOException { peer.close(); }

@@ -4,16 +4,14 @@ import java.io.IOException;
 import java.net.Socket;
 import java.util.ArrayList;
 import java.util.HashMap;
-import java.util.LinkedHashMap;
+import java.util.HashSet;
 import java.util.List;
+import java.util.Locale;
 import java.util.Map;
-import java.util.TreeMap;
 import java.util.concurrent.FutureTask;
 import java.util.concurrent.atomic.AtomicLong;
-import javax.management.Attribute;
-import javax.management.AttributeList;
-import javax.management.DynamicMBean;
-import javax.management.MBeanInfo;
+import java.util.function.LongSupplier;
+import java.util.function.UnaryOperator;
 import javax.management.MBeanServer;
 import javax.management.MBeanServerFactory;
 import javax.management.ObjectName;
@@ -28,58 +26,91 @@ final class SamplingTests {
   static void run() {
     properties();
     abbreviations();
-    requests();
     hostServer();
     slowPoll();
   }
 
-  private static final class Samples implements SampleSink {
-    private final List<Message> all = new ArrayList<>();
-
-    @Override
-    public void send(Message sample) {
-      all.add(sample);
-    }
-
-    @Override
-    public void progress() {}
-
-    /** Those since the last call, in hexadecimal. */
-    List<String> take() {
-      List<String> taken = new ArrayList<>();
-      for (Message sample : all) taken.add(Hex.of(sample.toFrame()).substring(8));
-      all.clear();
-      return taken;
-    }
-  }
-
   private static void properties() {
-    Check.test("properties go out once, and again when they change", () -> {
-      Map<String, String> properties = new TreeMap<>(Map.of("a", "1", "b", ""));
-      Map<String, String> environment = new TreeMap<>(Map.of("#h", "##", "DB_PASSWORD", "tiger"));
-      PropertySampler sampler = new PropertySampler(PID, () -> properties, () -> environment);
+    Check.test("properties go out once, again when they change, and only those that are allowed", () -> {
+      Map<String, String> properties = new HashMap<>(Map.of(
+          "os.name", "#1", "os.arch", "", "java.home", "/jdk", "db.url", "x", "sun.java.command", "x"));
+      Map<String, String> environment = new HashMap<>(Map.of("TZ", "UTC"));
+      for (String secret : List.of("DATABASE_URL", "PGPASS", "ENCRYPTION_KEY", "AUTH", "JAVA_OPTS", "ANY"))
+        environment.put(secret, "tiger");
+      PropertySampler sampler = new PropertySampler(PID, properties::get, environment::get);
       Samples samples = new Samples();
       sampler.sample(samples);
       Check.equal(
-          List.of(Hex.sample(41, Hex.number(833, PID), Hex.text(870, "a"), Hex.text(871, "1")),
-              Hex.sample(41, Hex.number(833, PID), Hex.text(870, "b")),
-              Hex.sample(55, Hex.number(833, PID), Hex.text(870, "##h"), Hex.text(871, "###")),
-              Hex.sample(55, Hex.number(833, PID), Hex.text(870, "DB_PASSWORD"), Hex.text(871, "********"))),
+          List.of(Hex.sample(41, Hex.number(833, PID), Hex.text(870, "java.home"), Hex.text(871, "/jdk")),
+              Hex.sample(41, Hex.number(833, PID), Hex.text(870, "os.arch")),
+              Hex.sample(41, Hex.number(833, PID), Hex.text(870, "os.name"), Hex.text(871, "##1")),
+              Hex.sample(55, Hex.number(833, PID), Hex.text(870, "TZ"), Hex.text(871, "UTC"))),
           samples.take());
-      properties.put("b", "2");
+      properties.put("os.arch", "x".repeat(PropertySampler.MOST_CHARACTERS + 1));
       sampler.sample(samples);
-      Check.equal(List.of(Hex.sample(41, Hex.number(833, PID), Hex.text(870, "b"), Hex.text(871, "2"))),
+      String cut = "x".repeat(PropertySampler.MOST_CHARACTERS) + "...";
+      Check.equal(List.of(Hex.sample(41, Hex.number(833, PID), Hex.text(870, "os.arch"), Hex.text(871, cut))),
           samples.take());
     });
 
-    Check.test("secrets stay at home", () -> {
-      String[][] cases = {{"javax.net.ssl.keyStorePassword", "x", "********"},
-          {"AWS_SECRET_ACCESS_KEY", "x", "********"}, {"api.key", "x", "********"},
-          {"user.name", "shop", "shop"}, {"path.separator", ":", ":"},
-          {"sun.java.command", "Main -Ddb.password=tiger -Dport=1", "Main -Ddb.password=******** -Dport=1"},
-          {"url", "jdbc:x?user=u&token=abc;ssl=on", "jdbc:x?user=u&token=********;ssl=on"}};
-      for (String[] one : cases) Check.equal(one[2], PropertySampler.withoutSecrets(one[0], one[1]));
+    Check.test("secrets inside of values stay at home", () -> {
+      String[][] cases = {{"shop", "shop"}, {":", ":"}, {"", ""},
+          {"/lib/a@1.jar:/lib/b.jar", "/lib/a@1.jar:/lib/b.jar"},
+          {"Main -Ddb.password=tiger -Dport=1", "Main -Ddb.password=******** -Dport=1"},
+          {"jdbc:x?user=u&token=a=b;ssl=on", "jdbc:x?user=u&token=********;ssl=on"},
+          {"PGPASS=x AUTH=y a=ENCRYPTION_KEY=z", "PGPASS=******** AUTH=******** a=ENCRYPTION_KEY=********"},
+          {"db postgres://u:tiger@db/shop", "db postgres:********@db/shop"},
+          {"jdbc:oracle:thin:scott/tiger@//db/x?pwd=1", "jdbc:********@//db/x?pwd=********"},
+          {"x://u:tiger@h/secret=b", "x:********@h/secret=********"}};
+      for (String[] one : cases) Check.equal(one[1], Masking.withoutSecrets(one[0]));
     });
+
+    Check.test("the cost of masking is linear in the length", () -> {
+      for (String part :
+          List.of("/usr/share/java/pass-key.jar:", "x", "=", "pass=", "pass", "@", ":", ",", "//")) {
+        long small = costOfMasking(part, 69_000);
+        long large = costOfMasking(part, 4 * 69_000);
+        Check.holds(
+            large <= 4.1 * small, part + " costs " + small + " and " + large + " looks at a character");
+      }
+    });
+  }
+
+  /** How often a character of a long text is looked at; prints the time too, for who wants to know. */
+  private static long costOfMasking(String part, int length) {
+    long[] looks = {0};
+    Masking.withoutSecrets(new Counting(part.repeat(length / part.length()), looks));
+    long begun = System.nanoTime();
+    Masking.withoutSecrets(part.repeat(length / part.length()));
+    System.out.printf(Locale.ROOT, "          %,9d characters of %-30s %.1f looks each, %.2f ms%n", length,
+        "\"" + part + "\"", looks[0] / (double) length, (System.nanoTime() - begun) / 1e6);
+    return looks[0];
+  }
+
+  private static final class Counting implements CharSequence {
+    private final CharSequence text;
+    private final long[] looks;
+
+    Counting(CharSequence text, long[] looks) {
+      this.text = text;
+      this.looks = looks;
+    }
+
+    @Override
+    public char charAt(int index) {
+      looks[0]++;
+      return text.charAt(index);
+    }
+
+    @Override
+    public int length() {
+      return text.length();
+    }
+
+    @Override
+    public CharSequence subSequence(int start, int end) {
+      return new Counting(text.subSequence(start, end), looks);
+    }
   }
 
   private static void abbreviations() {
@@ -98,160 +129,115 @@ final class SamplingTests {
     });
   }
 
-  private static ServletCounters counters(long count, long total, long longest) {
-    return new ServletCounters("shop", "order", count, total, longest);
-  }
-
-  private static void requests() {
-    Check.test("a request sample is the difference between two polls", () -> {
-      ObjectName page = new ObjectName(PAGE);
-      Map<ObjectName, ServletCounters> present = new HashMap<>();
-      AtomicLong nanos = new AtomicLong(5);
-      RequestSampler sampler =
-          new RequestSampler(PID, progress -> new HashMap<>(present), () -> 1_700_000_000_999L, nanos::get);
-      Samples samples = new Samples();
-      present.put(page, counters(10, 100, 40));
-      sampler.sample(samples);
-      Check.equal(List.of(), samples.take());
-      sampler.start();
-
-      Object[][] polls = {
-          // milliseconds since the last poll, counters then; count, total, longest, seconds told
-          {5499, counters(13, 130, 40), 3, 30, -1, 5},
-          {5500, counters(14, 200, 70), 1, 70, 70, 6},
-          {200, counters(16, 200, 70), 2, 0, 0, 1},
-          {0, counters(17, 200, 70), 1, 0, 0, 1},
-          {1000, counters(17, 260, 70), 0, 0, 0, 0},
-          {1000, counters(18, 290, 70), 1, 90, -1, 1},
-          {1000, counters(0, 0, 0), 0, 0, 0, 0},
-          {1000, counters(2, 9, 8), 2, 9, 8, 1},
-          {1000, null, 0, 0, 0, 0},
-          {1000, counters(1, 4, 4), 1, 4, 4, 1},
-      };
-      for (Object[] poll : polls) {
-        int millis = (Integer) poll[0];
-        nanos.addAndGet(millis * 1_000_000L);
-        present.remove(page);
-        if (poll[1] != null)
-          present.put(page, (ServletCounters) poll[1]);
-        sampler.start();
-        sampler.sample(samples);
-        int longest = (Integer) poll[4];
-        String expected = Hex.sample(31, Hex.number(20, 1_700_000_000), Hex.number(21, (Integer) poll[5]),
-            Hex.number(314, Math.max(1, millis)), Hex.number(700, 1), Hex.number(703, (Integer) poll[2]),
-            Hex.number(704, (Integer) poll[3]), longest < 0 ? "" : Hex.number(705, longest),
-            Hex.number(4, PID), Hex.text(701, "shop"), Hex.text(702, "order"));
-        Check.equal(poll[2].equals(0) ? List.of() : List.of(expected), samples.take());
-      }
-
-      sampler.stop();
-      present.put(page, counters(50, 50, 50));
-      sampler.start();
-      present.put(page, counters(51, 50, 50));
-      sampler.sample(samples);
-      Check.holds(samples.take().toString().contains(Hex.number(703, 1)), "requests while it was off");
-    });
-  }
-
-  /** An MBean with the attributes that it is given. */
-  private static final class Bean implements DynamicMBean {
-    private final Map<String, Object> attributes;
-
-    Bean(Map<String, Object> attributes) { this.attributes = attributes; }
-
-    @Override
-    public Object getAttribute(String name) {
-      return attributes.get(name);
-    }
-
-    @Override
-    public AttributeList getAttributes(String[] names) {
-      AttributeList list = new AttributeList();
-      for (String name : names) {
-        if (attributes.containsKey(name))
-          list.add(new Attribute(name, attributes.get(name)));
-      }
-      return list;
-    }
-
-    @Override
-    public MBeanInfo getMBeanInfo() {
-      return new MBeanInfo(Bean.class.getName(), null, null, null, null, null);
-    }
-
-    @Override
-    public void setAttribute(Attribute attribute) {}
-
-    @Override
-    public AttributeList setAttributes(AttributeList list) {
-      return list;
-    }
-
-    @Override
-    public Object invoke(String action, Object[] arguments, String[] signature) {
-      return null;
-    }
-  }
-
   private static void hostServer() {
     Check.test("the host's MBeans are read, and those that fail are left out", () -> {
       Check.equal("", HostServer.version());
-      Check.equal(Map.of(), HostServer.readServlets(() -> {}));
+      Check.equal(false, HostServer.isThere());
       MBeanServer server = MBeanServerFactory.createMBeanServer("Test");
-      Map<String, Object> order = Map.of("requestCount", 3, "processingTime", 20L, "maxTime", 7L);
-      server.registerMBean(new Bean(order), new ObjectName(PAGE));
-      server.registerMBean(new Bean(order), new ObjectName("Test:j2eeType=Servlet,name=\"a,b\""));
       server.registerMBean(new Bean(Map.of("requestCount", 3)), new ObjectName(PAGE + "2"));
-      server.registerMBean(new Bean(Map.of("requestCount", "3", "processingTime", 20L, "maxTime", 7L)),
-          new ObjectName(PAGE + "3"));
+      server.registerMBean(Bean.servlet(3L, -1, 7), new ObjectName(PAGE + "3"));
+      Check.equal(false, HostServer.isThere());
+      for (ObjectName name : HostServer.servlets(server)) Check.equal(null, HostServer.read(server, name));
+      server.registerMBean(Bean.servlet(3, 20, 7), new ObjectName(PAGE));
+      Check.equal(true, HostServer.isThere());
+      server.unregisterMBean(new ObjectName(PAGE));
       server.registerMBean(new Bean(Map.of("serverInfo", "Example Server/10.1.60 (Example)")),
           new ObjectName("Test:type=Server"));
-      Map<String, String> read = new TreeMap<>();
-      int[] steps = {0};
-      for (ServletCounters page : HostServer.readServlets(() -> steps[0]++).values()) {
-        read.put(page.application + "/" + page.servlet,
-            page.count + " " + page.totalMillis + " " + page.longestMillis);
-      }
-      Check.equal(Map.of("shop/order", "3 20 7", "ROOT/a,b", "3 20 7"), read);
-      Check.equal(4, steps[0]);
       Check.equal("10.1.60", HostServer.version());
+      Check.equal(true, HostServer.isThere());
       MBeanServerFactory.releaseMBeanServer(server);
     });
 
     Check.test("applications have short names", () -> {
       String[][] cases = {{"//localhost/shop", "shop"}, {"//localhost/", "ROOT"}, {"//localhost", "ROOT"},
           {"//localhost/a/b##2", "a/b##2"}, {"//example.test/shop", "example.test/shop"},
-          {"//localhostess/x", "localhostess/x"}, {null, "ROOT"}};
-      for (String[] one : cases) Check.equal(one[1], HostServer.applicationName(one[0]));
+          {"//localhostess/x", "localhostess/x"}, {"\"//localhost/a,b\"", "a,b"}};
+      for (String[] one : cases)
+        Check.equal(one[1], HostServer.applicationName(new ObjectName("Test:name=x,WebModule=" + one[0])));
+      Check.equal("ROOT", HostServer.applicationName(new ObjectName("Test:name=x")));
+      Check.equal("a,b", HostServer.servletName(new ObjectName("Test:name=\"a,b\"")));
     });
+  }
+
+  /** A session of the given samplers with an agent that has just asked for requests. */
+  private interface Conversation {
+    void with(FakeAgent agent) throws Exception;
+  }
+
+  private static void converse(UnaryOperator<String> properties, LongSupplier nanoTime,
+      LongSupplier usedNanos, int requests, Conversation conversation) throws Exception {
+    RequestLedger ledger = new RequestLedger(nanoTime);
+    try (FakeAgent agent = new FakeAgent(); Socket socket = agent.connect();
+         Connection connection = new Connection(socket, nanoTime)) {
+      agent.accept();
+      Session session = new Session(connection, PID, new PropertySampler(PID, properties, name -> null),
+          new RequestSampler(PID, ledger, () -> 0), new Budget(usedNanos),
+          new ServerSearch(() -> true, nanoTime), CollectorLog.none());
+      FutureTask<Void> work = new FutureTask<>(() -> serve(session, requests + 1), null);
+      new Thread(work).start();
+      agent.send(Hex.request(8, Hex.number(13, 1), Hex.number(659, 0x300))).receive();
+      conversation.with(agent);
+      work.get();
+    } finally {
+      ledger.stop();
+    }
   }
 
   private static void slowPoll() {
     Check.test("a slow poll pings in the middle, and a broken source still ends it", () -> {
       AtomicLong nanos = new AtomicLong();
-      RequestSampler.Source slow = progress -> {
-        progress.step();
-        nanos.addAndGet(20_000_000_000L);
-        progress.step();
-        if (nanos.get() > 20_000_000_000L)
+      UnaryOperator<String> slow = name -> {
+        if (nanos.addAndGet(10_000_000_000L) > 20_000_000_000L)
           throw new IllegalStateException("broken");
-        return new LinkedHashMap<>();
+        return null;
       };
-      try (FakeAgent agent = new FakeAgent(); Socket socket = agent.connect();
-           Connection connection = new Connection(socket, nanos::get)) {
-        agent.accept();
-        Session session = new Session(connection, PID, new PropertySampler(PID, Map::of, Map::of),
-            new RequestSampler(PID, slow, () -> 0, nanos::get), CollectorLog.to(""));
-        FutureTask<Void> work = new FutureTask<>(() -> serve(session, 2), null);
-        new Thread(work).start();
-        agent.send(Hex.request(8, Hex.number(13, 1), Hex.number(659, 0x300))).receive();
+      converse(slow, nanos::get, () -> 0, 1, agent -> {
         agent.send(Hex.request(2, Hex.number(13, 2), Hex.number(1, 0x100000)));
         Check.equal(Hex.request(1, Hex.number(13, 1), Hex.number(4, PID)), agent.receive());
         agent.send(Hex.request(5, Hex.number(13, 1), Hex.number(14, 2)));
         Check.equal(Hex.sample(998, Hex.number(13, 2)), agent.receive());
-        work.get();
-      }
+      });
     });
+
+    Check.test("a poll ends when its processor time is over, and the next ones bring the rest", () -> {
+      AtomicLong used = new AtomicLong();
+      Runnable dear = () -> used.addAndGet(Budget.NANOS / 10);
+      UnaryOperator<String> properties = name -> {
+        dear.run();
+        return "x";
+      };
+      converse(
+          properties, () -> 0, used::get, 6, agent -> pollInParts(agent, 6, AllowedNames.PROPERTIES.size()));
+
+      MBeanServer server = MBeanServerFactory.createMBeanServer("Test");
+      List<Bean> beans = new ArrayList<>();
+      for (int i = 0; i < 30; i++) {
+        beans.add(Bean.servlet(0, 0, 0));
+        server.registerMBean(beans.get(i), new ObjectName(PAGE + i));
+      }
+      AtomicLong nanos = new AtomicLong();
+      converse(name -> null, nanos::incrementAndGet, used::get, 6, agent -> {
+        for (Bean bean : beans) bean.counters(2, 5, 5).whenRead(dear);
+        pollInParts(agent, 6, beans.size());
+      });
+      MBeanServerFactory.releaseMBeanServer(server);
+    });
+  }
+
+  /**
+   * Polls so often; so many different things must have been told then, each once, and never all in one poll.
+   */
+  private static void pollInParts(FakeAgent agent, int polls, int expected) throws IOException {
+    List<String> told = new ArrayList<>();
+    for (int poll = 0; poll < polls; poll++) {
+      int before = told.size();
+      agent.send(Hex.request(2, Hex.number(13, poll), Hex.number(1, 0x100000)));
+      for (Message sample = agent.message(); sample.subtype != 998; sample = agent.message())
+        told.add(sample.text(870) + sample.text(702));
+      Check.holds(told.size() <= before + 11, told.size() - before + " samples in a poll");
+    }
+    Check.equal(expected, told.size());
+    Check.equal(expected, new HashSet<>(told).size());
   }
 
   private static void serve(Session session, int requests) {
