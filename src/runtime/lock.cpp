@@ -403,7 +403,10 @@ void ZOVLock::deadlockFound(const ZOVThread* first, const ZOVThread* second, con
 }
 
 void ZOVLock::diagDump() const {
-  const zov::RecursiveLock lock(*pLockMutex);
+  dumpUnder(*pLockMutex, [this]() ZOV_REQUIRES(*pLockMutex) { dump(); });
+}
+
+void ZOVLock::dump() const {
   DGT1_Printf(traceUnit, DGT1_ERROR, "      ZOVLock at %p  Lock name = %s", this, _name);
   const bool available = _exclusiveCount == 0 && _sharedHolders.empty();
   if (available) {

@@ -119,6 +119,7 @@ class ZOV_CAPABILITY("lock") ZOVLock : public ZOVCollectable {
   Caller identify() const;
   void wait(ZOVEvent& event) const;
   void trace(const char* format) const;
+  void dump() const ZOV_REQUIRES(*pLockMutex);
 
   // Written under pLockMutex; read by the owner without it.
   std::atomic<int> _exclusiveCount{0};

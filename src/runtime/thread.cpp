@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "platform/cancellation.h"
 #include "runtime/lock.h"
 #include "runtime/recovery.h"
 #include "runtime/thread_manager.h"
@@ -15,7 +16,7 @@ struct ZOVThread::Life {
   explicit Life(ZOVThread* of) : thread(of) {}
   ZOVMutex mutex;
   ZOVThread* thread ZOV_GUARDED_BY(mutex);  // null once the object is gone
-  ZOVEvent unwound;                         // posted when a cancelled thread has come to its end
+  ZOVEvent unwound;                         // posted when the thread has come to its end
 
   void setThread(ZOVThread* to) {
     const zov::RecursiveLock lock(mutex);
@@ -23,44 +24,39 @@ struct ZOVThread::Life {
   }
 };
 
-// The running thread's hold on its life. When the thread is cancelled, its unwinding ends here.
+// The running thread's hold on its life. However the thread ends, by returning or by unwinding, it ends here.
 class ZOVThread::LifeScope {
  public:
-  explicit LifeScope(std::shared_ptr<Life> life) : _life(std::move(life)) {}
+  explicit LifeScope(std::shared_ptr<Life> life) : _life(std::move(life)) { own = _life.get(); }
   ~LifeScope() {
-    if (_ended) return;
-    {
-      const zov::RecursiveLock lock(_life->mutex);
-      if (_life->thread != nullptr) _life->thread->endOfThread();
-    }
+    const zov::CancellationOff whole;
+    ZOVThreadManager* manager = nullptr;
+    ZOVThread* thread = nullptr;
+    toOwnObject([&](ZOVThread& object) {
+      thread = &object;
+      manager = object.endOfThread();
+    });
+    // Outside of the life's mutex, which comes behind the manager's. A managed object stays until this call.
+    if (manager != nullptr) manager->ThreadIsDone(*thread);
+    own = nullptr;
     _life->unwound.post();
   }
   LifeScope(const LifeScope&) = delete;
   LifeScope& operator=(const LifeScope&) = delete;
-  ZOVThread* thread() const {
-    const zov::RecursiveLock lock(_life->mutex);
-    return _life->thread;
-  }
-  void ended() { _ended = true; }
+
+  static constinit thread_local Life* own;  // the calling thread's
 
  private:
   std::shared_ptr<Life> _life;
-  bool _ended = false;
 };
+constinit thread_local ZOVThread::Life* ZOVThread::LifeScope::own = nullptr;
 
-namespace {
-// A destructor cannot be left by cancellation.
-class NoCancellation {
- public:
-  NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &_former); }
-  ~NoCancellation() { pthread_setcancelstate(_former, nullptr); }
-  NoCancellation(const NoCancellation&) = delete;
-  NoCancellation& operator=(const NoCancellation&) = delete;
-
- private:
-  int _former = 0;
-};
-}  // namespace
+void ZOVThread::toOwnObject(const std::function<void(ZOVThread&)>& action) {
+  Life* life = LifeScope::own;
+  if (life == nullptr) return;
+  const zov::RecursiveLock lock(life->mutex);
+  if (life->thread != nullptr) action(*life->thread);
+}
 
 const char* ZOVThread::getStateText(int state) {
   static constexpr const char* texts[] = {"Waiting to run",    "Running",   "Paused",   "Waiting for lock",
@@ -150,7 +146,7 @@ ZOVThread::~ZOVThread() {
 }
 
 void ZOVThread::partFromThread() {
-  const NoCancellation uncancelled;
+  const zov::CancellationOff whole;
   waitForThreadToFinish();
   const std::shared_ptr<Life> life = std::move(_life);
   if (life == nullptr) return;
@@ -170,14 +166,16 @@ int ZOVThread::start(ZOVThreadManager* manager) {
   return running;
 }
 
-/// A run that was killed and has yet to unwind must not touch what the next one uses.
+// A run that was killed and has yet to come to its end must not touch what the next one uses.
 void ZOVThread::partFromFormerRun() {
   std::shared_ptr<Life> former;
   {
     const zov::RecursiveLock lock(*_stateMutex);
     if (!_running) former = _life;
   }
-  if (former != nullptr) former->setThread(nullptr);
+  if (former == nullptr) return;
+  former->setThread(nullptr);
+  partedFromRun();
 }
 
 void ZOVThread::createLocked(ZOVThreadManager* manager) {
@@ -208,10 +206,13 @@ void ZOVThread::createLocked(ZOVThreadManager* manager) {
 
 void* ZOVThread::ThreadDispatcher(void* life) {
   const std::unique_ptr<std::shared_ptr<Life>> given(static_cast<std::shared_ptr<Life>*>(life));
-  LifeScope scope(*given);
-  ZOVThread* thread = scope.thread();
-  if (thread != nullptr) thread->enterNewThread();
-  scope.ended();
+  const LifeScope scope(*given);
+  ZOVThread* thread = nullptr;
+  toOwnObject([&](ZOVThread& object) {
+    thread = &object;
+    object.enterNewThread();
+  });
+  if (thread != nullptr) thread->callThreadEP();
   return nullptr;
 }
 
@@ -219,25 +220,21 @@ void ZOVThread::enterNewThread() {
   _threadId = pthread_self();
   if (supposedToRegister()) registerThread();
   setState(Running);
-  callThreadEP();
-  endOfThread();
 }
 
-void ZOVThread::endOfThread() {
-  const NoCancellation uncancelled;
-  ZOVThreadManager* manager = nullptr;
+ZOVThreadManager* ZOVThread::endOfThread() {
   bool deleteNow = false;
   {
     const zov::RecursiveLock lock(*_stateMutex);
     setState(Completed);
     if (supposedToRegister()) deregisterThread();
-    if (!_running) return;
-    manager = _manager;
-    deleteNow = manager == nullptr && deleteThreadWhenFinished();
-    if (manager == nullptr) markEnded();
+    if (!_running) return nullptr;
+    if (_manager != nullptr) return _manager;
+    deleteNow = deleteThreadWhenFinished();
+    markEnded();
   }
-  if (manager != nullptr) manager->ThreadIsDone(*this);
   if (deleteNow) delete this;
+  return nullptr;
 }
 
 void ZOVThread::markEnded() {
@@ -247,7 +244,9 @@ void ZOVThread::markEnded() {
 }
 
 void ZOVThread::callThreadEP() {
-  if (_entryPoint != nullptr) _exitCode = _entryPoint(_argument, this);
+  if (_entryPoint == nullptr) return;
+  const int exitCode = _entryPoint(_argument, this);
+  toOwnObject([exitCode](ZOVThread& object) { object._exitCode = exitCode; });
 }
 
 int ZOVThread::kill() {
@@ -336,13 +335,14 @@ void ZOVThread::freeAllLocks() {
 }
 
 void ZOVThread::diagDump() const {
-  DGT1_Printf(traceUnit, DGT1_ERROR, "   ZOVThread at %p   Thread id %i  Current State %s", this,
-              getThreadId(), getStateText(_state));
-  dumpLocks();
+  dumpUnder(*ZOVLock::pLockMutex, [this] {
+    DGT1_Printf(traceUnit, DGT1_ERROR, "   ZOVThread at %p   Thread id %i  Current State %s", this,
+                getThreadId(), getStateText(_state));
+    dumpLocks();
+  });
 }
 
 void ZOVThread::dumpLocks() const {
-  const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
   const ZOVLock* waitedFor = _lockWaitedFor;
   if (_state == WaitingForLock && waitedFor != nullptr) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "   Dump of lock waiting for follows");

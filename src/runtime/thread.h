@@ -6,6 +6,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 
 #include "runtime/collectable.h"
@@ -113,10 +114,15 @@ class ZOVThread : public ZOVCollectable {
   int getExitCode() const { return _exitCode; }
 
  protected:
-  /// Waits for the end of the thread. One that was killed gets a moment to unwind
-  /// (zovWaits().killedThreadSeconds), and is cut off from this object then. The first line of the destructor
-  /// of each class that the thread's end uses.
+  /// Waits for the end of the thread. One that was killed gets a moment to come to its end, by unwinding or
+  /// by returning (zovWaits().killedThreadSeconds), and is parted from this object then: what it does later
+  /// does not touch the object. The first line of the destructor of each class that the thread's end uses.
   void partFromThread();
+  /// The object has been parted from a run that was killed and goes on without it.
+  virtual void partedFromRun() {}
+  /// Runs the action on the object of the calling thread, unless the two have parted. The object stays until
+  /// the action ends.
+  static void toOwnObject(const std::function<void(ZOVThread&)>& action);
 
   std::atomic<unsigned long> _threadId{0};  // pthread_self() as seen inside the thread
 
@@ -126,7 +132,7 @@ class ZOVThread : public ZOVCollectable {
   class LifeScope;
   static void* ThreadDispatcher(void* life);
   void enterNewThread();
-  void endOfThread();
+  ZOVThreadManager* endOfThread();  // the manager that is still to be told
   void partFromFormerRun();
   void createLocked(ZOVThreadManager* manager) ZOV_REQUIRES(*_stateMutex);
   void markEnded();
