@@ -79,6 +79,7 @@ ZOVRecoverableThread* ZOVAgentEnvironment::createThread() const {
 void ZOVAgentEnvironment::registerThread(ZOVRecoverableThread* thread) {
   _threadTable->insert(thread);
   thread->setRegistered(true);
+  if (thread->isThisCurrentThread()) zovOwnHeldLocks.attach(*thread);
 }
 
 void ZOVAgentEnvironment::deregisterThread(ZOVRecoverableThread* thread) {
@@ -88,6 +89,7 @@ void ZOVAgentEnvironment::deregisterThread(ZOVRecoverableThread* thread) {
   _threadTable->lock();
   thread->prepareToDelete();
   _threadTable->remove(thread);
+  thread->detach();
   thread->setRegistered(false);
   _threadTable->release();
 }
@@ -158,6 +160,7 @@ void ZOVAgentEnvironment::setRecoveryEnvironment(const char* tag, const char* fu
     thread = environment->createThread();
     thread->setState(ZOVThread::Running);
     environment->_threadTable->insert(thread);
+    zovOwnHeldLocks.attach(*thread);
   }
   thread->pushRecoveryEnvironment(tag, function);
 }

@@ -41,6 +41,7 @@ void ZOVRecoverableThread::partedFromRun() {
     const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
     environment->threadTable().remove(this);
   }
+  detach();
   _registered = false;
   _top = nullptr;
 }

@@ -38,6 +38,7 @@ class ZOVThread::LifeScope {
     });
     // Outside of the life's mutex, which comes behind the manager's. A managed object stays until this call.
     if (manager != nullptr) manager->ThreadIsDone(*thread);
+    zovOwnHeldLocks.releaseAll(true);  // what a thread holds that has parted from its object
     own = nullptr;
     _life->unwound.post();
   }
@@ -64,59 +65,6 @@ const char* ZOVThread::getStateText(int state) {
   return state >= WaitingToRun && state <= Completed ? texts[state] : "Unknown";
 }
 
-void ZOVThread::HeldLockPlaceholderTable::addNewEntry(const ZOVLock* lock, const void* token) {
-  if (isFull()) {
-    zovRaise(ZOVException(ZOV_TOO_MANY_LOCKS));
-    return;
-  }
-  int index = 0;
-  while (_pairs[index].lock != nullptr) ++index;
-  _pairs[index] = {lock, token};
-  --_freeCount;
-  ++_usedCount;
-  _lastIndex.store(index, std::memory_order_relaxed);
-  if (index > _highestIndex) _highestIndex = index;
-}
-
-int ZOVThread::HeldLockPlaceholderTable::indexOf(const ZOVLock* lock) const {
-  const int last = _lastIndex.load(std::memory_order_relaxed);
-  if (last >= 0 && _pairs[last].lock == lock) return last;
-  for (int i = 0; i <= _highestIndex; ++i) {
-    if (_pairs[i].lock == lock) return i;
-  }
-  return -1;
-}
-
-void ZOVThread::HeldLockPlaceholderTable::removeEntry(const ZOVLock* lock) {
-  const int index = indexOf(lock);
-  if (index < 0) return;
-  _pairs[index] = {};
-  ++_freeCount;
-  --_usedCount;
-  if (index == _highestIndex) --_highestIndex;
-  if (index == _lastIndex.load(std::memory_order_relaxed)) _lastIndex.store(-1, std::memory_order_relaxed);
-}
-
-const void* ZOVThread::HeldLockPlaceholderTable::getTokenFor(const ZOVLock* lock) const {
-  const int index = indexOf(lock);
-  if (index < 0) return nullptr;
-  _lastIndex.store(index, std::memory_order_relaxed);
-  return _pairs[index].token;
-}
-
-bool ZOVThread::HeldLockPlaceholderTable::isLockOwned(const ZOVLock* lock) const {
-  const int index = indexOf(lock);
-  if (index >= 0) _lastIndex.store(index, std::memory_order_relaxed);
-  return index >= 0;
-}
-
-const ZOVLock* ZOVThread::HeldLockPlaceholderIterator::next() {
-  while (_index <= _table._highestIndex) {
-    if (const ZOVLock* lock = _table._pairs[_index++].lock) return lock;
-  }
-  return nullptr;
-}
-
 ZOVThread::ZOVThread(EntryPoint entry, void* argument, int argumentSize, unsigned int stackSize)
     : _stackSize(stackSize),
       _entryPoint(entry),
@@ -141,6 +89,7 @@ ZOVThread::ZOVThread(const ZOVThread& other)
 
 ZOVThread::~ZOVThread() {
   partFromThread();
+  detach();
   if (_attributesInitialised) pthread_attr_destroy(&_attributes);
   if (_ownsArgument) ZOVMemoryManager::release(_argument, static_cast<std::size_t>(_argumentSize));
 }
@@ -292,14 +241,9 @@ int ZOVThread::waitForUnavailableLock(const ZOVLock& lock, int) {
   return 1;
 }
 
-void ZOVThread::lockAcquired(ZOVLock& lock, int type, void* token) {
-  if (_state.load(std::memory_order_relaxed) != Running) setState(Running);
-  if (_lockWaitedFor.load(std::memory_order_relaxed) != nullptr) _lockWaitedFor = nullptr;
-  tableFor(type).addNewEntry(&lock, token);
-}
-
-void ZOVThread::lockFreed(ZOVLock& lock, int type) {
-  tableFor(type).removeEntry(&lock);
+void ZOVThread::lockAcquired() {
+  setState(Running);
+  _lockWaitedFor = nullptr;
 }
 
 void ZOVThread::forgetLock(const ZOVLock& lock) {
@@ -307,31 +251,28 @@ void ZOVThread::forgetLock(const ZOVLock& lock) {
   _lockWaitedFor.compare_exchange_strong(expected, nullptr);
 }
 
-const void* ZOVThread::getLockToken(const ZOVLock& lock) const {
-  return _sharedLocks.getTokenFor(&lock);
+void ZOVThread::detach() {
+  if (_held == nullptr) return;
+  const zov::RecursiveLock lock(*ZOVLock::pLockMutex);
+  ZOVHeldLocks* held = _held.exchange(nullptr);
+  if (held != nullptr) held->thread = nullptr;
 }
 
 void ZOVThread::callForEachLockHeld(void (*function)(const ZOVLock*, const ZOVThread*, void*),
                                     void* context) const {
-  HeldLockPlaceholderIterator exclusive(_exclusiveLocks);
+  const ZOVHeldLocks* held = _held;
+  if (held == nullptr) return;
+  HeldLockPlaceholderIterator exclusive(held->exclusive);
   while (const ZOVLock* lock = exclusive.next()) function(lock, this, context);
-  HeldLockPlaceholderIterator shared(_sharedLocks);
+  HeldLockPlaceholderIterator shared(held->shared);
   while (const ZOVLock* lock = shared.next()) {
-    if (!_exclusiveLocks.isLockOwned(lock)) function(lock, this, context);
+    if (!held->exclusive.isLockOwned(lock)) function(lock, this, context);
   }
 }
 
 void ZOVThread::freeAllLocks() {
   ZOV_TRACE(Restricted);
-  for (HeldLockPlaceholderTable* table : {&_exclusiveLocks, &_sharedLocks}) {
-    for (;;) {
-      const ZOVLock* lock = HeldLockPlaceholderIterator(*table).next();
-      if (lock == nullptr) break;
-      const_cast<ZOVLock*>(lock)->release(All);
-      const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
-      table->removeEntry(lock);
-    }
-  }
+  if (_held == &zovOwnHeldLocks) zovOwnHeldLocks.releaseAll(false);
 }
 
 void ZOVThread::diagDump() const {
@@ -348,9 +289,10 @@ void ZOVThread::dumpLocks() const {
     DGT1_Printf(traceUnit, DGT1_ERROR, "   Dump of lock waiting for follows");
     waitedFor->diagDump();
   }
-  if (_exclusiveLocks.entries() == 0 && _sharedLocks.entries() == 0) return;
+  const ZOVHeldLocks* record = _held;
+  if (record == nullptr || record->exclusive.entries() + record->shared.entries() == 0) return;
   DGT1_Printf(traceUnit, DGT1_ERROR, "   Dump of locks held follows");
-  for (const HeldLockPlaceholderTable* table : {&_exclusiveLocks, &_sharedLocks}) {
+  for (const HeldLockPlaceholderTable* table : {&record->exclusive, &record->shared}) {
     const bool exclusive = table->getMode() == HeldLockPlaceholderTable::ExclusiveMode;
     HeldLockPlaceholderIterator held(*table);
     while (const ZOVLock* lock = held.next()) {

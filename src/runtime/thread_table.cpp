@@ -149,11 +149,3 @@ void ZOVThreadTable::diagDump() const {
     });
   });
 }
-
-void ZOVThreadTable::forgetLock(const ZOVLock& lock) const {
-  const zov::RecursiveLock entries(_mutex);
-  const int used = _highMark;
-  for (int i = 0; i < used; ++i) {
-    if (ZOVRecoverableThread* thread = _slots[i].thread) thread->forgetLock(lock);
-  }
-}

@@ -43,20 +43,18 @@ std::vector<const ZOVLock*> membersOf(const Table& table) {
 
 TEST(HeldLocks, FillTheFirstGapAndForgetInAnyOrder) {
   ZOVLock a, b, c, d;
-  int token = 0;
   Table table(Table::SharedMode);
-  for (ZOVLock* lock : {&a, &b, &c}) table.addNewEntry(lock, &token);
+  for (ZOVLock* lock : {&a, &b, &c}) table.addNewEntry(lock);
   table.removeEntry(&b);
   EXPECT_EQ(table.getHighestIndex(), 2);
   table.removeEntry(&c);
   EXPECT_EQ(table.getHighestIndex(), 1) << "the second pair is empty, and the highest index says so not";
   EXPECT_THAT(membersOf(table), ElementsAre(&a));
   table.removeEntry(&c);  // absent
-  table.addNewEntry(&d, nullptr);
-  table.addNewEntry(&c, &token);
+  table.addNewEntry(&d);
+  table.addNewEntry(&c);
   EXPECT_THAT(membersOf(table), ElementsAre(&a, &d, &c));
-  EXPECT_EQ(table.getTokenFor(&a), &token);
-  EXPECT_EQ(table.getTokenFor(&d), nullptr);
+  EXPECT_TRUE(table.isLockOwned(&a));
   EXPECT_TRUE(table.isLockOwned(&d));
   EXPECT_FALSE(table.isLockOwned(&b));
   EXPECT_EQ(table.entries(), 3);
