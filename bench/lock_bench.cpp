@@ -85,7 +85,14 @@ void zovDeadlockCheck(benchmark::State& state) {
   const auto count = static_cast<std::size_t>(state.range(0));
   ZOVLock wanted("wanted"), crowded("crowded"), held("held");
   std::atomic<std::size_t> ready{0};
-  wanted.get(Exclusive, Wait);
+  ZOVEvent taken, done;
+  AgentThread holder([&] {
+    holding(wanted, Exclusive, [&] {
+      taken.post();
+      done.wait();
+    });
+  });
+  taken.wait();
   std::vector<std::unique_ptr<AgentThread>> threads;
   while (threads.size() < count) {
     threads.push_back(std::make_unique<AgentThread>([&] {
@@ -103,11 +110,12 @@ void zovDeadlockCheck(benchmark::State& state) {
   };
   while (!allWait()) sched_yield();
   onKnownThread([&] {
-    held.get(Exclusive, Wait);
-    const zov::RecursiveLock lock(*ZOVLock::pLockMutex);
-    for (auto _ : state) benchmark::DoNotOptimize(crowded.testDeadlockCondition());
+    holding(held, Exclusive, [&] {
+      const zov::RecursiveLock lock(*ZOVLock::pLockMutex);
+      for (auto _ : state) benchmark::DoNotOptimize(crowded.testDeadlockCondition());
+    });
   });
-  wanted.release(Exclusive);
+  done.post();
 }
 
 void zovCountedStorage(benchmark::State& state) {

@@ -260,6 +260,23 @@ TEST(Lock, TheFiftyFirstLockRaisesAndLeavesNothingBehind) {
   }
 }
 
+TEST(Lock, AnyNumberOfConvertersDoNotBlockEachOther) {
+  TestEnvironment environment;
+  Stage stage;
+  stage.play({"A s:X ok", "B s:X ok", "C s:X ok", "A e:X waits", "B e:X waits", "C e:X ok", "C -all:X ok",
+              "C -all:X ok"});
+  std::string next;
+  EXPECT_TRUE(comesTrue([&] {
+    for (const char* name : {"A", "B"}) {
+      if (stage.actor(name).outcome() == "ok") next = name;
+    }
+    return !next.empty();
+  }));
+  const std::string last = next == "A" ? "B" : "A";
+  stage.play({last + " then waits", next + " -all:X ok", next + " -all:X ok", last + " then ok",
+              "C s?:X busy", last + " -all:X ok", last + " -all:X ok", "C e?:X ok"});
+}
+
 TEST(Lock, AThreadWithFiftyLocksGetsNoWaitAndCostsNoWakeUp) {
   for (const _LockRequestType type : {Exclusive, ::Shared}) {
     TestEnvironment environment;

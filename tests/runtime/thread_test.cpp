@@ -161,9 +161,11 @@ TEST(Thread, TheObjectOfAKilledThreadMayGoBeforeIt) {
 // A thread that is killed with kills held off, and goes on when it is told to.
 struct Returner {
   ZOVEvent runs, goOn, ended;
+  ZOVLock lock{"of the first run"};
   static int run(void* given, ZOVThread*) {
     auto* to = static_cast<Returner*>(given);
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    to->lock.get(Exclusive, DoNotWait);
     to->runs.post();
     to->goOn.wait();
     struct TellsEnd {  // of the thread's last steps
@@ -227,6 +229,7 @@ TEST(Thread, AKilledRunLeavesTheNextOneAlone) {
   EXPECT_EQ(thread.getState(), ZOVThread::Completed);
   EXPECT_EQ(thread.getRecoveryDepth(), 0);
   EXPECT_EQ(environment.threadTable().entries(), 0);
+  EXPECT_EQ(returner.lock.get(Exclusive, DoNotWait), 0) << "the killed run has given back what it held";
 }
 
 // A thread object that stands in the table under an id of the test's.
