@@ -1,12 +1,19 @@
 // ZOVLock beside std::shared_mutex: one get and release by a thread that the process knows, uncontended,
-// recursive (which the standard lock has not), and contended; and what the frames around them cost.
+// recursive (which the standard lock has not), and contended; what the frames around them cost; one deadlock
+// check while many threads wait; and what it costs two threads to have their storage counted.
 
 #include <benchmark/benchmark.h>
+#include <sched.h>
 
+#include <algorithm>
+#include <atomic>
+#include <memory>
 #include <shared_mutex>
+#include <vector>
 
 #include "runtime/lock.h"
 #include "runtime/recovery.h"
+#include "support/agent_thread.h"
 #include "support/test_environment.h"
 
 namespace {
@@ -72,6 +79,61 @@ void zovActiveThread(benchmark::State& state) {
   });
 }
 
+// All that wait hold the lock shared that the check is made for; the one that checks holds what nobody wants.
+void zovDeadlockCheck(benchmark::State& state) {
+  agent();
+  const auto count = static_cast<std::size_t>(state.range(0));
+  ZOVLock wanted("wanted"), crowded("crowded"), held("held");
+  std::atomic<std::size_t> ready{0};
+  ZOVEvent taken, done;
+  AgentThread holder([&] {
+    holding(wanted, Exclusive, [&] {
+      taken.post();
+      done.wait();
+    });
+  });
+  taken.wait();
+  std::vector<std::unique_ptr<AgentThread>> threads;
+  while (threads.size() < count) {
+    threads.push_back(std::make_unique<AgentThread>([&] {
+      crowded.get(Shared, Wait);
+      ++ready;
+      wanted.get(Exclusive, Wait);
+      wanted.release(Exclusive);
+      crowded.release(Shared);
+    }));
+  }
+  const auto allWait = [&] {
+    return ready == count && std::all_of(threads.begin(), threads.end(), [](const auto& thread) {
+             return (*thread)->getState() == ZOVThread::WaitingForLock;
+           });
+  };
+  while (!allWait()) sched_yield();
+  onKnownThread([&] {
+    holding(held, Exclusive, [&] {
+      const zov::RecursiveLock lock(*ZOVLock::pLockMutex);
+      for (auto _ : state) benchmark::DoNotOptimize(crowded.testDeadlockCondition());
+    });
+  });
+  done.post();
+}
+
+void zovCountedStorage(benchmark::State& state) {
+  for (auto _ : state) {
+    void* storage = ZOVMemoryManager::allocate(64);
+    benchmark::DoNotOptimize(storage);
+    ZOVMemoryManager::release(storage, 64);
+  }
+}
+
+void stdStorage(benchmark::State& state) {
+  for (auto _ : state) {
+    void* storage = ::operator new(64);
+    benchmark::DoNotOptimize(storage);
+    ::operator delete(storage);
+  }
+}
+
 std::shared_mutex standard;
 
 void stdExclusive(benchmark::State& state) {
@@ -102,4 +164,7 @@ BENCHMARK(zovActiveThread);
 BENCHMARK(zovGuarded);
 BENCHMARK(zovHolding);
 BENCHMARK(zovAdoption);
+BENCHMARK(zovDeadlockCheck)->Arg(10)->Arg(500);
+BENCHMARK(stdStorage)->Threads(2);
+BENCHMARK(zovCountedStorage)->Threads(2);
 }  // namespace

@@ -8,7 +8,7 @@
 static DGT1_Unit traceUnit("ZOVCCTRC");
 
 void ZOVComponentTraceEntryArgument::print() const {
-  SnapHex(traceUnit, _value.data(), _value.length(), _title.data());
+  if (traceUnit.on(DGT1_ERROR)) SnapHex(traceUnit, _value.data(), _value.length(), _title.data());
 }
 
 RWCString ZOVComponentTraceEntry::getThreadIdString() const {
@@ -42,16 +42,18 @@ RWCollectable* ZOVComponentTrace::insert(RWCollectable* entry) {
 
 void ZOVComponentTrace::print() const {
   ZOV_TRACE(Public);
-  const zov::RecursiveLock lock(_mutex);
-  DGT1_Printf(traceUnit, DGT1_ERROR, "%s", getTraceTitle().data());
-  printEntries(nullptr);
+  dumpUnder(_mutex, [this]() ZOV_REQUIRES(_mutex) {
+    DGT1_Printf(traceUnit, DGT1_ERROR, "%s", getTraceTitle().data());
+    printEntries(nullptr);
+  });
 }
 
 void ZOVComponentTrace::printForThread(const unsigned long* threadId) const {
   ZOV_TRACE(Public);
-  const zov::RecursiveLock lock(_mutex);
-  DGT1_Printf(traceUnit, DGT1_ERROR, "%s for thread id %i ", getTraceTitle().data(), *threadId);
-  printEntries(threadId);
+  dumpUnder(_mutex, [this, threadId]() ZOV_REQUIRES(_mutex) {
+    DGT1_Printf(traceUnit, DGT1_ERROR, "%s for thread id %i ", getTraceTitle().data(), *threadId);
+    printEntries(threadId);
+  });
 }
 
 /// The entries of one thread, or of all.

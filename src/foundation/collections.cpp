@@ -13,20 +13,28 @@ RWCollectable* RWIterator::findNext(const RWCollectable* target) {
 }
 
 void RWCollection::clearAndDestroy() {
+  // Where there is no storage for it, a member that goes gives some back.
+  while (!isEmpty() && !destroyAll()) delete takeOne();
+}
+
+bool RWCollection::destroyAll() {
   // The collection is empty before the first destructor runs, which may look at it. A member that was
   // inserted twice is deleted once.
-  std::vector<RWCollectable*> members;
-  members.reserve(entries());
-  const auto iterator = newIterator();
-  while (RWCollectable* member = (*iterator)()) members.push_back(member);
+  std::vector<RWCollectable*> members, sorted;
+  try {
+    members = allMembers();
+    sorted = members;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
   clear();
-  std::vector<RWCollectable*> sorted(members);
   std::sort(sorted.begin(), sorted.end());
   if (std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end()) {
     sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
     members.swap(sorted);
   }
   for (RWCollectable* member : members) delete member;
+  return true;
 }
 
 void RWCollection::removeAndDestroy(const RWCollectable* target) {
@@ -53,12 +61,16 @@ RWCollectable* takeOut(Members& members, Place place) {
 }  // namespace
 
 RWCollectable* RWSlistCollectables::append(RWCollectable* member) {
-  if (member) _members.push_back(member);
-  return member;
+  return member && rwTakingStorage([&] { _members.push_back(member); }) ? member : nullptr;
 }
 
 RWCollectable* RWSlistCollectables::prepend(RWCollectable* member) {
-  if (member) _members.push_front(member);
+  return member && rwTakingStorage([&] { _members.push_front(member); }) ? member : nullptr;
+}
+
+RWCollectable* RWSlistCollectables::takeOne() {
+  RWCollectable* member = first();
+  _members.remove(member);
   return member;
 }
 
@@ -91,7 +103,7 @@ RWCollectable* RWSlistCollectables::at(std::size_t position) const {
 }
 
 std::unique_ptr<RWIterator> RWSlistCollectables::newIterator() const {
-  return std::make_unique<RWSlistCollectablesIterator>(*this);
+  return rwMake<RWSlistCollectablesIterator>(*this);
 }
 
 void RWSlistCollectablesIterator::reset() {
@@ -124,8 +136,17 @@ RWCollectable* RWSlistCollectablesIterator::remove() {
   return removed;
 }
 
+RWOrdered::RWOrdered(std::size_t capacity) {
+  rwTakingStorage([&] { _members.reserve(capacity); });
+}
+
 RWCollectable* RWOrdered::insert(RWCollectable* member) {
-  if (member) _members.push_back(member);
+  return member && rwTakingStorage([&] { _members.push_back(member); }) ? member : nullptr;
+}
+
+RWCollectable* RWOrdered::takeOne() {
+  RWCollectable* member = _members.empty() ? nullptr : _members.back();
+  std::erase(_members, member);
   return member;
 }
 
@@ -153,7 +174,7 @@ RWCollectable* RWOrdered::removeAt(std::size_t position) {
 }
 
 std::unique_ptr<RWIterator> RWOrdered::newIterator() const {
-  return std::make_unique<RWOrderedIterator>(*this);
+  return rwMake<RWOrderedIterator>(*this);
 }
 
 RWCollectable* RWOrderedIterator::operator()() {
@@ -162,7 +183,14 @@ RWCollectable* RWOrderedIterator::operator()() {
 }
 
 RWCollectable* RWBinaryTree::insert(RWCollectable* member) {
-  if (member) _members.insert(member);
+  return member && rwTakingStorage([&] { _members.insert(member); }) ? member : nullptr;
+}
+
+RWCollectable* RWBinaryTree::takeOne() {
+  if (_members.empty()) return nullptr;
+  RWCollectable* member = *_members.begin();
+  auto [at, last] = _members.equal_range(member);
+  while (at != last) at = *at == member ? _members.erase(at) : std::next(at);
   return member;
 }
 
@@ -183,7 +211,7 @@ RWCollectable* RWBinaryTree::remove(const RWCollectable* target) {
 }
 
 std::unique_ptr<RWIterator> RWBinaryTree::newIterator() const {
-  return std::make_unique<RWBinaryTreeIterator>(*this);
+  return rwMake<RWBinaryTreeIterator>(*this);
 }
 
 void RWBinaryTreeIterator::reset() {

@@ -5,8 +5,9 @@
 //
 // An iterator gives the members in order and survives insertions; it does not survive the removal of its
 // current member except through its own remove(). Removing any other member, also the one that would come
-// next, is safe. A walk over a hash table or a tree that takes members out as it goes collects them first and
-// removes them behind the walk.
+// next, is safe. Storage that cannot be had takes the error path: an insertion then answers null. A walk over
+// a hash table or a tree that takes members out as it goes collects them first and removes them behind the
+// walk.
 
 #include <cstddef>
 #include <cstdint>
@@ -41,6 +42,15 @@ class RWCollection {
   void clearAndDestroy();  ///< deletes each member once
   void removeAndDestroy(const RWCollectable* target);
   bool isEmpty() const { return entries() == 0; }
+
+ protected:
+  /// Takes a member out, from all its places, and answers it; null when empty. Takes no storage.
+  virtual RWCollectable* takeOne() = 0;
+  /// The members in order; std::bad_alloc where there is no storage.
+  virtual std::vector<RWCollectable*> allMembers() const = 0;
+
+ private:
+  bool destroyAll();
 };
 
 /// Linked list in insertion order. The doubly linked name is the same type: both promise the same.
@@ -59,6 +69,10 @@ class RWSlistCollectables : public RWCollection {
   std::size_t entries() const override { return _members.size(); }
   void clear() override { _members.clear(); }
   std::unique_ptr<RWIterator> newIterator() const override;
+
+ protected:
+  RWCollectable* takeOne() override;
+  std::vector<RWCollectable*> allMembers() const override { return {_members.begin(), _members.end()}; }
 
  private:
   friend class RWSlistCollectablesIterator;
@@ -91,7 +105,7 @@ class RWSlistCollectablesQueue : public RWSlistCollectables {
 /// Array in insertion order with index access.
 class RWOrdered : public RWCollection {
  public:
-  explicit RWOrdered(std::size_t capacity = DEFAULT_CAPACITY) { _members.reserve(capacity); }
+  explicit RWOrdered(std::size_t capacity = DEFAULT_CAPACITY);
   RWCollectable* insert(RWCollectable* member) override;
   RWCollectable* find(const RWCollectable* target) const override;
   RWCollectable* remove(const RWCollectable* target) override;
@@ -100,6 +114,10 @@ class RWOrdered : public RWCollection {
   std::size_t entries() const override { return _members.size(); }
   void clear() override { _members.clear(); }
   std::unique_ptr<RWIterator> newIterator() const override;
+
+ protected:
+  RWCollectable* takeOne() override;
+  std::vector<RWCollectable*> allMembers() const override { return {_members.begin(), _members.end()}; }
 
  private:
   std::vector<RWCollectable*> _members;
@@ -134,6 +152,10 @@ class RWHashTable : public RWCollection {
   void clear() override;
   std::unique_ptr<RWIterator> newIterator() const override;
 
+ protected:
+  RWCollectable* takeOne() override;
+  std::vector<RWCollectable*> allMembers() const override;
+
  private:
   friend class RWHashTableIterator;
   struct Table;
@@ -164,6 +186,10 @@ class RWBinaryTree : public RWCollection {
   std::size_t entries() const override { return _members.size(); }
   void clear() override { _members.clear(); }
   std::unique_ptr<RWIterator> newIterator() const override;
+
+ protected:
+  RWCollectable* takeOne() override;
+  std::vector<RWCollectable*> allMembers() const override { return {_members.begin(), _members.end()}; }
 
  private:
   friend class RWBinaryTreeIterator;

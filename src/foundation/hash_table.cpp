@@ -1,6 +1,7 @@
 #include <cstdint>
 
 #include "foundation/collections.h"
+#include "foundation/error_handler.h"
 #include "foundation/lookup_hash.h"
 
 namespace {
@@ -107,11 +108,26 @@ struct RWHashTable::Table {
   }
 
   RWCollectable* remove(const RWCollectable* target) {
+    return takeWhere(target->lookupHash(),
+                     [&](const RWCollectable* member) { return member->isEqual(target); });
+  }
+
+  RWCollectable* takeOne() {
     if (entries == 0) return nullptr;
-    Slot& slot = slotOf(target->lookupHash());
+    RWCollectable* taken = nodes[firstFrom(0)].member;
+    while (takeWhere(taken->lookupHash(), [&](const RWCollectable* member) { return member == taken; })) {
+    }
+    return taken;
+  }
+
+  /// Takes out the first member with this look-up hash that matches.
+  template <class Matches>
+  RWCollectable* takeWhere(std::uint32_t hash, Matches matches) {
+    if (entries == 0) return nullptr;
+    Slot& slot = slotOf(hash);
     std::uint32_t before = none;
     std::uint32_t number = slot.node;
-    while (number != none && !nodes[number].member->isEqual(target)) {
+    while (number != none && !matches(nodes[number].member)) {
       before = number;
       number = nodes[number].sameHash;
     }
@@ -170,12 +186,11 @@ struct RWHashTable::Table {
   }
 };
 
-RWHashTable::RWHashTable(std::size_t buckets) : _table(std::make_unique<Table>(buckets)) {}
+RWHashTable::RWHashTable(std::size_t buckets) : _table(rwMake<Table>(buckets)) {}
 RWHashTable::~RWHashTable() = default;
 
 RWCollectable* RWHashTable::insert(RWCollectable* member) {
-  if (member) _table->insert(member);
-  return member;
+  return member && rwTakingStorage([&] { _table->insert(member); }) ? member : nullptr;
 }
 
 RWCollectable* RWHashTable::find(const RWCollectable* target) const {
@@ -183,6 +198,16 @@ RWCollectable* RWHashTable::find(const RWCollectable* target) const {
 }
 RWCollectable* RWHashTable::remove(const RWCollectable* target) {
   return _table->remove(target);
+}
+RWCollectable* RWHashTable::takeOne() {
+  return _table->takeOne();
+}
+std::vector<RWCollectable*> RWHashTable::allMembers() const {
+  std::vector<RWCollectable*> members;
+  members.reserve(_table->entries);
+  RWHashTableIterator next(*this);
+  while (RWCollectable* member = next()) members.push_back(member);
+  return members;
 }
 std::size_t RWHashTable::entries() const {
   return _table->entries;
@@ -192,7 +217,7 @@ void RWHashTable::clear() {
 }
 
 std::unique_ptr<RWIterator> RWHashTable::newIterator() const {
-  return std::make_unique<RWHashTableIterator>(*this);
+  return rwMake<RWHashTableIterator>(*this);
 }
 
 RWHashTableIterator::RWHashTableIterator(const RWHashTable& table) : _table(*table._table) {}

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "foundation/error_handler.h"
-
 namespace {
 
 char lower(char c) {
@@ -45,7 +43,7 @@ RWCString& RWCString::replace(std::size_t position, std::size_t count, const cha
     rwReportError("RWCString::replace: position past the end");
     return *this;
   }
-  _text.replace(position, count, text ? text : "", text ? textLength : 0);
+  rwTakingStorage([&] { _text.replace(position, count, text ? text : "", text ? textLength : 0); });
   return *this;
 }
 

@@ -1,13 +1,14 @@
 #pragma once
 // RWCString: a byte string with a length, not NUL-limited, of value semantics; UTF-8 inside the agent. A thin
-// layer over std::string. Null pointers read as empty. Positions past the end take the foundation's error
-// path.
+// layer over std::string. Null pointers read as empty. Positions past the end, and storage that cannot be
+// had, take the foundation's error path.
 
 #include <compare>
 #include <string>
 #include <string_view>
 
 #include "foundation/collectable.h"
+#include "foundation/error_handler.h"
 
 constexpr std::size_t RW_NPOS = static_cast<std::size_t>(-1);
 
@@ -17,11 +18,19 @@ class RWCString {
   enum stripType { leading = 1, trailing = 2, both = 3 };
 
   RWCString() = default;
-  RWCString(const char* text) : _text(text ? text : "") {}  // NOLINT: implicit on purpose
-  RWCString(const char* text, std::size_t length) : _text(text ? std::string(text, length) : std::string()) {}
-  explicit RWCString(std::string_view text) : _text(text) {}
+  RWCString(const char* text) { append(text ? text : ""); }  // NOLINT: implicit on purpose
+  RWCString(const char* text, std::size_t length) { append(std::string_view(text, text ? length : 0)); }
+  explicit RWCString(std::string_view text) { append(text); }
   explicit RWCString(std::string text) : _text(std::move(text)) {}
   explicit RWCString(char c) : _text(1, c) {}
+  RWCString(const RWCString& other) { append(other.view()); }
+  RWCString(RWCString&& other) = default;
+  RWCString& operator=(const RWCString& other) {
+    rwTakingStorage([&] { _text = other._text; });
+    return *this;
+  }
+  RWCString& operator=(RWCString&& other) = default;
+  ~RWCString() = default;
 
   const char* data() const { return _text.c_str(); }  ///< always NUL-terminated
   const char* c_str() const { return _text.c_str(); }
@@ -30,9 +39,12 @@ class RWCString {
   const std::string& str() const { return _text; }
   std::string_view view() const { return _text; }
 
-  RWCString& append(std::string_view more) { return _text.append(more), *this; }
-  RWCString& append(char c) { return _text.push_back(c), *this; }
-  RWCString& prepend(std::string_view more) { return _text.insert(0, more), *this; }
+  RWCString& append(std::string_view more) {
+    rwTakingStorage([&] { _text.append(more); });
+    return *this;
+  }
+  RWCString& append(char c) { return append(std::string_view(&c, 1)); }
+  RWCString& prepend(std::string_view more) { return replace(0, 0, more.data(), more.size()); }
   RWCString& operator+=(std::string_view more) { return append(more); }
   RWCString& operator+=(const RWCString& more) { return append(more.view()); }
   /// Replaces `count` bytes from `position` (count is cut at the end).
@@ -41,8 +53,12 @@ class RWCString {
     return replace(position, count, "", 0);
   }
   /// Cuts, or lengthens with blanks.
-  void resize(std::size_t length) { _text.resize(length, ' '); }
-  void reserve(std::size_t length) { _text.reserve(length); }
+  void resize(std::size_t length) {
+    rwTakingStorage([&] { _text.resize(length, ' '); });
+  }
+  void reserve(std::size_t length) {
+    rwTakingStorage([&] { _text.reserve(length); });
+  }
   void clear() { _text.clear(); }
   void toUpper();  ///< ASCII letters only
   void toLower();  ///< ASCII letters only

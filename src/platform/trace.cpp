@@ -13,6 +13,7 @@
 #include <functional>
 #include <vector>
 
+#include "platform/cancellation.h"
 #include "platform/clock.h"
 #include "platform/mutex.h"
 #include "platform/services.h"
@@ -111,16 +112,8 @@ std::string timeStamp() {
   return fmt::format("{}.{:06}", std::string_view(text, length), now % 1'000'000);
 }
 
-/// Keeps a traced thread from being cancelled half-way through a line, and from being cancelled at all where
-/// an unwinding could not pass (a destructor that traces).
-class CancellationOff {
- public:
-  CancellationOff() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &_former); }
-  ~CancellationOff() { pthread_setcancelstate(_former, nullptr); }
-
- private:
-  int _former = 0;
-};
+// What the calling thread's lines go to, when they are kept back.
+constinit thread_local zov::TraceHold* currentHold = nullptr;
 
 }  // namespace
 
@@ -273,9 +266,34 @@ std::string DGT1_Format(const char* format, const DGT1_Arg* arguments, std::size
   }
 }
 
+zov::TraceHold* zov::TraceHold::current() {
+  return currentHold;
+}
+
+void zov::TraceHold::cutTo(TraceHold* hold) {
+  currentHold = hold;
+}
+
+void zov::TraceHold::begin() {
+  if (currentHold != nullptr) return;
+  currentHold = this;
+}
+
+void zov::TraceHold::pause() {
+  if (currentHold == this) currentHold = nullptr;
+}
+
+void zov::TraceHold::write() {
+  pause();
+  for (const Line& line : _lines) DGT1_Write(line.unitTag, line.number, line.text);
+  _lines.clear();
+}
+
+// Not half-way through a line, and not at all where an unwinding could not pass (a destructor that traces).
 void DGT1_Write(const char* unitTag, int line, std::string_view text) {
-  const CancellationOff cancellationOff;
+  const zov::CancellationOff whole;
   try {
+    if (currentHold != nullptr) return currentHold->keep(unitTag, line, text);
     DGT1_Registry::instance().write(unitTag, line, text);
   } catch (const std::exception&) {  // out of storage: the line is lost, the caller goes on
   }

@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 enum DGT1_Flag : std::uint32_t {
   DGT1_ERROR = 0x01,
@@ -105,6 +106,38 @@ bool DGT1_Configure(std::string_view setting, std::string* error = nullptr);
 /// restores the file; after that the former sink is not called any more.
 using DGT1_Sink = void (*)(const char* unitTag, int line, std::string_view text, void* context);
 void DGT1_SetSink(DGT1_Sink sink, void* context);
+
+namespace zov {
+
+/// Keeps back the lines that the calling thread traces between begin() and pause(), and writes them when it
+/// is told to, or at its end: for what traces with mutexes held. Within another hold that has begun, lines
+/// stay with that one. A raise jumps past the end: the frame that it reaches calls cutTo() with what was
+/// current() when it began.
+class TraceHold {
+ public:
+  TraceHold() = default;
+  ~TraceHold() { write(); }
+  TraceHold(const TraceHold&) = delete;
+  TraceHold& operator=(const TraceHold&) = delete;
+  void begin();
+  void pause();
+  void write();  ///< pauses, too
+  void keep(const char* unitTag, int number, std::string_view text) {
+    _lines.push_back({unitTag, number, std::string(text)});
+  }
+  static TraceHold* current();
+  static void cutTo(TraceHold* hold);
+
+ private:
+  struct Line {
+    const char* unitTag;
+    int number;
+    std::string text;
+  };
+  std::vector<Line> _lines;
+};
+
+}  // namespace zov
 
 /// Bits that make the function preamble do work: DGT1_FLOW, kept here, when any unit has it; and the internal
 /// trace mask (0x200 to 0x1000), kept by the environment. 0 in normal running.

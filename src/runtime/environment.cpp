@@ -16,6 +16,15 @@ namespace {
 constexpr int TraceEntriesPerThread = 200;
 constexpr std::uint32_t AllTraceLevels = 0x1E00;
 
+// True while the thread makes a dump.
+constinit thread_local bool dumping = false;
+struct Dumping {
+  Dumping() { dumping = true; }
+  ~Dumping() { dumping = false; }
+  Dumping(const Dumping&) = delete;
+  Dumping& operator=(const Dumping&) = delete;
+};
+
 int messageFor(ZOVException::_Severity severity) {
   if (severity == ZOVException::Warning) return ZOVA0055W;
   return severity == ZOVException::Informational ? ZOVA0056I : ZOVA0002E;
@@ -69,6 +78,8 @@ ZOVRecoverableThread* ZOVAgentEnvironment::createThread() const {
 
 void ZOVAgentEnvironment::registerThread(ZOVRecoverableThread* thread) {
   _threadTable->insert(thread);
+  thread->setRegistered(true);
+  if (thread->isThisCurrentThread()) zovOwnHeldLocks.attach(*thread);
 }
 
 void ZOVAgentEnvironment::deregisterThread(ZOVRecoverableThread* thread) {
@@ -78,6 +89,8 @@ void ZOVAgentEnvironment::deregisterThread(ZOVRecoverableThread* thread) {
   _threadTable->lock();
   thread->prepareToDelete();
   _threadTable->remove(thread);
+  thread->detach();
+  thread->setRegistered(false);
   _threadTable->release();
 }
 
@@ -116,6 +129,8 @@ void ZOVAgentEnvironment::saveTraceEntry(const char* tag, const char* function, 
 
 void ZOVAgentEnvironment::diagDump() const {
   ZOV_FUNCTION;
+  if (dumping) return;  // the dump has failed, and its failure is being told
+  const Dumping now;
   guarded(ZOV_PLACE, [this] {
     ZOVMemoryManager::displayMemoryUse();
     DGT1_Printf(traceUnit, DGT1_ERROR, "Dump of all registered threads follows");
@@ -145,6 +160,7 @@ void ZOVAgentEnvironment::setRecoveryEnvironment(const char* tag, const char* fu
     thread = environment->createThread();
     thread->setState(ZOVThread::Running);
     environment->_threadTable->insert(thread);
+    zovOwnHeldLocks.attach(*thread);
   }
   thread->pushRecoveryEnvironment(tag, function);
 }

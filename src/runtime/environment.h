@@ -65,6 +65,7 @@ class ZOVAgentEnvironment {
   virtual ZOVThreadRecoveryEnvironmentElement* getCurrentRecoveryElement() const;
   virtual void saveTraceEntry(const char* tag, const char* function, _ZOVInternalTraceType type,
                               long parameter);
+  /// Makes the thread known. It stays the caller's, and is not deleted when its outermost frame ends.
   virtual void registerThread(ZOVRecoverableThread* thread);
   virtual void deregisterThread(ZOVRecoverableThread* thread);
   virtual ZOVRecoverableThread* findThread(const unsigned long* id) const;

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "runtime/environment.h"
+#include "runtime/held_locks.h"
 #include "runtime/recoverable_thread.h"
 #include "runtime/recovery.h"
 #include "runtime/thread.h"
@@ -14,12 +17,13 @@
 static DGT1_Unit traceUnit("ZOVCLOCK");
 
 ZOVMutex* ZOVLock::pLockMutex = nullptr;
-LockHolder* ZOVLock::spareHolders = nullptr;
 
-struct ZOVLock::Caller {
-  pthread_t id;
-  ZOVThread* thread;  // null for a thread that the process does not know
-  LockHolder* token;  // its shared hold, as far as its own record tells
+struct ZOVLock::Request {
+  _LockRequestType type;
+  _WaitRequestType wait;
+  ZOVThread* thread;                     // null for a thread that the process does not know
+  HeldLockPlaceholderTable::Pair* held;  // its shared hold, when it asks to convert it
+  zov::TraceHold lines;                  // of a deadlock, kept back while pLockMutex is held
 };
 
 struct ZOVLock::Waiter {
@@ -60,11 +64,6 @@ ZOVThreadRecoveryEnvironmentElement* currentElement() {
 }
 }  // namespace
 
-bool LockHolder::isEqual(const RWCollectable* other) const {
-  const auto* holder = dynamic_cast<const LockHolder*>(other);
-  return holder != nullptr && pthread_equal(_threadId, holder->_threadId) != 0;
-}
-
 void ZOVLock::Queue::append(Waiter& waiter) {
   waiter.next = nullptr;
   (last != nullptr ? last->next : first) = &waiter;
@@ -103,162 +102,191 @@ void ZOVLock::init() {
 
 ZOVLock::ZOVLock(const char* name) : _name(name != nullptr ? name : "Unknown") {
   init();
-  _sharedHolders.reserve(4);
 }
 
 ZOVLock::~ZOVLock() {
   const zov::RecursiveLock lock(*pLockMutex);
-  if (ZOVThread* thread = ZOVAgentEnvironment::getActiveThread()) {
-    thread->lockFreed(*this, Exclusive);
-    thread->lockFreed(*this, Shared);
-  }
-  while (!_sharedHolders.empty()) dropHolder(_sharedHolders.back());
-  ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load();
-  if (_averted && environment != nullptr) environment->threadTable().forgetLock(*this);
+  if ((_state.load() & ~Queued) == 0 && !_averted) return;
+  ZOVHeldLocks::forEach([this](ZOVHeldLocks& record) ZOV_REQUIRES(*pLockMutex) {
+    record.exclusive.forget(this);
+    record.shared.forget(this);
+    if (record.thread != nullptr) record.thread->forgetLock(*this);
+  });
 }
 
 ZOVThread* ZOVLock::getCurrentThread() const {
   return ZOVAgentEnvironment::getActiveThread();
 }
 
-ZOVLock::Caller ZOVLock::identify() const {
-  ZOVThread* thread = getCurrentThread();
-  const void* token = thread != nullptr ? thread->getLockToken(*this) : nullptr;
-  return {pthread_self(), thread, static_cast<LockHolder*>(const_cast<void*>(token))};
-}
-
 int ZOVLock::get(_LockRequestType type, _WaitRequestType wait) {
   ZOV_TRACE(Minor);
   if (!_enabled) return 1;
-  const int count = _exclusiveCount.load(std::memory_order_relaxed);
-  if (count != 0 && _owner.load(std::memory_order_relaxed) == pthread_self()) {
-    _exclusiveCount.store(count + 1, std::memory_order_relaxed);
+  if (_owner.load(std::memory_order_relaxed) == zovOwnHeldLocks.id) {
+    _exclusiveCount.store(_exclusiveCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     return 0;
   }
-  Caller caller = identify();
-  if (type == Shared && caller.token != nullptr) {
-    ++caller.token->_count;
-    return 0;
+  if (type == Shared) {
+    if (auto* held = zovOwnHeldLocks.shared.find(this)) {
+      ++held->depth;
+      return 0;
+    }
   }
-  Grant grant;
-  {
-    const zov::RecursiveLock lock(*pLockMutex);
-    grant = acquire(caller, type, wait);
-  }
+  if (acquireAtOnce(type)) return 0;
+  const Grant grant = acquireOrWait(type, wait);
   if (grant == Grant::Acquired) return 0;
   if (grant == Grant::Deadlock) zovRaise(ZOVException::recoverable(ZOV_DEADLOCK_AVERTED));
   if (grant == Grant::TooManyLocks) zovRaise(ZOVException(ZOV_TOO_MANY_LOCKS));
   return 4;
 }
 
-ZOVLock::Grant ZOVLock::acquire(Caller& caller, _LockRequestType type, _WaitRequestType wait) {
-  if (type == Shared) {
-    if (LockHolder* holder = findHolder(caller.id)) {  // taken while the thread was not known
-      ++holder->_count;
-      return Grant::Acquired;
+inline bool ZOVLock::acquireAtOnce(_LockRequestType type) {
+  ZOVHeldLocks& own = zovOwnHeldLocks;
+  if (own.needsAttention || own.table(type).isFull()) return false;
+  State now = 0;
+  if (type == Exclusive) {
+    if (!_state.compare_exchange_strong(now, Held, std::memory_order_acquire, std::memory_order_relaxed)) {
+      return false;
     }
+    _owner.store(own.id, std::memory_order_relaxed);
+    _exclusiveCount.store(1, std::memory_order_relaxed);
+    own.exclusive.add(this);
+    trace("Thread %X acquiring exclusive lock %s at %X");
+    return true;
   }
+  while (!_state.compare_exchange_weak(now, now + Reader, std::memory_order_acquire,
+                                       std::memory_order_relaxed)) {
+    if (blocks(now, Shared, 0)) return false;
+  }
+  own.shared.add(this);
+  trace("Thread %X acquiring shared lock %s at %X");
+  return true;
+}
+
+/// Whether a request cannot be granted in a state to which `own` is the asking thread's part.
+bool ZOVLock::blocks(State state, _LockRequestType type, State own) {
+  return type == Shared ? (state & Held) != 0 : (state & ~Queued) != own;
+}
+
+ZOVLock::Grant ZOVLock::acquireOrWait(_LockRequestType type, _WaitRequestType wait) {
+  Request request{type, wait, getCurrentThread(), nullptr, {}};
+  if (type == Exclusive && request.thread != nullptr) request.held = zovOwnHeldLocks.shared.find(this);
+  const zov::RecursiveLock lock(*pLockMutex);
+  zovOwnHeldLocks.list();
+  return acquire(request);
+}
+
+ZOVLock::Grant ZOVLock::acquire(Request& request) {
   std::optional<Waiter> waiter;
   for (;;) {
-    const Grant grant = tryGrant(caller, type, wait);
+    Grant grant = tryGrant(request);
+    if (grant == Grant::MustWait) grant = mayWait(request);
     if (grant != Grant::MustWait) return grant;
     if (!waiter) waiter.emplace();
-    if (mustConvert(caller, type)) {
-      waitToConvert(caller, *waiter);
+    if (request.held != nullptr) {
+      waitToConvert(request, *waiter);
     } else {
-      waitInQueue(caller, *waiter);
+      waitInQueue(request, *waiter);
     }
   }
 }
 
-bool ZOVLock::mustConvert(const Caller& caller, _LockRequestType type) const {
-  return type == Exclusive && caller.token != nullptr && !_sharedHolders.empty();
-}
-
-ZOVLock::Grant ZOVLock::tryGrant(Caller& caller, _LockRequestType type, _WaitRequestType wait) {
-  if (mustConvert(caller, type)) {
-    // The one holder is the caller, whose shared hold stays beneath the exclusive one.
-    if (_sharedHolders.size() > 1) return mustWait(caller, type, wait);
-    return grantExclusive(caller, "Thread %X convert shared to exclusive access for lock %s at %X");
+ZOVLock::Grant ZOVLock::tryGrant(const Request& request) {
+  ZOVHeldLocks& own = zovOwnHeldLocks;
+  const State mine = request.held != nullptr ? Reader : 0;
+  const State added = request.type == Exclusive ? Held : Reader;
+  State now = _state.load(std::memory_order_relaxed);
+  do {
+    if (blocks(now, request.type, mine)) return Grant::MustWait;
+    if (own.table(request.type).isFull()) return Grant::TooManyLocks;
+  } while (
+      !_state.compare_exchange_weak(now, now + added, std::memory_order_acquire, std::memory_order_relaxed));
+  if (request.type == Exclusive) {
+    _owner.store(own.id, std::memory_order_relaxed);
+    _exclusiveCount.store(1, std::memory_order_relaxed);
   }
-  if (_exclusiveCount != 0 || (type == Exclusive && !_sharedHolders.empty())) {
-    return mustWait(caller, type, wait);
-  }
-  if (type == Shared) return grantShared(caller);
-  return grantExclusive(caller, "Thread %X acquiring exclusive lock %s at %X");
-}
-
-ZOVLock::Grant ZOVLock::grantExclusive(const Caller& caller, const char* traceFormat) {
-  if (caller.thread != nullptr && !caller.thread->canHoldAnotherLock(Exclusive)) return Grant::TooManyLocks;
-  _owner.store(caller.id, std::memory_order_relaxed);
-  _exclusiveCount.store(1, std::memory_order_relaxed);
-  if (caller.thread != nullptr) caller.thread->lockAcquired(*this, Exclusive, nullptr);
-  trace(traceFormat);
+  own.table(request.type).add(this);
+  own.needsAttention = false;
+  if (request.thread != nullptr) request.thread->lockAcquired();
+  trace(request.type != Exclusive ? "Thread %X acquiring shared lock %s at %X"
+        : request.held != nullptr ? "Thread %X convert shared to exclusive access for lock %s at %X"
+                                  : "Thread %X acquiring exclusive lock %s at %X");
   return Grant::Acquired;
 }
 
-ZOVLock::Grant ZOVLock::grantShared(Caller& caller) {
-  if (caller.thread != nullptr && !caller.thread->canHoldAnotherLock(Shared)) return Grant::TooManyLocks;
-  _sharedHolders.reserve(_sharedHolders.size() + 1);
-  LockHolder* holder = spareHolders;
-  if (holder != nullptr) {
-    spareHolders = holder->_nextSpare;
-    holder->_threadId = caller.id;
-    holder->_count = 1;
-  } else {
-    holder = ::new LockHolder(caller.id);  // never through a storage that raises: the mutex is held
-  }
-  _sharedHolders.push_back(holder);
-  if (caller.thread != nullptr) caller.thread->lockAcquired(*this, Shared, holder);
-  trace("Thread %X acquiring shared lock %s at %X");
-  return Grant::Acquired;
-}
-
-ZOVLock::Grant ZOVLock::mustWait(const Caller& caller, _LockRequestType type, _WaitRequestType wait) {
-  if (wait == DoNotWait) return Grant::NotAcquired;
-  if (caller.thread == nullptr) return Grant::MustWait;
-  if (!caller.thread->waitForUnavailableLock(*this, type)) return Grant::NotAcquired;
-  if (!testDeadlockCondition()) return Grant::MustWait;
+/// What must be known before a wait, since what is found behind it would cost others their wake-up.
+ZOVLock::Grant ZOVLock::mayWait(Request& request) {
+  if (request.wait == DoNotWait) return Grant::NotAcquired;
+  if (zovOwnHeldLocks.table(request.type).isFull()) return Grant::TooManyLocks;
+  if (request.thread == nullptr) return Grant::MustWait;
+  zovOwnHeldLocks.needsAttention = true;
+  if (!request.thread->waitForUnavailableLock(*this, request.type)) return Grant::NotAcquired;
+  request.lines.begin();
+  const bool deadlock = testDeadlockCondition() != 0;
+  request.lines.pause();
   // Where no recovery frame stands there is no raise, and the thread goes on into its wait.
-  if (currentElement() == nullptr) return Grant::MustWait;
+  if (!deadlock || currentElement() == nullptr) return Grant::MustWait;
   _averted = true;
   return Grant::Deadlock;
 }
 
-void ZOVLock::waitInQueue(const Caller&, Waiter& waiter) {
+void ZOVLock::waitInQueue(Request& request, Waiter& waiter) {
+  // The mark is made while the lock is not to be had: whoever gives it up from here on sees it.
+  State now = _state.load(std::memory_order_relaxed);
+  do {
+    if (!blocks(now, request.type, 0)) return;
+  } while (!_state.compare_exchange_weak(now, now | Queued, std::memory_order_relaxed));
   trace("Thread %X waiting for lock %s at %X");
   _waiters.append(waiter);
   // What is not in the queue any more has been posted: the post goes on to the next.
   WhenCancelled leave([&]() ZOV_REQUIRES(*pLockMutex) {
-    if (!_waiters.remove(waiter) && _exclusiveCount == 0) wakeWaiters(true);
+    if (!_waiters.remove(waiter)) passOn();
   });
-  {
-    Unlocked unlocked;
-    this->wait(waiter.event);
-  }
+  wait(request, waiter);
   leave.done();
   trace("Thread %X posted for lock %s at %X");
 }
 
-void ZOVLock::waitToConvert(const Caller& caller, Waiter& waiter) {
+void ZOVLock::waitToConvert(Request& request, Waiter& waiter) {
+  // Without its shared hold two converters cannot block each other.
+  State now = _state.load(std::memory_order_relaxed);
+  do {
+    if (!blocks(now, Exclusive, Reader)) return;
+  } while (!_state.compare_exchange_weak(now, (now - Reader) | Queued, std::memory_order_release,
+                                         std::memory_order_relaxed));
+  request.held->lent.store(true, std::memory_order_relaxed);
   trace("Thread %X must wait to convert shared to exclusive access for lock %s at %X");
-  // Without its holder two converters cannot block each other.
-  std::erase(_sharedHolders, caller.token);
   WhenCancelled leave([&]() ZOV_REQUIRES(*pLockMutex) {
-    if (!_upgraders.remove(waiter) && _exclusiveCount == 0) wakeWaiters(true);
-    dropHolder(caller.token);
-    caller.thread->lockFreed(*this, Shared);
+    if (!_upgraders.remove(waiter)) passOn();
+    request.held->lent.store(false, std::memory_order_relaxed);
+    zovOwnHeldLocks.shared.remove(*request.held);
   });
   do {
     _upgraders.append(waiter);
-    Unlocked unlocked;
-    this->wait(waiter.event);
-  } while (_exclusiveCount != 0);
-  _sharedHolders.push_back(caller.token);
+    wait(request, waiter);
+  } while (!takeBackShared());
+  request.held->lent.store(false, std::memory_order_relaxed);
   leave.done();
 }
 
-void ZOVLock::wait(ZOVEvent& event) const {
+/// False when somebody holds the lock exclusively, who sees then that somebody is queued.
+bool ZOVLock::takeBackShared() {
+  State now = _state.load(std::memory_order_relaxed);
+  for (;;) {
+    const bool held = (now & Held) != 0;
+    if (_state.compare_exchange_weak(now, held ? now | Queued : now + Reader, std::memory_order_acquire,
+                                     std::memory_order_relaxed)) {
+      return !held;
+    }
+  }
+}
+
+void ZOVLock::wait(Request& request, Waiter& waiter) {
+  Unlocked unlocked;
+  request.lines.write();
+  waitFor(waiter.event);
+}
+
+void ZOVLock::waitFor(ZOVEvent& event) const {
   if (!traceUnit.on(DGT1_ERROR | DGT1_DETAIL)) {
     event.wait();
     return;
@@ -278,70 +306,65 @@ void ZOVLock::trace(const char* format) const {
 
 void ZOVLock::release(_LockRequestType type) {
   ZOV_TRACE(Minor);
+  ZOVHeldLocks& own = zovOwnHeldLocks;
+  if (_owner.load(std::memory_order_relaxed) == own.id) return releaseExclusive(type);
+  auto* held = own.shared.find(this);
+  if (held == nullptr) return;
+  if (type != All && --held->depth > 0) return;
+  own.shared.remove(*held);
+  trace("Thread %X releasing shared lock %s at %X");
+  State now = Reader;  // most often nobody else reads
+  do {
+    if (_state.compare_exchange_weak(now, now - Reader, std::memory_order_release,
+                                     std::memory_order_relaxed)) {
+      return;
+    }
+  } while ((now & Queued) == 0);
+  const zov::RecursiveLock lock(*pLockMutex);
+  giveUp(Reader);
+}
+
+inline void ZOVLock::releaseExclusive(_LockRequestType type) {
   const int count = _exclusiveCount.load(std::memory_order_relaxed);
-  if (count > 1 && type != All && _owner.load(std::memory_order_relaxed) == pthread_self()) {
+  if (count > 1 && type != All) {
     _exclusiveCount.store(count - 1, std::memory_order_relaxed);
     return;
   }
-  if (type == Shared && count == 0) {
-    const Caller caller = identify();
-    if (caller.token != nullptr && caller.token->_count > 1) {
-      --caller.token->_count;
+  ZOVHeldLocks& own = zovOwnHeldLocks;
+  if (auto* held = own.exclusive.find(this)) own.exclusive.remove(*held);
+  trace("Thread %X releasing exclusive lock %s at %X");
+  _owner.store(0, std::memory_order_relaxed);
+  State now = Held;
+  do {
+    if (_state.compare_exchange_weak(now, now - Held, std::memory_order_release, std::memory_order_relaxed)) {
       return;
     }
-  }
+  } while ((now & Queued) == 0);
   const zov::RecursiveLock lock(*pLockMutex);
-  bool gaveUpExclusive = false;
-  if (_exclusiveCount == 0) {
-    releaseShared(type);
-  } else if (_owner == pthread_self()) {
-    gaveUpExclusive = releaseExclusive(type);
+  giveUp(Held);
+}
+
+/// Gives up what is given, and wakes: one that wants to convert; else, behind an exclusive hold, all that are
+/// queued, and behind a shared one the first. The swap is the last of the lock that is touched.
+void ZOVLock::giveUp(State given) {
+  Waiter* woken = _upgraders.takeFirst();
+  if (woken == nullptr && given == Reader) woken = _waiters.takeFirst();
+  if (woken != nullptr) {
+    woken->next = nullptr;
+  } else {
+    woken = std::exchange(_waiters, {}).first;
   }
-  if (_exclusiveCount == 0) wakeWaiters(gaveUpExclusive);
-}
-
-bool ZOVLock::releaseExclusive(_LockRequestType type) {
-  const int count = type == All ? 0 : _exclusiveCount - 1;
-  _exclusiveCount = count;
-  if (count > 0) return true;
-  _owner = 0;
-  if (ZOVThread* thread = getCurrentThread()) thread->lockFreed(*this, Exclusive);
-  trace("Thread %X releasing exclusive lock %s at %X");
-  return true;
-}
-
-void ZOVLock::releaseShared(_LockRequestType type) {
-  const Caller caller = identify();
-  LockHolder* holder = caller.token != nullptr ? caller.token : findHolder(caller.id);
-  if (holder == nullptr) return;
-  if (type != All && --holder->_count > 0) return;
-  dropHolder(holder);
-  if (caller.thread != nullptr) caller.thread->lockFreed(*this, Shared);
-  trace("Thread %X releasing shared lock %s at %X");
-}
-
-void ZOVLock::wakeWaiters(bool gaveUpExclusive) {
-  if (Waiter* upgrader = _upgraders.takeFirst()) {
-    upgrader->event.post();
-    return;
+  const State gone = _waiters.first == nullptr && _upgraders.first == nullptr ? Queued : 0;
+  State now = _state.load(std::memory_order_relaxed);
+  while (!_state.compare_exchange_weak(now, (now - given) & ~gone, std::memory_order_release,
+                                       std::memory_order_relaxed)) {
   }
-  while (Waiter* waiter = _waiters.takeFirst()) {
-    waiter->event.post();
-    if (!gaveUpExclusive) return;
-  }
+  while (woken != nullptr) std::exchange(woken, woken->next)->event.post();
 }
 
-LockHolder* ZOVLock::findHolder(pthread_t id) const {
-  for (LockHolder* holder : _sharedHolders) {
-    if (pthread_equal(holder->_threadId, id)) return holder;
-  }
-  return nullptr;
-}
-
-void ZOVLock::dropHolder(LockHolder* holder) {
-  std::erase(_sharedHolders, holder);
-  holder->_nextSpare = spareHolders;
-  spareHolders = holder;
+/// Of a waiter that was posted and has been cancelled.
+void ZOVLock::passOn() {
+  if ((_state.load(std::memory_order_relaxed) & Held) == 0) giveUp(0);
 }
 
 int ZOVLock::testDeadlockCondition() {
@@ -355,39 +378,30 @@ int ZOVLock::testDeadlockCondition() {
       &held);
   if (held.empty()) return 0;
 
-  std::vector<const ZOVLock*> locks{this};
-  std::vector<ZOVThread*> threads;
-  for (;;) {
-    const std::size_t known = threads.size();
-    for (const ZOVLock* lock : locks) lock->addThreadsThatWait(caller, threads);
-    if (threads.size() == known) return 0;
-    locks.clear();
-    for (std::size_t i = known; i < threads.size(); ++i) {
-      const ZOVLock* wanted = threads[i]->getLockWaitedFor();
-      if (wanted == nullptr) continue;
+  // What a waiting thread holds does not change while it waits. One that does not wait is part of no cycle.
+  std::vector<ZOVHeldLocks*> waiting;
+  ZOVHeldLocks::forEach([&](ZOVHeldLocks& record) ZOV_REQUIRES(*pLockMutex) {
+    const ZOVThread* thread = record.thread;
+    if (thread == nullptr || thread == caller || thread->getState() != ZOVThread::WaitingForLock) return;
+    if (thread->getLockWaitedFor() != nullptr) waiting.push_back(&record);
+  });
+  std::vector<const ZOVLock*> locks{this}, wantedNext;
+  for (; !locks.empty(); locks.swap(wantedNext), wantedNext.clear()) {
+    for (ZOVHeldLocks*& record : waiting) {
+      if (record == nullptr) continue;
+      if (!record->exclusive.holdsOneOf(locks) && !record->shared.holdsOneOf(locks)) continue;
+      const ZOVThread& thread = *std::exchange(record, nullptr)->thread;
+      const ZOVLock* wanted = thread.getLockWaitedFor();
       if (std::find(held.begin(), held.end(), wanted) != held.end()) {
-        deadlockFound(caller, threads[i], wanted);
+        deadlockFound(caller, &thread, wanted);
         return 1;
       }
-      locks.push_back(wanted);
+      if (std::find(wantedNext.begin(), wantedNext.end(), wanted) == wantedNext.end()) {
+        wantedNext.push_back(wanted);
+      }
     }
   }
-}
-
-void ZOVLock::addThreadsThatWait(const ZOVThread* caller, std::vector<ZOVThread*>& threads) const {
-  const ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load();
-  if (environment == nullptr) return;
-  const auto add = [&](pthread_t id) {
-    ZOVThread* thread = environment->findThread(&id);
-    // A holder that does not wait itself can be no part of a cycle.
-    if (thread == nullptr || thread == caller || thread->getState() != ZOVThread::WaitingForLock) return;
-    if (std::find(threads.begin(), threads.end(), thread) == threads.end()) threads.push_back(thread);
-  };
-  if (_exclusiveCount != 0) {
-    add(_owner);
-    return;
-  }
-  for (const LockHolder* holder : _sharedHolders) add(holder->_threadId);
+  return 0;
 }
 
 void ZOVLock::deadlockFound(const ZOVThread* first, const ZOVThread* second, const ZOVLock* lock) {
@@ -403,21 +417,25 @@ void ZOVLock::deadlockFound(const ZOVThread* first, const ZOVThread* second, con
 }
 
 void ZOVLock::diagDump() const {
-  const zov::RecursiveLock lock(*pLockMutex);
+  dumpUnder(*pLockMutex, [this]() ZOV_REQUIRES(*pLockMutex) { dump(); });
+}
+
+void ZOVLock::dump() const {
   DGT1_Printf(traceUnit, DGT1_ERROR, "      ZOVLock at %p  Lock name = %s", this, _name);
-  const bool available = _exclusiveCount == 0 && _sharedHolders.empty();
-  if (available) {
+  const State now = _state.load(std::memory_order_relaxed);
+  if ((now & ~Queued) == 0) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "      Lock is available");
     return;
   }
-  if (_exclusiveCount != 0) {
+  if ((now & Held) != 0) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "      Lock is held exclusively by threadid %i", _owner.load());
   } else {
-    for (const LockHolder* holder : _sharedHolders) {
-      DGT1_Printf(traceUnit, DGT1_ERROR, "      Lock is held shared by threadid %i", holder->_threadId);
-    }
+    ZOVHeldLocks::forEach([this](const ZOVHeldLocks& record) {
+      if (!record.shared.isLockOwned(this)) return;
+      DGT1_Printf(traceUnit, DGT1_ERROR, "      Lock is held shared by threadid %i", record.id);
+    });
   }
-  if (const int waiting = _waiters.entries() + _upgraders.entries()) {
-    DGT1_Printf(traceUnit, DGT1_ERROR, "      %i threads are waiting for this lock", waiting);
+  if (const int queued = _waiters.entries() + _upgraders.entries()) {
+    DGT1_Printf(traceUnit, DGT1_ERROR, "      %i threads are waiting for this lock", queued);
   }
 }

@@ -1,15 +1,22 @@
 #pragma once
 // ZOVLock: a named shared/exclusive lock, recursive in both modes, with conversion of a shared hold to
-// exclusive, with a record per thread of what it holds, and with a deadlock check that runs before each wait
-// and turns a deadlock into a recoverable exception (code 6) in the thread that would have closed the cycle.
+// exclusive, with a record per thread of what it holds (runtime/held_locks.h), and with a deadlock check that
+// runs before each wait and turns a deadlock into a recoverable exception (code 6) in the thread that would
+// have closed the cycle.
 //
-// One mutex, pLockMutex, guards the state of all locks of the process, since the check needs all of them
-// stable at once. Under it only leaves are taken: an event's mutex to post it, the thread table's, those of
-// trace and dumps. A wait gives it back, so nobody calls get() with it held; a raise is made after it has
-// been given back, and a fault under it is made good by the frame that the fault reaches. Recursive
-// acquisition and its release take no mutex. A grant that need not wait allocates nothing once the lock has
-// warmed up; the deadlock check ahead of a wait does. Locks have no fairness: a reader is let in as soon as
-// nobody holds the lock exclusively.
+// The state of a lock is one atomic word: held exclusively, somebody is queued, how many hold it shared.
+// While nobody is queued, a lock is taken and given back by one swap of the word, with no mutex; the word is
+// the last of the lock that a release touches. A thread enters a lock in its record behind the swap that
+// takes it, and erases it ahead of the one that gives it back. Recursive acquisition and its release swap
+// nothing.
+//
+// One mutex, pLockMutex, guards the queues of all locks and every wait: who must wait marks the word under
+// it, and with the mark set a release goes through it too. So the check sees all threads that wait as they
+// are, and what these hold. Under the mutex only leaves are taken: an event's mutex to post it, the thread
+// table's, those of trace and dumps. A wait gives it back, so nobody calls get() with it held; a raise is
+// made after it has been given back, and a fault under it is made good by the frame that the fault reaches. A
+// grant that need not wait allocates nothing; the deadlock check ahead of a wait does. Locks have no
+// fairness: a reader is let in as soon as nobody holds the lock exclusively.
 //
 // To clang's analysis a lock is a capability that zov::ExclusiveLock, zov::SharedLock and the bodies given to
 // holding() have:
@@ -23,13 +30,13 @@
 // entered with the lock held takes it again and says nothing; one that must be entered so says ZOV_REQUIRES.
 //
 // Errors: get answers 0 acquired, 1 locking disabled, 4 not acquired; it raises code 6 (deadlock averted) and
-// code 4 (the thread holds too many locks already; nothing is acquired then, and without a recovery frame the
-// answer is 4).
+// code 4 (the thread holds 50 locks of the mode already; it does not wait then, acquires nothing, and gets
+// the answer 4 where no recovery frame stands).
 
 #include <pthread.h>
 
 #include <atomic>
-#include <vector>
+#include <cstdint>
 
 #include "runtime/collectable.h"
 #include "runtime/event.h"
@@ -40,27 +47,11 @@ class ZOVThread;
 enum _LockRequestType { Shared = 0, Exclusive = 1, All = 2 };  ///< All: release only, every level at once
 enum _WaitRequestType { Wait = 0, DoNotWait = 1 };
 
-/// One thread's shared hold on one lock.
-class LockHolder : public ZOVCollectable {
- public:
-  explicit LockHolder(pthread_t id) : _threadId(id) {}
-  RWClassID isA() const override { return 32703; }
-  bool isEqual(const RWCollectable* other) const override;
-
-  pthread_t getThreadId() const { return _threadId; }
-  int _count = 1;  ///< nesting; touched by the holder alone
-
- private:
-  friend class ZOVLock;
-  pthread_t _threadId;
-  LockHolder* _nextSpare = nullptr;  // guarded by pLockMutex
-};
-
 class ZOV_CAPABILITY("lock") ZOVLock : public ZOVCollectable {
  public:
   /// `name` is for dumps and kept by pointer; null reads "Unknown".
   explicit ZOVLock(const char* name = nullptr);
-  /// Takes the lock off the calling thread's records. No other thread may hold it or wait for it.
+  /// Takes the lock off the records of all threads. No other thread may use it then or wait for it.
   ~ZOVLock() override;
   ZOVLock(const ZOVLock&) = delete;
   ZOVLock& operator=(const ZOVLock&) = delete;
@@ -86,7 +77,7 @@ class ZOV_CAPABILITY("lock") ZOVLock : public ZOVCollectable {
   virtual int getLockLevel() const { return 0; }
 
  private:
-  struct Caller;  // the calling thread, as one call of get or release sees it
+  struct Request;  // one call of get that takes the long way
   struct Waiter;
   struct Queue {  // first in, first out, over waiters on their threads' stacks
     Waiter* first = nullptr;
@@ -97,38 +88,37 @@ class ZOV_CAPABILITY("lock") ZOVLock : public ZOVCollectable {
     int entries() const;
   };
   enum class Grant { Acquired, NotAcquired, TooManyLocks, Deadlock, MustWait };
+  using State = std::uint32_t;
+  static constexpr State Held = 1;    // exclusively
+  static constexpr State Queued = 2;  // somebody is, or was; set and cleared under pLockMutex
+  static constexpr State Reader = 4;  // one thread that holds it shared; above, their number
+  static bool blocks(State state, _LockRequestType type, State own);
 
+  bool acquireAtOnce(_LockRequestType type);
+  Grant acquireOrWait(_LockRequestType type, _WaitRequestType wait);
   // Of these only the two waits give pLockMutex back, and take it again.
-  Grant acquire(Caller& caller, _LockRequestType type, _WaitRequestType wait) ZOV_REQUIRES(*pLockMutex);
-  Grant tryGrant(Caller& caller, _LockRequestType type, _WaitRequestType wait) ZOV_REQUIRES(*pLockMutex);
-  Grant mustWait(const Caller& caller, _LockRequestType type, _WaitRequestType wait)
-      ZOV_REQUIRES(*pLockMutex);
-  bool mustConvert(const Caller& caller, _LockRequestType type) const ZOV_REQUIRES(*pLockMutex);
-  Grant grantExclusive(const Caller& caller, const char* traceFormat) ZOV_REQUIRES(*pLockMutex);
-  Grant grantShared(Caller& caller) ZOV_REQUIRES(*pLockMutex);
-  void waitInQueue(const Caller& caller, Waiter& waiter) ZOV_REQUIRES(*pLockMutex);
-  void waitToConvert(const Caller& caller, Waiter& waiter) ZOV_REQUIRES(*pLockMutex);
-  bool releaseExclusive(_LockRequestType type) ZOV_REQUIRES(*pLockMutex);
-  void releaseShared(_LockRequestType type) ZOV_REQUIRES(*pLockMutex);
-  void wakeWaiters(bool gaveUpExclusive) ZOV_REQUIRES(*pLockMutex);
-  LockHolder* findHolder(pthread_t id) const ZOV_REQUIRES(*pLockMutex);
-  void dropHolder(LockHolder* holder) ZOV_REQUIRES(*pLockMutex);
-  void addThreadsThatWait(const ZOVThread* caller, std::vector<ZOVThread*>& threads) const
-      ZOV_REQUIRES(*pLockMutex);
+  Grant acquire(Request& request) ZOV_REQUIRES(*pLockMutex);
+  Grant tryGrant(const Request& request) ZOV_REQUIRES(*pLockMutex);
+  Grant mayWait(Request& request) ZOV_REQUIRES(*pLockMutex);
+  void waitInQueue(Request& request, Waiter& waiter) ZOV_REQUIRES(*pLockMutex);
+  void waitToConvert(Request& request, Waiter& waiter) ZOV_REQUIRES(*pLockMutex);
+  bool takeBackShared() ZOV_REQUIRES(*pLockMutex);
+  void wait(Request& request, Waiter& waiter) ZOV_REQUIRES(*pLockMutex);
+  void giveUp(State given) ZOV_REQUIRES(*pLockMutex);
+  void passOn() ZOV_REQUIRES(*pLockMutex);
 
-  Caller identify() const;
-  void wait(ZOVEvent& event) const;
+  void releaseExclusive(_LockRequestType type);
+  void waitFor(ZOVEvent& event) const;
   void trace(const char* format) const;
+  void dump() const ZOV_REQUIRES(*pLockMutex);
 
-  // Written under pLockMutex; read by the owner without it.
-  std::atomic<int> _exclusiveCount{0};
-  std::atomic<pthread_t> _owner{0};
+  std::atomic<State> _state{0};
+  std::atomic<int> _exclusiveCount{0};  // touched by the owner alone
+  std::atomic<pthread_t> _owner{0};     // only the owner can see its own id here
   Queue _waiters ZOV_GUARDED_BY(*pLockMutex);
-  std::vector<LockHolder*> _sharedHolders ZOV_GUARDED_BY(*pLockMutex);
   Queue _upgraders ZOV_GUARDED_BY(*pLockMutex);
   /// A thread may still name this lock as the one that it waits for.
   bool _averted ZOV_GUARDED_BY(*pLockMutex) = false;
-  static LockHolder* spareHolders ZOV_GUARDED_BY(*pLockMutex);
 
   const char* _name;
   bool _enabled = true;

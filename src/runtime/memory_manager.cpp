@@ -76,20 +76,18 @@ void* unlinkBlock(void* pointer) {
   return prefix;
 }
 
+// Plain additions: on a counter that many threads share, an atomic one would cost more than the allocation.
+// An update that is lost between two threads is of no harm.
 void count(std::size_t size) {
-  const std::size_t now =
-      ZOVMemoryManager::CurrentAllocation.fetch_add(size, std::memory_order_relaxed) + size;
-  std::size_t mark = ZOVMemoryManager::HighWaterMark.load(std::memory_order_relaxed);
-  while (mark < now &&
-         !ZOVMemoryManager::HighWaterMark.compare_exchange_weak(mark, now, std::memory_order_relaxed)) {
-  }
+  const std::size_t now = ZOVMemoryManager::CurrentAllocation.load(std::memory_order_relaxed) + size;
+  ZOVMemoryManager::CurrentAllocation.store(now, std::memory_order_relaxed);
+  if (now <= ZOVMemoryManager::HighWaterMark.load(std::memory_order_relaxed)) return;
+  ZOVMemoryManager::HighWaterMark.store(now, std::memory_order_relaxed);
 }
 
 void uncount(std::size_t size) {
-  std::size_t now = ZOVMemoryManager::CurrentAllocation.load(std::memory_order_relaxed);
-  while (!ZOVMemoryManager::CurrentAllocation.compare_exchange_weak(now, size < now ? now - size : 0,
-                                                                    std::memory_order_relaxed)) {
-  }
+  const std::size_t now = ZOVMemoryManager::CurrentAllocation.load(std::memory_order_relaxed);
+  ZOVMemoryManager::CurrentAllocation.store(size < now ? now - size : 0, std::memory_order_relaxed);
 }
 
 }  // namespace
@@ -127,14 +125,15 @@ void ZOVMemoryManager::operator delete(void* pointer, std::size_t size) {
 }
 
 void ZOVMemoryManager::displayMemoryUse() {
-  DGT1_Print(traceUnit, __LINE__, "The current amount of memory in use is %i", CurrentAllocation.load());
-  DGT1_Print(traceUnit, __LINE__, "The high water amount of memory used is %i", HighWaterMark.load());
+  DGT1_Printf(traceUnit, DGT1_ERROR, "The current amount of memory in use is %i", CurrentAllocation.load());
+  DGT1_Printf(traceUnit, DGT1_ERROR, "The high water amount of memory used is %i", HighWaterMark.load());
   if (heapTrace()) heapWalk();
 }
 
 void ZOVMemoryManager::heapWalk() {
+  if (!traceUnit.on(DGT1_ERROR)) return;
   const zov::MutexLock lock(heapTraceMutex);
-  DGT1_Print(traceUnit, __LINE__, "Contents of configuration heap follows:");
+  DGT1_Printf(traceUnit, DGT1_ERROR, "Contents of configuration heap follows:");
   for (const Prefix* block = firstAllocPrefix.next; block != &firstAllocPrefix; block = block->next) {
     struct tm fields {};
     RWTime(block->time).extract(&fields);
@@ -142,10 +141,10 @@ void ZOVMemoryManager::heapWalk() {
     std::strftime(time, sizeof time, "%m/%d/%Y %H:%M:%S", &fields);
     const std::size_t size = block->size - countedPrefix;
     const std::size_t shown = std::min(size, displayedBytes);
-    DGT1_Print(traceUnit, __LINE__, "%i bytes of storage allocated at %s by %s : %s", size, time,
-               block->sourceTag, block->function);
-    DGT1_Print(traceUnit, __LINE__, "%i bytes displayed from this allocation", shown);
+    DGT1_Printf(traceUnit, DGT1_ERROR, "%i bytes of storage allocated at %s by %s : %s", size, time,
+                block->sourceTag, block->function);
+    DGT1_Printf(traceUnit, DGT1_ERROR, "%i bytes displayed from this allocation", shown);
     SnapHex(traceUnit, block + 1, shown, "Storage");
   }
-  DGT1_Print(traceUnit, __LINE__, "End contents of configuration heap");
+  DGT1_Printf(traceUnit, DGT1_ERROR, "End contents of configuration heap");
 }

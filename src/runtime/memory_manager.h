@@ -1,7 +1,8 @@
 #pragma once
 // ZOVMemoryManager: counts what the agent's objects use, raises code 3 (recoverable) instead of returning
-// null, and with ZOV_HEAP_DEBUG=YES keeps a walkable list of all blocks. The counters are for diagnosis; they
-// are relaxed atomics. The base of nearly all classes, and a pair of functions for plain storage.
+// null, and with ZOV_HEAP_DEBUG=YES keeps a walkable list of all blocks. The counters are for diagnosis: they
+// are changed by plain additions, and one that meets another thread's may be lost. The base of nearly all
+// classes, and a pair of functions for plain storage.
 
 #include <atomic>
 #include <cstddef>
@@ -22,7 +23,7 @@ class ZOVMemoryManager {
   static std::atomic<std::size_t> CurrentAllocation;  ///< bytes, with prefixes; never wraps below 0
   static std::atomic<std::size_t> HighWaterMark;
 
-  /// Traces both counters and, with the heap trace on, the blocks.
+  /// Traces both counters and, with the heap trace on, the blocks; under the error bit.
   static void displayMemoryUse();
   static void heapWalk();
 };

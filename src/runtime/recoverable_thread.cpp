@@ -26,11 +26,7 @@ ZOVRecoverableThread::ZOVRecoverableThread(EntryPoint entry, void* argument, int
 
 ZOVRecoverableThread::~ZOVRecoverableThread() {
   partFromThread();
-  ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load();
-  if (_registered && environment != nullptr) {  // killed, and yet to unwind
-    const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
-    environment->threadTable().remove(this);
-  }
+  ZOVRecoverableThread::partedFromRun();
   while (_bottom != nullptr) {
     ZOVThreadRecoveryEnvironmentElement* above = _bottom->above();
     delete _bottom;
@@ -38,19 +34,30 @@ ZOVRecoverableThread::~ZOVRecoverableThread() {
   }
 }
 
-void ZOVRecoverableThread::registerThread() {
+// The former run is killed, and has yet to come to its end.
+void ZOVRecoverableThread::partedFromRun() {
   ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load();
-  if (environment == nullptr) return;
-  environment->registerThread(this);
-  _registered = true;
+  if (_registered && environment != nullptr) {
+    const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
+    environment->threadTable().remove(this);
+  }
+  detach();
+  _registered = false;
+  _top = nullptr;
+}
+
+void ZOVRecoverableThread::registerThread() {
+  if (ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load()) {
+    environment->registerThread(this);
+  }
 }
 
 void ZOVRecoverableThread::deregisterThread() {
   freeAllLocks();
   if (!_registered) return;
-  ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load();
-  if (environment != nullptr) environment->deregisterThread(this);
-  _registered = false;
+  if (ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load()) {
+    environment->deregisterThread(this);
+  }
 }
 
 void ZOVRecoverableThread::callThreadEP() {
@@ -59,12 +66,16 @@ void ZOVRecoverableThread::callThreadEP() {
       [](void* object) {
         auto* thread = static_cast<ZOVRecoverableThread*>(object);
         const auto failure = guarded(ZOV_PLACE, [thread] { thread->ZOVThread::callThreadEP(); });
-        if (failure) thread->_failed = true;
+        if (failure) markFailed();
       },
       this);
   if (!outcome.raised) return;
-  _failed = true;
+  markFailed();
   DGT1_Printf(traceUnit, DGT1_ERROR, "Program exception detected in configuration manager thread");
+}
+
+void ZOVRecoverableThread::markFailed() {
+  toOwnObject([](ZOVThread& thread) { static_cast<ZOVRecoverableThread&>(thread)._failed = true; });
 }
 
 int ZOVRecoverableThread::canBeDeleted() const {

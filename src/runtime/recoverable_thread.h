@@ -37,11 +37,18 @@ class ZOVRecoverableThread : public ZOVThread {
   /// Makes `element`, one of this thread's, the current one again: what lies above it was left by a raise.
   void cutRecoveryStackTo(ZOVThreadRecoveryEnvironmentElement* element) { _top = element; }
   int getRecoveryDepth() const;
+  /// Whether it stands in the thread table in its own right, and not for a frame alone. Of the environment.
+  void setRegistered(bool registered) { _registered = registered; }
   void saveTraceEntry(const char* tag, const char* function, int type, long parameter);
   void printInternalTrace() const;
   void printStackDump() const;
 
+ protected:
+  void partedFromRun() override;
+
  private:
+  static void markFailed();
+
   std::atomic<ZOVThreadRecoveryEnvironmentElement*> _top{nullptr};
   ZOVThreadRecoveryEnvironmentElement* _bottom = nullptr;  // the elements are kept for reuse after a pop
   std::atomic<bool> _failed{false};

@@ -3,6 +3,7 @@
 #include <exception>
 #include <new>
 
+#include "platform/cancellation.h"
 #include "platform/frames.h"
 #include "runtime/environment.h"
 #include "runtime/recoverable_thread.h"
@@ -13,13 +14,18 @@ static DGT1_Unit traceUnit("ZOVCRCVY");
 namespace {
 using zov_detail::Action;
 
-// Runs the body in a plain frame. A fault may have struck with the mutex of the locks taken: the frame gives
-// back what it did not find taken.
+// Runs the body in a plain frame. A raise jumps past the ends of scopes, and a fault may strike anywhere: the
+// frame undoes what it did not find done of what the whole thread depends on.
 XFR1_Outcome runFrame(Action body, void* context) {
   ZOVLock::init();
-  const int depth = ZOVLock::pLockMutex->depth();
+  const int mutexDepth = ZOVLock::pLockMutex->depth();
+  const int cancellationDepth = zov::CancellationOff::depth();
+  zov::TraceHold* const hold = zov::TraceHold::current();
   const XFR1_Outcome outcome = XFR1_Run(body, context);
-  if (outcome.raised) ZOVLock::pLockMutex->releaseTo(depth);
+  if (!outcome.raised) return outcome;
+  ZOVLock::pLockMutex->releaseTo(mutexDepth);
+  zov::CancellationOff::cutTo(cancellationDepth);
+  zov::TraceHold::cutTo(hold);
   return outcome;
 }
 
@@ -147,7 +153,10 @@ bool zov_detail::runWithCleanup(Action body, void* bodyContext, Action cleanup, 
   struct Cleanup {
     Action action;
     void* context;
-    ~Cleanup() { action(context); }
+    ~Cleanup() {
+      const zov::CancellationOff whole;
+      action(context);
+    }
   };
   XFR1_Outcome outcome{false, 0};
   if (XFR1_Thread()->current == nullptr) {

@@ -20,6 +20,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/trace.h"
 #include "runtime/collectable.h"
 #include "runtime/exception.h"
 #include "runtime/lock.h"
@@ -88,7 +89,8 @@ std::optional<ZOVException> guarded(const char* tag, const char* function, Body&
 
 /// Runs body, and then cleanup on every path: return, raise, C++ exception, cancellation. What ended the body
 /// then goes on, to the next frame out; a failure without one is displayed and ends here, and withCleanup
-/// returns. The cleanup must not raise, and should not wait: a kill that is pending acts in its waits too.
+/// returns. The cleanup must not raise. A kill that is pending acts behind it, not in its waits; so it waits
+/// for nothing that may never come.
 template <class Body, class Cleanup>
 void withCleanup(Body&& body, Cleanup&& cleanup) {
   auto* called = std::addressof(body);
@@ -114,4 +116,22 @@ auto holding(ZOVLock& lock, _LockRequestType mode, Body&& body) {
     if (!result) return Result{};
     return Result(std::move(*result));
   }
+}
+
+/// Runs a dump with the mutex held, and writes its lines when that has been given back, which it is on every
+/// path. A failure of the dump goes on to the next frame out.
+template <class Body>
+void dumpUnder(ZOVMutex& mutex, Body&& body) {
+  zov::TraceHold lines;
+  lines.begin();
+  const int depth = mutex.depth();
+  withCleanup(
+      [&]() ZOV_NO_THREAD_SAFETY_ANALYSIS {
+        const zov::RecursiveLock lock(mutex);
+        body();
+      },
+      [&] {
+        mutex.releaseTo(depth);
+        lines.write();
+      });
 }

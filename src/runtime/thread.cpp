@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "platform/cancellation.h"
 #include "runtime/lock.h"
 #include "runtime/recovery.h"
 #include "runtime/thread_manager.h"
@@ -15,7 +16,7 @@ struct ZOVThread::Life {
   explicit Life(ZOVThread* of) : thread(of) {}
   ZOVMutex mutex;
   ZOVThread* thread ZOV_GUARDED_BY(mutex);  // null once the object is gone
-  ZOVEvent unwound;                         // posted when a cancelled thread has come to its end
+  ZOVEvent unwound;                         // posted when the thread has come to its end
 
   void setThread(ZOVThread* to) {
     const zov::RecursiveLock lock(mutex);
@@ -23,102 +24,45 @@ struct ZOVThread::Life {
   }
 };
 
-// The running thread's hold on its life. When the thread is cancelled, its unwinding ends here.
+// The running thread's hold on its life. However the thread ends, by returning or by unwinding, it ends here.
 class ZOVThread::LifeScope {
  public:
-  explicit LifeScope(std::shared_ptr<Life> life) : _life(std::move(life)) {}
+  explicit LifeScope(std::shared_ptr<Life> life) : _life(std::move(life)) { own = _life.get(); }
   ~LifeScope() {
-    if (_ended) return;
-    {
-      const zov::RecursiveLock lock(_life->mutex);
-      if (_life->thread != nullptr) _life->thread->endOfThread();
-    }
+    const zov::CancellationOff whole;
+    ZOVThreadManager* manager = nullptr;
+    ZOVThread* thread = nullptr;
+    toOwnObject([&](ZOVThread& object) {
+      thread = &object;
+      manager = object.endOfThread();
+    });
+    // Outside of the life's mutex, which comes behind the manager's. A managed object stays until this call.
+    if (manager != nullptr) manager->ThreadIsDone(*thread);
+    zovOwnHeldLocks.releaseAll(true);  // what a thread holds that has parted from its object
+    own = nullptr;
     _life->unwound.post();
   }
   LifeScope(const LifeScope&) = delete;
   LifeScope& operator=(const LifeScope&) = delete;
-  ZOVThread* thread() const {
-    const zov::RecursiveLock lock(_life->mutex);
-    return _life->thread;
-  }
-  void ended() { _ended = true; }
+
+  static constinit thread_local Life* own;  // the calling thread's
 
  private:
   std::shared_ptr<Life> _life;
-  bool _ended = false;
 };
+constinit thread_local ZOVThread::Life* ZOVThread::LifeScope::own = nullptr;
 
-namespace {
-// A destructor cannot be left by cancellation.
-class NoCancellation {
- public:
-  NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &_former); }
-  ~NoCancellation() { pthread_setcancelstate(_former, nullptr); }
-  NoCancellation(const NoCancellation&) = delete;
-  NoCancellation& operator=(const NoCancellation&) = delete;
-
- private:
-  int _former = 0;
-};
-}  // namespace
+void ZOVThread::toOwnObject(const std::function<void(ZOVThread&)>& action) {
+  Life* life = LifeScope::own;
+  if (life == nullptr) return;
+  const zov::RecursiveLock lock(life->mutex);
+  if (life->thread != nullptr) action(*life->thread);
+}
 
 const char* ZOVThread::getStateText(int state) {
   static constexpr const char* texts[] = {"Waiting to run",    "Running",   "Paused",   "Waiting for lock",
                                           "Waiting for event", "Suspended", "Completed"};
   return state >= WaitingToRun && state <= Completed ? texts[state] : "Unknown";
-}
-
-void ZOVThread::HeldLockPlaceholderTable::addNewEntry(const ZOVLock* lock, const void* token) {
-  if (isFull()) {
-    zovRaise(ZOVException(ZOV_TOO_MANY_LOCKS));
-    return;
-  }
-  int index = 0;
-  while (_pairs[index].lock != nullptr) ++index;
-  _pairs[index] = {lock, token};
-  --_freeCount;
-  ++_usedCount;
-  _lastIndex.store(index, std::memory_order_relaxed);
-  if (index > _highestIndex) _highestIndex = index;
-}
-
-int ZOVThread::HeldLockPlaceholderTable::indexOf(const ZOVLock* lock) const {
-  const int last = _lastIndex.load(std::memory_order_relaxed);
-  if (last >= 0 && _pairs[last].lock == lock) return last;
-  for (int i = 0; i <= _highestIndex; ++i) {
-    if (_pairs[i].lock == lock) return i;
-  }
-  return -1;
-}
-
-void ZOVThread::HeldLockPlaceholderTable::removeEntry(const ZOVLock* lock) {
-  const int index = indexOf(lock);
-  if (index < 0) return;
-  _pairs[index] = {};
-  ++_freeCount;
-  --_usedCount;
-  if (index == _highestIndex) --_highestIndex;
-  if (index == _lastIndex.load(std::memory_order_relaxed)) _lastIndex.store(-1, std::memory_order_relaxed);
-}
-
-const void* ZOVThread::HeldLockPlaceholderTable::getTokenFor(const ZOVLock* lock) const {
-  const int index = indexOf(lock);
-  if (index < 0) return nullptr;
-  _lastIndex.store(index, std::memory_order_relaxed);
-  return _pairs[index].token;
-}
-
-bool ZOVThread::HeldLockPlaceholderTable::isLockOwned(const ZOVLock* lock) const {
-  const int index = indexOf(lock);
-  if (index >= 0) _lastIndex.store(index, std::memory_order_relaxed);
-  return index >= 0;
-}
-
-const ZOVLock* ZOVThread::HeldLockPlaceholderIterator::next() {
-  while (_index <= _table._highestIndex) {
-    if (const ZOVLock* lock = _table._pairs[_index++].lock) return lock;
-  }
-  return nullptr;
 }
 
 ZOVThread::ZOVThread(EntryPoint entry, void* argument, int argumentSize, unsigned int stackSize)
@@ -145,12 +89,13 @@ ZOVThread::ZOVThread(const ZOVThread& other)
 
 ZOVThread::~ZOVThread() {
   partFromThread();
+  detach();
   if (_attributesInitialised) pthread_attr_destroy(&_attributes);
   if (_ownsArgument) ZOVMemoryManager::release(_argument, static_cast<std::size_t>(_argumentSize));
 }
 
 void ZOVThread::partFromThread() {
-  const NoCancellation uncancelled;
+  const zov::CancellationOff whole;
   waitForThreadToFinish();
   const std::shared_ptr<Life> life = std::move(_life);
   if (life == nullptr) return;
@@ -170,14 +115,16 @@ int ZOVThread::start(ZOVThreadManager* manager) {
   return running;
 }
 
-/// A run that was killed and has yet to unwind must not touch what the next one uses.
+// A run that was killed and has yet to come to its end must not touch what the next one uses.
 void ZOVThread::partFromFormerRun() {
   std::shared_ptr<Life> former;
   {
     const zov::RecursiveLock lock(*_stateMutex);
     if (!_running) former = _life;
   }
-  if (former != nullptr) former->setThread(nullptr);
+  if (former == nullptr) return;
+  former->setThread(nullptr);
+  partedFromRun();
 }
 
 void ZOVThread::createLocked(ZOVThreadManager* manager) {
@@ -208,10 +155,13 @@ void ZOVThread::createLocked(ZOVThreadManager* manager) {
 
 void* ZOVThread::ThreadDispatcher(void* life) {
   const std::unique_ptr<std::shared_ptr<Life>> given(static_cast<std::shared_ptr<Life>*>(life));
-  LifeScope scope(*given);
-  ZOVThread* thread = scope.thread();
-  if (thread != nullptr) thread->enterNewThread();
-  scope.ended();
+  const LifeScope scope(*given);
+  ZOVThread* thread = nullptr;
+  toOwnObject([&](ZOVThread& object) {
+    thread = &object;
+    object.enterNewThread();
+  });
+  if (thread != nullptr) thread->callThreadEP();
   return nullptr;
 }
 
@@ -219,25 +169,21 @@ void ZOVThread::enterNewThread() {
   _threadId = pthread_self();
   if (supposedToRegister()) registerThread();
   setState(Running);
-  callThreadEP();
-  endOfThread();
 }
 
-void ZOVThread::endOfThread() {
-  const NoCancellation uncancelled;
-  ZOVThreadManager* manager = nullptr;
+ZOVThreadManager* ZOVThread::endOfThread() {
   bool deleteNow = false;
   {
     const zov::RecursiveLock lock(*_stateMutex);
     setState(Completed);
     if (supposedToRegister()) deregisterThread();
-    if (!_running) return;
-    manager = _manager;
-    deleteNow = manager == nullptr && deleteThreadWhenFinished();
-    if (manager == nullptr) markEnded();
+    if (!_running) return nullptr;
+    if (_manager != nullptr) return _manager;
+    deleteNow = deleteThreadWhenFinished();
+    markEnded();
   }
-  if (manager != nullptr) manager->ThreadIsDone(*this);
   if (deleteNow) delete this;
+  return nullptr;
 }
 
 void ZOVThread::markEnded() {
@@ -247,7 +193,9 @@ void ZOVThread::markEnded() {
 }
 
 void ZOVThread::callThreadEP() {
-  if (_entryPoint != nullptr) _exitCode = _entryPoint(_argument, this);
+  if (_entryPoint == nullptr) return;
+  const int exitCode = _entryPoint(_argument, this);
+  toOwnObject([exitCode](ZOVThread& object) { object._exitCode = exitCode; });
 }
 
 int ZOVThread::kill() {
@@ -293,14 +241,9 @@ int ZOVThread::waitForUnavailableLock(const ZOVLock& lock, int) {
   return 1;
 }
 
-void ZOVThread::lockAcquired(ZOVLock& lock, int type, void* token) {
-  if (_state.load(std::memory_order_relaxed) != Running) setState(Running);
-  if (_lockWaitedFor.load(std::memory_order_relaxed) != nullptr) _lockWaitedFor = nullptr;
-  tableFor(type).addNewEntry(&lock, token);
-}
-
-void ZOVThread::lockFreed(ZOVLock& lock, int type) {
-  tableFor(type).removeEntry(&lock);
+void ZOVThread::lockAcquired() {
+  setState(Running);
+  _lockWaitedFor = nullptr;
 }
 
 void ZOVThread::forgetLock(const ZOVLock& lock) {
@@ -308,49 +251,48 @@ void ZOVThread::forgetLock(const ZOVLock& lock) {
   _lockWaitedFor.compare_exchange_strong(expected, nullptr);
 }
 
-const void* ZOVThread::getLockToken(const ZOVLock& lock) const {
-  return _sharedLocks.getTokenFor(&lock);
+void ZOVThread::detach() {
+  if (_held == nullptr) return;
+  const zov::RecursiveLock lock(*ZOVLock::pLockMutex);
+  ZOVHeldLocks* held = _held.exchange(nullptr);
+  if (held != nullptr) held->thread = nullptr;
 }
 
 void ZOVThread::callForEachLockHeld(void (*function)(const ZOVLock*, const ZOVThread*, void*),
                                     void* context) const {
-  HeldLockPlaceholderIterator exclusive(_exclusiveLocks);
+  const ZOVHeldLocks* held = _held;
+  if (held == nullptr) return;
+  HeldLockPlaceholderIterator exclusive(held->exclusive);
   while (const ZOVLock* lock = exclusive.next()) function(lock, this, context);
-  HeldLockPlaceholderIterator shared(_sharedLocks);
+  HeldLockPlaceholderIterator shared(held->shared);
   while (const ZOVLock* lock = shared.next()) {
-    if (!_exclusiveLocks.isLockOwned(lock)) function(lock, this, context);
+    if (!held->exclusive.isLockOwned(lock)) function(lock, this, context);
   }
 }
 
 void ZOVThread::freeAllLocks() {
   ZOV_TRACE(Restricted);
-  for (HeldLockPlaceholderTable* table : {&_exclusiveLocks, &_sharedLocks}) {
-    for (;;) {
-      const ZOVLock* lock = HeldLockPlaceholderIterator(*table).next();
-      if (lock == nullptr) break;
-      const_cast<ZOVLock*>(lock)->release(All);
-      const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
-      table->removeEntry(lock);
-    }
-  }
+  if (_held == &zovOwnHeldLocks) zovOwnHeldLocks.releaseAll(false);
 }
 
 void ZOVThread::diagDump() const {
-  DGT1_Printf(traceUnit, DGT1_ERROR, "   ZOVThread at %p   Thread id %i  Current State %s", this,
-              getThreadId(), getStateText(_state));
-  dumpLocks();
+  dumpUnder(*ZOVLock::pLockMutex, [this] {
+    DGT1_Printf(traceUnit, DGT1_ERROR, "   ZOVThread at %p   Thread id %i  Current State %s", this,
+                getThreadId(), getStateText(_state));
+    dumpLocks();
+  });
 }
 
 void ZOVThread::dumpLocks() const {
-  const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
   const ZOVLock* waitedFor = _lockWaitedFor;
   if (_state == WaitingForLock && waitedFor != nullptr) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "   Dump of lock waiting for follows");
     waitedFor->diagDump();
   }
-  if (_exclusiveLocks.entries() == 0 && _sharedLocks.entries() == 0) return;
+  const ZOVHeldLocks* record = _held;
+  if (record == nullptr || record->exclusive.entries() + record->shared.entries() == 0) return;
   DGT1_Printf(traceUnit, DGT1_ERROR, "   Dump of locks held follows");
-  for (const HeldLockPlaceholderTable* table : {&_exclusiveLocks, &_sharedLocks}) {
+  for (const HeldLockPlaceholderTable* table : {&record->exclusive, &record->shared}) {
     const bool exclusive = table->getMode() == HeldLockPlaceholderTable::ExclusiveMode;
     HeldLockPlaceholderIterator held(*table);
     while (const ZOVLock* lock = held.next()) {

@@ -1,15 +1,18 @@
 #pragma once
-// ZOVThread: a thread object knows its entry point, its state, the lock that it waits for and the locks that
-// it holds; the last two are what the deadlock check walks. Threads are detached and never joined; the done
-// event tells their end. The object outlives the thread, and its destructor waits for it.
+// ZOVThread: a thread object knows its entry point, its state, the lock that it waits for and, while it is
+// known, the locks that it holds; the last two are what the deadlock check walks. Threads are detached and
+// never joined; the done event tells their end. The object outlives the thread, and its destructor waits for
+// it.
 
 #include <pthread.h>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 
 #include "runtime/collectable.h"
 #include "runtime/event.h"
+#include "runtime/held_locks.h"
 #include "runtime/lock.h"
 #include "runtime/mutex.h"
 
@@ -29,48 +32,8 @@ class ZOVThread : public ZOVCollectable {
   };
   static const char* getStateText(int state);  ///< "Unknown" outside the enumeration
 
-  /// A fixed table of 50 held locks of one mode. Changed by its thread alone, under ZOVLock::pLockMutex; read
-  /// by others under that mutex, and by its own thread without it.
-  class HeldLockPlaceholderIterator;
-  class HeldLockPlaceholderTable {
-   public:
-    enum _Mode { ExclusiveMode = 0, SharedMode = 1 };
-    static constexpr int Capacity = 50;
-    explicit HeldLockPlaceholderTable(_Mode mode) : _mode(mode) {}
-
-    bool isFull() const { return _freeCount == 0; }
-    void addNewEntry(const ZOVLock* lock, const void* token);  ///< a full table raises code 4
-    void removeEntry(const ZOVLock* lock);                     ///< an absent lock is no error
-    const void* getTokenFor(const ZOVLock* lock) const;
-    bool isLockOwned(const ZOVLock* lock) const;
-    int entries() const { return _usedCount; }
-    int getHighestIndex() const { return _highestIndex; }
-    _Mode getMode() const { return _mode; }
-
-   private:
-    friend class HeldLockPlaceholderIterator;
-    struct Pair {
-      const ZOVLock* lock = nullptr;
-      const void* token = nullptr;
-    };
-    int indexOf(const ZOVLock* lock) const;
-
-    Pair _pairs[Capacity];
-    int _freeCount = Capacity;
-    int _usedCount = 0;
-    mutable std::atomic<int> _lastIndex{-1};  // a one-entry memory
-    int _highestIndex = -1;
-    _Mode _mode;
-  };
-  class HeldLockPlaceholderIterator {
-   public:
-    explicit HeldLockPlaceholderIterator(const HeldLockPlaceholderTable& table) : _table(table) {}
-    const ZOVLock* next();
-
-   private:
-    const HeldLockPlaceholderTable& _table;
-    int _index = 0;
-  };
+  using HeldLockPlaceholderTable = ::HeldLockPlaceholderTable;
+  using HeldLockPlaceholderIterator = ::HeldLockPlaceholderIterator;
 
   ZOVThread() = default;
   /// With argumentSize not 0 the argument is copied and owned. stackSize 0: the system's default.
@@ -92,19 +55,17 @@ class ZOVThread : public ZOVCollectable {
   virtual int deleteThreadWhenFinished() const { return 0; }
   virtual void setState(_ThreadState state) { _state = state; }
   virtual int waitForUnavailableLock(const ZOVLock& lock, int type);
-  virtual void lockAcquired(ZOVLock& lock, int type, void* token);  ///< raises code 4 when the table is full
-  virtual void lockFreed(ZOVLock& lock, int type);
+  virtual void lockAcquired();  ///< the wait is over
   virtual void diagDump() const;
-  virtual const void* getLockToken(const ZOVLock& lock) const;
   virtual void callForEachLockHeld(void (*function)(const ZOVLock*, const ZOVThread*, void*),
                                    void* context) const;
-  /// Gives back what the calling thread holds, this object being its own. An entry that cannot be given back
-  /// is dropped.
+  /// Gives back what the calling thread took while this object was its own. An entry that cannot be given
+  /// back is dropped.
   virtual void freeAllLocks();
-  /// False when lockAcquired of the type would raise code 4.
-  bool canHoldAnotherLock(int type) const { return !tableFor(type).isFull(); }
   /// Forgets a lock that is about to go.
   void forgetLock(const ZOVLock& lock) ZOV_REQUIRES(*ZOVLock::pLockMutex);
+  /// The object and the record of what its thread holds know each other no longer.
+  void detach();
 
   bool isThisCurrentThread() const { return _threadId.load() == pthread_self(); }
   unsigned long getThreadId() const { return _threadId.load(); }
@@ -113,28 +74,30 @@ class ZOVThread : public ZOVCollectable {
   int getExitCode() const { return _exitCode; }
 
  protected:
-  /// Waits for the end of the thread. One that was killed gets a moment to unwind
-  /// (zovWaits().killedThreadSeconds), and is cut off from this object then. The first line of the destructor
-  /// of each class that the thread's end uses.
+  /// Waits for the end of the thread. One that was killed gets a moment to come to its end, by unwinding or
+  /// by returning (zovWaits().killedThreadSeconds), and is parted from this object then: what it does later
+  /// does not touch the object. The first line of the destructor of each class that the thread's end uses.
   void partFromThread();
+  /// The object has been parted from a run that was killed and goes on without it.
+  virtual void partedFromRun() {}
+  /// Runs the action on the object of the calling thread, unless the two have parted. The object stays until
+  /// the action ends.
+  static void toOwnObject(const std::function<void(ZOVThread&)>& action);
 
   std::atomic<unsigned long> _threadId{0};  // pthread_self() as seen inside the thread
 
  private:
   friend class ZOVThreadManager;
+  friend class ZOVHeldLocks;
   struct Life;  // what a running thread and its object share, so that either may go first
   class LifeScope;
   static void* ThreadDispatcher(void* life);
   void enterNewThread();
-  void endOfThread();
+  ZOVThreadManager* endOfThread();  // the manager that is still to be told
   void partFromFormerRun();
   void createLocked(ZOVThreadManager* manager) ZOV_REQUIRES(*_stateMutex);
   void markEnded();
   void dumpLocks() const;
-  HeldLockPlaceholderTable& tableFor(int type) { return type == Exclusive ? _exclusiveLocks : _sharedLocks; }
-  const HeldLockPlaceholderTable& tableFor(int type) const {
-    return type == Exclusive ? _exclusiveLocks : _sharedLocks;
-  }
 
   unsigned int _stackSize = 0;
   EntryPoint _entryPoint = nullptr;
@@ -147,8 +110,7 @@ class ZOVThread : public ZOVCollectable {
   std::unique_ptr<ZOVEvent> _doneEvent;
   std::unique_ptr<ZOVMutex> _stateMutex;  // orders start, kill and the end of the thread
   std::atomic<_ThreadState> _state{WaitingToRun};
-  HeldLockPlaceholderTable _exclusiveLocks{HeldLockPlaceholderTable::ExclusiveMode};
-  HeldLockPlaceholderTable _sharedLocks{HeldLockPlaceholderTable::SharedMode};
+  std::atomic<ZOVHeldLocks*> _held{nullptr};  // its thread's record while it is known; under pLockMutex
   std::atomic<const ZOVLock*> _lockWaitedFor{nullptr};
   pthread_t _handle ZOV_GUARDED_BY(*_stateMutex){};
   pthread_attr_t _attributes ZOV_GUARDED_BY(*_stateMutex){};

@@ -4,6 +4,7 @@
 #include "runtime/event.h"
 #include "runtime/lock.h"
 #include "runtime/recoverable_thread.h"
+#include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
 #include "runtime/waits.h"
 
@@ -139,18 +140,12 @@ void ZOVThreadTable::remove(ZOVRecoverableThread* thread) {
 
 void ZOVThreadTable::diagDump() const {
   // In this order, so that no thread goes, and no lock changes, while it is shown.
-  const zov::RecursiveLock locks(*ZOVLock::pLockMutex);
-  const zov::RecursiveLock lock(_mutex);
-  const int used = _highMark;
-  for (int i = 0; i < used; ++i) {
-    if (const ZOVRecoverableThread* thread = _slots[i].thread) thread->diagDump();
-  }
-}
-
-void ZOVThreadTable::forgetLock(const ZOVLock& lock) const {
-  const zov::RecursiveLock entries(_mutex);
-  const int used = _highMark;
-  for (int i = 0; i < used; ++i) {
-    if (ZOVRecoverableThread* thread = _slots[i].thread) thread->forgetLock(lock);
-  }
+  dumpUnder(*ZOVLock::pLockMutex, [this] {
+    dumpUnder(_mutex, [this] {
+      const int used = _highMark;
+      for (int i = 0; i < used; ++i) {
+        if (const ZOVRecoverableThread* thread = _slots[i].thread) thread->diagDump();
+      }
+    });
+  });
 }

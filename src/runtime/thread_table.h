@@ -30,8 +30,6 @@ class ZOVThreadTable {
   void lock() ZOV_ACQUIRE(_mutex) { _mutex.get(); }
   void release() ZOV_RELEASE(_mutex) { _mutex.release(); }
   void diagDump() const;
-  /// Has every thread forget a lock that is about to go.
-  void forgetLock(const ZOVLock& lock) const ZOV_REQUIRES(*ZOVLock::pLockMutex);
 
  private:
   struct Slot {

@@ -36,9 +36,11 @@ TEST(ComponentTrace, PrintsOneThreadAloneWithBinaryArguments) {
     entry->newArgument("negative", "x", -1);
     trace.insert(entry);
     trace.printForThread(&self);
+    DGT1_Configure("MESSAGE");
+    trace.print();
   }).join();
   const std::vector<std::string> lines = capture.lines();
-  ASSERT_EQ(lines.size(), 5U) << "title, entry, three arguments";
+  ASSERT_EQ(lines.size(), 5U) << "title, entry, three arguments; and nothing without the error bit";
   EXPECT_NE(lines[0].find("Contents for thread id "), std::string::npos);
   EXPECT_NE(lines[1].find("table T2 "), std::string::npos);
 }

@@ -8,8 +8,10 @@
 #include <functional>
 #include <map>
 #include <sstream>
+#include <thread>
 
 #include "runtime/recovery.h"
+#include "runtime/waits.h"
 #include "support/agent_thread.h"
 #include "support/comes_true.h"
 #include "support/test_environment.h"
@@ -258,6 +260,136 @@ TEST(Lock, TheFiftyFirstLockRaisesAndLeavesNothingBehind) {
   }
 }
 
+TEST(Lock, AnyNumberOfConvertersDoNotBlockEachOther) {
+  TestEnvironment environment;
+  Stage stage;
+  stage.play({"A s:X ok", "B s:X ok", "C s:X ok", "A e:X waits", "B e:X waits", "C e:X ok", "C -all:X ok",
+              "C -all:X ok"});
+  std::string next;
+  EXPECT_TRUE(comesTrue([&] {
+    for (const char* name : {"A", "B"}) {
+      if (stage.actor(name).outcome() == "ok") next = name;
+    }
+    return !next.empty();
+  }));
+  const std::string last = next == "A" ? "B" : "A";
+  stage.play({last + " then waits", next + " -all:X ok", next + " -all:X ok", last + " then ok",
+              "C s?:X busy", last + " -all:X ok", last + " -all:X ok", "C e?:X ok"});
+}
+
+TEST(Lock, AThreadWithFiftyLocksGetsNoWaitAndCostsNoWakeUp) {
+  for (const _LockRequestType type : {Exclusive, ::Shared}) {
+    TestEnvironment environment;
+    std::array<ZOVLock, 50> locks;
+    Stage stage;
+    stage.play({"A e:X ok"});
+    stage.actor("Full").act([&] {
+      for (ZOVLock& lock : locks) lock.get(type, Wait);
+      return 0;
+    });
+    const std::string get = type == Exclusive ? "Full e" : "Full s";
+    stage.play({get + "?:X busy", get + ":X 4"});
+    EXPECT_EQ(stage.actor("Full").thread().getLockWaitedFor(), nullptr);
+    stage.play({"B e:X waits", "A -e:X ok", "B then ok", "B -e:X ok"});
+    stage.actor("Full").act([&] {
+      for (ZOVLock& lock : locks) lock.release(type);
+      return 0;
+    });
+    stage.play({get + ":X ok"});
+  }
+}
+
+TEST(Lock, ALongWaitIsToldOnceAndGoesOn) {
+  TestEnvironment environment;
+  const long former = std::exchange(zovWaits().lockWarningSeconds, 0);
+  Stage stage;
+  TraceCapture lines;
+  stage.play({"A e:X ok", "B s:X waits"});
+  EXPECT_TRUE(comesTrue([&] { return lines.has("      1 threads are waiting for this lock"); }));
+  EXPECT_EQ(lines.count("has been waiting for lock LockX at "), 1);
+  stage.play({"B then waits", "A -e:X ok", "B then ok"});
+  EXPECT_EQ(lines.count("has been waiting for lock LockX at "), 1);
+  zovWaits().lockWarningSeconds = former;
+}
+
+TEST(Lock, ADeadlockWithoutAFrameIsReportedAndWaitedIn) {
+  TestEnvironment environment;
+  TraceCapture lines;
+  Stage stage;
+  stage.play({"A e:X ok"});
+  std::atomic<int> answer{-1};
+  ZOVEvent held, go;
+  std::thread frameless([&] {
+    ZOVRecoverableThread own;
+    environment.registerThread(&own);
+    stage.lock("Y").get(Exclusive, Wait);
+    held.post();
+    go.wait();
+    answer = stage.lock("X").get(Exclusive, Wait);
+    environment.deregisterThread(&own);
+  });
+  held.wait();
+  stage.play({"A e:Y waits"});
+  go.post();
+  EXPECT_TRUE(comesTrue([&] { return lines.has("Deadlock condition detected"); }));
+  EXPECT_EQ(answer, -1);
+  EXPECT_EQ(stage.actor("A").thread().kill(), 1);  // whose end gives X back
+  frameless.join();
+  EXPECT_EQ(answer, 0);
+}
+
+TEST(Lock, AHoldTakenWhileTheThreadWasUnknownIsItsOwnAndOutlivesItsFrames) {
+  TestEnvironment environment;
+  ZOVLock lock("Early");
+  const auto others = [&](_LockRequestType type) {
+    int answer = -1;
+    AgentThread([&] { answer = lock.get(type, DoNotWait); }).join();
+    return answer;
+  };
+  EXPECT_EQ(lock.get(::Shared, Wait), 0);
+  guarded("ZOVTLOCK", "known", [&] {
+    EXPECT_EQ(lock.get(::Shared, Wait), 0);
+    lock.release(::Shared);
+    EXPECT_EQ(lock.get(Exclusive, Wait), 0) << "converts";
+    EXPECT_EQ(others(::Shared), 4);
+  });
+  EXPECT_EQ(others(::Shared), 0) << "what the frame took has been given back";
+  EXPECT_EQ(others(Exclusive), 4) << "and nothing else";
+  lock.release(::Shared);
+  EXPECT_EQ(others(Exclusive), 0);
+}
+
+TEST(Lock, ALockThatGoesIsHeldByNobody) {
+  TestEnvironment environment;
+  for (const _LockRequestType type : {Exclusive, ::Shared}) {
+    alignas(ZOVLock) std::array<unsigned char, sizeof(ZOVLock)> storage;
+    auto* lock = ::new (storage.data()) ZOVLock("first");
+    ZOVEvent held, go;
+    const auto work = [&] {
+      EXPECT_EQ(lock->get(type, Wait), 0);
+      held.post();
+      go.wait();
+      go.post();  // for the other one
+      EXPECT_EQ(lock->get(type, DoNotWait), 4) << "another lock at the same place";
+    };
+    AgentThread known(work);
+    held.wait();
+    std::thread unknown;
+    if (type == ::Shared) {
+      unknown = std::thread(work);
+      held.wait();
+    }
+    lock->~ZOVLock();
+    lock = ::new (storage.data()) ZOVLock("second");
+    EXPECT_EQ(lock->get(Exclusive, Wait), 0);
+    go.post();
+    known.join();
+    if (unknown.joinable()) unknown.join();
+    lock->release(Exclusive);
+    lock->~ZOVLock();
+  }
+}
+
 TEST(Lock, AThreadThatNobodyKnowsIsKnownByItsHolder) {
   ZOVLock lock;
   ASSERT_EQ(ZOVAgentEnvironment::getActiveThread(), nullptr);
@@ -330,15 +462,17 @@ struct Kill {
   const char* name;
   _LockRequestType hold;
   std::vector<std::string> waits;
-  bool posted;  // V is posted after its kill, before it has left the queue
+  enum { Never, Before, Behind } posted;  // V is, with regard to its kill; while it cannot leave the queue
 };
 
 class LockKill : public testing::TestWithParam<Kill> {};
 
 /// Kills with the mutex held without which the victim cannot leave the queue. Nothing in the agent takes a
 /// thread's mutex inside that one, so ThreadSanitizer is told to pass over the order.
-__attribute__((noinline)) void killInTheQueue(ZOVThread& victim, const std::function<void()>& then) {
+__attribute__((noinline)) void killInTheQueue(ZOVThread& victim, const std::function<void()>& first,
+                                              const std::function<void()>& then) {
   const zov::RecursiveLock scope(*ZOVLock::pLockMutex);
+  first();
   EXPECT_EQ(victim.kill(), 1);
   EXPECT_EQ(victim.kill(), 0);
   then();
@@ -350,10 +484,13 @@ TEST_P(LockKill, LeavesNoWaiterAndOthersGoOn) {
   ZOVLock& lock = stage.lock("X");
   ASSERT_EQ(lock.get(GetParam().hold, Wait), 0);
   stage.play(GetParam().waits);
-  killInTheQueue(stage.actor("V").thread(), [&] {
-    if (GetParam().posted) lock.release(GetParam().hold);
-  });
-  if (!GetParam().posted) {
+  const auto releaseWhen = [&](auto when) {
+    return [&, when] {
+      if (GetParam().posted == when) lock.release(GetParam().hold);
+    };
+  };
+  killInTheQueue(stage.actor("V").thread(), releaseWhen(Kill::Before), releaseWhen(Kill::Behind));
+  if (GetParam().posted == Kill::Never) {
     const auto onlyNWaits = [&] {
       TraceCapture lines;
       lock.diagDump();
@@ -366,12 +503,15 @@ TEST_P(LockKill, LeavesNoWaiterAndOthersGoOn) {
 }
 
 const Kill kills[] = {
-    {"InASharedWait", Exclusive, {"V s:X waits", "N e:X waits"}, false},
-    {"InASharedWaitPosted", Exclusive, {"V s:X waits", "N e:X waits"}, true},
-    {"InAnExclusiveWait", ::Shared, {"V e:X waits", "N e:X waits"}, false},
-    {"InAnExclusiveWaitPosted", ::Shared, {"V e:X waits", "N e:X waits"}, true},
-    {"InAConversion", ::Shared, {"V s:X ok", "V e:X waits", "N e:X waits"}, false},
-    {"InAConversionPosted", ::Shared, {"V s:X ok", "V e:X waits", "N e:X waits"}, true},
+    {"InASharedWait", Exclusive, {"V s:X waits", "N e:X waits"}, Kill::Never},
+    {"InASharedWaitThenPosted", Exclusive, {"V s:X waits", "N e:X waits"}, Kill::Behind},
+    {"PostedInASharedWait", Exclusive, {"V s:X waits", "N e:X waits"}, Kill::Before},
+    {"InAnExclusiveWait", ::Shared, {"V e:X waits", "N e:X waits"}, Kill::Never},
+    {"InAnExclusiveWaitThenPosted", ::Shared, {"V e:X waits", "N e:X waits"}, Kill::Behind},
+    {"PostedInAnExclusiveWait", ::Shared, {"V e:X waits", "N e:X waits"}, Kill::Before},
+    {"InAConversion", ::Shared, {"V s:X ok", "V e:X waits", "N e:X waits"}, Kill::Never},
+    {"InAConversionThenPosted", ::Shared, {"V s:X ok", "V e:X waits", "N e:X waits"}, Kill::Behind},
+    {"PostedInAConversion", ::Shared, {"V s:X ok", "V e:X waits", "N e:X waits"}, Kill::Before},
 };
 INSTANTIATE_TEST_SUITE_P(Lock, LockKill, testing::ValuesIn(kills),
                          [](const auto& kill) { return std::string(kill.param.name); });
@@ -392,6 +532,57 @@ TEST(Lock, AKilledHolderGivesBack) {
   EXPECT_EQ(holder->kill(), 1);
   waiter.join();
   EXPECT_FALSE(waiter->threadFailed());
+}
+
+// Readers see whole data while writers, converters, threads that nobody knows and killed ones work on it.
+TEST(Lock, AFloodKeepsDataWhole) {
+  TestEnvironment environment;
+  TraceCapture quiet;
+  ZOVLock lock("Flooded");
+  long one = 0, two = 0;
+  std::atomic<long> written{0};
+  std::atomic<int> torn{0};
+  const auto write = [&] { ++one, ++two, ++written; };
+  const auto work = [&](unsigned int seed) {
+    for (int round = 0; round < 3000; ++round) {
+      seed = seed * 1103515245u + 12345u;
+      const unsigned int what = (seed >> 16) % 8;
+      if (what == 0) {
+        if (lock.get(Exclusive, DoNotWait) == 0) write(), lock.release(Exclusive);
+      } else if (what == 1) {
+        const zov::ExclusiveLock held(lock);
+        write();
+      } else {
+        const zov::SharedLock held(lock);
+        if (one != two) ++torn;
+        if (what == 2 && ZOVAgentEnvironment::getActiveThread() != nullptr) {
+          if (lock.get(Exclusive, Wait) == 0) write(), lock.release(Exclusive);  // converts
+        }
+        if (one != two) ++torn;
+      }
+      if (what == 3) pthread_testcancel();
+    }
+  };
+  {
+    std::vector<std::unique_ptr<AgentThread>> known;
+    std::vector<std::thread> unknown;
+    for (unsigned int i = 1; i <= 4; ++i) {
+      known.push_back(std::make_unique<AgentThread>([&work, i] { work(i); }));
+      if (i <= 2) unknown.emplace_back([&work, i] { work(i * 100); });
+    }
+    for (int i = 0; i < 20; ++i) {
+      AgentThread victim([&work] { work(77); });
+      sched_yield();
+      victim->kill();
+    }
+    for (auto& thread : known) EXPECT_FALSE(thread->join()->threadFailed());
+    for (std::thread& thread : unknown) thread.join();
+  }
+  EXPECT_EQ(torn, 0);
+  EXPECT_EQ(one, written);
+  EXPECT_EQ(two, written);
+  EXPECT_EQ(lock.get(Exclusive, DoNotWait), 0);
+  lock.release(Exclusive);
 }
 
 TEST(Lock, ThreadsThatTakeLocksInAnyOrderGetOnWithWholeData) {

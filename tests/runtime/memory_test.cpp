@@ -62,7 +62,7 @@ void walkTheHeap() {
   const EnvironmentVariable heapTrace("ZOV_HEAP_DEBUG", "yes");
   TestEnvironment environment;
   environment.setInternalTrace(0x1E00);
-  TraceCapture trace("");
+  TraceCapture trace("ERROR");
   const auto failure = guarded("ZOVTMEMO", "walkTheHeap", [&] {
     ZOV_TRACE(Public);
     const std::size_t before = current();
@@ -74,6 +74,10 @@ void walkTheHeap() {
     ZOVMemoryManager::release(gone, 1000);
     EXPECT_EQ(current(), before + 40 + 168);
     ZOVMemoryManager::displayMemoryUse();
+    const std::size_t lines = trace.lines().size();
+    DGT1_Configure("MESSAGE");
+    ZOVMemoryManager::displayMemoryUse();
+    EXPECT_EQ(trace.lines().size(), lines) << "without the error bit nothing is traced";
     ZOVMemoryManager::release(kept, 40);
   });
   EXPECT_FALSE(failure);

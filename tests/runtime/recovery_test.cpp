@@ -3,11 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 
 #include "foundation/collections.h"
 #include "platform/frames.h"
 #include "support/agent_thread.h"
+#include "support/comes_true.h"
 #include "support/test_environment.h"
 #include "support/trace_capture.h"
 
@@ -152,6 +154,98 @@ TEST(Recovery, CleanupRunsOnEveryPathInnermostFirst) {
   std::string order;
   withCleanup([&] { storeToNull(); }, [&] { order += "no frame around"; });
   EXPECT_EQ(order, "no frame around");
+}
+
+TEST(Recovery, AKillActsBehindACleanupAndNotInItsWaits) {
+  TestEnvironment environment;
+  ZOVEvent inCleanup, killed, never;
+  std::atomic<bool> cleanedUp{false}, wentOn{false};
+  AgentThread thread([&] {
+    withCleanup([] {},
+                [&] {
+                  inCleanup.post();
+                  killed.wait();
+                  cleanedUp = true;
+                });
+    never.wait();
+    wentOn = true;
+  });
+  inCleanup.wait();
+  EXPECT_EQ(thread->kill(), 1);
+  killed.post();
+  EXPECT_TRUE(comesTrue([&] { return environment.threadTable().entries() == 0; }))
+      << "behind it the kill acts";
+  EXPECT_TRUE(cleanedUp);
+  EXPECT_FALSE(wentOn);
+}
+
+TEST(Recovery, AFailedCleanupLeavesTheThreadToBeKilled) {
+  TestEnvironment environment;
+  TraceCapture quiet;
+  AgentThread([] {
+    guarded("ZOVTTEST", "outer", [] { withCleanup([] {}, storeToNull); });
+    int cancelState = PTHREAD_CANCEL_DISABLE;
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &cancelState);
+    EXPECT_EQ(cancelState, PTHREAD_CANCEL_ENABLE);
+  }).join();
+}
+
+// A thread whose dump fails while it is told to.
+class Undumpable : public ZOVRecoverableThread {
+ public:
+  void diagDump() const override {
+    DGT1_Print(unit, 0, "dumped %i", ZOVLock::pLockMutex->isOwned());
+    if (fails) storeToNull();
+  }
+  bool fails = true;
+
+ private:
+  static inline DGT1_Unit unit{"ZOVTDUMP"};
+};
+
+TEST(Recovery, AFaultInADumpIsToldOnceAndGivesBackTheMutexes) {
+  TestEnvironment environment;
+  TraceCapture lines;
+  const auto known = std::make_unique<Undumpable>();
+  environment.registerThread(known.get());
+  environment.diagDump();
+  environment.diagDump();
+  EXPECT_EQ(environment.recorded().loggedNumbers(), (std::vector<int>{2, 2})) << "one for each dump";
+  EXPECT_EQ(lines.count("dumped 1"), 2) << "what had been collected is written";
+  EXPECT_FALSE(ZOVLock::pLockMutex->isOwned());
+  AgentThread([] {}).join();  // needs the thread table's mutex
+  known->fails = false;
+  environment.diagDump();
+  EXPECT_EQ(lines.count("dumped 1"), 3);
+  environment.deregisterThread(known.get());
+}
+
+TEST(Recovery, ADumpIsWrittenWhenItsMutexesHaveBeenGivenBack) {
+  TestEnvironment environment;
+  guarded("ZOVTTEST", "known", [&] {
+    std::vector<bool> owned;
+    DGT1_SetSink(
+        [](const char*, int, std::string_view, void* list) {
+          static_cast<std::vector<bool>*>(list)->push_back(ZOVLock::pLockMutex->isOwned());
+        },
+        &owned);
+    environment.diagDump();
+    environment.threadTable().diagDump();
+    ZOVLock("shown").diagDump();
+    DGT1_SetSink(nullptr, nullptr);
+    EXPECT_GT(owned.size(), 6U);
+    EXPECT_EQ(std::count(owned.begin(), owned.end(), true), 0);
+  });
+}
+
+TEST(Recovery, AThreadThatTheEnvironmentRegisteredOutlivesItsFrames) {
+  TestEnvironment environment;
+  ZOVRecoverableThread own;
+  environment.registerThread(&own);
+  for (int i = 0; i < 2; ++i) guarded("ZOVTTEST", "frame", [] {});
+  EXPECT_EQ(ZOVAgentEnvironment::getActiveThread(), &own);
+  environment.deregisterThread(&own);
+  EXPECT_EQ(ZOVAgentEnvironment::getActiveThread(), nullptr);
 }
 
 TEST(Recovery, AFailureInTellingOfAFailureIsNotTold) {

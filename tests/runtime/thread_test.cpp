@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 
+#include <array>
+#include <cerrno>
 #include <thread>
 
 #include "platform/clock.h"
@@ -30,20 +32,18 @@ std::vector<const ZOVLock*> membersOf(const Table& table) {
 
 TEST(HeldLocks, FillTheFirstGapAndForgetInAnyOrder) {
   ZOVLock a, b, c, d;
-  int token = 0;
   Table table(Table::SharedMode);
-  for (ZOVLock* lock : {&a, &b, &c}) table.addNewEntry(lock, &token);
+  for (ZOVLock* lock : {&a, &b, &c}) table.addNewEntry(lock);
   table.removeEntry(&b);
   EXPECT_EQ(table.getHighestIndex(), 2);
   table.removeEntry(&c);
   EXPECT_EQ(table.getHighestIndex(), 1) << "the second pair is empty, and the highest index says so not";
   EXPECT_THAT(membersOf(table), ElementsAre(&a));
   table.removeEntry(&c);  // absent
-  table.addNewEntry(&d, nullptr);
-  table.addNewEntry(&c, &token);
+  table.addNewEntry(&d);
+  table.addNewEntry(&c);
   EXPECT_THAT(membersOf(table), ElementsAre(&a, &d, &c));
-  EXPECT_EQ(table.getTokenFor(&a), &token);
-  EXPECT_EQ(table.getTokenFor(&d), nullptr);
+  EXPECT_TRUE(table.isLockOwned(&a));
   EXPECT_TRUE(table.isLockOwned(&d));
   EXPECT_FALSE(table.isLockOwned(&b));
   EXPECT_EQ(table.entries(), 3);
@@ -145,6 +145,80 @@ TEST(Thread, TheObjectOfAKilledThreadMayGoBeforeIt) {
   events.killed.post();
   events.ended.wait();
   zovWaits().killedThreadSeconds = former;
+}
+
+// A thread that is killed with kills held off, and goes on when it is told to.
+struct Returner {
+  ZOVEvent runs, goOn, ended;
+  ZOVLock lock{"of the first run"};
+  static int run(void* given, ZOVThread*) {
+    auto* to = static_cast<Returner*>(given);
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    to->lock.get(Exclusive, DoNotWait);
+    to->runs.post();
+    to->goOn.wait();
+    struct TellsEnd {  // of the thread's last steps
+      ZOVEvent& event;
+      ~TellsEnd() { event.post(); }
+    };
+    static thread_local const TellsEnd tells{to->ended};
+    return 7;
+  }
+};
+
+TEST(Thread, AKilledThreadThatReturnsIsWaitedForNoLonger) {
+  TestEnvironment environment;
+  const long former = std::exchange(zovWaits().killedThreadSeconds, 1'000'000);
+  Returner returner;
+  {
+    ZOVRecoverableThread thread(&Returner::run, &returner, 0, 0);
+    thread.start(nullptr);
+    returner.runs.wait();
+    EXPECT_EQ(thread.kill(), 1);
+    returner.goOn.post();
+  }
+  EXPECT_EQ(environment.threadTable().entries(), 0);
+  returner.ended.wait();
+  zovWaits().killedThreadSeconds = former;
+}
+
+TEST(Thread, AKilledThreadThatReturnsTouchesNoObjectThatHasGone) {
+  TestEnvironment environment;
+  const long former = std::exchange(zovWaits().killedThreadSeconds, 0);
+  Returner returner;
+  alignas(ZOVRecoverableThread) static std::array<unsigned char, sizeof(ZOVRecoverableThread)> storage;
+  auto* thread = ::new (storage.data()) ZOVRecoverableThread(&Returner::run, &returner, 0, 0);
+  thread->start(nullptr);
+  returner.runs.wait();
+  EXPECT_EQ(thread->kill(), 1);
+  thread->~ZOVRecoverableThread();
+  storage.fill(0xA5);
+  returner.goOn.post();
+  returner.ended.wait();
+  for (const unsigned char byte : storage) ASSERT_EQ(byte, 0xA5);
+  zovWaits().killedThreadSeconds = former;
+}
+
+TEST(Thread, AKilledRunLeavesTheNextOneAlone) {
+  TestEnvironment environment;
+  Returner returner;
+  ZOVRecoverableThread thread(&Returner::run, &returner, 0, 0);
+  thread.start(nullptr);
+  returner.runs.wait();
+  EXPECT_EQ(thread.kill(), 1);
+  EXPECT_EQ(thread.start(nullptr), 1);
+  returner.runs.wait();
+  EXPECT_EQ(environment.threadTable().entries(), 1) << "the killed run is known no more";
+  for (int run = 0; run < 2; ++run) {  // in either order
+    returner.goOn.post();
+    returner.ended.wait();
+  }
+  thread.waitForThreadToFinish();
+  EXPECT_EQ(thread.getExitCode(), 7);
+  EXPECT_EQ(thread.getState(), ZOVThread::Completed);
+  EXPECT_EQ(thread.getRecoveryDepth(), 0);
+  EXPECT_EQ(environment.threadTable().entries(), 0);
+  EXPECT_EQ(returner.lock.get(Exclusive, DoNotWait), 0) << "the killed run has given back what it held";
 }
 
 // A thread object that stands in the table under an id of the test's.
