@@ -11,7 +11,7 @@ struct ZOVWaits {
   long acceptPauseSeconds = 1;         ///< behind an accept that failed
   long transferProgressSeconds = 300;  ///< a send, or a frame that has begun, without a byte
   long testConnectivitySeconds = 60;   ///< answer to a test ping
-  long quietCollectorSeconds = 60;     ///< on-demand servers: quiet time before a test ping
+  long quietCollectorSeconds = 60;     ///< a collector of which nothing is wanted, before a test ping
   long houseKeepingSeconds = 900;      ///< between sweeps of old anchors
   long threadStopSeconds = 20;         ///< a server's destructor, for each thread
   long threadTableSeconds = 3;         ///< the thread table's destructor
