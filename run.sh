@@ -9,7 +9,7 @@ build=build/release
 
 # build TARGET...
 build() {
-  echo "Building (the first time takes some minutes) ..." >&2
+  [ -e "$build/bin/zovagent" ] || echo "Building (the first time takes some minutes) ..." >&2
   cmake --preset release >/dev/null
   cmake --build --preset release --target "$@"
 }

@@ -90,9 +90,7 @@ started shop $! "$http_port"
 
 hub=http://127.0.0.1:$hub_port
 footer="Shop  http://127.0.0.1:$http_port/shop/catalog  http://127.0.0.1:$http_port/shop/order
-Rows  $hub/v1/tables/ZOVREQUEST/rows  $hub/v1/tables/ZOVAPSRV/rows
-Logs  $work
-Token for actions  $work/config/hub.token
+Rows  $hub/v1/tables/ZOVREQUEST/rows
 Ctrl-C ends all of it."
 if [ "$mode" = --once ]; then
   say "Waiting for rows (at most $seconds seconds) ..."

@@ -22,13 +22,15 @@ fail() {
 "$(dirname "$0")/../../scripts/demo.sh" "$build" --once >"$TMPDIR/table" || fail "the rows have not come"
 cat "$TMPDIR/table"
 
-server='^  shop +connected +[1-9][0-9]*  10\.'
+server='^  shop +connected +[1-9][0-9]* +10\.'
 page='^  shop +%s +[1-9][0-9]* +[0-9.]+ +[0-9]+ +([0-9]+|-) +[1-9]'
 grep -Eq "$server" "$TMPDIR/table" || fail "no row of ZOVAPSRV"
 for name in order catalog; do
   # shellcheck disable=SC2059
   grep -Eq "$(printf "$page" "$name")" "$TMPDIR/table" || fail "no row of ZOVREQUEST for $name"
 done
+
+awk 'length > 80 { exit 1 }' "$TMPDIR/table" || fail "the table is wider than 80 columns"
 
 rm "$TMPDIR/table"
 [ -z "$(ls -A "$TMPDIR")" ] || fail "left behind: $(ls -A "$TMPDIR")"

@@ -4,11 +4,14 @@ import java.io.IOException;
 import java.util.ArrayList;
 import java.util.HashSet;
 import java.util.List;
+import java.util.Locale;
 import java.util.Map;
+import java.util.Objects;
 import java.util.Set;
 
 /**
- * Shows the agent's view: its servers, and their requests in the last interval.
+ * Shows the agent's view in 80 columns: its servers, and their requests in the last interval. Heap, threads,
+ * collections and errors are those that the servers' statistics tell; without any they are not asked for.
  *
  * {@code URL live} prints a block every two seconds; {@code URL terminal FOOTER} does so in place and with
  * colour. {@code URL once SECONDS PAGE...} waits until a connected server and every page named are there,
@@ -18,13 +21,19 @@ public final class LiveTable {
   private static final long REFRESH_MILLIS = 2000;
   private static final int MOST_FAILURES = 10;
   private static final String NULL = "-1";
+  private static final String STATUS = "%-12s";
+  private static final String SERVER = "  %-13.13s %s %7s %-8.8s %11s %7s %6s %6s";
+  private static final String REQUEST = "  %-14.14s %-21.21s %6s %8s %8s %8s %6s";
 
   private final Rows rows;
   private final boolean terminal;
   private List<Map<String, String>> servers = List.of();
   private List<Map<String, String>> requests = List.of();
+  private List<Map<String, String>> threadPools = List.of();
+  private List<Map<String, String>> collections = List.of();
+  private List<Map<String, String>> applications = List.of();
 
-  private LiveTable(String base, boolean terminal) {
+  LiveTable(String base, boolean terminal) {
     rows = new Rows(base);
     this.terminal = terminal;
   }
@@ -85,30 +94,37 @@ public final class LiveTable {
     return 1;
   }
 
-  private void read() throws IOException, InterruptedException {
+  void read() throws IOException, InterruptedException {
     servers = rows.of("ZOVAPSRV");
     requests = rows.of("ZOVREQUEST");
+    boolean statistics = servers.stream().anyMatch(server -> !value(server, "mem_size").equals("-"));
+    threadPools = statistics ? rows.of("ZOVTHRDP") : List.of();
+    collections = statistics ? rows.of("ZOVGCACT") : List.of();
+    applications = statistics ? rows.of("ZOVAPP") : List.of();
   }
 
-  private String page() {
+  String page() {
     StringBuilder out = new StringBuilder();
     title(out, "Servers", "ZOVAPSRV");
-    heading(out, String.format("  %-20s %-13s %8s  %-8s", "server", "status", "pid", "version"));
+    heading(out,
+        String.format(SERVER, "server", String.format(STATUS, "status"), "pid", "version", "heap MiB",
+            "threads", "gcs", "errors"));
     for (Map<String, String> row : sorted(servers, "server_nam", "pid")) {
       boolean up = "1".equals(row.get("status"));
-      String status = String.format("%-13s", up ? "connected" : "disconnected");
-      out.append(String.format("  %-20s %s %8s  %-8s%n", row.get("server_nam"),
-          colour(up ? "32" : "31", status), value(row, "pid"), row.getOrDefault("tsl_vers", "")));
+      String status = colour(up ? "32" : "31", String.format(STATUS, up ? "connected" : "disconnected"));
+      out.append(String.format(SERVER, row.get("server_nam"), status, value(row, "pid"),
+                     row.getOrDefault("tsl_vers", ""), heap(row), sum(threadPools, row, "pool_size"),
+                     sum(collections, row, "num_run"), sum(applications, row, "num_errors")))
+          .append('\n');
     }
     out.append('\n');
     title(out, "Requests in the last interval", "ZOVREQUEST");
-    heading(out,
-        String.format("  %-14s %-24s %8s %8s %10s %12s %10s", "application", "page", "count", "per s",
-            "average ms", "longest ms", "interval s"));
+    heading(
+        out, String.format(REQUEST, "application", "page", "count", "per s", "mean ms", "longest", "over s"));
     for (Map<String, String> row : sorted(requests, "req_name", "req_detail")) {
-      out.append(
-          String.format("  %-14s %-24s %8s %8s %10s %12s %10s%n", row.get("req_name"), row.get("req_detail"),
-              value(row, "c7"), perSecond(row), value(row, "c10"), value(row, "c11"), value(row, "c3")));
+      out.append(String.format(REQUEST, row.get("req_name"), row.get("req_detail"), brief(value(row, "c7")),
+                     perSecond(row), brief(value(row, "c10")), brief(value(row, "c11")), value(row, "c3")))
+          .append('\n');
     }
     if (requests.isEmpty())
       out.append("  none yet: the first ones come with the next interval\n");
@@ -141,6 +157,40 @@ public final class LiveTable {
   /** The rate comes in thousandths. */
   private static String perSecond(Map<String, String> row) {
     String rate = value(row, "c8");
-    return rate.equals("-") ? rate : String.format("%.1f", Long.parseLong(rate) / 1000.0);
+    return rate.equals("-") ? rate : String.format(Locale.ROOT, "%.1f", Long.parseLong(rate) / 1000.0);
+  }
+
+  /** Used and total, of figures in KiB. */
+  private static String heap(Map<String, String> row) {
+    return mebibytes(row, "mem_size") + "/" + mebibytes(row, "mem_total");
+  }
+
+  private static String mebibytes(Map<String, String> row, String column) {
+    String kibibytes = value(row, column);
+    return kibibytes.equals("-") ? kibibytes : Long.toString(Long.parseLong(kibibytes) / 1024);
+  }
+
+  /** What the server's rows say together, without those that are sums themselves. */
+  private static String sum(List<Map<String, String>> rows, Map<String, String> server, String column) {
+    long sum = 0;
+    boolean known = false;
+    for (Map<String, String> row : rows) {
+      String value = value(row, column);
+      if (value.equals("-") || "1".equals(row.get("summary"))
+          || !Objects.equals(row.get("server_nam"), server.get("server_nam")))
+        continue;
+      sum += Long.parseLong(value);
+      known = true;
+    }
+    return known ? brief(Long.toString(sum)) : "-";
+  }
+
+  /** At most six characters: 1234567 is 1234k. */
+  private static String brief(String number) {
+    String units = "kMGTPE";
+    for (int i = 0; i < units.length() && number.length() > 6; i++) {
+      number = number.replaceFirst("[0-9]{3}[a-zA-Z]?$", "") + units.charAt(i);
+    }
+    return number;
   }
 }

@@ -17,7 +17,8 @@ import java.util.regex.Pattern;
 final class Rows {
   private static final String TEXT = "\"((?:[^\"\\\\]++|\\\\.)*+)\"";
   private static final Pattern FLAT_OBJECT =
-      Pattern.compile("\\{(?:[^{}\"]++|" + TEXT + ")*+\\}", Pattern.DOTALL);
+      Pattern.compile("[\\s,]*(\\{(?:[^{}\"]++|" + TEXT + ")*+\\})", Pattern.DOTALL);
+  private static final Pattern LIST = Pattern.compile("\"rows\"\\s*:\\s*\\[");
   private static final Pattern MEMBER = Pattern.compile(TEXT + "\\s*:\\s*(?:" + TEXT + "|(-?\\d+))");
   private static final Pattern ESCAPE = Pattern.compile("\\\\(u[0-9a-fA-F]{4}|.)");
 
@@ -37,17 +38,22 @@ final class Rows {
     return parse(response.body());
   }
 
-  private static List<Map<String, String>> parse(String json) {
+  /** The objects of the list "rows"; what else the answer tells is passed over. */
+  static List<Map<String, String>> parse(String json) {
     List<Map<String, String>> rows = new ArrayList<>();
-    Matcher objects = FLAT_OBJECT.matcher(json.substring(json.indexOf('[') + 1));
-    while (objects.find()) {
+    Matcher list = LIST.matcher(json);
+    if (!list.find())
+      return rows;
+    Matcher objects = FLAT_OBJECT.matcher(json).region(list.end(), json.length());
+    while (objects.lookingAt()) {
       Map<String, String> row = new HashMap<>();
-      Matcher members = MEMBER.matcher(objects.group());
+      Matcher members = MEMBER.matcher(objects.group(1));
       while (members.find()) {
         row.put(unescape(members.group(1)),
             members.group(2) != null ? unescape(members.group(2)) : members.group(3));
       }
       rows.add(row);
+      objects.region(objects.end(), json.length());
     }
     return rows;
   }

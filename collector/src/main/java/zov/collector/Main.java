@@ -13,7 +13,7 @@ import java.io.IOException;
  */
 public final class Main {
   private static final String USAGE =
-      "Usage: java -jar zov-collector.jar attach PID name=SERVER[,OPTION=VALUE...]   (as the user of that JVM)";
+      "Usage: java -jar zov-collector.jar attach PID name=SERVER[,OPTION=VALUE...]   (as the user of that JVM, or root)";
 
   private Main() {}
 
@@ -40,7 +40,7 @@ public final class Main {
           + "that is attached to needs none.");
     } catch (Exception failure) {
       System.err.println("Nothing is attached to process " + pid + ": " + failure.getMessage()
-          + ". The process must be a JVM, and the user who attaches must be its user.");
+          + ". The process must be a JVM, and who attaches must be its user or root.");
     }
     return false;
   }

@@ -88,6 +88,8 @@ final class SamplingTests {
   }
 
   private static final class Counting implements CharSequence {
+    private static final long MOST_LOOKS = 20;
+
     private final CharSequence text;
     private final long[] looks;
 
@@ -98,7 +100,8 @@ final class SamplingTests {
 
     @Override
     public char charAt(int index) {
-      looks[0]++;
+      if (++looks[0] > MOST_LOOKS * length())
+        throw new AssertionError("more than " + MOST_LOOKS + " looks at each of " + length() + " characters");
       return text.charAt(index);
     }
 
