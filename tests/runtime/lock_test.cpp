@@ -277,6 +277,26 @@ TEST(Lock, AnyNumberOfConvertersDoNotBlockEachOther) {
               "C s?:X busy", last + " -all:X ok", last + " -all:X ok", "C e?:X ok"});
 }
 
+TEST(Lock, AConverterThatFindsTheLockTakenQueuesAgain) {
+  TestEnvironment environment;
+  Stage stage;
+  ZOVLock& lock = stage.lock("X");
+  ASSERT_EQ(lock.get(::Shared, Wait), 0);
+  stage.play({"A s:X ok", "A e:X waits"});
+  {
+    const zov::RecursiveLock scope(*ZOVLock::pLockMutex);  // without which A cannot go on
+    lock.release(::Shared);
+    ASSERT_EQ(lock.get(Exclusive, DoNotWait), 0);
+  }
+  EXPECT_TRUE(comesTrue([&] {
+    TraceCapture lines;
+    lock.diagDump();
+    return lines.has("      1 threads are waiting for this lock");
+  }));
+  lock.release(Exclusive);
+  stage.play({"A then ok"});
+}
+
 TEST(Lock, AThreadWithFiftyLocksGetsNoWaitAndCostsNoWakeUp) {
   for (const _LockRequestType type : {Exclusive, ::Shared}) {
     TestEnvironment environment;

@@ -165,6 +165,7 @@ TEST(Recovery, AKillActsBehindACleanupAndNotInItsWaits) {
                 [&] {
                   inCleanup.post();
                   killed.wait();
+                  pthread_testcancel();  // also when the post came before the wait
                   cleanedUp = true;
                 });
     never.wait();
