@@ -158,7 +158,8 @@ class ZOVAgent : public ZOVAgentEnvironment {
   void errorGettingSamples(tqbox& request, const ZOVReturnCode& rc, const char* subnode,
                            ZOVSample::_SampleType type);
   void removeObsoleteResourceAnchorsByTime(ZOVSample::_DataSource source);
-  /// Takes fresh messages from each server whose background collection does not bring them anyway.
+  /// Has fresh messages fetched from each server whose background collection does not bring them anyway. Does
+  /// not wait for them: they come as events.
   void getWorkloadAnalysisMessages();
 
  private:

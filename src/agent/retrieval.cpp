@@ -10,6 +10,14 @@
 
 static DGT1_Unit traceUnit("ZOVCRTRV");
 
+namespace {
+
+bool isGivenUp(const ZOVSampleCallbackParms& parms) {
+  return parms.request != nullptr && parms.request->IsGivenUp() != 0;
+}
+
+}  // namespace
+
 void ZOVAgent::extractFilterInfo(tqbox& request, const _FilterTableDef* table, int tableSize, int dump,
                                  ZOVAgentFrameworkComponentTraceEntry* entry, const _KeywordTable* keywords,
                                  ExtendedFilter** filter) {
@@ -46,7 +54,7 @@ unsigned int ZOVAgent::getSamples(ZOVSampleCallback callback, _sampleCallbackPar
   }
   bool anySucceeded = false;
   unsigned int lastFailure = ZOV_NO_SUCH_SERVER;
-  for (std::size_t i = first; i < servers.size(); ++i) {
+  for (std::size_t i = first; i < servers.size() && !isGivenUp(*parms); ++i) {
     const unsigned int rc =
         getSamplesFromAppServer(servers[i].get(), callback, parms, anchor, saveType, getNew);
     if (rc == 0) anySucceeded = true;
@@ -64,7 +72,7 @@ unsigned int ZOVAgent::getSamplesFromAppServer(ZOVApplicationServerBase* server,
   const bool skip = history && !server->collectingHistoricalDataForSampleType(type);
   unsigned int rc = 0;
   if (!skip && !server->runningBackgroundCollection(type) && getNew == zov::TakeNewSample) {
-    rc = server->takeSample(*anchor);
+    rc = server->takeSample(*anchor, [parms] { return isGivenUp(*parms); });
   }
   if (rc == 0 || history) rc = server->returnSamples(callback, parms, *anchor, saveType);
   return rc;
@@ -101,13 +109,12 @@ void ZOVAgent::removeObsoleteResourceAnchorsByTime(ZOVSample::_DataSource source
 void ZOVAgent::getWorkloadAnalysisMessages() {
   ZOV_TRACE(Public);
   if (_applicationContext == nullptr) return;
-  const ZOVMessagesAnchor anchor;
-  // Without the context's lock: a server that is slow must not keep new ones from being defined.
+  // Without the context's lock: a server's own may be held through a poll's end.
   std::vector<ZOVApplicationContext::Server> servers = _applicationContext->getAppServers();
   withCleanup(
       [&] {
         for (const ZOVApplicationContext::Server& server : servers) {
-          if (!server->runningBackgroundCollection(ZOVSample::SampleTypeMessage)) server->takeSample(anchor);
+          if (!server->runningBackgroundCollection(ZOVSample::SampleTypeMessage)) server->fetchMessages();
         }
       },
       [&] { servers.clear(); });

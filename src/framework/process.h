@@ -54,7 +54,8 @@ int ARQ_SetCurrency(int kind, int percent);
 /// The agent's affinity or a feature name; kept.
 int ARQ_SetAffinity(const char* affinity);
 
-/// Commands go to `callback` on a framework thread, one at a time; its result is the command's status.
+/// Commands go to `callback` on a framework thread, one at a time of each node; its result is the command's
+/// status.
 int ARQ_RegisterCommandCallback(const char* prefix, long (*callback)(TqboxAutomationCapsule*));
 
 /// Queue a subnode's coming or going; non-zero for a name that is empty or longer than the AgentIdentity's

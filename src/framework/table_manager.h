@@ -31,6 +31,9 @@ class TableManager {
   /// A new request object of the table; the caller, which is the framework, owns it. The arguments go to the
   /// constructor of tqbox as they are, and outlive the object.
   virtual tqbox* CreateTqbox(RequestDetail* detail, ContextInfo* context) = 0;
+  /// Whether TakeSample may wait for the servers behind the subnodes that a request addresses: the framework
+  /// then asks each by a request of its own, all at once.
+  virtual bool WaitsForSubnodes() const { return true; }
 
   /// Enters the table with the framework: 0, or non-zero when the table's name is empty or taken.
   static int RegisterWithManager(TableManager* manager);

@@ -31,8 +31,8 @@ inline constexpr const char* TqboxActionTable = "CLACTRMT";
 
 /// One open request of a table. The framework makes it through TableManager::CreateTqbox and deletes it.
 ///
-/// A request serves either one query (TakeSample once, on one framework thread, rows read afterwards) or one
-/// subscription (never TakeSample; AddData and Dispatch from the thread that has an event, under the
+/// A request serves either one query (TakeSample once, on one framework thread, rows taken as they come) or
+/// one subscription (never TakeSample; AddData and Dispatch from the thread that has an event, under the
 /// manager's lock). So no two threads are ever in one request, and it needs no lock of its own. Several
 /// requests of one table may run at once.
 ///
@@ -53,8 +53,9 @@ class tqbox {
   /// Of the framework; answers "not supported" (non-zero).
   virtual int ExecuteCommand(const char* command, int length, const char* reply);
   virtual ~tqbox();
-  /// Copies one row of `_rowSize` bytes behind those held. Non-zero when no more rows are wanted: the request
-  /// has been given up, or has reached the most bytes that one may hold.
+  /// Takes one row of `_rowSize` bytes: of a query it goes to whoever asks, and may wait a moment for him; of
+  /// a subscription it is copied behind those held. Non-zero when no more rows are wanted: the request has
+  /// been given up, or has reached the most bytes that one may hold.
   virtual int InsertRow(const char* row);
   /// Non-zero when the row meets every threshold of the request, so also when it has none.
   virtual int CheckForException(const char* row);
@@ -77,6 +78,8 @@ class tqbox {
   /// Tells why a subnode gives this request no rows, or not all: a word and a sentence. The first report of a
   /// subnode stands.
   void ReportSubnode(const char* subnode, const char* status, const char* reason);
+  /// Non-zero when no one waits for this request any more, so that it may end. Any thread, while it lives.
+  int IsGivenUp() const;
   /// Non-zero when the request is for history; known from construction on.
   int IsHistoryRequest() const;
 

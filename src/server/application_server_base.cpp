@@ -263,21 +263,38 @@ bool ZOVApplicationServerBase::runningBackgroundCollection(ZOVSample::_SampleTyp
                                       : runningBackgroundRPXCollection();
 }
 
-ZOVReturnCode ZOVApplicationServerBase::takeSample(const ZOVResourceAnchor& anchor) {
+ZOVReturnCode ZOVApplicationServerBase::takeSample(const ZOVResourceAnchor& anchor,
+                                                   const ZOVGivenUp& givenUp) {
   ZOV_TRACE(Public);
   if (_excludedFromMonitoring) return ZOV_SERVER_EXCLUDED;
   if (_status != ServerConnected) return ZOV_OK;
   const ZOVSample::_SampleType type = anchor.getSampleType();
   if (_anchors.getMinSamplingInterval(type) == 0) {
-    return isObtainedFromProfiler(type) ? getOnDemandProfilerSamples(anchor) : takeSampleFromRPX(anchor);
+    return isObtainedFromProfiler(type) ? getOnDemandProfilerSamples(anchor, givenUp)
+                                        : takeSampleFromRPX(anchor);
   }
   if (_anchors.findCachedRequest(anchor)) return ZOV_OK;
-  return isObtainedFromProfiler(type) ? _monitor.submit(std::make_shared<CollectUnlessRecentRequest>(&anchor))
-                                      : _statistics.takeUnlessRecent(anchor);
+  return isObtainedFromProfiler(type)
+             ? _monitor.submit(std::make_shared<CollectUnlessRecentRequest>(&anchor), givenUp)
+             : _statistics.takeUnlessRecent(anchor);
 }
 
-ZOVReturnCode ZOVApplicationServerBase::getOnDemandProfilerSamples(const ZOVResourceAnchor& anchor) {
-  return _monitor.submit(std::make_shared<CollectProfilerSampleRequest>(&anchor));
+ZOVReturnCode ZOVApplicationServerBase::getOnDemandProfilerSamples(const ZOVResourceAnchor& anchor,
+                                                                   const ZOVGivenUp& givenUp) {
+  return _monitor.submit(std::make_shared<CollectProfilerSampleRequest>(&anchor), givenUp);
+}
+
+void ZOVApplicationServerBase::fetchMessages() {
+  ZOV_TRACE(Public);
+  if (_excludedFromMonitoring || _status != ServerConnected) return;
+  const ZOVMessagesAnchor anchor;
+  if (_anchors.getMinSamplingInterval(anchor.getSampleType()) != 0 && _anchors.findCachedRequest(anchor))
+    return;
+  const zov::MutexLock lock(_messagesMutex);
+  if (!_messagesRequest.expired()) return;
+  const auto request = std::make_shared<CollectUnlessRecentRequest>(&anchor);
+  _messagesRequest = request;
+  _monitor.offer(request);
 }
 
 ZOVReturnCode ZOVApplicationServerBase::requestTestConnectivity() {

@@ -179,9 +179,12 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
     return _monitor.isRunning() && _settings.pollInterval != 0;
   }
   bool runningBackgroundRPXCollection() const { return _statistics.isRunning(); }
-  /// Takes fresh samples for a wanted anchor, unless recent ones serve. With no lock held.
-  ZOVReturnCode takeSample(const ZOVResourceAnchor& anchor);
-  ZOVReturnCode getOnDemandProfilerSamples(const ZOVResourceAnchor& anchor);
+  /// Takes fresh samples for a wanted anchor, unless recent ones serve. With no lock held. A wait for the
+  /// collector that is given up answers ZOV_SOCKET_TIMED_OUT.
+  ZOVReturnCode takeSample(const ZOVResourceAnchor& anchor, const ZOVGivenUp& givenUp = {});
+  ZOVReturnCode getOnDemandProfilerSamples(const ZOVResourceAnchor& anchor, const ZOVGivenUp& givenUp = {});
+  /// Has the collector's messages fetched, unless recent ones serve or they are being fetched. Does not wait.
+  void fetchMessages();
   /// 0 when the present collector answered a ping.
   ZOVReturnCode requestTestConnectivity();
   ZOVReturnCode submitAsynchronousRequest(const std::shared_ptr<CollectProfilerSampleRequest>& request) {
@@ -285,7 +288,10 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   const bool _startMonitorOnConnect;
 
   zov::ServerOwner _owner;
-  zov::GuardedText _aliasName;  // the alias that the subnode name was made from
+  zov::Mutex _messagesMutex;
+  std::weak_ptr<CollectProfilerSampleRequest> _messagesRequest
+      ZOV_GUARDED_BY(_messagesMutex);  // while under way
+  zov::GuardedText _aliasName;         // the alias that the subnode name was made from
   zov::GuardedText _localeName, _encoding, _subnodeName, _subnodeNameUTF8;
   zov::GuardedText _logFile, _errLogFile, _verboseGCLogFile, _tslNodeName, _tslCellName, _clusterName;
   zov::GuardedText _formattedStartTime{" "};

@@ -1,26 +1,36 @@
 #pragma once
 // CollectProfilerSampleRequest: work that a thread hands to a server's collector monitor thread and waits
-// for. Shared between the two, so that neither can free it under the other. The anchor belongs to the waiter,
-// who outlives the wait.
+// for. Shared between the two, and with an anchor of its own, so that neither needs the other: a waiter may
+// give up, and leaves a request that is not begun any more.
+
+#include <atomic>
+#include <functional>
+#include <memory>
 
 #include "runtime/event.h"
 #include "runtime/return_code.h"
+#include "samples/resource_anchor.h"
 
 class ZOVApplicationServerBase;
-class ZOVResourceAnchor;
+
+/// Whether no one wants the result of a wait any more; empty for a wait to the end.
+using ZOVGivenUp = std::function<bool()>;
 
 class CollectProfilerSampleRequest {
  public:
-  explicit CollectProfilerSampleRequest(const ZOVResourceAnchor* anchor) : _anchor(anchor) {}
+  /// Keeps a copy of the anchor, which may be null.
+  explicit CollectProfilerSampleRequest(const ZOVResourceAnchor* anchor)
+      : _anchor(anchor ? anchor->clone() : nullptr) {}
   virtual ~CollectProfilerSampleRequest() = default;
   CollectProfilerSampleRequest(const CollectProfilerSampleRequest&) = delete;
   CollectProfilerSampleRequest& operator=(const CollectProfilerSampleRequest&) = delete;
 
   /// Does the work, on the monitor thread with no lock held; the thread posts the answer.
   virtual ZOVReturnCode process(ZOVApplicationServerBase* server);
-  /// Waits until the request was posted; answers its result.
-  ZOVReturnCode wait();
+  /// Waits until the request was posted; answers its result, or ZOV_SOCKET_TIMED_OUT when it was given up.
+  ZOVReturnCode wait(const ZOVGivenUp& givenUp = {});
   void post(const ZOVReturnCode& result);
+  bool isAbandoned() const { return _abandoned; }
   /// Whether it is processed without a collector too.
   virtual bool beginsSession() const { return false; }
 
@@ -28,8 +38,9 @@ class CollectProfilerSampleRequest {
   const ZOVResourceAnchor& anchor() const { return *_anchor; }
 
  private:
-  const ZOVResourceAnchor* _anchor;
+  const std::unique_ptr<const ZOVResourceAnchor> _anchor;
   ZOVEvent _completed;
+  std::atomic<bool> _abandoned{false};
   ZOVReturnCode _result;  // written before the post, read after the wait
 };
 

@@ -29,8 +29,17 @@ ZOVReturnCode TestConnectionRequest::process(ZOVApplicationServerBase* server) {
   return server->testConnectivity();
 }
 
-ZOVReturnCode CollectProfilerSampleRequest::wait() {
-  _completed.wait();
+ZOVReturnCode CollectProfilerSampleRequest::wait(const ZOVGivenUp& givenUp) {
+  constexpr long millisecondsBetweenLooks = 250;
+  if (!givenUp) {
+    _completed.wait();
+    return _result;
+  }
+  while (_completed.waitWithMillisecondTimeout(millisecondsBetweenLooks) == 0) {
+    if (!givenUp()) continue;
+    _abandoned = true;
+    return ZOV_SOCKET_TIMED_OUT;
+  }
   return _result;
 }
 
@@ -41,13 +50,16 @@ void CollectProfilerSampleRequest::post(const ZOVReturnCode& result) {
 
 namespace zov {
 
-ZOVReturnCode CollectorMonitor::submit(const Request& request) {
-  ZOV_TRACE(Public);
-  const bool taken = _thread.offer([&] {
+bool CollectorMonitor::offer(const Request& request) {
+  return _thread.offer([&] {
     const MutexLock lock(_mutex);
     _requests.push_back(request);
   });
-  return taken ? request->wait() : ZOVReturnCode(ZOV_PROFILING_NOT_ACTIVE);
+}
+
+ZOVReturnCode CollectorMonitor::submit(const Request& request, const ZOVGivenUp& givenUp) {
+  ZOV_TRACE(Public);
+  return offer(request) ? request->wait(givenUp) : ZOVReturnCode(ZOV_PROFILING_NOT_ACTIVE);
 }
 
 ZOVReturnCode CollectorMonitor::submitSession(const Request& request) {
@@ -134,6 +146,7 @@ bool CollectorMonitor::isCollecting() const {
 
 void CollectorMonitor::serveRequests() {
   while ((_requestInHand = nextRequest())) {
+    if (_requestInHand->isAbandoned()) continue;
     const bool possible = _requestInHand->beginsSession() || _session.isConnected();
     _lastResult = possible ? _requestInHand->process(&_server) : ZOVReturnCode(ZOV_PROFILING_NOT_ACTIVE);
     _lastActivity = ZOVClock::steady();

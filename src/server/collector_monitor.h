@@ -45,8 +45,10 @@ class CollectorMonitor final : private ServerThreadWork {
   const ServerThread& thread() const { return _thread; }
 
   /// Has the thread process the request and waits for the result; 21 when the thread does not run, stops
-  /// before it came to it, or finds no collector.
-  ZOVReturnCode submit(const Request& request);
+  /// before it came to it, or finds no collector; ZOV_SOCKET_TIMED_OUT when the wait is given up.
+  ZOVReturnCode submit(const Request& request, const ZOVGivenUp& givenUp = {});
+  /// The same without a wait; false when the thread does not run.
+  bool offer(const Request& request);
   /// Has the thread begin a session, and waits for nothing. 0 when the thread will come to it; 156 when it
   /// cannot, and 174 while another session waits to begin.
   ZOVReturnCode submitSession(const Request& request);

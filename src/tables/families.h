@@ -137,6 +137,10 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
 #define ZOV_BASE_Plain zov::SampleTable
 #define ZOV_BASE_Computing zov::SampleTable
 #define ZOV_BASE_Own zov::Table
+// Samples may have to be fetched from the server first; what a table says by itself is at hand.
+#define ZOV_WAITS_Plain true
+#define ZOV_WAITS_Computing true
+#define ZOV_WAITS_Own false
 
 #define ZOV_TABLE(sort, stem, ...)                                                                \
   class zov_##stem##_base : public ZOV_BASE_##sort {                                              \
@@ -153,6 +157,7 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
    public:                                                                                        \
     zov_##stem##_manager() : TableManagerBase(zov_##stem##_application, zov_##stem##_table) {}    \
     tqbox* CreateTqbox(RequestDetail* detail, ContextInfo* context) override;                     \
+    bool WaitsForSubnodes() const override { return ZOV_WAITS_##sort; }                           \
     /* Pushes rows without a request; 0 when the table is not registered. Any thread may call. */ \
     static int EventArrived(zov_##stem##_data_t* rows, int count);                                \
     int AddDataToEvent(zov_##stem##_data_t* rows, int count) {                                    \

@@ -34,7 +34,8 @@ class TableServices {
   /// The same for the retained records of the server's activity log.
   virtual unsigned int getLogEvents(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                                     const char* subnode) = 0;
-  /// Hands the agent's retained messages to the callback, after it has fetched those of the collectors.
+  /// Hands the agent's retained messages to the callback. Has those of the collectors fetched too, which come
+  /// as events, and does not wait for them.
   virtual void getProductEvents(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms) = 0;
   /// Visits every server that is known, under the lock of their list.
   virtual void forEachServer(const std::function<void(const ZOVApplicationServerBase&)>& visit) = 0;

@@ -209,6 +209,29 @@ TEST(Session, SilentPeersByTheHundredHoldUpNobody) {
   EXPECT_EQ(agent.stop(SIGTERM), 0);
 }
 
+TEST(Session, ACollectorThatHangsHoldsUpNothingElse) {
+  AgentProcess agent;
+  agent.configureMore("[Basic_Config]\nZOV_REQ_SAMPLEMETHOD = ONDEMAND\n");
+  ASSERT_NO_FATAL_FAILURE(agent.start());
+  FakeCollector good(agent.collectorPort()), hung(agent.collectorPort());
+  good.send(wirePing(1, "good", "/srv/good", 100));
+  good.serve();
+  ASSERT_TRUE(good.waitForRequest(2));
+  hung.send(wirePing(2, "hung", "/srv/hung", 101));
+  ASSERT_TRUE(hung.receive());
+  ASSERT_TRUE(agent.waitForTrace("Application server hung discovered"));
+  ZOVTestHttpClient client(agent.httpPort());
+  for (const char* table : {"ZOVPREV", "ZOVAPSST"}) {  // the hung server is waited for in none
+    const ZOVTestAnswer answer = client.get(std::string("/v1/tables/") + table + "/rows?timeout=300");
+    EXPECT_THAT(answer.body, AllOf(HasSubstr("hung"), HasSubstr("\"nodes\":[]"))) << table;
+  }
+  const ZOVTestAnswer requests = client.get("/v1/tables/ZOVREQUEST/rows?timeout=1");
+  EXPECT_EQ(requests.status, 200);
+  EXPECT_THAT(requests.body, AllOf(HasSubstr("\"status\":\"timeout\""), HasSubstr("{\"name\":\"hung:"),
+                                   testing::Not(HasSubstr("{\"name\":\"good:"))));
+  EXPECT_EQ(agent.stop(SIGTERM), 0);
+}
+
 TEST(Session, StaysInServiceWithAPortThatIsTaken) {
   const PortHolder taken;
   AgentProcess agent;

@@ -69,20 +69,32 @@ TEST_F(HubActions, AnswerWithTheirOutcome) {
   }
 }
 
-TEST_F(HubActions, GoThroughOneByOne) {
+TEST_F(HubActions, OfAServerGoInTheirOrderAndThoseOfOthersBeside) {
+  zov::hub::limits().commands = 3;
   startWithCommands();
   Gate gate;
   commandGate = &gate;
-  std::vector<ZOVTestHttpClient> clients;
-  for (int i = 0; i < 20; ++i) {
-    clients.emplace_back(port).send(
-        ZOVTestHttpClient::request("POST", "/v1/actions", actionHeaders(), body("wait")));
-  }
+  const auto send = [&](ZOVTestHttpClient& client, const std::string& command) {
+    client.send(ZOVTestHttpClient::request("POST", "/v1/actions", actionHeaders(), body(command)));
+  };
+  ZOVTestHttpClient first(port);
+  ZOVTestHttpClient gone(port);
+  ZOVTestHttpClient last(port);
+  send(first, "wait");
   ASSERT_TRUE(gate.awaitWaiting(1));
-  for (int i = 0; i < 20; ++i) EXPECT_NE(rows(), "") << "time enough for a second command to go in";
+  const std::string toAnother = R"({"node":"other:h:ZOVS","command":"0"})";
+  EXPECT_EQ(act(toAnother).status, 200) << "although one server hangs";
+  send(gone, "0");
+  send(last, "0");
+  ASSERT_TRUE(comesTrue([&] { return act(toAnother).status == 503; })) << "all places are taken";
+  gone.close();
+  ASSERT_TRUE(comesTrue([&] { return act(toAnother).status == 200; }));
+  commandsTaken = 0;
   EXPECT_EQ(commandsInside, 1);
   gate.open();
-  for (ZOVTestHttpClient& each : clients) EXPECT_EQ(each.receive().status, 200);
+  EXPECT_EQ(first.receive().status, 200);
+  EXPECT_EQ(last.receive().status, 200);
+  EXPECT_EQ(commandsTaken, 1) << "a command whose client left before it began is not carried out";
 }
 
 TEST_F(HubActions, NeedTheTokenAndNoForeignOrigin) {
@@ -117,7 +129,7 @@ TEST_F(HubActions, NeedTheTokenAndNoForeignOrigin) {
     accepted += status == 200;
   }
   EXPECT_EQ(commandsTaken, accepted);
-  EXPECT_EQ(rows(), "{\"table\":\"FAKE\",\"rows\":[]}\n") << "rows need no token";
+  EXPECT_EQ(rows(), "{\"table\":\"FAKE\",\"rows\":[],\"nodes\":[]}\n") << "rows need no token";
 }
 
 TEST_F(HubActions, KeepOneTokenThatNoOneElseReads) {

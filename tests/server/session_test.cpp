@@ -1,5 +1,6 @@
 // A collector's session from its ping to its end, over real connections.
 
+#include "support/agent_thread.h"
 #include "support/server_rig.h"
 #include "support/thread_creation.h"
 
@@ -236,6 +237,36 @@ class FaultyRequest : public CollectProfilerSampleRequest {
     return 0;
   }
 };
+
+/// Holds the monitor thread up, as a collector does that does not answer.
+class HungRequest : public CollectProfilerSampleRequest {
+ public:
+  HungRequest() : CollectProfilerSampleRequest(nullptr) {}
+  ZOVReturnCode process(ZOVApplicationServerBase*) override {
+    begun = true;
+    begun.notify_all();
+    released.wait(false);
+    return 0;
+  }
+  std::atomic<bool> begun{false}, released{false};
+};
+
+TEST_F(SessionTest, AWaitThatIsGivenUpEndsAndItsRequestIsLeftOut) {
+  const auto collector = rig.serve("shop", {requestSample("/old", 1)});
+  const auto server = rig.server("shop");
+  collector->setSamples({requestSample("/new", 1)});
+  const auto hung = std::make_shared<HungRequest>();
+  AgentThread waiter([&] { server->submitAsynchronousRequest(hung); });
+  hung->begun.wait(false);
+  EXPECT_EQ(server->takeSample(ZOVWorkloadSumAnchor(), [] { return true; }), ZOVReturnCode(30));
+  for (int i = 0; i < 3; ++i) server->fetchMessages();  // waits for nothing
+  hung->released = true;
+  hung->released.notify_all();
+  waiter.join();
+  EXPECT_EQ(server->requestTestConnectivity(), ZOVReturnCode(0)) << "behind what was queued";
+  ASSERT_EQ(reader.read(*server, ZOVWorkloadSumAnchor()), ZOVReturnCode(0));
+  EXPECT_EQ(reader.names(), std::set<std::string>{"/old"}) << "no one was asked for what no one wants";
+}
 
 TEST_F(SessionTest, AFaultCostsItsRequestAndNotTheThread) {
   const auto collector = rig.serve("shop", {requestSample("/a", 1)});

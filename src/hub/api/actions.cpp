@@ -115,7 +115,8 @@ Answer Command::run() const {
 Reply runCommand(const Call& call) {
   Command command;
   if (const std::string wrong = command.read(call.body); !wrong.empty()) return Answer::error(400, wrong);
-  return Work([command = std::move(command)](const std::atomic<bool>&) { return command.run(); });
+  const std::string lane = command.node;
+  return Work{lane, [command = std::move(command)] { return command.run(); }};
 }
 
 }  // namespace zov::hub

@@ -2,7 +2,7 @@
 // What the functions of the interface's paths are given and give back. They know nothing of HTTP but its
 // status codes.
 
-#include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -10,6 +10,7 @@
 #include <variant>
 #include <vector>
 
+#include "hub/api/body.h"
 #include "hub/core/table.h"
 
 namespace zov::hub {
@@ -37,14 +38,42 @@ struct Answer {
   static Answer ending();
 };
 
-/// What is to be done on a thread that may wait for the agent. Once the flag is set no one wants the answer
-/// any more, and it comes back as soon as the agent lets it.
-using Work = std::function<Answer(const std::atomic<bool>& givenUp)>;
+/// What is to be done on a thread that may wait for the agent. What is in one lane is done in its order; if
+/// no one wants the answer any more before it has begun, it is left out.
+struct Work {
+  std::string lane;
+  std::function<Answer()> run;
+};
+
+/// An answer that several threads write while it is sent. Any thread.
+class Production {
+ public:
+  struct Part {
+    std::string lane;  ///< whom it may wait for
+    std::function<void()> run;
+    std::function<void()> refused;  ///< in place of run, when too much waits in the lane
+  };
+
+  virtual ~Production() = default;
+  virtual Body& body() = 0;
+  /// To be run at once, as far as lanes and threads allow. Asked for once.
+  virtual std::vector<Part> parts() = 0;
+  /// Whether a part may wait for what is outside of the agent.
+  virtual bool mayWait() const = 0;
+  /// How long the body may take to be complete.
+  virtual std::chrono::seconds time() const = 0;
+  /// The time is over: ends the body with what there is, and says what is missing.
+  virtual void timeOut() = 0;
+  /// No one wants the answer any more.
+  virtual void giveUp() = 0;
+  /// What to answer in place of a body that failed before its start.
+  virtual Answer failure() const = 0;
+};
 
 /// Tables whose events are to follow, as a stream.
 using EventTables = std::vector<std::shared_ptr<const Table>>;
 
-using Reply = std::variant<Answer, Work, EventTables>;
+using Reply = std::variant<Answer, Work, std::shared_ptr<Production>, EventTables>;
 
 /// A text of the caller's in a sentence: in quotation marks, and not at any length.
 std::string quoted(std::string_view text);

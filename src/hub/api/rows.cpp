@@ -3,15 +3,10 @@
 #include <algorithm>
 #include <charconv>
 
-#include "hub/api/json.h"
+#include "hub/api/rows_work.h"
 #include "hub/api/tables.h"
 #include "hub/core/registry.h"
-#include "hub/core/request.h"
 #include "hub/core/settings.h"
-#include "hub/core/visit.h"
-#include "platform/trace.h"
-
-static DGT1_Unit traceUnit("ZOVHROWS");
 
 namespace zov::hub {
 namespace {
@@ -19,25 +14,27 @@ namespace {
 constexpr const char* originColumn = "ORIGINNODE";
 constexpr const char* parmColumn = "PARMA";
 
-/// One query. Filled on one thread and run on another; a copy for each run.
+/// What a query's parameters say.
 class RowsQuery {
  public:
   explicit RowsQuery(std::shared_ptr<const Table> table) : _table(std::move(table)) {}
 
   /// "" or a sentence about what is wrong.
   std::string take(const Parameter& parameter);
-  Answer run(const std::atomic<bool>& givenUp) const;
+  RowsQuestion question() const;
 
  private:
+  std::string takeTimeout(const std::string& value);
   std::string takeFilter(const Column& column, const std::string& value);
   /// The nodes given; else the one that a filter on ORIGINNODE names; else all registered subnodes.
   std::vector<std::string> addressedNodes() const;
-  /// What to ask of the table. History of nodes is asked for once for each, as a table reads history of one
-  /// node or of all.
-  std::vector<ContextInfo> requests(const std::atomic<bool>& givenUp) const;
+  ContextInfo contextFor(std::vector<std::string> nodes) const;
+  /// Of one node, as a table reads history of one node or of all.
+  ContextInfo historyOf(const std::string& node) const;
 
   std::shared_ptr<const Table> _table;
   bool _history = false;
+  int _seconds = limits().querySeconds;
   std::vector<std::string> _nodes;
   std::vector<Filter> _filters;
 };
@@ -55,6 +52,7 @@ std::string RowsQuery::take(const Parameter& parameter) {
     _history = value == "1";
     return "";
   }
+  if (name == "timeout") return takeTimeout(value);
   if (name == parmColumn) {
     _filters.push_back(Filter::ofText(name, value));
     return "";
@@ -62,9 +60,21 @@ std::string RowsQuery::take(const Parameter& parameter) {
   if (const Column* column = _table->find(name)) return takeFilter(*column, value);
 
   std::string wrong = "there is no parameter " + quoted(name) + " of the table " + _table->manager->table() +
-                      "; accepted are node, history, PARMA and the columns";
+                      "; accepted are node, history, timeout, PARMA and the columns";
   for (const Column& column : _table->columns) wrong += ' ' + column.upperName;
   return wrong;
+}
+
+std::string RowsQuery::takeTimeout(const std::string& value) {
+  int seconds = 0;
+  const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), seconds);
+  if (error != std::errc() || end != value.data() + value.size() || seconds < 1 ||
+      seconds > limits().mostQuerySeconds) {
+    return "timeout is " + quoted(value) + "; accepted are whole seconds from 1 to " +
+           std::to_string(limits().mostQuerySeconds);
+  }
+  _seconds = seconds;
+  return "";
 }
 
 std::string RowsQuery::takeFilter(const Column& column, const std::string& value) {
@@ -91,53 +101,32 @@ std::vector<std::string> RowsQuery::addressedNodes() const {
   return Registry::instance().subnodeNames();
 }
 
-std::vector<ContextInfo> RowsQuery::requests(const std::atomic<bool>& givenUp) const {
+ContextInfo RowsQuery::contextFor(std::vector<std::string> nodes) const {
   ContextInfo context;
   context.history = _history;
-  context.givenUp = &givenUp;
   context.filters = _filters;
-  if (!_history || _nodes.empty()) {
-    context.subnodes = addressedNodes();
-    return {context};
-  }
-  std::vector<ContextInfo> contexts;
-  for (const std::string& node : _nodes) {
-    contexts.push_back(context);
-    contexts.back().subnodes = {node};
-    if (_table->find(originColumn) != nullptr) {
-      contexts.back().filters.push_back(Filter::ofText(originColumn, node));
-    }
-  }
-  return contexts;
+  context.subnodes = std::move(nodes);
+  return context;
 }
 
-Answer RowsQuery::run(const std::atomic<bool>& givenUp) const {
-  const std::string& name = _table->manager->table();
-  const auto nodes = std::make_shared<NodeReports>();
-  bool overflowed = false;
-  Answer answer = jsonAnswer([&](JsonWriter& writer) {
-    writer.StartObject();
-    writeMember(writer, "table", name);
-    writeKey(writer, "rows");
-    writer.StartArray();
-    for (ContextInfo& context : requests(givenUp)) {
-      context.nodes = nodes;
-      const Visit visit;
-      Request request(*_table->manager, std::move(context));
-      request.box().TakeSample();
-      overflowed = request.context().overflowed;
-      if (overflowed) return;
-      const std::int32_t count = request.box()._data.count;
-      DGT1_Printf(traceUnit, DGT1_DETAIL, "Table %s gave %d rows", name.c_str(), count);
-      for (std::int32_t i = 0; i < count; ++i) writeRow(writer, *_table, request.box().rowAt(i));
-    }
-    writer.EndArray();
-    writeNodes(writer, nodes->all());
-    writer.EndObject();
-  });
-  if (!overflowed) return answer;
-  return Answer::error(400, "the rows of " + name + " have more than " + std::to_string(limits().rowBytes) +
-                                " bytes; narrow the query by node, a column, or PARMA=TOP;ROWS;n");
+ContextInfo RowsQuery::historyOf(const std::string& node) const {
+  ContextInfo context = contextFor({node});
+  if (_table->find(originColumn) != nullptr) context.filters.push_back(Filter::ofText(originColumn, node));
+  return context;
+}
+
+RowsQuestion RowsQuery::question() const {
+  RowsQuestion question{_table, {}, std::chrono::seconds(_seconds)};
+  const std::vector<std::string> nodes = addressedNodes();
+  const bool waits = _table->manager->WaitsForSubnodes();
+  if (nodes.empty() || (!waits && (!_history || _nodes.empty()))) {
+    question.contexts.push_back(contextFor(nodes));
+    return question;
+  }
+  for (const std::string& node : nodes) {
+    question.contexts.push_back(_history ? historyOf(node) : contextFor({node}));
+  }
+  return question;
 }
 
 }  // namespace
@@ -149,7 +138,7 @@ Reply queryRows(const Call& call) {
   for (const Parameter& parameter : call.parameters) {
     if (const std::string wrong = query.take(parameter); !wrong.empty()) return Answer::error(400, wrong);
   }
-  return Work([query = std::move(query)](const std::atomic<bool>& givenUp) { return query.run(givenUp); });
+  return std::make_shared<RowsWork>(query.question());
 }
 
 }  // namespace zov::hub

@@ -5,8 +5,8 @@
 
 namespace zov::hub {
 
-/// Reads the parameters `node`, `history`, `PARMA` and filters by column, and asks the table: work for a
-/// thread that may wait.
+/// Reads the parameters `node`, `history`, `timeout`, `PARMA` and filters by column, and asks the table: each
+/// subnode by a part of its own, where the table waits for subnodes.
 Reply queryRows(const Call& call);
 
 }  // namespace zov::hub

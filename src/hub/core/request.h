@@ -56,7 +56,9 @@ struct ContextInfo {
   const std::atomic<bool>* givenUp = nullptr;
   /// Takes what the table reports of nodes; may be null.
   std::shared_ptr<zov::hub::NodeReports> nodes;
-  bool overflowed = false;  ///< InsertRow has refused rows for their size
+  /// Takes the rows of a query as they are made, and may wait; false when no one wants more. Without it rows
+  /// are held for Dispatch.
+  std::function<bool(const char* row)> takeRow;
 };
 
 namespace zov::hub {

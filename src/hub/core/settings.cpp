@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <charconv>
 
 #include "hub/core/kept_token.h"
@@ -54,6 +55,17 @@ bool isNumericAddress(const std::string& host) {
 Limits& limits() {
   static Limits inForce;
   return inForce;
+}
+
+Limits Limits::within(std::size_t descriptors) const {
+  Limits less = *this;
+  const std::size_t most = std::max<std::size_t>(descriptors / 2, 10);
+  if (connections() <= most) return less;
+  less.streams = std::min(streams, most * 6 / 10);
+  less.queries = std::min(queries, most * 2 / 10);
+  less.commands = std::min(commands, most / 10);
+  less.shortExchanges = std::min(shortExchanges, most / 10);
+  return less;
 }
 
 Settings Settings::read(const std::string& addressAndPort, const std::string& token) {

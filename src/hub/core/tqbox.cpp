@@ -91,14 +91,12 @@ void tqbox::CommandCompleted(TqboxAutomationCapsule*) {}
 
 int tqbox::InsertRow(const char* row) {
   if (_rowSize <= 0 || _data.count < 0 || isGivenUp(_context)) return noMoreRows;
+  if (_context != nullptr && _context->takeRow) return _context->takeRow(row) ? 0 : noMoreRows;
   const auto rowSize = static_cast<std::size_t>(_rowSize);
   const auto count = static_cast<std::size_t>(_data.count);
   if (count == _data.rows.size() / rowSize) {
-    const std::size_t most = zov::hub::limits().rowBytes / rowSize;
-    if (count >= most) {
-      if (_context != nullptr) _context->overflowed = true;
-      return noMoreRows;
-    }
+    const std::size_t most = zov::hub::limits().heldRowBytes / rowSize;
+    if (count >= most) return noMoreRows;
     const std::size_t step = std::max({std::size_t{1}, static_cast<std::size_t>(_data.allocSize), count / 2});
     _data.rows.resize(std::min(count + step, most) * rowSize);
     _data.allocated = static_cast<std::int32_t>(_data.rows.size() / rowSize);
@@ -150,6 +148,10 @@ void tqbox::ResetGetSubnode() {
 
 void tqbox::ReportSubnode(const char* subnode, const char* status, const char* reason) {
   if (_context != nullptr && _context->nodes != nullptr) _context->nodes->add({subnode, status, reason});
+}
+
+int tqbox::IsGivenUp() const {
+  return isGivenUp(_context);
 }
 
 int tqbox::IsHistoryRequest() const {

@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <exception>
+#include <utility>
 
 #include "hub/http/admission.h"
 #include "platform/trace.h"
@@ -12,6 +13,7 @@ static DGT1_Unit traceUnit("ZOVHEXCH");
 namespace zov::hub {
 namespace {
 
+constexpr const char* tooManyWait = "too many requests wait for the agent already; try again later";
 constexpr std::size_t wastedBodyBytes = KiB * KiB;  // of a body without a length, read before it is cut off
 constexpr unsigned badRequest = 400;
 constexpr std::size_t streamBlockBytes = 16 * KiB;  // asked of a stream at once
@@ -52,27 +54,31 @@ Response ofText(std::string text) {
   return response;
 }
 
-/// A response that reads from the stream and keeps it.
-Response ofStream(std::shared_ptr<EventStream> stream) {
-  using Pointer = std::shared_ptr<EventStream>;
-  auto reader = std::make_unique<Pointer>(std::move(stream));
+/// A response that is read by a member function of its owner, and keeps him.
+template <class Owner, ssize_t (Owner::*read)(char*, std::size_t)>
+Response ofReader(std::shared_ptr<Owner> owner) {
+  using Pointer = std::shared_ptr<Owner>;
+  auto kept = std::make_unique<Pointer>(std::move(owner));
   Response response(MHD_create_response_from_callback(
       MHD_SIZE_UNKNOWN, streamBlockBytes,
-      [](void* owned, std::uint64_t, char* buffer, std::size_t most) {
-        return (*static_cast<Pointer*>(owned))->read(buffer, most);
+      [](void* pointer, std::uint64_t, char* buffer, std::size_t most) {
+        return ((**static_cast<Pointer*>(pointer)).*read)(buffer, most);
       },
-      reader.get(), [](void* owned) { delete static_cast<Pointer*>(owned); }));
-  if (response != nullptr) (void)reader.release();
+      kept.get(), [](void* pointer) { delete static_cast<Pointer*>(pointer); }));
+  if (response != nullptr) (void)kept.release();
   return response;
 }
 
 }  // namespace
 
-Desk::Desk(Settings given)
+Desk::Desk(Settings given, const Limits& limitsNow)
     : settings(std::move(given)),
-      limits(zov::hub::limits()),
-      queries("hub query", limits.queryThreads, limits.queriesWaiting),
-      commands("hub command", 1, limits.commandsWaiting),
+      limits(limitsNow),
+      queries("hub query", {limits.queryThreads, limits.queryThreadsPerNode, limits.queriesWaitingPerNode}),
+      statuses("hub status", {limits.statusThreads, limits.statusThreads, limits.queries}),
+      commands("hub command", {limits.commandThreads, 1, limits.commandsWaitingPerNode}),
+      queryPlaces(limits.queries),
+      commandPlaces(limits.commands),
       streams(limits.streams, limits.eventsKept) {}
 
 Exchange::Exchange(Desk& desk, MHD_Connection* connection, std::string_view target)
@@ -93,11 +99,14 @@ bool Exchange::proceed(std::string_view method, std::string_view data) {
   if (!data.empty()) return takeBody(data);
   if (_phase == Phase::Body) {
     _phase = Phase::Routed;
+    _received = true;
     DGT1_Printf(traceUnit, DGT1_DETAIL, "%s %s", std::string(method).c_str(), _target.path.c_str());
     route();
+    if (_waits) return true;  // whether it is suspended still or resumed already: to be called again
   }
   // When work is under way there is no answer yet: called again once the connection has been resumed.
-  return _stream != nullptr ? sendStream() : sendAnswer();
+  if (_stream != nullptr) return sendStream();
+  return _production != nullptr ? sendBody() : sendAnswer();
 }
 
 bool Exchange::admit(std::string_view method) {
@@ -106,7 +115,7 @@ bool Exchange::admit(std::string_view method) {
   {
     const MutexLock guard(_mutex);
     if (!_answer) _answer = refusalOf({method, _target.path, _path, headers}, _desk.settings, _desk.limits);
-    refused = _answer.has_value();
+    _received = refused = _answer.has_value();
     _closes = refused && _answer->status == badRequest;
   }
   return !refused || sendAnswer();
@@ -131,6 +140,7 @@ void Exchange::route() {
   Reply reply = _path->function(_call);
   if (auto* const answer = std::get_if<Answer>(&reply)) return setAnswer(std::move(*answer));
   if (auto* const work = std::get_if<Work>(&reply)) return answerLater(std::move(*work));
+  if (auto* const rows = std::get_if<std::shared_ptr<Production>>(&reply)) return produce(std::move(*rows));
   openStream(std::get<EventTables>(std::move(reply)));
 }
 
@@ -141,25 +151,31 @@ void Exchange::openStream(EventTables tables) {
   _watch = _desk.departures.watch(socketOf(_connection), weak_from_this());
 }
 
-void Exchange::answerLater(Work work) {
-  {
-    const MutexLock guard(_mutex);
-    if (_ended) {
-      _answer = Answer::ending();
-      return;
-    }
-    _suspension.begin();
+bool Exchange::beginToWait() {
+  const MutexLock guard(_mutex);
+  if (_ended) {
+    _answer = Answer::ending();
+    return false;
   }
-  Workers& workers = _path->waits == Waits::ForCommand ? _desk.commands : _desk.queries;
-  const bool taken = workers.submit([exchange = shared_from_this(), work = std::move(work)] {
+  _suspension.begin();
+  _waits = true;
+  return true;
+}
+
+void Exchange::answerLater(Work work) {
+  if (!_desk.commandPlaces.take()) return setAnswer(Answer::error(503, tooManyWait));
+  _place = &_desk.commandPlaces;
+  if (!beginToWait()) return;
+  _watch = _desk.departures.watch(socketOf(_connection), weak_from_this());
+  const bool taken = _desk.commands.submit(work.lane, this, [exchange = shared_from_this(), work] {
     try {
-      exchange->finish(work(exchange->_givenUp));
+      exchange->finish(work.run());
     } catch (const std::exception& error) {
       exchange->finish(Answer::error(500, std::string("the request failed: ") + error.what()));
       throw;
     }
   });
-  if (!taken) finish(Answer::error(503, "too many requests wait for the agent already; try again later"));
+  if (!taken) finish(Answer::error(503, tooManyWait));
 }
 
 void Exchange::finish(Answer answer) {
@@ -169,17 +185,125 @@ void Exchange::finish(Answer answer) {
   _suspension.end();
 }
 
-void Exchange::end() {
-  _givenUp = true;
+void Exchange::produce(std::shared_ptr<Production> production) {
+  if (Body::roomIsFull() || !_desk.queryPlaces.take()) return setAnswer(Answer::error(503, tooManyWait));
+  _place = &_desk.queryPlaces;
+  if (!beginToWait()) return;
+  const auto now = ZOVClock::steady();
+  _deadline = now + production->time();
+  _readerDeadline = now + std::chrono::seconds(_desk.limits.readerSeconds);
+  {
+    const MutexLock guard(_mutex);
+    _production = std::move(production);
+  }
+  _production->body().onChange([weak = weak_from_this()] {
+    if (const auto exchange = weak.lock()) exchange->bodyChanged();
+  });
+  _watch = _desk.departures.watch(socketOf(_connection), weak_from_this());
+  if (submitParts()) return;
+  _production->giveUp();
+}
+
+bool Exchange::submitParts() {
+  Workers& workers = _production->mayWait() ? _desk.queries : _desk.statuses;
+  bool anyTaken = false;
+  std::vector<Production::Part> refused;
+  for (Production::Part& part : _production->parts()) {
+    if (workers.submit(part.lane, _production.get(), part.run)) {
+      anyTaken = true;
+    } else {
+      refused.push_back(std::move(part));
+    }
+  }
+  if (!anyTaken) return false;
+  for (const Production::Part& part : refused) part.refused();
+  return true;
+}
+
+void Exchange::bodyChanged() {
   const MutexLock guard(_mutex);
-  _ended = true;
-  if (!_suspension.active()) return;
-  _answer = Answer::ending();
-  _suspension.end();
+  if (_suspension.active()) _suspension.end();
+}
+
+ssize_t Exchange::readBody(char* buffer, std::size_t most) {
+  const MutexLock guard(_mutex);
+  std::size_t length = 0;
+  switch (_production->body().read(buffer, most, length)) {
+    case Body::Reading::Some:
+      return static_cast<ssize_t>(length);
+    case Body::Reading::NoneYet:
+      _suspension.begin();
+      return 0;
+    case Body::Reading::End:
+      return MHD_CONTENT_READER_END_OF_STREAM;
+    case Body::Reading::Cut:
+      break;
+  }
+  return MHD_CONTENT_READER_END_WITH_ERROR;
+}
+
+bool Exchange::sendBody() {
+  if (_sendsBody) return true;
+  bool failed = false;
+  {
+    const MutexLock guard(_mutex);
+    if (!_production->body().isReady()) {
+      _suspension.begin();
+      return true;
+    }
+    failed = _production->body().failedAtOnce();
+    if (failed && !_answer) _answer = _production->failure();
+  }
+  if (failed) return sendAnswer();
+  _sendsBody = true;
+  const Response response = ofReader<Exchange, &Exchange::readBody>(shared_from_this());
+  if (response == nullptr) return false;
+  addCommonHeaders(response.get(), Answer().contentType);
+  return MHD_queue_response(_connection, 200, response.get()) == MHD_YES;
+}
+
+void Exchange::end() {
+  std::shared_ptr<Production> production;
+  {
+    const MutexLock guard(_mutex);
+    _ended = true;
+    production = _production;
+    if (production == nullptr && !_suspension.active()) return;
+    _answer = Answer::ending();
+    if (production == nullptr) _suspension.end();
+  }
+  if (production != nullptr) production->giveUp();
 }
 
 void Exchange::clientLeft() {
-  if (_stream != nullptr) _stream->cut();
+  if (_stream != nullptr) return _stream->cut();
+  if (_production != nullptr) {
+    _production->giveUp();
+    _desk.queries.cancel(_production.get());
+  } else {
+    _desk.commands.cancel(this);
+    finish(Answer::error(503, "the client has left"));
+  }
+}
+
+void Exchange::checkTime(ZOVClock::Steady now) {
+  std::shared_ptr<Production> production;
+  {
+    const MutexLock guard(_mutex);
+    production = _production;
+  }
+  if (production == nullptr) return;
+  if (now >= _deadline) {
+    production->timeOut();
+    _desk.queries.cancel(production.get());
+  }
+  if (now < _readerDeadline) return;
+  _readerDeadline = now + std::chrono::seconds(_desk.limits.readerSeconds);
+  if (!production->body().isTakenSlowly(_desk.limits.readerBytes)) return;
+  DGT1_Printf(traceUnit, DGT1_ERROR, "An answer is cut: its reader is too slow");
+  production->giveUp();
+  const MutexLock guard(_mutex);
+  _suspension.cut();
 }
 
 void Exchange::close() {
@@ -189,6 +313,11 @@ void Exchange::close() {
     _suspension.forget();
   }
   if (_stream != nullptr) _desk.streams.close(_stream);
+  if (_production != nullptr) {
+    _production->giveUp();
+    _desk.queries.cancel(_production.get());
+  }
+  if (_place != nullptr) std::exchange(_place, nullptr)->giveBack();
 }
 
 void Exchange::setAnswer(Answer answer) {
@@ -216,7 +345,7 @@ bool Exchange::sendAnswer() {
 }
 
 bool Exchange::sendStream() {
-  const Response response = ofStream(_stream);
+  const Response response = ofReader<EventStream, &EventStream::read>(_stream);
   if (response == nullptr) return false;
   addCommonHeaders(response.get(), "text/event-stream");
   return MHD_queue_response(_connection, 200, response.get()) == MHD_YES;

@@ -17,7 +17,7 @@ namespace {
 // More parameters than this may not fit into libmicrohttpd's memory of a connection; it would then leave the
 // peer without an answer, so the connection is cut instead.
 constexpr std::ptrdiff_t mostSeparators = 256;
-constexpr rlim_t otherConnections = 256;  // beside those of event streams
+constexpr std::chrono::milliseconds betweenChecks{1000};
 constexpr std::chrono::milliseconds lastAnswers{500};
 
 std::string failure(const std::string& what, int code) {
@@ -57,12 +57,10 @@ std::string listenAt(const Settings& settings, int& descriptor, std::uint16_t& p
   return "";
 }
 
-/// Connections open at once: at most half of the process's descriptors, as the rest are the agent's.
-unsigned mostConnections(const Limits& limits) {
+Limits limitsOfProcess() {
   rlimit descriptors{};
   getrlimit(RLIMIT_NOFILE, &descriptors);
-  return static_cast<unsigned>(
-      std::min<rlim_t>(limits.streams + otherConnections, std::max<rlim_t>(descriptors.rlim_cur / 2, 1)));
+  return limits().within(descriptors.rlim_cur);
 }
 
 }  // namespace
@@ -73,43 +71,41 @@ std::unique_ptr<FrontDoor> makeFrontDoor(const Settings& settings) {
 
 /// The C functions that libmicrohttpd calls, all on its one thread.
 struct Server::Callbacks {
-  using Pointer = std::shared_ptr<Exchange>;
+  static Server& of(void* server) { return *static_cast<Server*>(server); }
 
   // A connection has one place for its exchange, for as long as it is open: a request whose headers turn out
   // to be malformed is opened, and never reported as completed.
-  static void connection(void* server, MHD_Connection*, void** place, MHD_ConnectionNotificationCode code) {
+  static void connection(void* server, MHD_Connection* connection, void** place,
+                         MHD_ConnectionNotificationCode code) {
     if (code == MHD_CONNECTION_NOTIFY_STARTED) {
-      *place = new Pointer;
-      return;
+      *place = of(server).enter(connection);
+    } else if (*place != nullptr) {
+      of(server).leave(static_cast<Connection*>(*place));
     }
-    const std::unique_ptr<Pointer> exchange(static_cast<Pointer*>(*place));
-    if (exchange != nullptr) leave(server, *exchange);
   }
   static void* open(void* server, const char* target, MHD_Connection* connection) {
     const auto* const info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
     if (info == nullptr || info->socket_context == nullptr) return nullptr;
-    Pointer& exchange = *static_cast<Pointer*>(info->socket_context);
-    leave(server, exchange);
-    exchange = static_cast<Server*>(server)->open(connection, target);
-    return &exchange;
+    auto* const ours = static_cast<Connection*>(info->socket_context);
+    of(server).open(connection, *ours, target);
+    return ours;
   }
-  static MHD_Result handle(void*, MHD_Connection*, const char*, const char* method, const char*,
+  static MHD_Result handle(void* server, MHD_Connection*, const char*, const char* method, const char*,
                            const char* data, std::size_t* size, void** state) {
     if (*state == nullptr) return MHD_NO;
-    const bool goOn = (*static_cast<Pointer*>(*state))->proceed(method, {data, *size});
+    Connection& connection = *static_cast<Connection*>(*state);
+    const bool goOn = connection.exchange->proceed(method, {data, *size});
+    if (connection.exchange->isReceived()) of(server).setReceiving(connection, false);
     *size = 0;
     return goOn ? MHD_YES : MHD_NO;
   }
   static void close(void* server, MHD_Connection*, void** state, MHD_RequestTerminationCode) {
-    if (*state != nullptr) leave(server, *static_cast<Pointer*>(*state));
-  }
-  static void leave(void* server, Pointer& exchange) {
-    if (exchange != nullptr) static_cast<Server*>(server)->close(exchange);
-    exchange = nullptr;
+    if (*state == nullptr) return;
+    of(server).close(*static_cast<Connection*>(*state));
   }
 };
 
-Server::Server(const Settings& settings) : _desk(settings) {}
+Server::Server(const Settings& settings) : _desk(settings, limitsOfProcess()) {}
 
 Server::~Server() = default;
 
@@ -119,12 +115,12 @@ std::string Server::start() {
   if (!wrong.empty()) return wrong;
   _daemon = MHD_start_daemon(
       MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | (_desk.settings.ipv6 ? MHD_USE_IPv6 : 0),
-      _port, nullptr, nullptr, &Callbacks::handle, nullptr,        //
+      _port, nullptr, nullptr, &Callbacks::handle, this,           //
       MHD_OPTION_LISTEN_SOCKET, descriptor,                        //
       MHD_OPTION_URI_LOG_CALLBACK, &Callbacks::open, this,         //
       MHD_OPTION_NOTIFY_COMPLETED, &Callbacks::close, this,        //
       MHD_OPTION_NOTIFY_CONNECTION, &Callbacks::connection, this,  //
-      MHD_OPTION_CONNECTION_LIMIT, mostConnections(_desk.limits),  //
+      MHD_OPTION_CONNECTION_LIMIT, static_cast<unsigned>(_desk.limits.connections()),
       MHD_OPTION_CONNECTION_TIMEOUT, _desk.limits.idleSeconds, MHD_OPTION_END);
   if (_daemon == nullptr) {
     ::close(descriptor);
@@ -139,31 +135,86 @@ int Server::attend() {
   using std::chrono::milliseconds;
   _desk.departures.report();
   const auto now = ZOVClock::steady();
+  if (now >= _nextCheck) {
+    _nextCheck = now + betweenChecks;
+    checkTimes(now);
+  }
   if (now >= _nextKeepAlive) {
     _nextKeepAlive = now + milliseconds(_desk.limits.keepAliveMilliseconds);
     _desk.streams.keepAlive();
   }
-  return static_cast<int>(std::chrono::ceil<milliseconds>(_nextKeepAlive - now).count());
+  const auto next = std::min(_nextCheck, _nextKeepAlive);
+  return static_cast<int>(std::chrono::ceil<milliseconds>(next - now).count());
 }
 
-std::shared_ptr<Exchange> Server::open(MHD_Connection* connection, std::string_view target) {
-  auto exchange = std::make_shared<Exchange>(_desk, connection, target);
-  if (std::ranges::count(target, '&') > mostSeparators) {
-    ::shutdown(socketOf(connection), SHUT_RDWR);
-  }
-  const MutexLock guard(_mutex);
-  if (_stopping) exchange->end();
-  _exchanges.insert(exchange);
-  return exchange;
-}
-
-void Server::close(const std::shared_ptr<Exchange>& exchange) {
+void Server::checkTimes(ZOVClock::Steady now) {
+  std::vector<std::shared_ptr<Exchange>> exchanges;
   {
     const MutexLock guard(_mutex);
-    _exchanges.erase(exchange);
+    exchanges.assign(_exchanges.begin(), _exchanges.end());
+    for (const Connection* connection : _connections) {
+      if (connection->receiving &&
+          now - connection->since >= std::chrono::seconds(_desk.limits.requestSeconds)) {
+        ::shutdown(connection->socket, SHUT_RDWR);
+      }
+    }
+  }
+  for (const auto& exchange : exchanges) exchange->checkTime(now);
+}
+
+Server::Connection* Server::enter(MHD_Connection* connection) {
+  auto ours =
+      std::make_unique<Connection>(Connection{socketOf(connection), nullptr, true, ZOVClock::steady()});
+  const MutexLock guard(_mutex);
+  makePlace();
+  _connections.insert(ours.get());
+  return ours.release();
+}
+
+void Server::makePlace() {
+  if (_connections.size() + _desk.limits.shortExchanges / 2 < _desk.limits.connections()) return;
+  Connection* oldest = nullptr;
+  for (Connection* each : _connections) {
+    if (each->receiving && (oldest == nullptr || each->since < oldest->since)) oldest = each;
+  }
+  if (oldest == nullptr) return;
+  ::shutdown(oldest->socket, SHUT_RDWR);
+  oldest->receiving = false;  // it is on its way out
+}
+
+void Server::leave(Connection* connection) {
+  const std::unique_ptr<Connection> ours(connection);
+  close(*ours);
+  const MutexLock guard(_mutex);
+  _connections.erase(connection);
+}
+
+void Server::setReceiving(Connection& connection, bool receiving) {
+  const MutexLock guard(_mutex);
+  connection.receiving = receiving;
+  connection.since = ZOVClock::steady();
+}
+
+void Server::open(MHD_Connection* connection, Connection& ours, std::string_view target) {
+  close(ours);
+  ours.exchange = std::make_shared<Exchange>(_desk, connection, target);
+  if (std::ranges::count(target, '&') > mostSeparators) ::shutdown(ours.socket, SHUT_RDWR);
+  const MutexLock guard(_mutex);
+  if (_stopping) ours.exchange->end();
+  _exchanges.insert(ours.exchange);
+}
+
+void Server::close(Connection& connection) {
+  if (connection.exchange == nullptr) return;
+  {
+    const MutexLock guard(_mutex);
+    _exchanges.erase(connection.exchange);
+    connection.receiving = true;
+    connection.since = ZOVClock::steady();
     _gone.notifyAll();
   }
-  exchange->close();
+  connection.exchange->close();
+  connection.exchange = nullptr;
 }
 
 void Server::endExchanges() {
@@ -186,6 +237,7 @@ void Server::stop(ZOVClock::Steady deadline) {
   if (listening >= 0) ::close(listening);
   _daemon = nullptr;
   _desk.queries.stop(deadline);
+  _desk.statuses.stop(deadline);
   _desk.commands.stop(deadline);
 }
 

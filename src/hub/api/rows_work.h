@@ -1,0 +1,53 @@
+#pragma once
+// The work of a query of rows: asks the table by several requests at once, and writes the rows as they come.
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include "hub/api/answer.h"
+#include "hub/core/request.h"
+
+namespace zov::hub {
+
+/// A table of which rows are wanted, and what to ask of it.
+struct RowsQuestion {
+  std::shared_ptr<const Table> table;
+  /// Each is a request of its own. Where the table waits for subnodes, each addresses at most one.
+  std::vector<ContextInfo> contexts;
+  std::chrono::seconds time;
+};
+
+/// One query at work. The parts of it run on threads that may wait for the agent, and share the object with
+/// the exchange. `_mutex` is a leaf, but for the body's.
+class RowsWork : public Production, public std::enable_shared_from_this<RowsWork> {
+ public:
+  explicit RowsWork(RowsQuestion question);
+
+  Body& body() override { return _body; }
+  std::vector<Part> parts() override;
+  bool mayWait() const override;
+  std::chrono::seconds time() const override { return _question.time; }
+  void timeOut() override;
+  void giveUp() override;
+  Answer failure() const override;
+
+ private:
+  void run(std::size_t part);
+  void ask(ContextInfo& context);
+  void refuse(std::size_t part);
+  /// Ends the body when this was the last.
+  void partEnds(std::size_t part);
+  std::string tail() const;
+
+  RowsQuestion _question;                 // a context is its part's
+  const std::vector<std::string> _names;  // by part: the subnode that it may wait for, or ""
+  const std::shared_ptr<NodeReports> _nodes = std::make_shared<NodeReports>();
+  Body _body;
+  std::atomic<bool> _givenUp{false};
+  mutable Mutex _mutex;
+  std::vector<bool> _ended ZOV_GUARDED_BY(_mutex);  // by part
+  std::string _failure ZOV_GUARDED_BY(_mutex);      // of a part
+};
+
+}  // namespace zov::hub
