@@ -28,6 +28,11 @@ std::size_t identifierLength(std::string_view message) {
   return std::min(blank, MaximumIdLength);
 }
 
+RWCString cut(std::string_view text) {
+  return RWCString(
+      ZOVUTF8Handler::truncated(text, ZOVProductEventCollector::MaximumText, ZOVUTF8Handler::TruncateEnd));
+}
+
 }  // namespace
 
 void ZOVProductEventSample::setTimeStamp(const struct tm* when) {
@@ -53,12 +58,12 @@ int ZOVProductEventCollector::postProductEvent(const char* file, const char* fun
 
   auto* sample = new ZOVProductEventSample;
   sample->setTimeStamp(when);
-  sample->setFile(ZOVUTF8Handler::createFromLocalString(file));
-  sample->setFunction(ZOVUTF8Handler::createFromLocalString(function));
+  sample->setFile(cut(ZOVUTF8Handler::createFromLocalString(file).view()));
+  sample->setFunction(cut(ZOVUTF8Handler::createFromLocalString(function).view()));
   sample->setSeverity(severity);
   sample->setMsgId(RWCString(text.substr(0, idLength)));
   sample->setLine(line);
-  sample->setMsgDesc(RWCString(description));
+  sample->setMsgDesc(cut(description));
   insertSample(sample);
   return 0;
 }

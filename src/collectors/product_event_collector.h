@@ -18,6 +18,8 @@ class ZOVApplicationServer;
 class ZOVProductEventCollector : public ZOVMemoryManager, public ZOVMessageReceiver {
  public:
   static constexpr std::size_t MaximumPending = 100;
+  static constexpr std::size_t MaximumText =
+      256;  ///< bytes of a text, as many as its column holds; the rest is cut
   /// Pushes an event; answers 0, or the return code of its refusal.
   using Emitter = unsigned int (*)(const ZOVProductEventSample* sample, const ZOVApplicationServer* server);
 

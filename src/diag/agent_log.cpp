@@ -10,6 +10,9 @@ static DGT1_Unit traceUnit("ZOVCALOG");
 
 namespace {
 
+constexpr std::size_t KeyLength = 9;        // "ZOVA0001I"
+constexpr std::size_t MostParameter = 512;  // as much as the catalogue takes of one
+
 RWCString numberText(char kind, const DGT1_Arg& argument) {
   if (kind != 'x') return RWCString(DGT1_Format("%i", &argument, 1));
   const bool negative = argument.kind == DGT1_Arg::Kind::Signed && argument.asSigned < 0;
@@ -18,9 +21,9 @@ RWCString numberText(char kind, const DGT1_Arg& argument) {
 }
 
 /// The parameter number `index` of a message, in UTF-8.
-RWCString parameterText(std::size_t index, char kind, const DGT1_Arg& argument) {
+RWCString parameterText(std::size_t index, char kind, const DGT1_Arg& argument, std::size_t most) {
   if (argument.kind == DGT1_Arg::Kind::Text) {
-    RWCString text = argument.asText ? argument.asText : "(null)";
+    const RWCString text(argument.asText ? DGT1_Cut(argument.asText, most) : "(null)");
     DGT1_Printf(traceUnit, DGT1_DETAIL, "parm #%d char = \"%s\"", index, text.data());
     return text;
   }
@@ -57,22 +60,49 @@ void ZOV_Agent_Log::SendMessage(const char* file, const char* function, int line
                                 std::span<const DGT1_Arg> arguments, bool /*isError*/) const {
   ZOV_TRACE(Public);
   const ZOVMessageRow* row = zovFindMessage(message);
-  if (!row) return;
+  if (!row || !_rates[static_cast<std::size_t>(message)].admit()) return;
+  tellLeftOut(file, function, line);
+  char text[ZOV_Agent_Log_Messages::ResultSize] = "";
+  char localText[ZOV_Agent_Log_Messages::ResultSize] = "";
+  // A message that does not fit with its texts is formed again with less of them.
+  for (const std::size_t most : {MostParameter, std::size_t{400}, std::size_t{128}}) {
+    form(*row, arguments, most, text, localText);
+    if (text[0] != '\0') break;
+  }
+  publish(file, function, line, row->severity, text, localText);
+}
 
+void ZOV_Agent_Log::form(const ZOVMessageRow& row, std::span<const DGT1_Arg> arguments, std::size_t most,
+                         Text& text, Text& localText) const {
   constexpr std::size_t Count = ZOV_Agent_Log_Messages::MaximumParameters;
   std::array<RWCString, Count> parameters;
   std::array<const char*, Count> texts;
   for (std::size_t i = 0; i < Count; ++i) {
-    const bool given = i < row->parameters.size() && i < arguments.size();
-    parameters[i] = given ? parameterText(i, row->parameters[i], arguments[i]) : RWCString("(null)");
+    const bool given = i < row.parameters.size() && i < arguments.size();
+    parameters[i] = given ? parameterText(i, row.parameters[i], arguments[i], most) : RWCString("(null)");
     texts[i] = parameters[i].data();
   }
-  traceParameters(*row, parameters);
+  traceParameters(row, parameters);
+  _messages.RetrieveMessage2(text, localText, sizeof text, zovenu.data(), "ZOVA", row.number, texts);
+}
 
-  char text[ZOV_Agent_Log_Messages::ResultSize];
-  char localText[ZOV_Agent_Log_Messages::ResultSize];
-  _messages.RetrieveMessage2(text, localText, sizeof text, zovenu.data(), "ZOVA", message, texts);
+/// Of all kinds, since the one that was left out may not come again.
+void ZOV_Agent_Log::tellLeftOut(const char* file, const char* function, int line) const {
+  for (std::size_t number = 0; number < _rates.size(); ++number) {
+    const unsigned leftOut = _rates[number].takeLeftOut();
+    if (leftOut == 0) continue;
+    const std::string_view key = std::string_view(zovenu[number]).substr(0, KeyLength);
+    const std::string text =
+        DGT1_FormatText("%s %u further messages of this kind were left out: %u a second are issued.",
+                        std::string(key).c_str(), leftOut, zov::MessageRate::PerSecond);
+    const ZOVMessageSeverity severity = zovFindMessage(static_cast<int>(number))->severity;
+    publish(file, function, line, severity, text.c_str(), text.c_str());
+  }
+}
 
+void ZOV_Agent_Log::publish(const char* file, const char* function, int line, ZOVMessageSeverity severity,
+                            const char* text, const char* localText) const {
+  ZOV_FUNCTION;
   const ZOVTime now = ZOVTime::currentTime();
   struct tm when = {};
   now.extract(&when);
@@ -83,5 +113,5 @@ void ZOV_Agent_Log::SendMessage(const char* file, const char* function, int line
     ZOVDebug_PrintUTF8::Buffer shown;
     DGT1_Printf(traceUnit, DGT1_ERROR, "%s", ZOVDebug_PrintUTF8(shown, text).data());
   }
-  _receiver.postProductEvent(file, function, line, &when, static_cast<int>(row->severity), text);
+  _receiver.postProductEvent(file, function, line, &when, static_cast<int>(severity), text);
 }

@@ -9,12 +9,18 @@
 // Numbers, severities, parameter kinds and texts stand in runtime/messages.def. Text arguments are UTF-8. An
 // argument too few shows as "(null)", one too many is ignored, and one of another kind than the message's is
 // shown in its own way. Any thread may issue a message; nothing here fails towards the caller.
+//
+// Texts may come from outside, and peers can cause messages: so a text is cut at 512 bytes (at less, when the
+// message would not fit otherwise), and of each number ten messages are issued in a second. How many were
+// left out is told with the next message that is issued, of whatever number.
 
+#include <array>
 #include <ctime>
 #include <span>
 
 #include "diag/messages.h"
 #include "foundation/string.h"
+#include "platform/message_rate.h"
 #include "platform/trace.h"
 #include "runtime/environment.h"
 #include "runtime/trace_scope.h"
@@ -86,8 +92,16 @@ class ZOV_Agent_Log : public ZOV_Log {
                    std::span<const DGT1_Arg> arguments, bool isError) const override;
 
  private:
+  using Text = char[ZOV_Agent_Log_Messages::ResultSize];
+  void form(const ZOVMessageRow& row, std::span<const DGT1_Arg> arguments, std::size_t most, Text& text,
+            Text& localText) const;
+  void tellLeftOut(const char* file, const char* function, int line) const;
+  void publish(const char* file, const char* function, int line, ZOVMessageSeverity severity,
+               const char* text, const char* localText) const;
+
   const ZOV_Agent_Log_Messages& _messages;
   ZOVMessageReceiver& _receiver;
+  mutable std::array<zov::MessageRate, ZOVMessageCount> _rates;  // by number
 };
 
 namespace zov_detail {

@@ -7,10 +7,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
+#include <list>
 #include <vector>
 
 #include "platform/cancellation.h"
@@ -287,6 +289,28 @@ void zov::TraceHold::write() {
   pause();
   for (const Line& line : _lines) DGT1_Write(line.unitTag, line.number, line.text);
   _lines.clear();
+}
+
+std::string DGT1_Cut(std::string_view text, std::size_t most) {
+  if (text.size() <= most) return std::string(text);
+  constexpr std::string_view mark = "...";
+  const auto continues = [&](std::size_t at) { return (text[at] & 0xC0) == 0x80; };
+  std::size_t end = most > mark.size() ? most - mark.size() : 0;
+  const std::size_t least = end - std::min<std::size_t>(end, 3);
+  while (end > least && continues(end)) --end;
+  return std::string(text.substr(0, end)).append(mark);
+}
+
+void DGT1_PrintArguments(const char* unitTag, int line, const char* format, const DGT1_Arg* arguments,
+                         std::size_t count) {
+  std::vector<DGT1_Arg> shown(arguments, arguments + count);
+  std::list<std::string> cut;
+  for (DGT1_Arg& argument : shown) {
+    if (argument.kind != DGT1_Arg::Kind::Text || argument.asText == nullptr) continue;
+    const std::string_view text(argument.asText);
+    if (text.size() > DGT1_MostText) argument = cut.emplace_back(DGT1_Cut(text)).c_str();
+  }
+  DGT1_Write(unitTag, line, DGT1_Format(format, shown.data(), count));
 }
 
 // Not half-way through a line, and not at all where an unwinding could not pass (a destructor that traces).

@@ -82,11 +82,20 @@ std::string DGT1_FormatText(const char* format, const A&... a) {
   return DGT1_Format(format, arguments + 1, sizeof...(a));
 }
 
+/// The bytes of a text that a line of trace or a message shows at most.
+constexpr std::size_t DGT1_MostText = 1024;
+/// The text in `most` bytes; one that is longer is cut between two UTF-8 characters, and ends in "...".
+std::string DGT1_Cut(std::string_view text, std::size_t most = DGT1_MostText);
+
 /// Writes a line without a test of flags. `unit` and `line` are shown; most callers use DGT1_Printf.
 void DGT1_Write(const char* unitTag, int line, std::string_view text);
+/// Formats and writes; each text is cut as DGT1_Cut does, since it may come from outside.
+void DGT1_PrintArguments(const char* unitTag, int line, const char* format, const DGT1_Arg* arguments,
+                         std::size_t count);
 template <class... A>
 void DGT1_Print(const DGT1_Unit& unit, int line, const char* format, const A&... a) {
-  DGT1_Write(unit.tag(), line, DGT1_FormatText(format, a...));
+  const DGT1_Arg arguments[] = {DGT1_Arg(0), DGT1_Arg(a)...};
+  DGT1_PrintArguments(unit.tag(), line, format, arguments + 1, sizeof...(a));
 }
 /// Traces a formatted line when one of `flags` is on for `unit`.
 #define DGT1_Printf(unit, flags, ...)                                \

@@ -1,6 +1,6 @@
 #include "tables/zovprev.h"
 
-#include "collectors/product_event_sample.h"
+#include "collectors/product_event_collector.h"
 #include "platform/trace.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
@@ -9,6 +9,8 @@
 static DGT1_Unit traceUnit("ZOVTPREV");
 
 ZOV_DEFINE_INIT(zovprev);
+
+static_assert(sizeof(zov_zovprev_data_t::msg_desc) == ZOVProductEventCollector::MaximumText);
 
 void zov_zovprev_agent::TakeSample() {
   ZOV_TRACE(Public);

@@ -117,4 +117,11 @@ TEST_F(ProductEventTest, RefusedEventsWaitInOrderTheLatestHundred) {
   EXPECT_EQ(emitted.size(), 101U) << "none is offered twice";
 }
 
+TEST_F(ProductEventTest, TextsAreCutAtWhatTheirColumnHolds) {
+  post("ZOVA0001I " + std::string(255, 'x') + "\xC3\xA9" + std::string(5'000'000, 'y'));
+  collector.forEachSample([&](const ZOVProductEventSample& sample) {
+    EXPECT_EQ(field(sample, &ZOVProductEventSample::copyMsgDesc), std::string(255, 'x'));
+  });
+}
+
 }  // namespace

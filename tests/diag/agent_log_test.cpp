@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "support/step_clock.h"
 #include "support/trace_capture.h"
 
 static DGT1_Unit traceUnit("ZOVTALOG");
@@ -68,6 +69,39 @@ TEST_F(AgentLogTest, TracesAMessageAsItsFlagShowsIt) {
         trace.lines()[0].ends_with(" ZOVA0017I Application server " + std::string(name) + " is now active."))
         << trace.lines()[0];
   }
+}
+
+TEST_F(AgentLogTest, CutsTextsAndLosesNoMessageByThem) {
+  const std::string name(5'000'000, 'x');
+  EXPECT_EQ(logged(ZOVA0017I, name.c_str()),
+            "ZOVA0017I Application server " + std::string(509, 'x') + "... is now active.");
+  // Four of them, and bytes that are no UTF-8, each of which takes three as it is shown.
+  for (const std::string& text : {name, std::string(5000, '\xFF')}) {
+    const std::string message = logged(ZOVA0079E, text.c_str(), text.c_str(), text.c_str(), text.c_str());
+    EXPECT_TRUE(message.starts_with("ZOVA0079E Socket error detected.  Function=")) << message;
+    EXPECT_TRUE(message.ends_with("...."));
+  }
+}
+
+TEST_F(AgentLogTest, TenOfANumberAreIssuedInASecond) {
+  const StepClock clock;
+  const TraceCapture trace;
+  const auto flood = [&](int number, int count) {
+    for (int i = 0; i < count; ++i) log.LogMessage("ZOVTALOG", "f", 1, number, "x");
+  };
+  flood(ZOVA0017I, 100);
+  flood(ZOVA0018I, 5);
+  EXPECT_EQ(receiver.issued.size(), 15U);
+  StepClock::step(1);
+  receiver.issued.clear();
+  flood(ZOVA0018I, 1);
+  EXPECT_EQ(receiver.issued,
+            (std::vector<std::string>{
+                "ZOVA0017I 90 further messages of this kind were left out: 10 a second are issued.",
+                "ZOVA0018I Application server x is no longer active."}));
+  EXPECT_EQ(trace.count("90 further messages"), 1);
+  flood(ZOVA0017I, 1);
+  EXPECT_EQ(receiver.issued.size(), 3U) << "told once";
 }
 
 }  // namespace

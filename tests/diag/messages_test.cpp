@@ -49,7 +49,7 @@ TEST(MessageTable, TextsFitTheirRows) {
     }
     EXPECT_EQ(row->parameters.find_first_not_of("tnx"), std::string_view::npos);
   }
-  EXPECT_EQ(rows, 62);
+  EXPECT_GE(rows, 62);
 }
 
 TEST_F(MessagesTest, SpeaksEnglishWithoutABundleOrADamagedOne) {

@@ -134,4 +134,29 @@ TEST(TraceFile, IsWrittenInWholeLinesAndReopenedAfterARename) {
   EXPECT_EQ(traceUnit.flags(), DGT1_ERROR | DGT1_MESSAGE);
 }
 
+TEST(Trace, TextsAreCutBetweenTwoCharacters) {
+  const struct {
+    std::string text;
+    std::size_t most;
+    std::string shown;
+  } cases[] = {
+      {"fits", 4, "fits"},
+      {"longer", 5, "lo..."},
+      {"", 0, ""},
+      {"a\xC3\xA9"
+       "bcd",
+       5, "a..."},
+      {"abcd\xC3\xA9z", 6, "abc..."},
+      {"\x80\x80\x80\x80\x80\x80\x80\x80", 7, "\x80..."},
+      {"abc", 2, "..."},
+  };
+  for (const auto& test : cases) EXPECT_EQ(DGT1_Cut(test.text, test.most), test.shown) << test.text;
+
+  const TraceCapture trace;
+  const std::string name(5'000'000, 'x');
+  DGT1_Printf(traceUnit, DGT1_ERROR, "name %s of %i, %s", name.c_str(), 7, "short");
+  ASSERT_EQ(trace.lines().size(), 1U);
+  EXPECT_TRUE(trace.has("name " + std::string(DGT1_MostText - 3, 'x') + "... of 7, short"));
+}
+
 }  // namespace
