@@ -15,6 +15,7 @@
 
 #include "diag/agent_log.h"
 #include "diag/utf8_handler.h"
+#include "platform/message_rate.h"
 #include "runtime/trace_scope.h"
 #include "runtime/waits.h"
 #include "server/application_server.h"
@@ -335,8 +336,8 @@ int ZOVApplicationContext::writeContextFile() {
   const auto failure = guarded(ZOV_PLACE, [&]() ZOV_REQUIRES_SHARED(_lock) {
     const RWCString text = makeContextText();
     if (replaceFile(_contextFilePath.str(), text.view())) return;
-    DGT1_Printf(traceUnit, DGT1_ERROR, "Context file %s cannot be written: %s. It stays as it was.",
-                _contextFilePath.data(), std::strerror(errno));
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "Context file %s cannot be written: %s. It stays as it was.",
+                       _contextFilePath.data(), std::strerror(errno));
   });
   _contextFileMutex.release();
   if (failure) zovRaise(*failure);
@@ -348,7 +349,7 @@ RWCString ZOVApplicationContext::makeContextText() const {
   for (const Server& server : _appServers) {
     const RWCString record = writeContextRecord(*server);
     if (record.length() >= MaximumLineLength) {
-      DGT1_Printf(
+      DGT1_PrintfLimited(
           traceUnit, DGT1_ERROR,
           "Application server %s is not kept in the context file: its line of %i bytes is longer than %i",
           server->getName().data(), record.length(), MaximumLineLength);

@@ -2,6 +2,7 @@
 
 #include "collectors/product_event_collector.h"
 #include "diag/agent_log.h"
+#include "platform/message_rate.h"
 #include "runtime/environment.h"
 #include "runtime/time.h"
 #include "runtime/trace_scope.h"
@@ -37,12 +38,19 @@ ZOVReturnCode ContextSessionDirectory::defineNewServer(const Greeting& greeting,
                                                        std::shared_ptr<ZOVApplicationServer>& server) {
   ZOV_TRACE(Public);
   const ZOVPingRequest& ping = greeting.ping();
-  // Each server costs a thread and a line of the file for good, and a peer can think of any number of names.
+  // Each server costs a line of the file for good and a thread while it is connected, and a peer can think of
+  // any number of names.
+  ZOVAgentEnvironment* const environment = ZOVAgentEnvironment::pEnvironment;
+  if (environment && !environment->threadTable().hasRoom()) {
+    if (_noThreadRate.admit()) ZOV_LOG_ERROR(ZOVA0177E, ping.getAppServerName());
+    return ZOV_NO_SUBTASK;
+  }
   if (_context.getAppServers().size() >= MaximumServers) {
-    DGT1_Printf(traceUnit, DGT1_ERROR,
-                "Application server %s is refused: %i servers are known, and no more are taken. RemSubNode "
-                "forgets those that are gone.",
-                ping.getAppServerName().data(), MaximumServers);
+    DGT1_PrintfLimited(
+        traceUnit, DGT1_ERROR,
+        "Application server %s is refused: %i servers are known, and no more are taken. RemSubNode "
+        "forgets those that are gone.",
+        ping.getAppServerName().data(), MaximumServers);
     return ZOV_OUT_OF_STORAGE;
   }
   ZOVReturnCode rc;
@@ -93,7 +101,7 @@ void ContextSessionDirectory::writeProductEvent(const char* file, const char* fu
                                                 const char* text) {
   ZOV_TRACE(Public);
   ZOVAgentEnvironment* const environment = ZOVAgentEnvironment::pEnvironment;
-  if (!environment) return;
+  if (!environment || !_eventRate.admit()) return;
   struct tm now {};
   ZOVTime::currentTime().extract(&now);
   environment->productEventCollector().postProductEvent(file, function, line, &now,

@@ -4,6 +4,7 @@
 
 #include "config/collector_users.h"
 #include "context/application_context.h"
+#include "platform/message_rate.h"
 #include "transport/session_listener.h"
 
 namespace zov {
@@ -31,6 +32,8 @@ class ContextSessionDirectory final : public ZOVSessionDirectory {
  private:
   ZOVApplicationContext& _context;
   const CollectorUsers _users;
+  MessageRate _eventRate;
+  MessageRate _noThreadRate{1, std::chrono::minutes(1)};
 };
 
 }  // namespace zov

@@ -77,7 +77,7 @@ ZOVRecoverableThread* ZOVAgentEnvironment::createThread() const {
 }
 
 void ZOVAgentEnvironment::registerThread(ZOVRecoverableThread* thread) {
-  _threadTable->insert(thread);
+  _threadTable->insertReserved(thread);
   thread->setRegistered(true);
   if (thread->isThisCurrentThread()) zovOwnHeldLocks.attach(*thread);
 }
@@ -152,17 +152,21 @@ int ZOVAgentEnvironment::isErrorRecoveryEnabled() {
   return environment != nullptr ? environment->_errorRecoveryEnabled.load() : 0;
 }
 
-void ZOVAgentEnvironment::setRecoveryEnvironment(const char* tag, const char* function) {
+bool ZOVAgentEnvironment::setRecoveryEnvironment(const char* tag, const char* function) {
   ZOVAgentEnvironment* environment = pEnvironment.load();
-  if (environment == nullptr) return;
+  if (environment == nullptr) return true;
   ZOVRecoverableThread* thread = environment->findThread();
   if (thread == nullptr) {
     thread = environment->createThread();
     thread->setState(ZOVThread::Running);
-    environment->_threadTable->insert(thread);
+    if (!environment->_threadTable->insert(thread)) {
+      delete thread;
+      return false;
+    }
     zovOwnHeldLocks.attach(*thread);
   }
   thread->pushRecoveryEnvironment(tag, function);
+  return true;
 }
 
 int ZOVAgentEnvironment::deleteRecoveryEnvironment() {

@@ -65,7 +65,8 @@ class ZOVAgentEnvironment {
   virtual ZOVThreadRecoveryEnvironmentElement* getCurrentRecoveryElement() const;
   virtual void saveTraceEntry(const char* tag, const char* function, _ZOVInternalTraceType type,
                               long parameter);
-  /// Makes the thread known. It stays the caller's, and is not deleted when its outermost frame ends.
+  /// Makes the thread known. It stays the caller's, and is not deleted when its outermost frame ends. Takes
+  /// the slot that its start has reserved.
   virtual void registerThread(ZOVRecoverableThread* thread);
   virtual void deregisterThread(ZOVRecoverableThread* thread);
   virtual ZOVRecoverableThread* findThread(const unsigned long* id) const;
@@ -75,7 +76,8 @@ class ZOVAgentEnvironment {
   virtual int getSourceFileAndFunctionName(RWCString& tag, RWCString& function, int depth) const;
 
   static int isErrorRecoveryEnabled();
-  static void setRecoveryEnvironment(const char* tag, const char* function);
+  /// False when the thread is not known and the table has no slot for it.
+  static bool setRecoveryEnvironment(const char* tag, const char* function);
   static int deleteRecoveryEnvironment();  ///< 0 when there is no environment
   static ZOVRecoverableThread* getActiveThread();
 

@@ -1,6 +1,7 @@
 #include "runtime/recoverable_thread.h"
 
 #include "platform/frames.h"
+#include "platform/message_rate.h"
 #include "runtime/environment.h"
 #include "runtime/lock.h"
 #include "runtime/recovery.h"
@@ -32,6 +33,23 @@ ZOVRecoverableThread::~ZOVRecoverableThread() {
     delete _bottom;
     _bottom = above;
   }
+}
+
+int ZOVRecoverableThread::start(ZOVThreadManager* manager) {
+  ZOVAgentEnvironment* environment = ZOVAgentEnvironment::pEnvironment.load();
+  if (environment == nullptr) return ZOVThread::start(manager);
+  if (!environment->threadTable().reserve()) {
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR,
+                       "A thread is not started: %i of the table's %i slots are in use",
+                       environment->threadTable().entries(), ZOVThreadTable::Capacity);
+    return 0;
+  }
+  int started = 0;
+  withCleanup([&] { started = ZOVThread::start(manager); },
+              [&] {
+                if (!started) environment->threadTable().giveUpReservation();
+              });
+  return started;
 }
 
 // The former run is killed, and has yet to come to its end.

@@ -20,6 +20,8 @@ class ZOVRecoverableThread : public ZOVThread {
   ~ZOVRecoverableThread() override;
 
   int supposedToRegister() const override { return 1; }
+  /// Answers 0 too when the thread table has no slot for a further thread.
+  int start(ZOVThreadManager* manager) override;
   void registerThread() override;
   void deregisterThread() override;
   void callThreadEP() override;

@@ -48,7 +48,10 @@ struct GuardedCall {
 struct EnvironmentScope {
   GuardedCall& call;
   explicit EnvironmentScope(GuardedCall& guardedCall) : call(guardedCall) {
-    ZOVAgentEnvironment::setRecoveryEnvironment(call.tag, call.function);
+    if (!ZOVAgentEnvironment::setRecoveryEnvironment(call.tag, call.function)) {
+      call.thrown = ZOVException::recoverable(ZOV_NO_SUBTASK);
+      return;
+    }
     call.thread = ZOVAgentEnvironment::getActiveThread();
     if (call.thread != nullptr) call.element = call.thread->getCurrentRecoveryElement();
   }
@@ -61,7 +64,7 @@ struct EnvironmentScope {
 
 void GuardedCall::run() {
   EnvironmentScope scope(*this);
-  runBody();
+  if (!thrown) runBody();
 }
 
 void GuardedCall::runBody() {

@@ -80,7 +80,8 @@ Action actionOf() {
 }  // namespace zov_detail
 
 /// Runs body inside a recovery frame named (tag, function). Returns nothing on the normal path, and the
-/// exception that reached the frame on the raised path. Both texts are kept by pointer.
+/// exception that reached the frame on the raised path; one of code 156, with body not run, where the thread
+/// is not known and the thread table is full. Both texts are kept by pointer.
 template <class Body>
 std::optional<ZOVException> guarded(const char* tag, const char* function, Body&& body) {
   auto* called = std::addressof(body);

@@ -1,7 +1,6 @@
 #include "runtime/thread_table.h"
 
 #include "platform/services.h"
-#include "runtime/event.h"
 #include "runtime/lock.h"
 #include "runtime/recoverable_thread.h"
 #include "runtime/recovery.h"
@@ -89,39 +88,38 @@ ZOVThreadTable::Slot* ZOVThreadTable::freeSlot() {
   return &_slots[used];
 }
 
-void ZOVThreadTable::waitForSlot() {
-  ZOVEvent freed;
-  struct Leave {  // also when the wait is cancelled
-    ZOVThreadTable& table;
-    ZOVEvent& event;
-    ~Leave() {
-      const zov::RecursiveLock lock(table._mutex);
-      table._waiters.remove(&event);
-    }
-  } leave{*this, freed};
-  {
-    const zov::RecursiveLock lock(_mutex);
-    if (entries() < Capacity) return;
-    _waiters.insert(&freed);
-  }
-  freed.wait();
+bool ZOVThreadTable::place(ZOVRecoverableThread* thread) {
+  Slot* const slot = freeSlot();
+  if (slot == nullptr) return false;
+  slot->thread.store(thread, std::memory_order_release);
+  slot->id.store(thread->getThreadId(), std::memory_order_release);
+  ++_numThreads;
+  _lastIndex = static_cast<int>(slot - _slots);
+  entryChanged(thread->getThreadId());
+  return true;
 }
 
-void ZOVThreadTable::insert(ZOVRecoverableThread* thread) {
-  for (;;) {
-    {
-      const zov::RecursiveLock lock(_mutex);
-      if (Slot* slot = freeSlot()) {
-        slot->thread.store(thread, std::memory_order_release);
-        slot->id.store(thread->getThreadId(), std::memory_order_release);
-        ++_numThreads;
-        _lastIndex = static_cast<int>(slot - _slots);
-        entryChanged(thread->getThreadId());
-        return;
-      }
-    }
-    waitForSlot();
-  }
+bool ZOVThreadTable::insert(ZOVRecoverableThread* thread) {
+  const zov::RecursiveLock lock(_mutex);
+  return entries() + _reserved < Capacity && place(thread);
+}
+
+bool ZOVThreadTable::reserve() {
+  const zov::RecursiveLock lock(_mutex);
+  if (!hasRoom()) return false;
+  ++_reserved;
+  return true;
+}
+
+void ZOVThreadTable::giveUpReservation() {
+  const zov::RecursiveLock lock(_mutex);
+  --_reserved;
+}
+
+void ZOVThreadTable::insertReserved(ZOVRecoverableThread* thread) {
+  const zov::RecursiveLock lock(_mutex);
+  if (_reserved > 0) --_reserved;
+  place(thread);
 }
 
 void ZOVThreadTable::remove(ZOVRecoverableThread* thread) {
@@ -133,7 +131,6 @@ void ZOVThreadTable::remove(ZOVRecoverableThread* thread) {
     _slots[i].thread = nullptr;
     --_numThreads;
     entryChanged(thread->getThreadId());
-    if (!_waiters.isEmpty()) static_cast<ZOVEvent*>(_waiters.removeAt(0))->post();
     return;
   }
 }

@@ -2,6 +2,10 @@
 // ZOVThreadTable: the threads that the process knows, at most 512. Changes are made under its mutex; look-ups
 // take no lock. The slots are never freed, since a thread that still runs may read them. A thread finds
 // itself through a cache of its own, which is kept right by whoever changes its entry.
+//
+// Nobody waits for a slot: whoever finds none is told so. Threads that the agent starts reserve theirs before
+// their start, and leave KeptBack of them to those that are adopted: the main thread and the framework's,
+// which must be able to ask and to stop the agent whatever else runs.
 
 #include <atomic>
 #include <cstdint>
@@ -14,6 +18,7 @@ class ZOVRecoverableThread;
 class ZOVThreadTable {
  public:
   static constexpr int Capacity = 512;
+  static constexpr int KeptBack = 128;
 
   ZOVThreadTable();
   /// Waits once (zovWaits().threadTableSeconds) when threads other than the caller's still run.
@@ -21,7 +26,13 @@ class ZOVThreadTable {
   ZOVThreadTable(const ZOVThreadTable&) = delete;
   ZOVThreadTable& operator=(const ZOVThreadTable&) = delete;
 
-  void insert(ZOVRecoverableThread* thread);  ///< blocks while the table is full
+  /// Takes a free slot; false when there is none.
+  bool insert(ZOVRecoverableThread* thread);
+  // --- For threads that are about to be started.
+  bool hasRoom() const { return entries() + _reserved.load() < Capacity - KeptBack; }
+  bool reserve();                                     ///< false when no more may be started
+  void giveUpReservation();                           ///< the start has failed
+  void insertReserved(ZOVRecoverableThread* thread);  ///< takes the slot that was reserved for it
   void remove(ZOVRecoverableThread* thread);
   int find(const unsigned long* id) const;  ///< index, or -1
   ZOVRecoverableThread* findThread(const unsigned long* id) const;
@@ -40,8 +51,8 @@ class ZOVThreadTable {
   static thread_local Cache ownEntry;
   static std::atomic<std::uint64_t> changes;  // made to entries other than the changer's own; never reset
 
+  bool place(ZOVRecoverableThread* thread) ZOV_REQUIRES(_mutex);
   Slot* freeSlot() ZOV_REQUIRES(_mutex);  // null when the table is full
-  void waitForSlot();
   void entryChanged(unsigned long id);
 
   Slot* _slots;
@@ -49,5 +60,5 @@ class ZOVThreadTable {
   mutable std::atomic<int> _lastIndex{-1};  // a hint
   std::atomic<int> _highMark{0};
   std::atomic<int> _numThreads{0};
-  RWOrdered _waiters ZOV_GUARDED_BY(_mutex);  // ZOVEvent*
+  std::atomic<int> _reserved{0};  // written under _mutex
 };

@@ -12,6 +12,7 @@ struct ZOVWaits {
   long transferProgressSeconds = 300;  ///< a send, or a frame that has begun, without a byte
   long testConnectivitySeconds = 60;   ///< answer to a test ping
   long quietCollectorSeconds = 60;     ///< a collector of which nothing is wanted, before a test ping
+  long disconnectedSeconds = 600;      ///< a server's threads, behind the end of its last session
   long houseKeepingSeconds = 900;      ///< between sweeps of old anchors
   long threadStopSeconds = 20;         ///< a server's destructor, for each thread
   long threadTableSeconds = 3;         ///< the thread table's destructor

@@ -65,7 +65,7 @@ ZOVReturnCode ZOVApplicationServerBase::init(_AppServerStatus status) {
   _statistics.setSuspended(!_settings.resourceCollectEnabled);
   registerSubNode();  // a subnode that the framework refuses costs its queries, not the server
   if (status == ServerConnected && _startMonitorOnConnect) startProfilerMonitorThread();
-  if (isPSISupported()) _statistics.start();
+  if (status == ServerConnected && isPSISupported()) _statistics.start();
   return 0;
 }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "diag/agent_log.h"
+#include "platform/message_rate.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
 #include "runtime/waits.h"
@@ -97,7 +98,7 @@ void CollectorMonitor::stop(bool force) {
 void CollectorMonitor::threadBegins() {
   ZOV_FUNCTION;
   _lastResult = 0;
-  _lastActivity = ZOVClock::steady();
+  _lastActivity = _lastConnected = ZOVClock::steady();
   _nextSample = _lastActivity + std::chrono::seconds(_settings.pollInterval);
   ZOV_LOG_MESSAGE(ZOVA0010I, _server.getName());
 }
@@ -122,9 +123,16 @@ long CollectorMonitor::secondsToNextTurn() {
 }
 
 void CollectorMonitor::turn() {
+  if (_server.getStatus() == ServerConnected) _lastConnected = ZOVClock::steady();
   serveRequests();
   if (pollsOnInterval() && secondsToNextSample() <= 0) sampleOnInterval();
   if (secondsToNextTest() <= 0) testWhenQuiet();
+  if (isUnused()) _thread.stopUnlessWoken();
+}
+
+bool CollectorMonitor::isUnused() const {
+  return _server.getStatus() != ServerConnected &&
+         ZOVClock::secondsSince(_lastConnected) >= zovWaits().disconnectedSeconds;
 }
 
 /// The next one is reckoned from now, not from the last target: a slow poll pushes the later ones back.
@@ -175,7 +183,10 @@ void CollectorMonitor::threadEnds() {
 
 void CollectorMonitor::startFailed() {
   ZOV_FUNCTION;
-  guarded(ZOV_PLACE, [&] { ZOV_LOG_ERROR(ZOVA0174E, "collector session monitor", _server.getName()); });
+  static MessageRate rate{1, std::chrono::minutes(1)};  // of all servers: a peer can ask for threads at will
+  guarded(ZOV_PLACE, [&] {
+    if (rate.admit()) ZOV_LOG_ERROR(ZOVA0174E, "collector session monitor", _server.getName());
+  });
   answerWaiting();
 }
 

@@ -2,6 +2,8 @@
 // zov::CollectorMonitor: the one thread of a server that in the ordinary course talks to its data collector.
 // It begins the sessions; on an interval it polls for all that is collected; between polls it serves the
 // requests of other threads; and it sees to it that a collector which has been quiet for long still lives.
+// When the server has been disconnected for zovWaits().disconnectedSeconds, it ends; a collector starts it
+// again.
 //
 // Ownership: a member of its server. Uses the server's session for every exchange, and the server itself for
 // its name and as what requests are processed on. Requests are shared with those who wait for them.
@@ -67,6 +69,7 @@ class CollectorMonitor final : private ServerThreadWork {
   long secondsToNextTest() const;
   void sampleOnInterval();
   void testWhenQuiet();
+  bool isUnused() const;
   void serveRequests();
   void answerWaiting();
   Request nextRequest();
@@ -81,7 +84,8 @@ class CollectorMonitor final : private ServerThreadWork {
   // The thread's alone.
   Request _requestInHand;
   ZOVClock::Steady _lastActivity;
-  ZOVClock::Steady _nextSample;  // with an interval
+  ZOVClock::Steady _nextSample;     // with an interval
+  ZOVClock::Steady _lastConnected;  // or the thread's start
   ZOVReturnCode _lastResult;
 
   ServerThread _thread{*this};  // last, so that it goes first

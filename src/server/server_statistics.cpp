@@ -1,8 +1,11 @@
 #include "server/server_statistics.h"
 
+#include <algorithm>
+
 #include "diag/agent_log.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
+#include "runtime/waits.h"
 #include "samples/sample_classes.h"
 #include "server/application_server_base.h"
 #include "server/resource_manager_proxy.h"
@@ -15,6 +18,7 @@ namespace zov {
 
 namespace {
 
+constexpr long SecondsBetweenLooks = 60;  // whether the server is still connected
 constexpr ZOVPollRequest::_PollMask AllStatistics = 0x7ffffffffULL;
 
 /// 61 means that some of it failed; what arrived counts.
@@ -44,15 +48,19 @@ void ServerStatistics::stop() {
 
 void ServerStatistics::threadBegins() {
   ZOV_FUNCTION;
-  _nextCollection = ZOVClock::steady();
+  _nextCollection = _lastConnected = ZOVClock::steady();
   ZOV_LOG_MESSAGE(ZOVA0008I, _server.getName());
 }
 
 long ServerStatistics::secondsToNextTurn() {
-  return -ZOVClock::secondsSince(_nextCollection);
+  return std::min<long>(-ZOVClock::secondsSince(_nextCollection), SecondsBetweenLooks);
 }
 
 void ServerStatistics::turn() {
+  if (_server.getStatus() == ServerConnected) _lastConnected = ZOVClock::steady();
+  if (ZOVClock::secondsSince(_lastConnected) >= zovWaits().disconnectedSeconds) {
+    return _thread.stopUnlessWoken();
+  }
   if (ZOVClock::secondsSince(_nextCollection) < 0) return;  // woken ahead of time
   _nextCollection = ZOVClock::steady() + std::chrono::seconds(_settings.resourcePollFrequency);
   if (_server.getStatus() == ServerConnected && isCollected()) collectAll();

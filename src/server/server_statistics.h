@@ -34,7 +34,8 @@ class ServerStatistics final : private ServerThreadWork {
   ServerStatistics(ZOVApplicationServerBase& server, ServerAnchors& anchors, const ServerSettings& settings)
       : _server(server), _anchors(anchors), _settings(settings) {}
 
-  /// Starts the thread, when the settings ask for collection by interval.
+  /// Starts the thread, when the settings ask for collection by interval. It ends when the server has been
+  /// disconnected for zovWaits().disconnectedSeconds.
   void start();
   /// Stops the thread and waits for its end.
   void stop();
@@ -80,8 +81,11 @@ class ServerStatistics final : private ServerThreadWork {
   unsigned int _collectionId ZOV_GUARDED_BY(_rpxLock) = 0;
   std::atomic<bool> _suspended{false};
   std::atomic<bool> _connected{false};
-  ZOVClock::Steady _nextCollection;  // the thread's alone
-  ServerThread _thread{*this};       // last, so that it goes first
+  // The thread's alone.
+  ZOVClock::Steady _nextCollection;
+  ZOVClock::Steady _lastConnected;  // or the thread's start
+
+  ServerThread _thread{*this};  // last, so that it goes first
 };
 
 }  // namespace zov

@@ -80,6 +80,11 @@ void ServerThread::requestStop() {
   wakeHeld();
 }
 
+void ServerThread::stopUnlessWoken() {
+  const MutexLock lock(_mutex);
+  if (!_woken) _stopping = true;
+}
+
 void ServerThread::requestEnd() {
   const MutexLock lock(_mutex);
   _ended = true;

@@ -69,6 +69,9 @@ class ServerThread {
 
   /// Tells the thread to stop behind its present turn; it may be started again.
   void requestStop();
+  /// On the thread: stops it, unless somebody has woken it since the turn began. Until it has stopped, a
+  /// start is refused.
+  void stopUnlessWoken();
   /// Waits until the thread has stopped, as long as it takes. Not from the thread itself.
   void waitUntilStopped();
   /// Tells the thread to stop for good.

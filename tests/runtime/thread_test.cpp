@@ -6,10 +6,12 @@
 
 #include <array>
 #include <cerrno>
+#include <deque>
 #include <thread>
 
 #include "platform/clock.h"
 #include "runtime/lock.h"
+#include "runtime/recovery.h"
 #include "runtime/thread_manager.h"
 #include "runtime/waits.h"
 #include "support/agent_thread.h"
@@ -227,27 +229,68 @@ class Stranger : public ZOVRecoverableThread {
   explicit Stranger(unsigned long id) { _threadId = id; }
 };
 
-TEST(ThreadTable, AFullTableBlocksTheNextUntilOneLeaves) {
+TEST(ThreadTable, AFullTableRefusesAndTakesAgainWhenOneLeaves) {
   ZOVThreadTable table;
   std::vector<std::unique_ptr<Stranger>> threads;
   for (unsigned long id = 1; id <= ZOVThreadTable::Capacity; ++id) {
     threads.push_back(std::make_unique<Stranger>(id));
-    table.insert(threads.back().get());
+    EXPECT_TRUE(table.insert(threads.back().get()));
   }
   Stranger late(1000);
-  std::atomic<bool> inserted{false};
-  std::thread waiter([&] {
-    table.insert(&late);
-    inserted = true;
-  });
-  EXPECT_FALSE(inserted);
+  EXPECT_FALSE(table.insert(&late));
   table.remove(threads[200].get());
-  waiter.join();
+  EXPECT_TRUE(table.insert(&late));
   const unsigned long id = 1000;
   EXPECT_EQ(table.find(&id), 200);
   table.remove(&late);
   for (auto& thread : threads) table.remove(thread.get());
   EXPECT_EQ(table.entries(), 0);
+}
+
+TEST(ThreadTable, StartedThreadsLeaveSlotsToOthersAlsoBeforeTheyRun) {
+  ZOVThreadTable table;
+  std::vector<std::unique_ptr<Stranger>> threads;
+  for (unsigned long id = 1; table.reserve(); ++id) {
+    threads.push_back(std::make_unique<Stranger>(id));
+    if (id % 2 == 0) table.insertReserved(threads.back().get());  // of the others the start is under way
+  }
+  EXPECT_EQ(threads.size(), std::size_t{ZOVThreadTable::Capacity - ZOVThreadTable::KeptBack});
+  std::vector<std::unique_ptr<Stranger>> adopted;
+  for (unsigned long id = 1001; adopted.empty() || table.insert(adopted.back().get()); ++id) {
+    adopted.push_back(std::make_unique<Stranger>(id));
+  }
+  EXPECT_GE(adopted.size(), std::size_t{ZOVThreadTable::KeptBack});
+  for (std::size_t i = 0; i < threads.size(); i += 2) table.insertReserved(threads[i].get());
+  EXPECT_EQ(table.entries(), ZOVThreadTable::Capacity);
+  for (auto& thread : threads) table.remove(thread.get());
+  EXPECT_TRUE(table.reserve());
+  table.giveUpReservation();
+  for (auto& thread : adopted) table.remove(thread.get());
+}
+
+TEST(ThreadTable, WithoutASlotAThreadIsNotStartedAndAFrameIsACode) {
+  TestEnvironment environment;
+  TraceCapture quiet;
+  ZOVThreadTable& table = environment.threadTable();
+  std::deque<Stranger> others;
+  while (table.entries() < ZOVThreadTable::Capacity - ZOVThreadTable::KeptBack) {
+    table.insert(&others.emplace_back(others.size() + 1));
+  }
+  ZOVRecoverableThread thread([](void*, ZOVThread*) { return 0; }, nullptr, 0, 0);
+  EXPECT_EQ(thread.start(nullptr), 0);
+  bool ran = false;
+  EXPECT_FALSE(guarded("ZOVTTEST", "adopted", [&] { ran = true; }));
+  EXPECT_TRUE(ran) << "the slots that are kept back";
+  while (table.entries() < ZOVThreadTable::Capacity) {
+    table.insert(&others.emplace_back(others.size() + 1));
+  }
+  ran = false;
+  const auto failure = guarded("ZOVTTEST", "adopted", [&] { ran = true; });
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->getReturnCode(), ZOVReturnCode(ZOV_NO_SUBTASK));
+  EXPECT_FALSE(ran);
+  for (Stranger& other : others) table.remove(&other);
+  EXPECT_EQ(thread.start(nullptr), 1);
 }
 
 TEST(ThreadTable, AThreadFindsItselfThroughEveryChange) {

@@ -113,4 +113,40 @@ TEST_F(BackgroundTest, WithoutACollectorNothingIsTakenAndTheServerKeepsItsRow) {
   EXPECT_EQ(server->processCollectRequest(1, 1), ZOVReturnCode(21));
 }
 
+TEST_F(BackgroundTest, AServerThatIsGoneForTenMinutesHoldsNoThread) {
+  rig.services.serverParms.setResourceCollectAction(2);
+  begin(2, {requestSample("/a", 1)});
+  EXPECT_TRUE(server->runningBackgroundRPXCollection());
+  rig.step(1000);
+  EXPECT_TRUE(server->runningBackgroundProfilerCollection()) << "connected";
+  collector->close();
+  rig.step(60);
+  EXPECT_EQ(server->getStatus(), ServerDisconnected);
+  const int threads = rig.environment.threadTable().entries();
+  rig.step(500);
+  EXPECT_TRUE(server->runningBackgroundProfilerCollection());
+  EXPECT_TRUE(server->runningBackgroundRPXCollection());
+  rig.step(100);
+  EXPECT_TRUE(comesTrue([&] {
+    return !server->runningBackgroundProfilerCollection() && !server->runningBackgroundRPXCollection();
+  }));
+  EXPECT_TRUE(comesTrue([&] { return rig.environment.threadTable().entries() == threads - 2; }));
+  EXPECT_EQ(server->getOnDemandProfilerSamples(ZOVWorkloadSumAnchor()), ZOVReturnCode(21));
+  collector = rig.serve("shop", {requestSample("/b", 1)}, 4712);
+  EXPECT_TRUE(server->runningBackgroundProfilerCollection());
+  EXPECT_TRUE(server->runningBackgroundRPXCollection());
+  EXPECT_EQ(reader.read(*server, ZOVWorkloadSumAnchor()), ZOVReturnCode(0));
+}
+
+TEST_F(BackgroundTest, AServerThatIsOnlyRememberedHoldsNoThread) {
+  rig.services.serverParms.setRequestCollectAction(2);
+  rig.services.serverParms.setResourceCollectAction(2);
+  std::ofstream(rig.contextFile()) << "\nappServerName=shop\tserverRootDirectory=/srv/shop\n";
+  rig.start();
+  server = rig.server("shop");
+  ASSERT_TRUE(server);
+  EXPECT_FALSE(server->runningBackgroundProfilerCollection());
+  EXPECT_FALSE(server->runningBackgroundRPXCollection());
+}
+
 }  // namespace
