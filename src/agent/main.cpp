@@ -7,6 +7,7 @@
 #include "framework/process.h"
 #include "platform/frames.h"
 #include "platform/trace.h"
+#include "runtime/budgets.h"
 #include "runtime/waits.h"
 
 static DGT1_Unit traceUnit("ZOVCMAIN");
@@ -20,6 +21,7 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   DGT1_Open();
   zovReadWaits();
+  zovReadBudgets();
   XFR1_InstallFaultHandlers();
   ZOVLock::init();
 

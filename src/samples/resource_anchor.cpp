@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "foundation/lookup_hash.h"
+#include "runtime/memory_account.h"
 #include "runtime/trace_scope.h"
 
 static DGT1_Unit traceUnit("ZOVCANCH");
@@ -14,6 +15,13 @@ std::uint32_t wordAt(std::string_view text, std::size_t position) {
     return position + i < text.size() ? static_cast<unsigned char>(text[position + i]) : 0U;
   };
   return byte(0) | byte(1) << 8 | byte(2) << 16 | byte(3) << 24;
+}
+
+/// What a table keeps for a member of its own.
+constexpr std::size_t PlaceBytes = 64;
+
+std::size_t bytesOf(const ZOVSample* sample) {
+  return sample != nullptr ? sample->memoryBytes() : 0;
 }
 
 /// Whether a field agrees with a filter's, an empty text or the wildcard there agreeing with all.
@@ -132,6 +140,24 @@ bool ZOVResourceAnchor::isSpecific() const {
 ZOVSample* ZOVResourceAnchor::getLastHistoricalSample() const {
   if (lastHistoricalSample != nullptr) lastHistoricalSample->calculateRates(nullptr);
   return lastHistoricalSample;
+}
+
+std::size_t ZOVResourceAnchor::ownBytes() const {
+  std::size_t bytes = objectBytes() + PlaceBytes + zov::BlockBytes + zov::textBytes(resourceName);
+  for (const zov::AnchorField& field : anchorClass().fields) {
+    if (field.text) bytes += zov::textBytes(this->*field.text);
+  }
+  return bytes;
+}
+
+std::size_t ZOVResourceAnchor::memoryBytes() const {
+  return ownBytes() + bytesOf(lastSample) + bytesOf(lastHistoricalSample);
+}
+
+std::size_t ZOVResourceAnchor::memoryBytesWith(const ZOVSample& sample) const {
+  const std::size_t bytes = sample.memoryBytes();
+  const bool beginsHistory = lastHistoricalSample == nullptr && collectHistory && sample.isIntervalSample();
+  return ownBytes() + bytes + (beginsHistory ? bytes : bytesOf(lastHistoricalSample));
 }
 
 void ZOVResourceAnchor::saveNewSample(ZOVSample* sample, unsigned int collectionId) {

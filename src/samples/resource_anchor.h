@@ -64,6 +64,9 @@ struct AnchorClass {
   }                                                      \
   ZOVResourceAnchor* clone() const override {            \
     return new Class(*this);                             \
+  }                                                      \
+  std::size_t objectBytes() const override {             \
+    return sizeof(Class);                                \
   }
 
 class ZOVResourceAnchor : public ZOVCollectable {
@@ -122,6 +125,15 @@ class ZOVResourceAnchor : public ZOVCollectable {
   /// Further fields for the poll that this anchor asks for; none.
   virtual const ZOVKeyValueSet* getAdditionalPollParameters() const { return nullptr; }
 
+  // --- Memory, in bytes.
+  /// What it takes with its texts, its samples and its place in a table.
+  std::size_t memoryBytes() const;
+  /// What it will take when it has taken the sample over.
+  std::size_t memoryBytesWith(const ZOVSample& sample) const;
+  /// What its keeper has charged for it; kept here for the keeper.
+  std::size_t chargedBytes() const { return charged; }
+  void setChargedBytes(std::size_t bytes) { charged = bytes; }
+
   // --- State: live, deleted (awaits the last historical read), or history taken (awaits removal).
   bool isLogicallyDeleted() const { return logicallyDeleted; }
   bool isHistoryOnly() const { return historyOnly; }
@@ -137,6 +149,7 @@ class ZOVResourceAnchor : public ZOVCollectable {
   unsigned int getLastCollectionId() const { return lastCollectionId; }
 
  protected:
+  virtual std::size_t objectBytes() const { return sizeof(ZOVResourceAnchor); }
   /// For the classes whose hash is not that of their resourceName.
   virtual unsigned int getHashKey() const { return createHashKey(resourceName.view()); }
   void setResourceName(const RWCString& name);
@@ -145,6 +158,7 @@ class ZOVResourceAnchor : public ZOVCollectable {
   RWCString resourceName;
 
  private:
+  std::size_t ownBytes() const;
   void mergeLaterPart(ZOVSample* part);
   void addToHistory(const ZOVSample& sample);
   void returnHistory(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
@@ -153,6 +167,7 @@ class ZOVResourceAnchor : public ZOVCollectable {
   ZOVSample* lastSample = nullptr;            // owned
   ZOVSample* lastHistoricalSample = nullptr;  // owned
   ZOVClock::Steady reportedAt{};              // of the last sample, when there is one
+  std::size_t charged = 0;
   unsigned int lastCollectionId = 0;
   bool logicallyDeleted = false;
   bool historyOnly = false;

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include "runtime/memory_account.h"
 #include "runtime/time.h"
 #include "runtime/trace_scope.h"
 #include "samples/arithmetic.h"
@@ -232,6 +233,12 @@ long long ZOVSample::getTotalNumSamplesForStatinfo(int key) const {
   if (place < 0) return 0;
   if (!numericValues[place].isSet) return NullValue;
   return isStatistic(kindAt(place)) ? zovToInteger(numericValues[place].statNumSamples) : 0;
+}
+
+std::size_t ZOVSample::memoryBytes() const {
+  std::size_t bytes = objectBytes() + valueBytes() + 2 * zov::BlockBytes;
+  for (const zov::StringKey& string : _class.strings) bytes += zov::textBytes(this->*string.field);
+  return bytes;
 }
 
 void ZOVSample::copySampleTimeAndDuration(char* out, long* durationOut) const {

@@ -95,6 +95,8 @@ class ZOVSample : public ZOVTransportableData {
   /// A new anchor that describes the sample's resource, owned by the caller; null for a class without.
   virtual ZOVResourceAnchor* getResourceAnchor() { return nullptr; }
   ZOVSample* clone() const override = 0;
+  /// What it takes of memory, with its values and texts.
+  std::size_t memoryBytes() const;
 
   // --- Values.
   void saveNumericData(int key, long long value) override;  ///< -1 clears the key
@@ -173,6 +175,7 @@ class ZOVSample : public ZOVTransportableData {
   }
   /// saveNumericData of a class that folds nothing.
   void storeNumericData(int key, long long value);
+  virtual std::size_t objectBytes() const { return sizeof(ZOVSample); }
   /// The rating itself, called once by calculateRates.
   virtual void rate(const ZOVSample* previous);
 

@@ -18,6 +18,9 @@
   Class& operator=(const Class&) = default;                                      \
   Class* clone() const override {                                                \
     return new Class(*this);                                                     \
+  }                                                                              \
+  std::size_t objectBytes() const override {                                     \
+    return sizeof(Class);                                                        \
   }
 
 class ZOVAppServerSample : public ZOVSample {

@@ -14,6 +14,11 @@ ZOVStringAbbreviationTable::Entry::Entry(std::string_view itsFullString, std::st
                     ? 0
                     : static_cast<unsigned int>(std::strtol(abbreviation.data() + 1, nullptr, 10))) {}
 
+std::size_t ZOVStringAbbreviationTable::Entry::memoryBytes() const {
+  constexpr std::size_t Place = 64;
+  return sizeof *this + Place + zov::BlockBytes + zov::textBytes(fullString) + zov::textBytes(abbreviation);
+}
+
 bool ZOVStringAbbreviationTable::Entry::isEqual(const RWCollectable* other) const {
   return other != nullptr && other->isA() == isA() &&
          abbreviation == static_cast<const Entry*>(other)->abbreviation;
@@ -25,13 +30,24 @@ ZOVStringAbbreviationTable::~ZOVStringAbbreviationTable() {
   RWHashTable::clearAndDestroy();
 }
 
-void ZOVStringAbbreviationTable::createAbbreviation(const ZOVStringAbbreviationSample& sample) {
+const ZOVBudget* ZOVStringAbbreviationTable::createAbbreviation(const ZOVStringAbbreviationSample& sample) {
   ZOV_TRACE(Public);
-  auto* entry = new Entry(sample.fullString.view(), sample.abbreviation.view());
+  const ZOVBudget& most = zovBudgets().abbreviation;
+  auto entry = std::make_unique<Entry>(sample.fullString.view(), sample.abbreviation.view());
   zov::ExclusiveLock exclusive(_lock);
-  removeAndDestroy(entry);
-  insert(entry);
-  lastEntry = entry;
+  drop(*entry);
+  const std::size_t length = sample.fullString.length() + sample.abbreviation.length();
+  if (const ZOVBudget* full = length > most.bytes ? &most : _memory.charge(entry->memoryBytes())) return full;
+  lastEntry = entry.get();
+  insert(entry.release());
+  return nullptr;
+}
+
+void ZOVStringAbbreviationTable::drop(const Entry& wanted) {
+  const std::unique_ptr<Entry> former(static_cast<Entry*>(remove(&wanted)));
+  if (!former) return;
+  lastEntry = nullptr;
+  _memory.release(former->memoryBytes());
 }
 
 std::optional<RWCString> ZOVStringAbbreviationTable::getFullStringForAbbreviation(
@@ -52,6 +68,7 @@ void ZOVStringAbbreviationTable::clearAndDestroy() {
   zov::ExclusiveLock exclusive(_lock);
   lastEntry = nullptr;
   RWHashTable::clearAndDestroy();
+  _memory.clear();
 }
 
 bool ZOVStringAbbreviationTable::isAbbreviatedString(std::string_view text) {

@@ -14,6 +14,7 @@
 #include "foundation/lookup_hash.h"
 #include "runtime/collectable.h"
 #include "runtime/lock.h"
+#include "runtime/memory_account.h"
 
 class ZOVStringAbbreviationSample;
 
@@ -30,6 +31,8 @@ class ZOVStringAbbreviationTable : private RWHashTable {
     bool isEqual(const RWCollectable* other) const override;
     const RWCString& getFullString() const { return fullString; }
     const RWCString& getAbbreviation() const { return abbreviation; }
+    /// What it takes of memory, with its place in the table.
+    std::size_t memoryBytes() const;
 
    private:
     RWCString fullString, abbreviation;
@@ -39,8 +42,9 @@ class ZOVStringAbbreviationTable : private RWHashTable {
   explicit ZOVStringAbbreviationTable(unsigned int size);
   ~ZOVStringAbbreviationTable() override;
 
-  /// The newest definition of a short form stands.
-  void createAbbreviation(const ZOVStringAbbreviationSample& sample);
+  /// The newest definition of a short form stands: null. One that does not fit in a budget, which is then the
+  /// answer, is dropped; so is the one that it was to replace, for that text is not meant any more.
+  const ZOVBudget* createAbbreviation(const ZOVStringAbbreviationSample& sample);
   /// A copy of the text, or nothing when the short form is unknown.
   std::optional<RWCString> getFullStringForAbbreviation(std::string_view abbreviation) const;
   void clearAndDestroy();
@@ -52,7 +56,10 @@ class ZOVStringAbbreviationTable : private RWHashTable {
   static void convertNonAbbreviatedString(RWCString& text);
 
  private:
+  void drop(const Entry& wanted) ZOV_REQUIRES(_lock);
+
   mutable ZOVLock _lock{"StringAbbreviationTable"};
+  zov::MemoryAccount _memory{zovBudgets().abbreviations, &zov::MemoryAccount::allServers()};
   // The entry found or made last: serves runs of one text in a poll. Written under a shared hold too; it only
   // ever is null or an entry of the table.
   mutable std::atomic<const Entry*> lastEntry{nullptr};

@@ -1,11 +1,13 @@
 #include "server/collector_session.h"
 
-#include <array>
+#include <algorithm>
 #include <map>
+#include <set>
 
 #include "collectors/product_event_collector.h"
 #include "diag/agent_log.h"
 #include "runtime/environment.h"
+#include "runtime/memory_account.h"
 #include "runtime/recovery.h"
 #include "runtime/time.h"
 #include "runtime/trace_scope.h"
@@ -13,6 +15,7 @@
 #include "samples/sample_classes.h"
 #include "server/application_server_base.h"
 #include "server/collector_monitor.h"
+#include "server/over_budget.h"
 #include "server/server_anchors.h"
 #include "server/server_services.h"
 #include "transport/buffer.h"
@@ -32,6 +35,8 @@ namespace {
 
 constexpr std::string_view FileEncodingProperty = "file.encoding";
 constexpr const char* ServerLiteral = " Server: ";
+constexpr std::size_t MostMessage = ZOVProductEventCollector::MaximumText;
+constexpr std::size_t MostWord = 15;
 constexpr int TracedTypes = 2048;
 constexpr ZOVPollRequest::_PollMask MessageData = 0x2000000;
 constexpr ZOVPollRequest::_PollMask EveryData = 0x7ffffffff;
@@ -102,11 +107,19 @@ ZOVPollRequest::_PollMask bitsWantedFor(ZOVSample::_SampleType type) {
 
 struct CollectorSession::Poll {
   SampleList samples;
+  MemoryAccount memory{zovBudgets().poll, &MemoryAccount::allPolls()};  // of the samples
+  std::set<const ZOVBudget*> told;                                      // that were exceeded
   std::size_t frames = 0;
-  std::size_t bytes = 0;           // of all frames
+  std::size_t wireBytes = 0;       // of all frames
   bool complete = false;           // the end marker came
+  bool dropped = false;            // the samples took too much memory
   bool propertiesArrived = false;  // Java properties
   unsigned int collectionId = 0;
+
+  void dropSamples() {
+    samples.clear();
+    memory.clear();
+  }
 };
 
 // --- Binding.
@@ -256,17 +269,26 @@ ZOVReturnCode CollectorSession::obtainSamples(const ZOVPollRequest& request,
                                               const ZOVResourceAnchor& wanted) {
   ZOV_TRACE(Public);
   Poll poll;
-  const ZOVReturnCode rc = exchange(zovFunction.text, ZOV_PROFILING_NOT_ACTIVE,
-                                    [&](ZOVSocketConnection& socket) ZOV_REQUIRES(_socketLock) {
-                                      if (++_collectionId == 0) _collectionId = 1;
-                                      poll.collectionId = _collectionId;
-                                      return collectFromSocket(socket, request, poll);
-                                    });
-  if (rc != ZOV_OK) return rc;
+  ZOVReturnCode rc;
+  withCleanup(
+      [&] {
+        rc = exchange(zovFunction.text, ZOV_PROFILING_NOT_ACTIVE,
+                      [&](ZOVSocketConnection& socket) ZOV_REQUIRES(_socketLock) {
+                        if (++_collectionId == 0) _collectionId = 1;
+                        poll.collectionId = _collectionId;
+                        return collectFromSocket(socket, request, poll);
+                      });
+        if (rc == ZOV_OK) savePoll(poll, wanted);
+      },
+      [&] { poll.dropSamples(); });
+  return rc == ZOV_OK && poll.dropped ? ZOVReturnCode(ZOV_OUT_OF_STORAGE) : rc;
+}
+
+void CollectorSession::savePoll(Poll& poll, const ZOVResourceAnchor& wanted) {
   if (poll.propertiesArrived) takeEncoding();
+  if (poll.dropped) return;
   saveSamples(poll);
   markObsoleteAfter(wanted, poll.collectionId);
-  return ZOV_OK;
 }
 
 ZOVReturnCode CollectorSession::collectFromSocket(ZOVSocketConnection& socket, const ZOVPollRequest& request,
@@ -281,8 +303,10 @@ ZOVReturnCode CollectorSession::collectFromSocket(ZOVSocketConnection& socket, c
 }
 
 ZOVReturnCode CollectorSession::takeFrame(ZOVSocketConnection& socket, ZOVBuffer& frame, Poll& poll) {
-  poll.bytes += frame.length();
-  if (++poll.frames > MaximumFramesPerPoll || poll.bytes > MaximumBytesPerPoll) return ZOV_INVALID_DATA;
+  poll.wireBytes += frame.length();
+  if (++poll.frames > zovBudgets().pollFrames || poll.wireBytes > zovBudgets().pollWireBytes) {
+    return ZOV_INVALID_DATA;
+  }
   // These two have no class, so they go before they would count as damage.
   if (frame.peekDataType() == ZOVTransportableData::SampleDataType) {
     const int type = frame.peekSubtype();
@@ -302,29 +326,53 @@ ZOVReturnCode CollectorSession::takeFrame(ZOVSocketConnection& socket, ZOVBuffer
 }
 
 ZOVReturnCode CollectorSession::takeSample(std::unique_ptr<ZOVSample> sample, Poll& poll) {
+  if (sample->getSampleType() == ZOVSample::SampleTypeStringAbbreviation) {
+    tellOnce(poll, "an abbreviation",
+             _abbreviations.createAbbreviation(static_cast<const ZOVStringAbbreviationSample&>(*sample)));
+    return 0;
+  }
+  convertAbbreviatedStringsInSample(*sample);
   switch (sample->getSampleType()) {
     case ZOVSample::SampleTypeEnd:
       poll.complete = true;
-      return 0;
-    case ZOVSample::SampleTypeStringAbbreviation:
-      if (_abbreviations.entries() >= MaximumAbbreviations) return ZOV_INVALID_DATA;
-      _abbreviations.createAbbreviation(static_cast<const ZOVStringAbbreviationSample&>(*sample));
       return 0;
     case ZOVSample::SampleTypeMessage:
       postMessage(static_cast<const ZOVMessageSample&>(*sample));
       return 0;
     case ZOVSample::SampleTypeEnvironmentVariable:
-      _variables.addEnvVariable(static_cast<const ZOVTSLKeyValueSample&>(*sample));
+      tellOnce(poll, "an environment variable",
+               _variables.addEnvVariable(static_cast<const ZOVTSLKeyValueSample&>(*sample)));
       break;
     case ZOVSample::SampleTypeJavaProperty:
-      _variables.addJavaProperty(static_cast<const ZOVTSLKeyValueSample&>(*sample));
+      tellOnce(poll, "a Java property",
+               _variables.addJavaProperty(static_cast<const ZOVTSLKeyValueSample&>(*sample)));
       poll.propertiesArrived = true;
       break;
     default:
       break;
   }
-  poll.samples.push_back(std::move(sample));
+  if (!poll.dropped) keepUntilEnd(std::move(sample), poll);
   return 0;
+}
+
+/// Behind a poll that is dropped the rest is read on to its end, for the sake of what else it tells.
+void CollectorSession::keepUntilEnd(std::unique_ptr<ZOVSample> sample, Poll& poll) {
+  const ZOVBudget* const full = poll.memory.charge(sample->memoryBytes());
+  if (!full) {
+    poll.samples.push_back(std::move(sample));
+    return;
+  }
+  poll.dropped = true;
+  poll.dropSamples();
+  tellOnce(poll, "the samples of a poll", full);
+}
+
+/// Null is nothing; of each budget once a poll.
+void CollectorSession::tellOnce(Poll& poll, const char* dropped, const ZOVBudget* budget) {
+  ZOV_FUNCTION;
+  if (budget && poll.told.insert(budget).second) {
+    tellOverBudget(ZOV_PLACE, __LINE__, _server.getName(), dropped, *budget);
+  }
 }
 
 /// With no lock held but the server's own, for each sample.
@@ -334,7 +382,6 @@ void CollectorSession::saveSamples(Poll& poll) {
   SummaryAnchors summaries;
   for (std::unique_ptr<ZOVSample>& sample : poll.samples) {
     if (_monitor.isStopping()) return;
-    convertAbbreviatedStringsInSample(*sample);
     if (sample->shouldCreateSummarySamples()) sample->createSummarizedSamples(summaries);
     _anchors.saveSample(sample.release(), SaveSampleInterval, poll.collectionId);
   }
@@ -390,13 +437,26 @@ void CollectorSession::postMessage(const ZOVMessageSample& sample) {
   ZOV_TRACE(Restricted);
   ZOVAgentEnvironment* const environment = ZOVAgentEnvironment::pEnvironment;
   if (!environment) return;
+  const std::string_view word = sample.messageText.view().substr(0, sample.messageText.first(' '));
+  MessageRate& rate = _messageRates[RWCString(word).hash() % _messageRates.size()];
+  if (!rate.admit()) return;
   ZOVTime time;
   time.convertFromJavaTime(sample.getNumericData(key::message_time));
   struct tm when {};
   time.extract(&when);
-  const RWCString text = sample.messageText + ServerLiteral + _server.getName();
-  environment->productEventCollector().postProductEvent(
-      ZOV_PLACE, __LINE__, &when, static_cast<int>(severityOf(sample.messageSeverity)), text.data());
+  const auto post = [&](std::string_view message) {
+    RWCString text(ServerLiteral);
+    text += _server.getName();
+    // The server's name is to be seen behind a long message too.
+    text.prepend(DGT1_Cut(message, MostMessage - std::min(text.length(), MostMessage / 2)));
+    environment->productEventCollector().postProductEvent(
+        ZOV_PLACE, __LINE__, &when, static_cast<int>(severityOf(sample.messageSeverity)), text.data());
+  };
+  if (const unsigned leftOut = rate.takeLeftOut()) {
+    post(DGT1_FormatText("%s %u further messages were left out: %u a second are taken.",
+                         DGT1_Cut(word, MostWord).c_str(), leftOut, MessageRate::PerSecond));
+  }
+  post(sample.messageText.view());
 }
 
 /// Texts of a server are in its JVM's encoding.

@@ -1,6 +1,7 @@
 #pragma once
 // zov::CollectorSession: the session with a server's data collector: the socket, the exchanges on it, and the
-// polls. A frame becomes a sample here, its abbreviated texts are expanded, and it goes to the anchors.
+// polls. A frame becomes a sample here; its abbreviated texts are expanded at once, by what the collector has
+// told up to then; and at the end of the poll it goes to the anchors.
 //
 // A session begins on the monitor's thread, with a collector's ping. A socket error, a test ping that
 // fails, or a new collector instance ends it. What the collector has told stays, marked as deleted.
@@ -15,10 +16,12 @@
 // Threads: the collector monitor begins sessions and polls; commands send requests; any thread may
 // interrupt. What waits for a collector waits for the server's socketReceiveTimeout at most.
 
+#include <array>
 #include <deque>
 #include <memory>
 #include <string_view>
 
+#include "platform/message_rate.h"
 #include "platform/mutex.h"
 #include "runtime/lock.h"
 #include "runtime/return_code.h"
@@ -44,11 +47,6 @@ class CollectorSession {
  public:
   /// Samples of one poll, in the order of their arrival.
   using SampleList = std::deque<std::unique_ptr<ZOVSample>>;
-  /// What a poll may bring before its end marker; more counts as damage.
-  static constexpr std::size_t MaximumFramesPerPoll = 4'000'000;
-  static constexpr std::size_t MaximumBytesPerPoll = 1 << 30;
-  /// Of one session; more counts as damage, and the next session begins with none.
-  static constexpr std::size_t MaximumAbbreviations = 1'000'000;
   static constexpr std::size_t AbbreviationBuckets = 4751;
 
   CollectorSession(ZOVApplicationServerBase& server, ServerAnchors& anchors, const CollectorMonitor& monitor)
@@ -72,7 +70,8 @@ class CollectorSession {
   ZOVReturnCode send(const ZOVRequest& request, long long* value, RWCString* text);
 
   /// One poll for a wanted anchor, of what is collected: saves what comes, and marks what the poll covered
-  /// and did not bring. 21 when nothing that is wanted is collected, or without a collector.
+  /// and did not bring. 21 when nothing that is wanted is collected, or without a collector. 3 when the poll
+  /// brought more than its budget of memory: its samples are dropped, and nothing is marked.
   ZOVReturnCode takeSamples(const ZOVResourceAnchor& wanted);
   ZOVReturnCode obtainSamples(const ZOVPollRequest& request, const ZOVResourceAnchor& wanted);
   void convertAbbreviatedStringsInSample(ZOVSample& sample) const;
@@ -94,6 +93,9 @@ class CollectorSession {
   ZOVReturnCode collectFromSocket(ZOVSocketConnection& socket, const ZOVPollRequest& request, Poll& poll);
   ZOVReturnCode takeFrame(ZOVSocketConnection& socket, ZOVBuffer& frame, Poll& poll);
   ZOVReturnCode takeSample(std::unique_ptr<ZOVSample> sample, Poll& poll);
+  void keepUntilEnd(std::unique_ptr<ZOVSample> sample, Poll& poll);
+  void tellOnce(Poll& poll, const char* dropped, const ZOVBudget* budget);
+  void savePoll(Poll& poll, const ZOVResourceAnchor& wanted);
   void saveSamples(Poll& poll);
   void markObsoleteAfter(const ZOVResourceAnchor& wanted, unsigned int collectionId);
   void postMessage(const ZOVMessageSample& sample);
@@ -104,6 +106,7 @@ class CollectorSession {
   const CollectorMonitor& _monitor;
   CollectionSwitches _switches{_server, *this};
   CollectorVariables _variables;
+  std::array<MessageRate, 64> _messageRates;  // of the collector's messages, by their first word
   ZOVStringAbbreviationTable _abbreviations{AbbreviationBuckets};  // has a lock of its own
 
   ZOVLock _socketLock{"SocketLock"};

@@ -9,30 +9,54 @@ static DGT1_Unit traceUnit("ZOVASVAR");
 
 namespace zov {
 
-void CollectorVariables::clear() {
-  holding(_envVariablesLock, Exclusive, [&]() ZOV_REQUIRES(_envVariablesLock) { _envVariables.clear(); });
-  holding(_jvmPropertiesLock, Exclusive, [&]() ZOV_REQUIRES(_jvmPropertiesLock) { _jvmProperties.clear(); });
+namespace {
+
+/// What a variable or property takes of memory.
+template <class Variable>
+std::size_t bytesOf(const Variable& variable) {
+  return sizeof variable + textBytes(variable.getKey()) + textBytes(variable.getValue());
 }
 
-void CollectorVariables::addEnvVariable(const ZOVTSLKeyValueSample& sample) {
-  ZOV_TRACE(Minor);
-  const ZOVEnvVariableSample variable(sample.name, sample.value, ZOVEnvVariableSample::VariableCollector);
-  const auto same = [&](const ZOVEnvVariableSample& known) { return known.isEqual(&variable); };
+}  // namespace
+
+void CollectorVariables::clear() {
   holding(_envVariablesLock, Exclusive, [&]() ZOV_REQUIRES(_envVariablesLock) {
-    if (_envVariables.size() < Maximum && std::ranges::none_of(_envVariables, same)) {
-      _envVariables.push_back(variable);
-    }
+    _envVariables.clear();
+    _envMemory.clear();
+  });
+  holding(_jvmPropertiesLock, Exclusive, [&]() ZOV_REQUIRES(_jvmPropertiesLock) {
+    _jvmProperties.clear();
+    _jvmMemory.clear();
   });
 }
 
-void CollectorVariables::addJavaProperty(const ZOVTSLKeyValueSample& sample) {
+const ZOVBudget* CollectorVariables::addEnvVariable(const ZOVTSLKeyValueSample& sample) {
+  ZOV_TRACE(Minor);
+  const ZOVEnvVariableSample variable(sample.name, sample.value, ZOVEnvVariableSample::VariableCollector);
+  const auto same = [&](const ZOVEnvVariableSample& known) { return known.isEqual(&variable); };
+  return holding(_envVariablesLock, Exclusive, [&]() ZOV_REQUIRES(_envVariablesLock) -> const ZOVBudget* {
+    if (_envVariables.size() >= Maximum || std::ranges::any_of(_envVariables, same)) return nullptr;
+    if (const ZOVBudget* const full = _envMemory.charge(bytesOf(variable))) return full;
+    _envVariables.push_back(variable);
+    return nullptr;
+  });
+}
+
+const ZOVBudget* CollectorVariables::addJavaProperty(const ZOVTSLKeyValueSample& sample) {
   ZOV_TRACE(Minor);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "\nJava Property %s = %s", sample.name.data(), sample.value.data());
   const ZOVTSLJavaProperty property(sample.name, sample.value);
   const auto same = [&](const ZOVTSLJavaProperty& known) { return known.getKey() == sample.name; };
-  holding(_jvmPropertiesLock, Exclusive, [&]() ZOV_REQUIRES(_jvmPropertiesLock) {
-    std::erase_if(_jvmProperties, same);
-    if (_jvmProperties.size() < Maximum) _jvmProperties.push_back(property);
+  return holding(_jvmPropertiesLock, Exclusive, [&]() ZOV_REQUIRES(_jvmPropertiesLock) -> const ZOVBudget* {
+    const auto former = std::ranges::find_if(_jvmProperties, same);
+    if (former != _jvmProperties.end()) {
+      _jvmMemory.release(bytesOf(*former));
+      _jvmProperties.erase(former);
+    }
+    if (_jvmProperties.size() >= Maximum) return nullptr;
+    if (const ZOVBudget* const full = _jvmMemory.charge(bytesOf(property))) return full;
+    _jvmProperties.push_back(property);
+    return nullptr;
   });
 }
 

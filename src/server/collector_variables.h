@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "runtime/lock.h"
+#include "runtime/memory_account.h"
 #include "samples/key_value_samples.h"
 #include "samples/sample_classes.h"
 
@@ -17,8 +18,9 @@ class CollectorVariables {
   static constexpr std::size_t Maximum = 10'000;  ///< of each list; more are not kept
 
   void clear();
-  void addEnvVariable(const ZOVTSLKeyValueSample& sample);   ///< one that is equal to a known one is dropped
-  void addJavaProperty(const ZOVTSLKeyValueSample& sample);  ///< replaces the one of that name
+  // Both answer null, or the budget of memory that the sample did not fit in: it is not kept then.
+  const ZOVBudget* addEnvVariable(const ZOVTSLKeyValueSample& sample);   ///< one that is known is dropped
+  const ZOVBudget* addJavaProperty(const ZOVTSLKeyValueSample& sample);  ///< replaces the one of that name
   /// Type VariableAny finds a variable of any type. False when there is none.
   bool findEnvVariable(std::string_view name, ZOVEnvVariableSample::_VariableType type,
                        RWCString& value) const;
@@ -27,8 +29,10 @@ class CollectorVariables {
  private:
   mutable ZOVLock _envVariablesLock{"EnvVariablesLock"};
   std::deque<ZOVEnvVariableSample> _envVariables ZOV_GUARDED_BY(_envVariablesLock);
+  MemoryAccount _envMemory{zovBudgets().environment, &MemoryAccount::allServers()};
   mutable ZOVLock _jvmPropertiesLock{"JVMPropertiesLock"};
   std::deque<ZOVTSLJavaProperty> _jvmProperties ZOV_GUARDED_BY(_jvmPropertiesLock);
+  MemoryAccount _jvmMemory{zovBudgets().properties, &MemoryAccount::allServers()};
 };
 
 }  // namespace zov

@@ -18,8 +18,7 @@ ZOVResourceAnchor* ZOVResourceAnchorTable::find(const ZOVResourceAnchor* anchor)
 
 bool ZOVResourceAnchorTable::insert(ZOVResourceAnchor* anchor) {
   const int type = anchor->getSampleType();
-  if (!isInRange(type) || _entries >= MaximumAnchors) return false;
-  ++_entries;
+  if (!isInRange(type)) return false;
   _tables[static_cast<std::size_t>(type)].insert(anchor);
   return true;
 }
@@ -27,9 +26,26 @@ bool ZOVResourceAnchorTable::insert(ZOVResourceAnchor* anchor) {
 void ZOVResourceAnchorTable::removeAndDestroy(const ZOVResourceAnchor* anchor) {
   const int type = anchor->getSampleType();
   if (!isInRange(type)) return;
-  const std::size_t before = entries(type);
-  _tables[static_cast<std::size_t>(type)].removeAndDestroy(anchor);
-  _entries -= before - entries(type);
+  RWCollectable* const removed = _tables[static_cast<std::size_t>(type)].remove(anchor);
+  const std::unique_ptr<ZOVResourceAnchor> gone(static_cast<ZOVResourceAnchor*>(removed));
+  if (gone) _memory.release(gone->chargedBytes());
+}
+
+const ZOVBudget* ZOVResourceAnchorTable::makeRoom(ZOVResourceAnchor& anchor, const ZOVSample& sample) {
+  const std::size_t charged = anchor.chargedBytes();
+  const std::size_t needed = anchor.memoryBytesWith(sample);
+  if (needed <= charged) return nullptr;
+  if (const ZOVBudget* full = _memory.charge(needed - charged)) return full;
+  anchor.setChargedBytes(needed);
+  return nullptr;
+}
+
+void ZOVResourceAnchorTable::settle(ZOVResourceAnchor& anchor) {
+  const std::size_t charged = anchor.chargedBytes();
+  const std::size_t now = anchor.memoryBytes();
+  if (now > charged) _memory.add(now - charged);
+  if (now < charged) _memory.release(charged - now);
+  anchor.setChargedBytes(now);
 }
 
 std::unique_ptr<RWHashTableIterator> ZOVResourceAnchorTable::getIteratorForSampleType(int type) const {

@@ -7,22 +7,30 @@
 #include <memory>
 
 #include "foundation/collections.h"
+#include "runtime/memory_account.h"
 #include "samples/resource_anchor.h"
 
 class ZOVResourceAnchorTable {
  public:
   static constexpr int Types = 82;
-  static constexpr std::size_t MaximumAnchors = 2'000'000;  ///< of all types; a peer's names have no end
-
   ZOVResourceAnchorTable() = default;
   ~ZOVResourceAnchorTable();
   ZOVResourceAnchorTable(const ZOVResourceAnchorTable&) = delete;
   ZOVResourceAnchorTable& operator=(const ZOVResourceAnchorTable&) = delete;
 
   ZOVResourceAnchor* find(const ZOVResourceAnchor* anchor) const;  ///< the equal anchor, or null
-  /// Takes the anchor over. False, with nothing taken, for a type outside the range and in a full table.
+  /// Takes the anchor over. False, with nothing taken, for a type outside the range.
   bool insert(ZOVResourceAnchor* anchor);
+  /// Destroys the equal anchor, and gives its memory back.
   void removeAndDestroy(const ZOVResourceAnchor* anchor);
+
+  // --- Memory of the anchors, and of the server's own, which stands elsewhere.
+  /// Charges what the anchor will take with the sample: null. Or the budget that it does not fit in.
+  const ZOVBudget* makeRoom(ZOVResourceAnchor& anchor, const ZOVSample& sample);
+  /// Charges what the anchor takes now, be it more or less than before.
+  void settle(ZOVResourceAnchor& anchor);
+  std::size_t memoryBytes() const { return _memory.used(); }
+
   /// Walks one type; null for a type outside the range.
   std::unique_ptr<RWHashTableIterator> getIteratorForSampleType(int type) const;
   std::size_t entries(int type) const;
@@ -30,7 +38,7 @@ class ZOVResourceAnchorTable {
  private:
   friend class ZOVResourceAnchorTableIterator;
   std::array<RWHashTable, Types> _tables;
-  std::size_t _entries = 0;  // of all of them
+  zov::MemoryAccount _memory{zovBudgets().anchors, &zov::MemoryAccount::allServers()};
 };
 
 /// Walks all anchors, type by type. Taking the next anchor before removing the present one is safe.

@@ -7,6 +7,7 @@
 #include "samples/arithmetic.h"
 #include "samples/sample_classes.h"
 #include "server/application_server_base.h"
+#include "server/over_budget.h"
 #include "transport/poll_request.h"
 
 static DGT1_Unit traceUnit("ZOVASANC");
@@ -14,6 +15,8 @@ static DGT1_Unit traceUnit("ZOVASANC");
 namespace zov {
 
 namespace {
+
+constexpr std::int64_t SecondsBetweenToldFull = 3600;
 
 unsigned int historyBit(ZOVSample::_DataSource source) {
   switch (source) {
@@ -41,23 +44,22 @@ bool isReadable(const ZOVResourceAnchor& anchor, _SaveSampleType saveType) {
 void ServerAnchors::saveSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) {
   ZOV_TRACE(Minor);
   if (!sample) return;
-  holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
-    if (sample->getSampleType() == ZOVSample::SampleTypeApplicationServer) {
-      saveServerSample(sample, type, collectionId);
-    } else {
-      saveResourceSample(sample, type, collectionId);
-    }
+  const ZOVBudget* const toTell = holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) -> const ZOVBudget* {
+    const bool own = sample->getSampleType() == ZOVSample::SampleTypeApplicationServer;
+    const ZOVBudget* const full =
+        own ? saveServerSample(sample, type, collectionId) : saveResourceSample(sample, type, collectionId);
+    if (!full || (_toldFull && ZOVClock::secondsSince(*_toldFull) < SecondsBetweenToldFull)) return nullptr;
+    _toldFull = ZOVClock::steady();
+    return full;
   });
+  if (toTell) tellOverBudget(ZOV_PLACE, __LINE__, _server.getName(), "samples", *toTell);
 }
 
-void ServerAnchors::saveServerSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) {
+const ZOVBudget* ServerAnchors::saveServerSample(ZOVSample* sample, _SaveSampleType type,
+                                                 unsigned int collectionId) {
   sample->saveNumericData(key::process_id, _server.getProcessId());
-  if (type == SaveSampleHistorical) {
-    _server.saveNewHistoricalSample(sample);
-    return;
-  }
-  sample->saveNumericData(key::server_status, _server.getStatus());
-  _server.saveNewSample(sample, collectionId);
+  if (type == SaveSampleInterval) sample->saveNumericData(key::server_status, _server.getStatus());
+  return saveAt(_server, sample, type, collectionId);
 }
 
 void ServerAnchors::saveServerStandIn() {
@@ -71,20 +73,36 @@ void ServerAnchors::saveServerStandIn() {
   });
 }
 
-void ServerAnchors::saveResourceSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) {
+const ZOVBudget* ServerAnchors::saveResourceSample(ZOVSample* sample, _SaveSampleType type,
+                                                   unsigned int collectionId) {
   std::unique_ptr<ZOVResourceAnchor> described(sample->getResourceAnchor());
-  ZOVResourceAnchor* anchor = described ? _table.find(described.get()) : nullptr;
-  if (!anchor && described && _table.insert(described.get())) {
-    anchor = described.release();
-    anchor->setCollectHistory(keepsHistoryOf(anchor->getSampleType()));
-  }
-  if (!anchor) {
+  ZOVResourceAnchor* const known = described ? _table.find(described.get()) : nullptr;
+  if (known) return saveAt(*known, sample, type, collectionId);
+  if (!described || !_table.insert(described.get())) {
     delete sample;
-  } else if (type == SaveSampleHistorical) {
-    anchor->saveNewHistoricalSample(sample);
-  } else {
-    anchor->saveNewSample(sample, collectionId);
+    return nullptr;
   }
+  ZOVResourceAnchor& anchor = *described.release();
+  anchor.setCollectHistory(keepsHistoryOf(anchor.getSampleType()));
+  const ZOVBudget* const full = saveAt(anchor, sample, type, collectionId);
+  if (full) _table.removeAndDestroy(&anchor);
+  return full;
+}
+
+/// Saves at the anchor, or deletes the sample when that would take more memory than there is.
+const ZOVBudget* ServerAnchors::saveAt(ZOVResourceAnchor& anchor, ZOVSample* sample, _SaveSampleType type,
+                                       unsigned int collectionId) {
+  if (const ZOVBudget* const full = _table.makeRoom(anchor, *sample)) {
+    delete sample;
+    return full;
+  }
+  if (type == SaveSampleHistorical) {
+    anchor.saveNewHistoricalSample(sample);
+  } else {
+    anchor.saveNewSample(sample, collectionId);
+  }
+  _table.settle(anchor);
+  return nullptr;
 }
 
 // --- Recent requests.
@@ -219,7 +237,7 @@ ZOVReturnCode ServerAnchors::returnSamples(ZOVSampleCallback callback, ZOVSample
 unsigned int ServerAnchors::returnServerSample(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                                                _SaveSampleType saveType) {
   ZOVResourceAnchor& own = _server;
-  if (isReadable(own, saveType) && own.returnSamples(callback, parms, saveType, &_server)) return 1;
+  if (isReadable(own, saveType) && returnSamplesOf(own, callback, parms, saveType)) return 1;
   ZOVAppServerSample placeholder;
   placeholder.saveStringData(key::server_name, _server.getName().view());
   placeholder.saveNumericData(key::server_status, _server.getStatus());
@@ -232,15 +250,23 @@ unsigned int ServerAnchors::returnResourceSamples(ZOVSampleCallback callback, ZO
   if (wanted.isSpecific()) {
     ZOVResourceAnchor* const anchor = _table.find(&wanted);
     if (!anchor || !isReadable(*anchor, saveType)) return 0;
-    return anchor->returnSamples(callback, parms, saveType, &_server);
+    return returnSamplesOf(*anchor, callback, parms, saveType);
   }
   unsigned int returned = 0;
   const auto next = _table.getIteratorForSampleType(wanted.getSampleType());
   if (!next) return 0;
   while (auto* anchor = static_cast<ZOVResourceAnchor*>((*next)())) {
     if (!isReadable(*anchor, saveType) || !anchor->doesItMatch(&wanted)) continue;
-    returned |= anchor->returnSamples(callback, parms, saveType, &_server);
+    returned |= returnSamplesOf(*anchor, callback, parms, saveType);
   }
+  return returned;
+}
+
+/// A historical read makes a copy, or takes the history away.
+unsigned int ServerAnchors::returnSamplesOf(ZOVResourceAnchor& anchor, ZOVSampleCallback callback,
+                                            ZOVSampleCallbackParms* parms, _SaveSampleType saveType) {
+  const unsigned int returned = anchor.returnSamples(callback, parms, saveType, &_server);
+  if (saveType == SaveSampleHistorical) _table.settle(anchor);
   return returned;
 }
 

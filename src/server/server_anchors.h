@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <optional>
 
 #include "platform/clock.h"
 #include "runtime/lock.h"
@@ -36,7 +37,8 @@ class ServerAnchors final : public ZOVSampleKeeper {
   void release(_LockRequestType type) const { _lock.release(type); }
 
   /// Gives the sample to its anchor, which is made when there is none. A null sample is nothing; one that has
-  /// no anchor, or finds the table full, is destroyed.
+  /// no anchor is destroyed. So is one that would take the anchors over their budget of memory, which a
+  /// message says once an hour: what is there stays, and goes on being updated by samples of its size.
   void saveSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId) override;
   bool keepsHistoryOf(ZOVSample::_SampleType type) const;
 
@@ -73,15 +75,21 @@ class ServerAnchors final : public ZOVSampleKeeper {
     std::unique_ptr<ZOVResourceAnchor> anchor;
   };
 
-  void saveServerSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId)
+  // These answer null, or the budget that the sample did not fit in.
+  const ZOVBudget* saveServerSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId)
       ZOV_REQUIRES(_lock);
-  void saveResourceSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId)
+  const ZOVBudget* saveResourceSample(ZOVSample* sample, _SaveSampleType type, unsigned int collectionId)
       ZOV_REQUIRES(_lock);
+  const ZOVBudget* saveAt(ZOVResourceAnchor& anchor, ZOVSample* sample, _SaveSampleType type,
+                          unsigned int collectionId) ZOV_REQUIRES(_lock);
   bool isRemovableByTime(const ZOVResourceAnchor& anchor) const;
   unsigned int returnServerSample(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                                   _SaveSampleType saveType) ZOV_REQUIRES_SHARED(_lock);
   unsigned int returnResourceSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                                      const ZOVResourceAnchor& wanted, _SaveSampleType saveType)
+      ZOV_REQUIRES_SHARED(_lock);
+  unsigned int returnSamplesOf(ZOVResourceAnchor& anchor, ZOVSampleCallback callback,
+                               ZOVSampleCallbackParms* parms, _SaveSampleType saveType)
       ZOV_REQUIRES_SHARED(_lock);
 
   ZOVApplicationServerBase& _server;
@@ -89,6 +97,7 @@ class ServerAnchors final : public ZOVSampleKeeper {
   mutable ZOVLock _lock{"AppServerLock"};
   ZOVResourceAnchorTable _table ZOV_GUARDED_BY(_lock);
   std::list<RecentRequest> _recentRequests ZOV_GUARDED_BY(_lock);
+  std::optional<ZOVClock::Steady> _toldFull ZOV_GUARDED_BY(_lock);  // none: never full yet
 };
 
 }  // namespace zov

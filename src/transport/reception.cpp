@@ -5,7 +5,9 @@
 
 #include "diag/agent_log.h"
 #include "diag/utf8_handler.h"
+#include "platform/message_rate.h"
 #include "platform/trace.h"
+#include "runtime/budgets.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
 #include "runtime/waits.h"
@@ -84,8 +86,9 @@ void Reception::dropLate() {
   const ZOVClock::Steady now = ZOVClock::steady();
   for (std::size_t i = _waiting.size(); i-- > 0;) {
     if (!_waiting[i].firstFrameBy || *_waiting[i].firstFrameBy > now) continue;
-    DGT1_Printf(traceUnit, DGT1_ERROR, "Socket %X has sent no whole frame within %i seconds, and is closed",
-                _waiting[i].connection->getSocket(), zovWaits().firstFrameSeconds);
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR,
+                       "Socket %X has sent no whole frame within %i seconds, and is closed",
+                       _waiting[i].connection->getSocket(), zovWaits().firstFrameSeconds);
     remove(i);
   }
 }
@@ -115,7 +118,7 @@ bool Reception::attend(Guest& guest) {
     ZOVReturnCode rc = ZOV_SOCKET_TERMINATED;  // what is left for its peer is only watched for its end
     if (waiting.firstFrameBy) {
       const auto failure = guarded(
-          ZOV_PLACE, [&] { guest.frame = waiting.connection->receiveArrived(rc, MaximumFirstFrame); });
+          ZOV_PLACE, [&] { guest.frame = waiting.connection->receiveArrived(rc, zovBudgets().firstFrame); });
       if (failure) rc = ZOV_EXCEPTION_CAUGHT;
     }
     if (rc == ZOV_OK && !guest.frame) continue;

@@ -2,7 +2,7 @@
 // zov::Reception: the connections that have no owner: those that were accepted and have not yet sent a whole
 // first frame, and those that are left for their peers to close. They are at most Capacity: one more, and the
 // oldest is deleted. A first frame that is not whole within zovWaits().firstFrameSeconds costs its
-// connection, and so does one of more than MaximumFirstFrame bytes.
+// connection, and so does one that is over its budget (runtime/budgets.h).
 //
 // An accept that fails, for want of descriptors or memory, rests accepting for zovWaits().acceptPauseSeconds
 // and is told by message ZOVA0172W, once until an accept works again.
@@ -26,7 +26,6 @@ namespace zov {
 class Reception {
  public:
   static constexpr std::size_t Capacity = 64;
-  static constexpr std::size_t MaximumFirstFrame = 65536;
 
   struct Guest {
     std::shared_ptr<ZOVSocketConnection> connection;

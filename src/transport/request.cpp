@@ -1,5 +1,6 @@
 #include "transport/request.h"
 
+#include "platform/message_rate.h"
 #include "platform/trace.h"
 #include "runtime/trace_scope.h"
 #include "transport/buffer.h"
@@ -62,7 +63,7 @@ std::unique_ptr<ZOVRequest> ZOVRequest::buildFromBuffer(ZOVBuffer& buffer) {
     default:
       break;
   }
-  DGT1_Printf(traceUnit, DGT1_ERROR, "Undefined message type %i received", type);
-  DGT1_Printf(traceUnit, DGT1_ERROR, "Undefined RequestType received");
+  DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "Undefined message type %i received", type);
+  DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "Undefined RequestType received");
   return nullptr;
 }

@@ -3,8 +3,10 @@
 #include <utility>
 
 #include "diag/agent_log.h"
+#include "platform/message_rate.h"
 #include "platform/services.h"
 #include "platform/trace.h"
+#include "runtime/budgets.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
 #include "runtime/waits.h"
@@ -153,9 +155,10 @@ void ZOVProfilerSocketMonitor::greetCollector(Turn& turn) {
   zov::Greeting& greeting = *turn.greeting;
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Receive PING request from process id %i of %s",
               greeting.ping().getProcessId(), greeting.peer().text().c_str());
-  if (const ZOVReturnCode code = checkLevels(greeting.ping()))
-    return greeting.refuse(static_cast<long long>(code));
-  ZOVReturnCode code = findOrDefineServer(turn);
+  ZOVReturnCode code = checkTexts(greeting.ping());
+  if (code == ZOV_OK) code = checkLevels(greeting.ping());
+  if (code != ZOV_OK) return greeting.refuse(static_cast<long long>(code));
+  code = findOrDefineServer(turn);
   if (code == ZOV_OK) code = _directory.beginSession(*turn.server, turn.greeting);
   if (code == ZOV_OK) return;
   greeting.refuse(static_cast<long long>(code));
@@ -166,6 +169,26 @@ ZOVReturnCode ZOVProfilerSocketMonitor::findOrDefineServer(Turn& turn) {
   if (const ZOVReturnCode code = _directory.admit(*turn.greeting)) return code;
   const ZOVReturnCode code = _directory.findServer(*turn.greeting, turn.server);
   return code == ZOV_NOT_MATCHING_PING ? _directory.defineNewServer(*turn.greeting, turn.server) : code;
+}
+
+ZOVReturnCode ZOVProfilerSocketMonitor::checkTexts(const ZOVPingRequest& ping) {
+  ZOV_TRACE(Private);
+  constexpr std::size_t ShownName = 64;
+  const struct {
+    const char* what;
+    const RWCString& text;
+  } texts[] = {{"name", ping.getAppServerName()},
+               {"root directory", ping.getServerRootDirectory()},
+               {"working directory", ping.getWorkingDirectory()},
+               {"alias", ping.getAliasName()},
+               {"locale", ping.getLocaleName()}};
+  const std::size_t most = zovBudgets().name.bytes;
+  for (const auto& [what, text] : texts) {
+    if (text.length() <= most) continue;
+    ZOV_LOG_MESSAGE(ZOVA0179W, DGT1_Cut(ping.getAppServerName().view(), ShownName).c_str(), what, most);
+    return ZOV_INVALID_DATA;
+  }
+  return ZOV_OK;
 }
 
 ZOVReturnCode ZOVProfilerSocketMonitor::checkLevels(const ZOVPingRequest& ping) {
@@ -184,11 +207,11 @@ ZOVReturnCode ZOVProfilerSocketMonitor::checkLevels(const ZOVPingRequest& ping) 
   };
   for (const auto& level : levels) {
     if (level.actual >= level.required || (level.mayBeAbsent && level.actual == 0)) continue;
-    DGT1_Printf(traceUnit, DGT1_ERROR,
-                "Error - %s build level for Process Id %i is incompatible with the agent", level.part,
-                ping.getProcessId());
-    DGT1_Printf(traceUnit, DGT1_ERROR, "Required build level is %i.  Actual build level is %i",
-                level.required, level.actual);
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR,
+                       "Error - %s build level for Process Id %i is incompatible with the agent", level.part,
+                       ping.getProcessId());
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "Required build level is %i.  Actual build level is %i",
+                       level.required, level.actual);
     _directory.writeProductEvent(ZOV_PLACE, __LINE__, level.eventText);
     return level.refusal;
   }

@@ -85,6 +85,7 @@ class ZOVProfilerSocketMonitor : public ZOVAsynchronousTask {
   void greetStatisticsProcess(zov::Greeting& greeting);
   void greetCollector(Turn& turn);
   ZOVReturnCode findOrDefineServer(Turn& turn);
+  ZOVReturnCode checkTexts(const ZOVPingRequest& ping);
   ZOVReturnCode checkLevels(const ZOVPingRequest& ping);
 
   zov::Mutex _serverSocketMutex;

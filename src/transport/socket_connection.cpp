@@ -64,6 +64,11 @@ void ZOVSocketConnection::setConnectionName(const char* utf8Text) {
 void ZOVSocketConnection::logFailure(const char* function, int line, const ZOVReturnCode& code) const {
   RWCString details;
   ZOVGetLastError(&details, getLastError());
+  logFailure(function, line, code, details);
+}
+
+void ZOVSocketConnection::logFailure(const char* function, int line, const ZOVReturnCode& code,
+                                     const RWCString& details) const {
   zov_detail::logError(traceUnit.tag(), function, line, ZOVA0079E, function, _connectionName,
                        code.getDescription(), details);
 }
@@ -101,6 +106,7 @@ std::unique_ptr<ZOVBuffer> ZOVSocketConnection::receive(ZOVReturnCode& rc, long 
     rc = receiveBody(body, length);
   }
   if (rc != ZOV_OK) {
+    if (rc == ZOV_SOCKET_TOO_LONG || rc == ZOV_OUT_OF_STORAGE) return nullptr;  // told already
     if (required != DoNotLogTimeout || rc != ZOV_SOCKET_TIMED_OUT) logFailure("Receive", __LINE__, rc);
     return nullptr;
   }
@@ -115,7 +121,7 @@ std::unique_ptr<ZOVBuffer> ZOVSocketConnection::bufferOf(std::string body) {
   return std::make_unique<ZOVBuffer>(*this, RWCString(std::move(body)));
 }
 
-std::unique_ptr<ZOVBuffer> ZOVSocketConnection::receiveArrived(ZOVReturnCode& rc, std::size_t maximum) {
+std::unique_ptr<ZOVBuffer> ZOVSocketConnection::receiveArrived(ZOVReturnCode& rc, const ZOVBudget& most) {
   ZOV_TRACE(Public);
   std::uint32_t length = 0;
   bool complete = false;
@@ -123,8 +129,11 @@ std::unique_ptr<ZOVBuffer> ZOVSocketConnection::receiveArrived(ZOVReturnCode& rc
   if (rc == ZOV_OK && complete) {
     std::memcpy(&length, _arrived.data(), sizeof length);
     length = ntohl(length);
-    rc = length > maximum ? ZOVReturnCode(ZOV_SOCKET_TOO_LONG)
-                          : completeArrived(sizeof length + length, complete);
+    if (length > most.bytes) {
+      rc = refuseBody(ZOV_SOCKET_TOO_LONG, length, most);
+      return nullptr;
+    }
+    rc = completeArrived(sizeof length + length, complete);
   }
   if (rc != ZOV_OK) logFailure("Receive", __LINE__, rc);
   if (rc != ZOV_OK || !complete) return nullptr;
@@ -147,13 +156,29 @@ ZOVReturnCode ZOVSocketConnection::completeArrived(std::size_t size, bool& compl
 }
 
 ZOVReturnCode ZOVSocketConnection::receiveBody(std::string& body, std::uint32_t length) {
+  const ZOVBudget& most = zovBudgets().frame;
+  if (length > most.bytes) return refuseBody(ZOV_SOCKET_TOO_LONG, length, most);
+  _frameMemory.clear();
   ZOVReturnCode code = ZOV_OK;
   while (code == ZOV_OK && body.size() < length) {
     const std::size_t had = body.size();
     const std::size_t step = std::min<std::size_t>(length - had, ReceiveStep);
+    if (length > ReceiveStep) {
+      if (const ZOVBudget* const full = _frameMemory.charge(step)) {
+        return refuseBody(ZOV_OUT_OF_STORAGE, length, *full);
+      }
+    }
     body.resize(had + step);
     code = receiveInto(body.data() + had, step);
   }
+  return code;
+}
+
+ZOVReturnCode ZOVSocketConnection::refuseBody(ZOVReturnCode code, std::size_t length,
+                                              const ZOVBudget& budget) const {
+  const std::string details =
+      DGT1_FormatText("%u bytes announced, over the limit of %u for %s", length, budget.bytes, budget.what);
+  logFailure("Receive", __LINE__, code, RWCString(details));
   return code;
 }
 

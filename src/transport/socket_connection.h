@@ -19,6 +19,7 @@
 #include <string>
 
 #include "runtime/collectable.h"
+#include "runtime/memory_account.h"
 #include "transport/stream.h"
 
 class ZOVBuffer;
@@ -43,13 +44,15 @@ class ZOVSocketConnection : public ZOVCollectable {
   virtual ZOVReturnCode Send(const ZOVBuffer& buffer);
   /// The next frame's body, or null with the reason in `rc`. `timeout` in seconds (0: for ever) is for the
   /// first bytes alone; nothing is logged for one that passes. The rest is under the progress limit. Memory
-  /// is taken as the body arrives, whatever length was announced.
+  /// is taken as the body arrives, whatever length was announced. A body that is announced beyond its budget
+  /// is not read: 28. One for which there is no memory is read no further: 3. The connection is of no use
+  /// behind either.
   virtual std::unique_ptr<ZOVBuffer> receive(ZOVReturnCode& rc, long timeout,
                                              _TimeoutMessageRequired required);
 
   /// The next frame's body as far as it has come, without a wait: null with 0 in `rc` while it is not whole,
-  /// and what has come is kept. Null with 28 when it is longer than `maximum`.
-  std::unique_ptr<ZOVBuffer> receiveArrived(ZOVReturnCode& rc, std::size_t maximum);
+  /// and what has come is kept. Null with 28 when more is announced than the budget.
+  std::unique_ptr<ZOVBuffer> receiveArrived(ZOVReturnCode& rc, const ZOVBudget& most);
 
   ZOVReturnCode sendFrom(const char* bytes, std::size_t count);
   ZOVReturnCode receiveInto(char* bytes, std::size_t count);
@@ -78,6 +81,7 @@ class ZOVSocketConnection : public ZOVCollectable {
   static zov::Stream::Deadline deadlineIn(long seconds);
   void fail(ZOVReturnCode code) { _valid = false, _lastRC = code; }
   void logFailure(const char* function, int line, const ZOVReturnCode& code) const;
+  void logFailure(const char* function, int line, const ZOVReturnCode& code, const RWCString& details) const;
 
   std::uint16_t _port;
   sockaddr_in _address{};                // IPv4
@@ -89,7 +93,10 @@ class ZOVSocketConnection : public ZOVCollectable {
   ZOVReturnCode receiveBody(std::string& body, std::uint32_t length);
   ZOVReturnCode completeArrived(std::size_t size, bool& complete);
   std::unique_ptr<ZOVBuffer> bufferOf(std::string body);
+  ZOVReturnCode refuseBody(ZOVReturnCode code, std::size_t length, const ZOVBudget& budget) const;
 
+  // What the last frame takes, until the next one is received; small ones are not charged.
+  zov::MemoryAccount _frameMemory{zovBudgets().frame, &zov::MemoryAccount::allPolls()};
   std::string _arrived;            // receiveArrived's: a length and a body that are not whole yet
   RWCString _connectionName;       // UTF-8, for messages
   RWCString _connectionNameLocal;  // local code page, for trace

@@ -1,5 +1,7 @@
 // A collector's session from its ping to its end, over real connections.
 
+#include <deque>
+
 #include "support/agent_thread.h"
 #include "support/server_rig.h"
 #include "support/thread_creation.h"
@@ -368,6 +370,82 @@ TEST_F(SessionTest, AnEmptyNameMakesNoServer) {
   EXPECT_EQ(refusal->number(14), 1);
   EXPECT_EQ(refusal->number(15), 7);
   EXPECT_TRUE(rig.context->getAppServers().empty());
+}
+
+TEST_F(SessionTest, TextsAreExpandedAsTheyArrive) {
+  const auto abbreviation = [](const char* text, const char* shortForm) {
+    return wireSample(59).text(1020, text).text(1021, shortForm);
+  };
+  const auto collector = rig.serve(
+      "shop",
+      {abbreviation("file.encoding", "#1"), abbreviation("ISO-8859-1", "#2"), abbreviation("PATH", "#3"),
+       abbreviation("DC0001W Expanded.", "#4"), abbreviation("/before", "#5"),
+       wireSample(41).text(870, "#1").text(871, "#2"), wireSample(55).text(870, "#3").text(871, "##2"),
+       wireSample(62).text(1121, "W").text(1122, "#4"), requestSample("#5", 1), requestSample("#6", 1),
+       abbreviation("/behind", "#5"), abbreviation("/late", "#6"), requestSample("#5", 1)});
+  const auto server = rig.server("shop");
+  RWCString value;
+  EXPECT_TRUE(server->findJavaProperty("file.encoding", value));
+  EXPECT_EQ(value, "ISO-8859-1");
+  EXPECT_TRUE(server->findEnvVariable("PATH", ZOVEnvVariableSample::VariableAny, value));
+  EXPECT_EQ(value, "#2");
+  EXPECT_NE(rig.contextText().find("encoding=ISO-8859-1"), std::string::npos);
+  EXPECT_TRUE(rig.issued("DC0001W Expanded. Server: shop"));
+  ASSERT_EQ(reader.read(*server, ZOVWorkloadSumAnchor()), ZOVReturnCode(0));
+  EXPECT_EQ(reader.names(), (std::set<std::string>{"/before", "/behind", "#6"}));
+}
+
+TEST_F(SessionTest, MessagesOfACollectorAreLimitedAndCut) {
+  const auto message = [](const std::string& text) {
+    return wireSample(62).text(1121, "W").text(1122, text);
+  };
+  std::vector<WireFrame> samples(50, message("DC0001W Again."));
+  samples.push_back(message("DC0002W " + std::string(100'000, 'x')));
+  const auto collector = rig.serve("shop", samples);
+  std::vector<std::string> told;
+  for (const std::string& text : rig.environment.issued()) {
+    if (text.starts_with("DC")) told.push_back(text);
+  }
+  ASSERT_EQ(told.size(), 11U);
+  EXPECT_EQ(told[9], "DC0001W Again. Server: shop");
+  EXPECT_TRUE(told[10].ends_with("xxx... Server: shop"));
+  EXPECT_LE(told[10].size(), 256U);
+  StepClock::step(1);
+  collector->setSamples({message("DC0001W Again.")});
+  EXPECT_EQ(rig.server("shop")->getOnDemandProfilerSamples(ZOVWorkloadSumAnchor()), ZOVReturnCode(0));
+  EXPECT_TRUE(rig.issued("DC0001W 40 further messages were left out: 10 a second are taken. Server: shop"));
+}
+
+// Stands in the thread table.
+class Stranger : public ZOVRecoverableThread {
+ public:
+  explicit Stranger(unsigned long id) { _threadId = id; }
+};
+
+TEST_F(SessionTest, PingsBeyondTheThreadsAreRefusedAndToldOnceAMinute) {
+  const auto known = rig.serve("shop");
+  ZOVThreadTable& table = rig.environment.threadTable();
+  std::deque<Stranger> strangers;
+  while (table.hasRoom()) table.insert(&strangers.emplace_back(strangers.size() + 1));
+  const auto told = [&] {
+    int count = 0;
+    for (const std::string& message : rig.environment.issued()) count += message.starts_with("ZOVA0177E");
+    return count;
+  };
+  for (const char* name : {"first", "second", "third"}) {
+    const auto refusal = rig.ping(name)->receive();
+    ASSERT_TRUE(refusal);
+    EXPECT_EQ(refusal->number(14), 1);
+    EXPECT_EQ(refusal->number(15), 156);
+  }
+  EXPECT_EQ(rig.context->getAppServers().size(), 1U) << "none of them is remembered";
+  EXPECT_EQ(told(), 1);
+  StepClock::step(60);
+  ASSERT_TRUE(rig.ping("fourth")->receive());
+  EXPECT_EQ(told(), 2);
+  EXPECT_EQ(rig.server("shop")->getOnDemandProfilerSamples(ZOVWorkloadSumAnchor()), ZOVReturnCode(0));
+  for (Stranger& stranger : strangers) table.remove(&stranger);
+  rig.serve("first");
 }
 
 }  // namespace

@@ -406,4 +406,22 @@ TEST(SessionListener, APortInUseIsOpenedOnceItIsFree) {
   zovWaits() = ZOVWaits();
 }
 
+TEST_F(SessionListenerTest, TextsOfAPingHaveABudget) {
+  const std::string most(1024, 'x'), over(1025, 'x');
+  EXPECT_EQ(answerTo(wirePing(1, most, most).text(31, most).text(39, most).text(41, most)), positive(1));
+  const WireFrame pings[] = {wirePing(2, over, "/"), wirePing(2, "shop", over),
+                             wirePing(2, "shop", "/").text(31, over), wirePing(2, "shop", "/").text(39, over),
+                             wirePing(2, "shop", "/").text(41, over)};
+  for (const WireFrame& ping : pings) {
+    FakeCollector collector(port);
+    EXPECT_EQ(answerTo(collector, ping), refusal(2, 19));
+    EXPECT_TRUE(collector.closedByAgent());
+  }
+  EXPECT_EQ(environment.issued().back(),
+            "ZOVA0179W A ping of application server shop was refused: its locale is longer than 1024 bytes.");
+  FakeCollector streaming(port);
+  streaming.sendBytes(wirePing(3, "shop", "/").framed(65'537));
+  EXPECT_TRUE(streaming.closedByAgent()) << "a first frame of more than 64 KiB";
+}
+
 }  // namespace

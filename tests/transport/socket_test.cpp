@@ -85,7 +85,7 @@ TEST_F(SocketTest, FramesKeepTheirBoundsInBothDirections) {
 TEST_F(SocketTest, APeerThatClosesWithinAFrameEndsIt) {
   std::size_t failures = 0;
   for (const std::string& sent : {std::string(), wireBytes("0000"), wireBytes("00000009"),
-                                  wireBytes("00000009 0102"), wireBytes("FFFFFFFF 0102")}) {
+                                  wireBytes("00000009 0102"), wireBytes("00010000 0102")}) {
     peer->sendBytes(sent);
     peer->close();
     const long before = peakKilobytes();
@@ -213,6 +213,42 @@ TEST_F(SocketTest, OnlyTheRequestsOwnPositiveResponseIsSuccess) {
   peer->receive();
   peer->close();
   EXPECT_EQ(zovExchange(connection.get(), ZOVPollRequest(), 0, ResponseExpected, nullptr, &text), 16u);
+}
+
+TEST_F(SocketTest, FramesHaveBudgets) {
+  const ZOVBudgets former = zovBudgets();
+  const struct {
+    const char* what;
+    std::size_t frame, allPolls;
+    std::size_t length;
+    unsigned int rc;
+  } cases[] = {
+      {"as much as is taken", 300'000, 1 << 20, 300'000, 0},
+      {"one more", 300'000, 1 << 20, 300'001, 28},
+      {"memory of all", 300'000, 200'000, 300'000, 3},
+      {"small ones always", 300'000, 0, 65'536, 0},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.what);
+    zovBudgets().frame.bytes = test.frame;
+    zovBudgets().allPolls.bytes = test.allPolls;
+    const std::size_t told = environment.issued().size();
+    std::thread writer(
+        [&] { peer->sendBytes(WireFrame(0, 0).raw(std::string(test.length - 8, 'x')).framed()); });
+    EXPECT_EQ(receive() != nullptr, test.rc == 0);
+    EXPECT_EQ(rc, test.rc);
+    EXPECT_EQ(environment.issued().size(), told + (test.rc != 0));
+    if (test.rc != 0) {
+      EXPECT_NE(environment.issued().back().find(" bytes announced, over the limit of "), std::string::npos);
+    }
+    connection->shutdownSocket();
+    writer.join();
+    server->deleteSocket(connection.get());
+    peer = std::make_unique<FakeCollector>(server->getPort());
+    connection = accept();
+    EXPECT_EQ(zov::MemoryAccount::allPolls().used(), 0U);
+  }
+  zovBudgets() = former;
 }
 
 }  // namespace

@@ -1,0 +1,35 @@
+#include "runtime/memory_account.h"
+
+namespace zov {
+
+MemoryAccount& MemoryAccount::allServers() {
+  static auto* const account = new MemoryAccount(zovBudgets().allServers);
+  return *account;
+}
+
+MemoryAccount& MemoryAccount::allPolls() {
+  static auto* const account = new MemoryAccount(zovBudgets().allPolls);
+  return *account;
+}
+
+const ZOVBudget* MemoryAccount::charge(std::size_t bytes) {
+  std::size_t used = _used.load(std::memory_order_relaxed);
+  do {
+    if (used > _budget.bytes || bytes > _budget.bytes - used) return &_budget;
+  } while (!_used.compare_exchange_weak(used, used + bytes, std::memory_order_relaxed));
+  const ZOVBudget* const exceeded = _whole ? _whole->charge(bytes) : nullptr;
+  if (exceeded) _used.fetch_sub(bytes, std::memory_order_relaxed);
+  return exceeded;
+}
+
+void MemoryAccount::add(std::size_t bytes) {
+  _used.fetch_add(bytes, std::memory_order_relaxed);
+  if (_whole) _whole->add(bytes);
+}
+
+void MemoryAccount::release(std::size_t bytes) {
+  _used.fetch_sub(bytes, std::memory_order_relaxed);
+  if (_whole) _whole->release(bytes);
+}
+
+}  // namespace zov
