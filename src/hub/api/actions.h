@@ -6,7 +6,7 @@
 namespace zov::hub {
 
 /// Reads {"node", "command"} from the body, and gives the command to the agent's callback: work for a thread
-/// that may wait. One command at a time may be at work.
+/// that may wait, one of a node at a time.
 Reply runCommand(const Call& call);
 
 }  // namespace zov::hub
