@@ -1,5 +1,6 @@
 // The process's entry. The exit status is always 0, also when the start failed; the trace tells.
 
+#include <atomic>
 #include <csignal>
 #include <memory>
 
@@ -12,8 +13,13 @@
 
 static DGT1_Unit traceUnit("ZOVCMAIN");
 
+/// The last signal that came; 0 before.
+static std::atomic<int> receivedSignal{0};
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may not lock");
+
 /// All that is done of a stop here; the rest happens on the main thread, once arkmain has returned.
 static void ZOVShutdownSignalHandler(int signal) {
+  receivedSignal = signal;
   if (signal == SIGQUIT || signal == SIGTERM) ARQ_Shutdown(1);
 }
 
@@ -34,6 +40,10 @@ int main(int argc, char** argv) {
   std::signal(SIGQUIT, ZOVShutdownSignalHandler);
   std::signal(SIGTERM, ZOVShutdownSignalHandler);
   agent->Process(argc, argv);
+  // Here, since a line of trace takes a lock, which the handler may not.
+  if (const int signal = receivedSignal; signal != 0) {
+    DGT1_Printf(traceUnit, DGT1_FLOW, "Receive Signal = %d\n", signal);
+  }
   DGT1_Printf(traceUnit, DGT1_ERROR, "Agent shutdown occurred");
   return 0;
 }

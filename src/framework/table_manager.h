@@ -1,7 +1,9 @@
 #pragma once
 // The manager of one table: the framework reaches a table through it.
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "framework/linked_list.h"
 #include "platform/services.h"
@@ -12,6 +14,25 @@ struct ContextInfo;
 namespace zov::hub {
 class Request;
 }
+
+namespace zov {
+
+/// What a table makes of a query's filters by itself; the framework does the rest. Names live as long as the
+/// process.
+struct QueryAbilities {
+  struct Filter {
+    const char* column;      ///< upper case
+    bool selects;            ///< the table gives only rows that pass
+    bool isNumber;           ///< of the two kinds of columns
+    std::int32_t anyNumber;  ///< a number that all rows pass; of a text it is the empty one
+  };
+  std::vector<Filter> filters;        ///< those that it reads
+  std::vector<const char*> sortable;  ///< the columns, in lower case, that PARMA may sort by
+  bool limitsRows = false;            ///< it keeps to the row limit of PARMA
+  bool pushesEvents = false;          ///< rows are pushed as they come, to requests that stay open
+};
+
+}  // namespace zov
 
 /// Made once per table by the agent's loader, and registered for the rest of the process's life.
 ///
@@ -34,6 +55,8 @@ class TableManager {
   /// Whether TakeSample may wait for the servers behind the subnodes that a request addresses: the framework
   /// then asks each by a request of its own, all at once.
   virtual bool WaitsForSubnodes() const { return true; }
+  /// Without any, the framework filters and limits; any thread.
+  virtual zov::QueryAbilities queryAbilities() const { return {}; }
 
   /// Enters the table with the framework: 0, or non-zero when the table's name is empty or taken.
   static int RegisterWithManager(TableManager* manager);

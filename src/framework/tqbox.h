@@ -55,7 +55,7 @@ class tqbox {
   virtual ~tqbox();
   /// Takes one row of `_rowSize` bytes: of a query it goes to whoever asks, and may wait a moment for him; of
   /// a subscription it is copied behind those held. Non-zero when no more rows are wanted: the request has
-  /// been given up, or has reached the most bytes that one may hold.
+  /// been given up, has the rows of the subnode that it asked for, or the most bytes that one may hold.
   virtual int InsertRow(const char* row);
   /// Non-zero when the row meets every threshold of the request, so also when it has none.
   virtual int CheckForException(const char* row);
@@ -80,6 +80,8 @@ class tqbox {
   void ReportSubnode(const char* subnode, const char* status, const char* reason);
   /// Non-zero when no one waits for this request any more, so that it may end. Any thread, while it lives.
   int IsGivenUp() const;
+  /// Rows taken since the last subnode was given out.
+  std::size_t subnodeRows() const { return _subnodeRows; }
   /// Non-zero when the request is for history; known from construction on.
   int IsHistoryRequest() const;
 
@@ -121,6 +123,7 @@ class tqbox {
  private:
   ContextInfo* _context;
   std::size_t _nextSubnode = 0;
+  std::size_t _subnodeRows = 0;
   std::size_t _nextFilter = 0;
 };
 

@@ -61,12 +61,17 @@ constexpr bool isSortable(ColumnSource source) {
   return source == ColumnSource::Rate || source == ColumnSource::Percent || source == ColumnSource::Value ||
          source == ColumnSource::JavaTime || source == ColumnSource::Digits;
 }
+/// The level at which statistics are taken is a setting, and no measurement to sort by.
+constexpr bool isLevel(const Column& column) {
+  const KeyInfo* key = keyInfo(column.key);
+  return key != nullptr && key->name.ends_with("_level");
+}
 template <std::size_t Size>
 constexpr auto sortable(const Column (&columns)[Size]) {
   std::array<KeywordTableEntry, Size + 1> entries{};
   std::size_t count = 0;
   for (const Column& column : columns) {
-    if (!isSortable(column.source)) continue;
+    if (!isSortable(column.source) || isLevel(column)) continue;
     const SortValueType what = column.source == ColumnSource::Rate      ? SortByRate
                                : column.source == ColumnSource::Percent ? SortByPercent
                                                                         : SortByValue;
@@ -98,7 +103,8 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
 
 #define ZOV_TABLE(sort, stem, ...) inline constexpr Filter stem##_filters[] = {
 #define ZOV_FILTER(column, wildcard) {#column, wildcard},
-#define ZOV_NODE_FILTER(column) {#column, ""},
+#define ZOV_IDLE_FILTER(column, wildcard) {#column, wildcard, false},
+#define ZOV_NODE_FILTER(column) {#column, "", false},
 #define ZOV_END_TABLE \
   }                   \
   ;
@@ -112,6 +118,14 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
   ;
 #include "tables/tables.def"
 
+#define ZOV_TABLE(sort, stem, ...) inline constexpr bool stem##_pushesEvents[] = {
+#define ZOV_PUSHES_EVENTS true,
+#define ZOV_END_TABLE \
+  false               \
+  }                   \
+  ;
+#include "tables/tables.def"
+
 #define ZOV_TABLE(sort, stem, ...)                                         \
   static_assert(std::size(stem##_filters) <= FilterValues::MaximumFilters, \
                 #stem " has more filters than a query has room for");      \
@@ -120,6 +134,9 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
 
 }  // namespace zov::facts
 
+#define ZOV_SAMPLES_Plain true
+#define ZOV_SAMPLES_Computing true
+#define ZOV_SAMPLES_Own false
 #define ZOV_TABLE(sort, stem, name, ...)                                                              \
   inline constexpr zov::TableInfo zov_##stem##_info{                                                  \
       #stem,                                                                                          \
@@ -130,6 +147,8 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
       zov::facts::stem##_filters,                                                                     \
       zov::facts::stem##_keywords.data(),                                                             \
       zov::facts::stem##_sorting[0],                                                                  \
+      ZOV_SAMPLES_##sort,                                                                             \
+      zov::facts::stem##_pushesEvents[0],                                                             \
       zov::facts::stem##_anchors};
 #include "tables/tables.def"
 
@@ -142,29 +161,30 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
 #define ZOV_WAITS_Computing true
 #define ZOV_WAITS_Own false
 
-#define ZOV_TABLE(sort, stem, ...)                                                                \
-  class zov_##stem##_base : public ZOV_BASE_##sort {                                              \
-   public:                                                                                        \
-    zov_##stem##_base(RequestDetail* detail, ContextInfo* context, TableManager* manager)         \
-        : ZOV_BASE_##sort(detail, context, manager, zov_##stem##_info) {}                         \
-    void TakeSample() override = 0;                                                               \
-    int AddData(zov_##stem##_data_t* rows, int count) {                                           \
-      return addRows(reinterpret_cast<const char*>(rows), count);                                 \
-    }                                                                                             \
-  };                                                                                              \
-                                                                                                  \
-  class zov_##stem##_manager : public zov::TableManagerBase {                                     \
-   public:                                                                                        \
-    zov_##stem##_manager() : TableManagerBase(zov_##stem##_application, zov_##stem##_table) {}    \
-    tqbox* CreateTqbox(RequestDetail* detail, ContextInfo* context) override;                     \
-    bool WaitsForSubnodes() const override { return ZOV_WAITS_##sort; }                           \
-    /* Pushes rows without a request; 0 when the table is not registered. Any thread may call. */ \
-    static int EventArrived(zov_##stem##_data_t* rows, int count);                                \
-    int AddDataToEvent(zov_##stem##_data_t* rows, int count) {                                    \
-      return addRowsToEvent(reinterpret_cast<const char*>(rows), count);                          \
-    }                                                                                             \
-  };                                                                                              \
-  extern std::atomic<zov_##stem##_manager*> zov_##stem##_static_manager;                          \
+#define ZOV_TABLE(sort, stem, ...)                                                                 \
+  class zov_##stem##_base : public ZOV_BASE_##sort {                                               \
+   public:                                                                                         \
+    zov_##stem##_base(RequestDetail* detail, ContextInfo* context, TableManager* manager)          \
+        : ZOV_BASE_##sort(detail, context, manager, zov_##stem##_info) {}                          \
+    void TakeSample() override = 0;                                                                \
+    int AddData(zov_##stem##_data_t* rows, int count) {                                            \
+      return addRows(reinterpret_cast<const char*>(rows), count);                                  \
+    }                                                                                              \
+  };                                                                                               \
+                                                                                                   \
+  class zov_##stem##_manager : public zov::TableManagerBase {                                      \
+   public:                                                                                         \
+    zov_##stem##_manager() : TableManagerBase(zov_##stem##_application, zov_##stem##_table) {}     \
+    tqbox* CreateTqbox(RequestDetail* detail, ContextInfo* context) override;                      \
+    zov::QueryAbilities queryAbilities() const override { return abilitiesOf(zov_##stem##_info); } \
+    bool WaitsForSubnodes() const override { return ZOV_WAITS_##sort; }                            \
+    /* Pushes rows without a request; 0 when the table is not registered. Any thread may call. */  \
+    static int EventArrived(zov_##stem##_data_t* rows, int count);                                 \
+    int AddDataToEvent(zov_##stem##_data_t* rows, int count) {                                     \
+      return addRowsToEvent(reinterpret_cast<const char*>(rows), count);                           \
+    }                                                                                              \
+  };                                                                                               \
+  extern std::atomic<zov_##stem##_manager*> zov_##stem##_static_manager;                           \
   int zov_##stem##_init();
 #include "tables/tables.def"
 

@@ -66,13 +66,15 @@ void traceMissingResource(tqbox& request, const ZOVReturnCode& rc, const char* s
 
 /// A column that a table filters by, and what it counts as in a query that has no value for it.
 struct Filter {
-  constexpr Filter(const char* upperName, int number)
-      : column(upperName), isNumber(true), wildcard(number) {}
-  constexpr Filter(const char* upperName, const char* /*empty*/) : column(upperName) {}
+  constexpr Filter(const char* upperName, int number, bool doesSelect = true)
+      : column(upperName), isNumber(true), wildcard(number), selects(doesSelect) {}
+  constexpr Filter(const char* upperName, const char* /*empty*/, bool doesSelect = true)
+      : column(upperName), selects(doesSelect) {}
 
   const char* column;  ///< upper case
   bool isNumber = false;
-  int wildcard = 0;  ///< of a number; that of a text is empty
+  int wildcard = 0;     ///< of a number; that of a text is empty
+  bool selects = true;  ///< false: the table makes nothing of it, or only asks other servers
 };
 
 /// The values of a query's filters, by column.

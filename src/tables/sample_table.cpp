@@ -66,7 +66,9 @@ void SampleTable::TakeSample() {
   if (_services == nullptr) return;
   Query query(_info);
   _row = query.row;
-  guarded(_info.name, "TakeSample", [&] { runQuery(query); });
+  const auto failure = guarded(_info.name, "TakeSample", [&] { runQuery(query); });
+  if (failure && _subnode != nullptr) reportSubnode(_subnode, failure->getReturnCode());
+  _subnode = nullptr;
   query.tree.clearAndDestroy();
   _componentTraceEntry = nullptr;
   _row = nullptr;
@@ -101,6 +103,8 @@ bool SampleTable::sortsBy(const ExtendedFilter& filter) const {
 
 void SampleTable::takeSubnode(Query& query, const char* subnode) {
   const ExtendedFilter* filter = query.extendedFilter.get();
+  unsigned int lastCode = 0;
+  _subnode = subnode;
   _rowServer = nullptr;
   _rowSampleTime = -1;
   _rowsSent = 0;
@@ -111,10 +115,13 @@ void SampleTable::takeSubnode(Query& query, const char* subnode) {
     const unsigned int rc = _services->getSamples(sampleCallback, &query.parms, subnode, anchor.get(),
                                                   _history != 0 ? SaveSampleHistorical : SaveSampleInterval,
                                                   filter != nullptr ? filter->getNewSample : TakeNewSample);
+    lastCode = rc;
     if (rc != 0) traceMissingResource(*this, rc, subnode, _info.sampleTypes.front());
     emitSorted(query, query.tree);
     query.parms.servers.clear();
   }
+  reportSubnode(subnode, lastCode);
+  _subnode = nullptr;
 }
 
 void SampleTable::emitSorted(Query& query, RWBinaryTree& tree) {

@@ -47,6 +47,7 @@ class SampleTable : public Table {
 
   int _history = 0;                                      // 1 when this request serves historical collection
   TableServices* _services = nullptr;                    // for the length of TakeSample, as what follows
+  const char* _subnode = nullptr;                        // that is being asked
   unsigned char* _row = nullptr;                         // on TakeSample's stack
   const ZOVApplicationServerBase* _rowServer = nullptr;  // whose names stand in the row
   long long _rowSampleTime = -1;                         // the time that stands in the row

@@ -58,16 +58,16 @@ void Table::PrintSelf() {
   for (std::int32_t index = 0; index < _data.count; ++index) {
     const char* row = rowAt(index);
     if (row == nullptr) break;
-    std::string line = "\t\t";
+    std::string line;
     for (const Column& column : _info.columns) {
       line += column.name;
       if (column.type == ColumnInfo_Integer) {
         line += "=" + std::to_string(intAt(row, column)) + " ";
       } else {
-        line += "=\"" + std::string(row + column.offset, column.width) + "\" ";
+        line += "=\"" + std::string(row + column.offset, strnlen(row + column.offset, column.width)) + "\" ";
       }
     }
-    DGT1_Write(traceUnit.tag(), __LINE__, line);
+    DGT1_Print(traceUnit, __LINE__, "\t\t%s", line.c_str());
   }
   DGT1_Print(traceUnit, __LINE__, "\t\t}");
   DumpThresholds();
@@ -100,6 +100,39 @@ int Table::addRows(const char* rows, int count) {
     result = InsertRow(row);
   }
   return result;
+}
+
+void Table::reportSubnode(const char* subnode, ZOVReturnCode rc) {
+  if (*subnode == '\0' || subnodeRows() != 0) return;
+  struct Word {
+    unsigned int code;
+    const char* text;
+  };
+  static constexpr Word words[] = {{ZOV_OK, "no_data"},
+                                   {ZOV_NO_SUCH_RESOURCE, "no_data"},
+                                   {ZOV_NO_HISTORY, "no_data"},
+                                   {ZOV_NO_SUCH_SERVER, "unknown_node"},
+                                   {ZOV_SERVER_NOT_ACTIVE, "disconnected"},
+                                   {ZOV_SOCKET_NOT_CONNECTED, "disconnected"},
+                                   {ZOV_SOCKET_CLOSED, "disconnected"},
+                                   {ZOV_SOCKET_TERMINATED, "disconnected"}};
+  const auto* const word = std::ranges::find(words, static_cast<unsigned int>(rc), &Word::code);
+  ReportSubnode(subnode, word == std::end(words) ? "failed" : word->text,
+                rc == ZOV_OK ? "No row, or none that passes the filters" : rc.getDescription());
+}
+
+QueryAbilities TableManagerBase::abilitiesOf(const TableInfo& info) {
+  QueryAbilities abilities;
+  for (const Filter& filter : info.filters) {
+    abilities.filters.push_back({filter.column, filter.selects, filter.isNumber, filter.wildcard});
+  }
+  const bool sorts = info.sorting != Sorting::Never;
+  for (const KeywordTableEntry* entry = info.keywords; sorts && entry->columnName != nullptr; ++entry) {
+    abilities.sortable.emplace_back(entry->columnName);
+  }
+  abilities.limitsRows = info.makesRowsOfSamples;
+  abilities.pushesEvents = info.pushesEvents;
+  return abilities;
 }
 
 int TableManagerBase::addRowsToEvent(const char* rows, int count) {

@@ -93,6 +93,8 @@ struct TableInfo {
   std::span<const Filter> filters;
   const KeywordTableEntry* keywords;  ///< the sortable columns
   Sorting sorting;
+  bool makesRowsOfSamples;  ///< else its rows come from elsewhere, and PARMA means nothing to it
+  bool pushesEvents;
   ResourceAnchors (*makeAnchors)(const FilterValues&);  ///< the filters as anchors, to be asked for in turn
 };
 
@@ -124,6 +126,9 @@ class Table : public tqbox {
   const TableInfo& info() const { return _info; }
 
  protected:
+  /// Tells the framework why the subnode gave no rows, if it gave none; `rc` is what its server answered.
+  void reportSubnode(const char* subnode, ZOVReturnCode rc);
+
   const TableInfo& _info;
 };
 
@@ -132,6 +137,9 @@ class TableManagerBase : public ::TableManager {
   using TableManager::TableManager;
   /// Pushes rows through every open request of the table. 0, or the last code of a Dispatch that failed.
   int addRowsToEvent(const char* rows, int count);
+
+ protected:
+  static QueryAbilities abilitiesOf(const TableInfo& info);
 };
 
 /// Pads or cuts `text` into a text column of `width` bytes.

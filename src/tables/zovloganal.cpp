@@ -24,7 +24,7 @@ void zov_zovloganal_agent::TakeSample() {
     _row = &row;
     ResetGetSubnode();
     for (const char* subnode = GetSubnode(); subnode != nullptr && *subnode != '\0'; subnode = GetSubnode()) {
-      services->getLogEvents(sampleCallback, &parms, subnode);
+      reportSubnode(subnode, services->getLogEvents(sampleCallback, &parms, subnode));
     }
   });
   _row = nullptr;

@@ -260,13 +260,17 @@ TEST_F(Samples, AreFilteredSortedAndLimited) {
       {"?REQ_NAME=c", {"c"}},
       {"?REQ_NAME=c&REQ_TYPE=1&PID=1", {"c"}},
       {"?REQ_NAME=c&REQ_TYPE=2", {}},
-      {"?node=nobody:here:ZOVS", {}},
+      {"?req_type=1&server_nam=nobody", {}},
+      {"?C7=1&PARMA=TOP%3BCOLUMN%3Bc10%3BROWS%3B2", {"f", "e"}},
+      {"?C11=20", {"d"}},
+      {"?C11=20&PARMA=TOP%3BCOLUMN%3Bc10%3BROWS%3B2", {"d"}},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(column(collect(samples, c.query), "req_name"), c.names) << c.query;
   }
   EXPECT_THAT(collect(samples, "?PARMA=TOP%3BROWS%3B4"), SizeIs(4));
-  EXPECT_THAT(collect(samples, "?PARMA=BOTTOM%3BROWS%3B4"), SizeIs(6));
+  EXPECT_EQ(zovTestGet(agent.httpPort(), "/v1/tables/ZOVREQUEST/rows?PARMA=BOTTOM%3BROWS%3B4").status, 400);
+  EXPECT_EQ(zovTestGet(agent.httpPort(), "/v1/tables/ZOVREQUEST/rows?node=nobody:here:ZOVS").status, 404);
   EXPECT_EQ(zovTestGet(agent.httpPort(), "/v1/tables/ZOVNONE/rows").status, 404);
   EXPECT_EQ(zovTestGet(agent.httpPort(), "/v1/tables/ZOVREQUEST/rows?PID=x").status, 400);
   EXPECT_EQ(zovTestGet(agent.httpPort(), "/v1/tables/ZOVREQUEST/rows?NOCOLUMN=1").status, 400);

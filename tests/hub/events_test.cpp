@@ -13,11 +13,15 @@ const std::string firstEvent = "event: FAKE\ndata: {\"number\":1,\"text\":\"one\
 TEST_F(HubTest, EveryStreamGetsEveryEventOfItsTables) {
   FakeTable other("OTHER");
   TableManager::RegisterWithManager(&other);
+  FakeTable quiet("QUIET");
+  quiet.abilities.pushesEvents = false;
+  TableManager::RegisterWithManager(&quiet);
   start();
   ZOVTestHttpClient all(port);
   ZOVTestHttpClient one(port);
   EXPECT_EQ(all.openEvents().headers["content-type"], "text/event-stream");
   ASSERT_EQ(one.openEvents("/v1/events?table=FAKE").status, 200);
+  EXPECT_EQ(quiet.AddDataToEvent(FakeRow(1)), 0) << "not followed unasked, so not what comes first";
   EXPECT_EQ(other.AddDataToEvent(FakeRow(5, "five\nlines")), 0);
   for (FakeTable* each : {&other, &table}) EXPECT_EQ(each->AddDataToEvent(FakeRow(1, "one", "n")), 0);
   EXPECT_EQ(withoutId(all.receiveEvent()),

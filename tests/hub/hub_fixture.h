@@ -46,8 +46,8 @@ inline constexpr zov::Column FakeColumns[] = {
     {"text", 4, 16, ColumnInfo_Utf8Text, zov::ColumnSource::Own, zov::NoKey, {}},
     {"originnode", 20, 32, ColumnInfo_SingleByteText, zov::ColumnSource::Own, zov::NoKey, {}}};
 inline constexpr zov::TableInfo FakeInfo{
-    "fake", "FAKE",  sizeof(FakeRow),     10,     "", "", "", FakeColumns, {},
-    {},     nullptr, zov::Sorting::Never, nullptr};
+    "fake", "FAKE",  sizeof(FakeRow),     10,    "",    "",     "", FakeColumns, {},
+    {},     nullptr, zov::Sorting::Never, false, false, nullptr};
 
 class FakeBox : public zov::Table {
  public:
@@ -95,6 +95,10 @@ class FakeTable : public zov::TableManagerBase {
   }
   int AddDataToEvent(const FakeRow& row) { return addRowsToEvent(reinterpret_cast<const char*>(&row), 1); }
 
+  zov::QueryAbilities queryAbilities() const override { return abilities; }
+
+  zov::QueryAbilities abilities{
+      .filters = {}, .sortable = {"number"}, .limitsRows = false, .pushesEvents = true};
   FakeBox::Sample sample;  ///< what each TakeSample does; set before the query
   std::atomic<int> boxes{0};
 };
@@ -176,6 +180,24 @@ class HubTest : public testing::Test {
   zov::Condition _arrived;
   std::string _lines ZOV_GUARDED_BY(_mutex);
   std::thread _main;
+};
+
+/// Subnodes that are registered for a while.
+class Subnodes {
+ public:
+  Subnodes(std::initializer_list<const char*> names) : _names(names) {
+    for (const char* name : _names) ARQ_Subnode_Register_nAff(name, "OV", "1", 2, "", "");
+    ARQ_Subnode_SendRequest();
+  }
+  ~Subnodes() {
+    for (const char* name : _names) ARQ_Subnode_Deregister(name);
+    ARQ_Subnode_SendRequest();
+  }
+  Subnodes(const Subnodes&) = delete;
+  Subnodes& operator=(const Subnodes&) = delete;
+
+ private:
+  const std::vector<const char*> _names;
 };
 
 /// A gate that threads wait at until the test opens it.

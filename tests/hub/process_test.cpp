@@ -23,6 +23,7 @@ TEST_F(HubTest, AShutdownBeforeTheStartCounts) {
 TEST_F(HubTest, ShutdownAnswersThoseWhoWaitAndLeavesTheStuckToThemselves) {
   zov::hub::limits().stopMilliseconds = 100;
   start();
+  const Subnodes registered{"n"};
   Gate gate;
   std::promise<void> left;
   table.sample = [&](FakeBox& box) {

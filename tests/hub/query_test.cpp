@@ -1,3 +1,5 @@
+#include <rapidjson/document.h>
+
 #include <set>
 
 #include "hub_fixture.h"
@@ -10,6 +12,8 @@ TEST_F(HubTest, ListsItsPathsAndTheirMethods) {
       "GET  /healthz\n"
       "GET  /v1/tables\n"
       "GET  /v1/nodes\n"
+      "GET  /v1/nodes/NODE\n"
+      "GET  /v1/tables/TABLE\n"
       "GET  "
       "/v1/tables/TABLE/rows?node=NODE&history=1&COLUMN=VALUE&PARMA=TOP;COLUMN;column;ROWS;n;ORDER;DESC\n"
       "GET  /v1/events?table=TABLE\n"
@@ -38,11 +42,13 @@ TEST_F(HubTest, ListsItsPathsAndTheirMethods) {
 
 TEST_F(HubTest, ListsTablesAndNodes) {
   start();
-  EXPECT_EQ(zovTestGet(port, "/v1/tables").body,
-            "[{\"table\":\"FAKE\",\"application\":\"TST\",\"row_bytes\":52,\"columns\":["
-            "{\"name\":\"number\",\"offset\":0,\"size\":4,\"type\":\"int\"},"
-            "{\"name\":\"text\",\"offset\":4,\"size\":16,\"type\":\"utf8\"},"
-            "{\"name\":\"originnode\",\"offset\":20,\"size\":32,\"type\":\"text\"}]}]\n");
+  const std::string described =
+      "{\"table\":\"FAKE\",\"application\":\"TST\",\"row_bytes\":52,\"events\":true,\"columns\":["
+      "{\"name\":\"number\",\"offset\":0,\"size\":4,\"type\":\"int\",\"sortable\":true},"
+      "{\"name\":\"text\",\"offset\":4,\"size\":16,\"type\":\"utf8\",\"sortable\":false},"
+      "{\"name\":\"originnode\",\"offset\":20,\"size\":32,\"type\":\"text\",\"sortable\":false}]}";
+  EXPECT_EQ(zovTestGet(port, "/v1/tables").body, "[" + described + "]\n");
+  EXPECT_EQ(zovTestGet(port, "/v1/tables/FAKE").body, described + "\n");
 
   const auto enlist = [](const std::string& node) {
     return ARQ_Subnode_Register_nAff(node.c_str(), "OV", "06100000", 2, "AFF", "FEATURE");
@@ -61,6 +67,10 @@ TEST_F(HubTest, ListsTablesAndNodes) {
   EXPECT_NE(nodes.find("\"subnodes\":[{\"name\":\"a:host:ZOVS\",\"affinity\":\"AFF\",\"version\":\"06"),
             std::string::npos)
       << nodes;
+  EXPECT_EQ(zovTestGet(port, "/v1/nodes/A:HOST:ZOVS").body,
+            "{\"name\":\"a:host:ZOVS\",\"product\":\"OV\",\"version\":\"06100000\",\"affinity\":\"AFF\","
+            "\"feature\":\"FEATURE\"}\n");
+  EXPECT_EQ(zovTestGet(port, "/v1/nodes/ID:host").body, nodes);
 
   // A query without a node goes to all subnodes.
   table.sample = [](FakeBox& box) {
@@ -85,6 +95,8 @@ TEST_F(HubTest, ListsTablesAndNodes) {
 
 TEST_F(HubTest, GivesParametersToTheTable) {
   start();
+  zov::introduceAgent({.version = "", .node = "ID:host", .directory = "", .mostNodeBytes = 32});
+  const Subnodes registered{"x:h:ZOVS", "y"};
   zov::Mutex mutex;
   std::set<std::string>
       asked;  // of each question, of which several go at once: sample type, history, node | filters
@@ -98,22 +110,73 @@ TEST_F(HubTest, GivesParametersToTheTable) {
     const char* query;
     std::set<std::string> expected;
   } cases[] = {
-      {"", {"1 |"}},
-      {"?node=x:h:ZOVS&node=y&timeout=5", {"1 x:h:ZOVS |", "1 y |"}},
-      {"?NUMBER=-2147483648&TEXT=a+b%3D&PARMA=TOP%3BROWS;5",
-       {"3 | NUMBER 496 -2147483648 TEXT 460 a b= PARMA 452 TOP;ROWS;5"}},
-      {"?&TEXT=&&TEXT", {"3 | TEXT 460  TEXT 460 "}},
+      {"", {"1 x:h:ZOVS |", "1 y |"}},
+      {"?node=x:h:ZOVS&node=Y&timeout=5", {"1 x:h:ZOVS |", "1 y |"}},
+      {"?node=id:HOST", {"1 ID:host |"}},
+      {"?node=y&number=-2147483648&Text=a+b%3D&parma=TOP%3BNEW_SAMP;1",
+       {"3 y | NUMBER 496 -2147483648 TEXT 460 a b= PARMA 452 TOP;NEW_SAMP;1"}},
+      {"?node=y&&TEXT=&&TEXT", {"3 y | TEXT 460  TEXT 460 "}},
       {"?ORIGINNODE=z", {"3 z | ORIGINNODE 452 z"}},
-      {"?history=1", {"1 history |"}},
-      {"?history=0&node=x", {"1 x |"}},
-      {"?node=x&history=1&NUMBER=1&node=y",
-       {"3 history x | NUMBER 496 1 ORIGINNODE 452 x", "3 history y | NUMBER 496 1 ORIGINNODE 452 y"}},
+      {"?ORIGINNODE=X:h:zovs", {"3 x:h:ZOVS | ORIGINNODE 452 x:h:ZOVS"}},
+      {"?history=1", {"3 history x:h:ZOVS | ORIGINNODE 452 x:h:ZOVS", "3 history y | ORIGINNODE 452 y"}},
+      {"?history=0&node=y", {"1 y |"}},
+      {"?node=x:h:ZOVS&history=1&NUMBER=1&node=y",
+       {"3 history x:h:ZOVS | NUMBER 496 1 ORIGINNODE 452 x:h:ZOVS",
+        "3 history y | NUMBER 496 1 ORIGINNODE 452 y"}},
   };
   for (const auto& [query, expected] : cases) {
     asked.clear();
     EXPECT_EQ(zovTestGet(port, std::string("/v1/tables/FAKE/rows") + query).status, 200) << query;
     EXPECT_EQ(asked, expected) << query;
   }
+}
+
+TEST_F(HubTest, FiltersAndLimitsWhatTheTableDoesNot) {
+  // The table selects by the number, with 7 for any, and makes nothing of the origin.
+  table.abilities.filters = {{"NUMBER", true, true, 7}, {"ORIGINNODE", false, false, 0}};
+  start();
+  const Subnodes registered{"a", "b"};
+  std::string filters;
+  table.sample = [&](FakeBox& box) {
+    filters = box.filters();
+    while (const char* const node = box.GetSubnode()) {
+      for (int i = 0; i < 4; ++i) box.AddData(FakeRow(i, i % 2 == 0 ? "even" : "odd", node));
+      if (box.subnodeRows() == 0) box.ReportSubnode(node, "no_data", "none");
+    }
+  };
+  const struct {
+    const char* query;
+    const char* numbers;  // of the rows
+    const char* unanswered;
+  } cases[] = {
+      {"", "01230123", ""},
+      {"?text=odd", "1313", ""},
+      {"?text=odd&TEXT=even", "0202", ""},
+      {"?text=od", "", "ab"},
+      {"?NUMBER=1", "01230123", ""},
+      {"?originnode=A", "0123", ""},
+      {"?node=a&ORIGINNODE=b", "", "a"},
+      {"?ORIGINNODE=", "01230123", ""},
+      {"?PARMA=TOP;ROWS;3", "012012", ""},
+      {"?PARMA=TOP;ROWS;1&text=odd", "11", ""},
+      {"?PARMA=TOP;ROWS;0&text=odd", "1313", ""},
+  };
+  for (const bool limits : {false, true}) {
+    table.abilities.limitsRows = limits;
+    for (const auto& [query, numbers, unanswered] : cases) {
+      SCOPED_TRACE(query);
+      rapidjson::Document answer;
+      answer.Parse(rows(query).c_str());
+      ASSERT_TRUE(answer.IsObject() && answer.HasMember("rows"));
+      std::string found, reported;
+      for (const auto& row : answer["rows"].GetArray()) found += std::to_string(row["number"].GetInt());
+      for (const auto& node : answer["nodes"].GetArray()) reported += node["name"].GetString();
+      EXPECT_EQ(found, numbers);
+      EXPECT_EQ(reported, unanswered);
+    }
+  }
+  rows("?PARMA=top;rows;2;;column;NUMBER;order;asc;new_samp;1&text=odd");
+  EXPECT_EQ(filters, " TEXT 460 odd PARMA 452 TOP;ROWS;2147483647;COLUMN;number;ORDER;ASC;NEW_SAMP;1");
 }
 
 TEST_F(HubTest, TellsWhichNodesGaveNoRows) {
@@ -123,7 +186,7 @@ TEST_F(HubTest, TellsWhichNodesGaveNoRows) {
     box.ReportSubnode("n", "timeout", "it did not answer");
     box.ReportSubnode("n", "other", "later");
   };
-  EXPECT_TRUE(rows("?node=n").ends_with(
+  EXPECT_TRUE(rows().ends_with(
       "}],\"nodes\":[{\"name\":\"n\",\"status\":\"timeout\",\"reason\":\"it did not answer\"}]}\n"));
 }
 
@@ -162,8 +225,24 @@ TEST_F(HubTest, RefusesWithAStatusAndASentence) {
     int status;
     const char* sentence;  // part of the error
   } cases[] = {
-      {request("GET", "/v1/tables/fake/rows", "", ""), 404, "there is no table fake; the tables are FAKE"},
-      {get("number=1"), 400, "the columns NUMBER TEXT ORIGINNODE"},
+      {request("GET", "/v1/tables/fake/rows", "", ""), 404,
+       "there is no table \\\"fake\\\"; the tables are FAKE"},
+      {get("numbers=1"), 400, "the columns NUMBER TEXT ORIGINNODE"},
+      {get("node=y&node=x:h:ZOVS"), 404, "there is no node \\\"y\\\"; /v1/nodes lists"},
+      {get("PARMA="), 400, "PARMA is \\\"\\\"; accepted is TOP"},
+      {get("PARMA=BOTTOM;ROWS;1"), 400, "PARMA is \\\"BOTTOM;ROWS;1\\\"; accepted is TOP"},
+      {get("PARMA=TOP;ROWS"), 400, "the last word of PARMA is \\\"ROWS\\\"; its value is missing"},
+      {get("PARMA=TOP;LINES;1"), 400, "a word of PARMA is \\\"LINES\\\"; accepted is TOP"},
+      {get("PARMA=TOP;ROWS;1x"), 400, "ROWS of PARMA is \\\"1x\\\"; accepted is a number from 0"},
+      {get("PARMA=TOP;ROWS;-1"), 400, "ROWS of PARMA is"},
+      {get("PARMA=TOP;ROWS;2147483648"), 400, "to 2147483647"},
+      {get("PARMA=TOP;ORDER;UP"), 400, "accepted are ASC and DESC"},
+      {get("PARMA=TOP;NEW_SAMP;yes"), 400, "accepted are 0 and 1"},
+      {get("PARMA=TOP;COLUMN;text"), 400, "COLUMN of PARMA is \\\"text\\\"; FAKE can be sorted by number"},
+      {get("PARMA=TOP;COLUMN;none"), 400, "FAKE can be sorted by number"},
+      {get("PARMA=TOP&PARMA=TOP"), 400, "PARMA is given more than once"},
+      {request("GET", "/v1/tables/NONE", "", ""), 404, "there is no table \\\"NONE\\\"; the tables are FAKE"},
+      {request("GET", "/v1/nodes/none", "", ""), 404, "there is no node \\\"none\\\""},
       {get("NUMBER=1x"), 400, "NUMBER is \\\"1x\\\"; accepted is an integer"},
       {get("NUMBER=2147483648"), 400, "accepted is an integer"},
       {get("NUMBER="), 400, "accepted is an integer"},
@@ -176,12 +255,12 @@ TEST_F(HubTest, RefusesWithAStatusAndASentence) {
       {get("TEXT=" + std::string(5000, 'x')), 414, "TEXT has 5000 bytes"},
       {get(std::string(9000, 'x')), 414, "accepted are at most 8192"},
       {request("GET", "/v1/tables//rows", "", ""), 404, "there is no path"},
-      {request("GET", "/v1/tables/a/b/rows", "", ""), 404, "there is no table a/b"},
+      {request("GET", "/v1/tables/a/b/rows", "", ""), 404, "there is no path"},
       {request("GET", "/nothing", "", ""), 404, "there is no path /nothing"},
       {request("DELETE", "/v1/tables", "", ""), 405, "accepted for /v1/tables is GET, HEAD"},
       {request("GET", "/v1/actions", "", ""), 405, "is POST"},
       {request("HEAD", "/v1/events", "", ""), 405, ""},
-      {request("GET", "/v1/events?table=NONE", "", ""), 404, "there is no table NONE"},
+      {request("GET", "/v1/events?table=NONE", "", ""), 404, "there is no table \\\"NONE\\\""},
       {request("GET", "/v1/events?node=x", "", ""), 400, "accepted is table"},
       {request("GET", "/healthz", "Host: evil.example\r\n", ""), 403, "evil.example"},
       {request("GET", "/healthz", "Host: localhost:x\r\n", ""), 403, "accepted are 127.0.0.1 and localhost"},

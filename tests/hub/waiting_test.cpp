@@ -31,6 +31,7 @@ class HubWaiting : public HubTest {
   }
   int statusOf(const std::string& query) { return zovTestGet(port, "/v1/tables/FAKE/rows?" + query).status; }
 
+  const Subnodes registered{"hung", "good", "a", "b", "n", "endless", "early", "late"};
   Gate gate;
   std::atomic<int> asked{0};  // the node that hangs
 };

@@ -225,8 +225,9 @@ TEST_F(Rows, AreAskedOfTheNodesOfTheQueryAndOfHistoryOnce) {
                                                                    {subnode(1), 79, false, false}}));
   services.asked.clear();
   query(tableNamed("ZOVGCACT"),
-        {zov::hub::Filter::ofText("ORIGINNODE", "elsewhere"), zov::hub::Filter::ofText("PARMA", "TOP;NEW_SAMP;1")}, 2,
-        true);
+        {zov::hub::Filter::ofText("ORIGINNODE", "elsewhere"),
+         zov::hub::Filter::ofText("PARMA", "TOP;NEW_SAMP;1")},
+        2, true);
   EXPECT_EQ(services.asked, (std::vector<FakeTableServices::Asked>{{"elsewhere", 14, true, true}}));
   EXPECT_EQ(services.traceEntries.size(), 3u);
 }
@@ -241,8 +242,7 @@ TEST_F(Rows, AreSortedAndLimited) {
   for (int i = 0; i < 3; ++i) {
     send(std::make_unique<ZOVWorkloadSumSample>(), i, zov::key::request_name, zov::key::longest_request_time,
          values[i]);
-    send(std::make_unique<ZOVContainerSample>(), i, zov::key::container_name, zov::key::container_level,
-         values[i]);
+    send(std::make_unique<ZOVContainerSample>(), i, zov::key::container_name, zov::key::summary, values[i]);
   }
   const struct {
     const char* table;
@@ -256,8 +256,9 @@ TEST_F(Rows, AreSortedAndLimited) {
       {"ZOVREQUEST", "req_name", "TOP;COLUMN;c52;ROWS;2", false, ""},
       {"ZOVREQUEST", "req_name", "BOTTOM;ROWS;1", false, ""},
       // This table sorts only with a row limit.
+      {"ZOVCONTNR", "cont_name", "TOP;COLUMN;summary", false, ""},
+      {"ZOVCONTNR", "cont_name", "TOP;COLUMN;summary;ROWS;3", true, "n1n0n2"},
       {"ZOVCONTNR", "cont_name", "TOP;COLUMN;cont_il", false, ""},
-      {"ZOVCONTNR", "cont_name", "TOP;COLUMN;cont_il;ROWS;3", true, "n1n0n2"},
       {"ZOVREQHIS", "originnode", "TOP;COLUMN;avg_time", false, ""},
   };
   for (const auto& one : cases) {
@@ -275,6 +276,41 @@ TEST_F(Rows, AreSortedAndLimited) {
       EXPECT_TRUE(std::equal(rows.begin(), rows.end(), plain.begin()));
     }
   }
+}
+
+TEST_F(Rows, ASubnodeWithoutAnySaysWhy) {
+  auto sample = std::make_unique<ZOVWorkloadSumSample>();
+  sample->saveStringData(zov::key::request_name, "order");
+  server(0).saveSample(sample.release(), SaveSampleInterval, 0);
+  server(1).setStatus(ServerDisconnected);
+  const auto reports = [&](const char* table, bool history, std::vector<std::string> subnodes,
+                           std::vector<zov::hub::Threshold> thresholds = {}) {
+    ContextInfo context;
+    context.nodes = std::make_shared<zov::hub::NodeReports>();
+    context.subnodes = std::move(subnodes);
+    context.history = history;
+    context.thresholds = std::move(thresholds);
+    if (history) context.filters.push_back(zov::hub::Filter::ofText("ORIGINNODE", context.subnodes.front()));
+    zov::hub::Request request(manager(tableNamed(table)), context);
+    request.box().TakeSample();
+    std::string result;
+    for (const auto& report : context.nodes->all()) {
+      result += report.name + " " + report.status + ": " + report.reason + "\n";
+    }
+    return result;
+  };
+  EXPECT_EQ(reports("ZOVREQUEST", false, {subnode(0), subnode(1), "none"}),
+            subnode(1) + " disconnected: The requested application server is not active\n" +
+                "none unknown_node: Unable to locate the application server\n");
+  EXPECT_EQ(reports("ZOVREQUEST", false, {subnode(0)}, {{"REQ_TYPE", _IntfOper::Equal, "99"}}),
+            subnode(0) + " no_data: No row, or none that passes the filters\n");
+  EXPECT_EQ(reports("ZOVDATAS", false, {subnode(0)}),
+            subnode(0) + " no_data: Unable to locate requested resource\n");
+  EXPECT_EQ(reports("ZOVCONTNR", true, {subnode(0)}),
+            subnode(0) + " no_data: Historical Data Not Collected for this sample type\n");
+  EXPECT_EQ(reports("ZOVAPSRV", false, {subnode(1)}), "") << "a row is there for a server that is not";
+  EXPECT_EQ(reports("ZOVLOGANAL", false, {"none"}),
+            "none no_data: No row, or none that passes the filters\n");
 }
 
 TEST_F(Rows, ColumnsSayWhatTheirMeaningSays) {

@@ -71,6 +71,12 @@ TEST(Tables, SortableColumnsAreThoseWithAValueARateOrAPercentage) {
   EXPECT_EQ(sortable.at("c10").valueType, zov::SortByPercent);
   EXPECT_EQ(sortable.at("c10").keyword, static_cast<unsigned int>(zov::key::request_time));
   EXPECT_EQ(sortable.at("c7").valueType, zov::SortByValue);
+  for (const zov::TableInfo* table : zov::allTables()) {
+    for (const auto* row = table->keywords; row->columnName != nullptr; ++row) {
+      const std::string name = row->columnName;
+      EXPECT_FALSE(name == "iltype" || name == "inst_level" || name.ends_with("_il")) << table->name << name;
+    }
+  }
 }
 
 TEST(WorkloadName, SharesTheRoomBetweenBothNames) {

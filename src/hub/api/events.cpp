@@ -17,7 +17,10 @@ Reply followEvents(const Call& call) {
     if (table == nullptr) return noSuchTable(parameter.value);
     if (std::ranges::find(tables, table) == tables.end()) tables.push_back(std::move(table));
   }
-  return call.parameters.empty() ? Registry::instance().tables() : tables;
+  if (!call.parameters.empty()) return tables;
+  tables = Registry::instance().tables();
+  std::erase_if(tables, [](const auto& table) { return !table->abilities.pushesEvents; });
+  return tables;
 }
 
 }  // namespace zov::hub

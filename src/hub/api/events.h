@@ -5,7 +5,7 @@
 
 namespace zov::hub {
 
-/// The tables that the parameters `table` name; all tables without one.
+/// The tables that the parameters `table` name; without one, those that push events.
 Reply followEvents(const Call& call);
 
 }  // namespace zov::hub

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <charconv>
+#include <map>
 
+#include "hub/api/nodes.h"
 #include "hub/api/rows_work.h"
 #include "hub/api/tables.h"
+#include "hub/api/top_filter.h"
 #include "hub/core/registry.h"
 #include "hub/core/settings.h"
 
@@ -21,11 +24,17 @@ class RowsQuery {
 
   /// "" or a sentence about what is wrong.
   std::string take(const Parameter& parameter);
+  /// To be called once all parameters are in: the first node that there is not, or "".
+  std::string findNodes();
   RowsQuestion question() const;
 
  private:
   std::string takeTimeout(const std::string& value);
   std::string takeFilter(const Column& column, const std::string& value);
+  /// What the rows must have that the table does not see to by itself.
+  std::vector<Threshold> thresholds() const;
+  /// How far the table and how far the hub goes by the PARMA.
+  void limit(ContextInfo& context) const;
   /// The nodes given; else the one that a filter on ORIGINNODE names; else all registered subnodes.
   std::vector<std::string> addressedNodes() const;
   ContextInfo contextFor(std::vector<std::string> nodes) const;
@@ -37,6 +46,8 @@ class RowsQuery {
   int _seconds = limits().querySeconds;
   std::vector<std::string> _nodes;
   std::vector<Filter> _filters;
+  std::string _parma;  // as given; empty: none
+  TopFilter _top;
 };
 
 std::string RowsQuery::take(const Parameter& parameter) {
@@ -53,9 +64,10 @@ std::string RowsQuery::take(const Parameter& parameter) {
     return "";
   }
   if (name == "timeout") return takeTimeout(value);
-  if (name == parmColumn) {
-    _filters.push_back(Filter::ofText(name, value));
-    return "";
+  if (equalsIgnoringCase(name, parmColumn)) {
+    if (!_parma.empty()) return "PARMA is given more than once; accepted is one";
+    _parma = value;
+    return _top.read(value, *_table);
   }
   if (const Column* column = _table->find(name)) return takeFilter(*column, value);
 
@@ -93,11 +105,53 @@ std::string RowsQuery::takeFilter(const Column& column, const std::string& value
   return "";
 }
 
+std::string RowsQuery::findNodes() {
+  for (std::string& node : _nodes) {
+    std::string registered = registeredNode(node);
+    if (registered.empty()) return node;
+    node = std::move(registered);
+  }
+  for (Filter& filter : _filters) {
+    if (filter.column != originColumn) continue;
+    // One that is not known may still stand in rows that are not of a server.
+    if (std::string registered = registeredNode(filter.text); !registered.empty()) filter.text = registered;
+  }
+  return "";
+}
+
+std::vector<Threshold> RowsQuery::thresholds() const {
+  std::map<std::string, std::string> wanted;  // the last filter of a column stands
+  for (const Filter& filter : _filters) {
+    const bool isNumber = filter.type == QFL1_INTEGER;
+    const auto own = std::ranges::find_if(_table->abilities.filters,
+                                          [&](const auto& each) { return filter.column == each.column; });
+    if (own != _table->abilities.filters.end()) {
+      const bool any = isNumber ? own->isNumber && filter.number == own->anyNumber : filter.text.empty();
+      if (own->selects || any) {
+        wanted.erase(filter.column);
+        continue;
+      }
+    }
+    wanted[filter.column] = isNumber ? std::to_string(filter.number) : filter.text;
+  }
+  std::vector<Threshold> result;
+  for (auto& [column, value] : wanted) result.push_back({column, _IntfOper::Equal, value});
+  return result;
+}
+
+void RowsQuery::limit(ContextInfo& context) const {
+  if (_parma.empty()) return;
+  // A limit counts the rows that pass, so it is the hub's where the hub has more to drop.
+  const bool byHub = _top.rows != 0 && (!_table->abilities.limitsRows || !context.thresholds.empty());
+  if (byHub) context.rowsOfSubnode = _top.rows;
+  context.filters.push_back(Filter::ofText(parmColumn, byHub ? _top.withoutLimit() : _parma));
+}
+
 std::vector<std::string> RowsQuery::addressedNodes() const {
   if (!_nodes.empty()) return _nodes;
   const auto origin = std::find_if(_filters.rbegin(), _filters.rend(),
                                    [](const Filter& filter) { return filter.column == originColumn; });
-  if (origin != _filters.rend()) return {origin->text};
+  if (origin != _filters.rend() && !origin->text.empty()) return {origin->text};
   return Registry::instance().subnodeNames();
 }
 
@@ -105,6 +159,8 @@ ContextInfo RowsQuery::contextFor(std::vector<std::string> nodes) const {
   ContextInfo context;
   context.history = _history;
   context.filters = _filters;
+  context.thresholds = thresholds();
+  limit(context);
   context.subnodes = std::move(nodes);
   return context;
 }
@@ -138,6 +194,7 @@ Reply queryRows(const Call& call) {
   for (const Parameter& parameter : call.parameters) {
     if (const std::string wrong = query.take(parameter); !wrong.empty()) return Answer::error(400, wrong);
   }
+  if (const std::string unknown = query.findNodes(); !unknown.empty()) return noSuchNode(unknown);
   return std::make_shared<RowsWork>(query.question());
 }
 

@@ -19,6 +19,8 @@ void writeTable(JsonWriter& writer, const Table& table) {
   writeMember(writer, "application", table.manager->application());
   writeKey(writer, "row_bytes");
   writer.Uint64(table.rowBytes);
+  writeKey(writer, "events");
+  writer.Bool(table.abilities.pushesEvents);
   writeKey(writer, "columns");
   writer.StartArray();
   for (const Column& column : table.columns) {
@@ -29,6 +31,8 @@ void writeTable(JsonWriter& writer, const Table& table) {
     writeKey(writer, "size");
     writer.Uint(column.size);
     writeMember(writer, "type", typeName(column));
+    writeKey(writer, "sortable");
+    writer.Bool(column.sortable);
     writer.EndObject();
   }
   writer.EndArray();
@@ -45,8 +49,14 @@ Reply listTables(const Call&) {
   });
 }
 
+Reply describeTable(const Call& call) {
+  const auto table = Registry::instance().table(call.subject);
+  if (table == nullptr) return noSuchTable(call.subject);
+  return jsonAnswer([&](JsonWriter& writer) { writeTable(writer, *table); });
+}
+
 Answer noSuchTable(const std::string& name) {
-  std::string sentence = "there is no table " + name + "; the tables are";
+  std::string sentence = "there is no table " + quoted(name) + "; the tables are";
   for (const TableManager* manager : Registry::instance().managers()) sentence += ' ' + manager->table();
   return Answer::error(404, sentence);
 }

@@ -10,6 +10,9 @@ namespace zov::hub {
 /// All tables with their columns.
 Reply listTables(const Call& call);
 
+/// One table with its columns.
+Reply describeTable(const Call& call);
+
 /// The refusal of a table that there is not; names those that there are.
 Answer noSuchTable(const std::string& name);
 

@@ -102,6 +102,15 @@ std::vector<std::string> Registry::subnodeNames() const {
   return result;
 }
 
+std::optional<Subnode> Registry::findSubnode(const std::string& name) const {
+  const MutexLock guard(_mutex);
+  if (const auto exact = _subnodes.find(name); exact != _subnodes.end()) return exact->second;
+  for (const auto& [each, subnode] : _subnodes) {
+    if (equalsIgnoringCase(each, name)) return subnode;
+  }
+  return std::nullopt;
+}
+
 void Registry::setIdentity(AgentIdentity identity) {
   const MutexLock guard(_mutex);
   _identity = std::move(identity);

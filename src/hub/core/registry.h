@@ -4,6 +4,7 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -45,6 +46,8 @@ class Registry {
   void applySubnodes();
   std::vector<Subnode> subnodes() const;
   std::vector<std::string> subnodeNames() const;
+  /// The subnode of that name, else one that has it in another case.
+  std::optional<Subnode> findSubnode(const std::string& name) const;
 
   void setIdentity(AgentIdentity identity);
   AgentIdentity identity() const;

@@ -46,6 +46,7 @@ struct ContextInfo {
   std::vector<std::string> subnodes;
   std::vector<zov::hub::Filter> filters;
   std::vector<zov::hub::Threshold> thresholds;
+  std::size_t rowsOfSubnode = 0;  ///< no more are taken of one subnode; 0 is no limit
   /// Takes the rows of Dispatch; false when no one wants them any more. Called with the manager's lock held,
   /// so it may not wait.
   std::function<bool(const tqbox&)> deliver;

@@ -1,5 +1,7 @@
 #include "hub/core/table.h"
 
+#include <strings.h>
+
 #include <algorithm>
 
 #include "framework/table_manager.h"
@@ -21,8 +23,13 @@ std::string upperCase(std::string text) {
 
 }  // namespace
 
-const Column* Table::find(std::string_view upperName) const {
-  const auto found = std::ranges::find(columns, upperName, &Column::upperName);
+bool equalsIgnoringCase(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+const Column* Table::find(std::string_view name) const {
+  const auto found = std::ranges::find_if(
+      columns, [&](const Column& column) { return equalsIgnoringCase(column.name, name); });
   return found == columns.end() ? nullptr : &*found;
 }
 
@@ -31,6 +38,7 @@ std::shared_ptr<const Table> Table::describe(TableManager& manager) {
   tqbox& box = request.box();
   auto table = std::make_shared<Table>();
   table->manager = &manager;
+  table->abilities = manager.queryAbilities();
   table->rowBytes = box._rowSize > 0 ? static_cast<std::size_t>(box._rowSize) : 0;
   for (int i = 0; i < box.NumColumns(); ++i) {
     ColumnInfo info;
@@ -41,7 +49,9 @@ std::shared_ptr<const Table> Table::describe(TableManager& manager) {
                   info.name, manager.table().c_str());
       continue;
     }
-    table->columns.push_back({info.name, upperCase(info.name), info.offset, info.size, info.type});
+    const bool sortable = std::ranges::any_of(
+        table->abilities.sortable, [&](const char* name) { return std::string_view(name) == info.name; });
+    table->columns.push_back({info.name, upperCase(info.name), info.offset, info.size, info.type, sortable});
   }
   return table;
 }

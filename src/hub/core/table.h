@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-class TableManager;
+#include "framework/table_manager.h"
 
 namespace zov::hub {
 
@@ -18,15 +18,21 @@ struct Column {
   std::uint16_t offset = 0;
   std::uint16_t size = 0;
   std::uint16_t type = 0;  ///< ColumnInfo_Type
+  bool sortable = false;
 };
+
+/// Of names and words, which are ASCII.
+bool equalsIgnoringCase(std::string_view a, std::string_view b);
 
 /// A table as its own request object describes it. Immutable; the manager outlives it.
 struct Table {
   TableManager* manager = nullptr;
   std::size_t rowBytes = 0;
   std::vector<Column> columns;
+  QueryAbilities abilities;
 
-  const Column* find(std::string_view upperName) const;
+  /// Null when there is no column of that name, in whatever case.
+  const Column* find(std::string_view name) const;
 
   /// Asks the table for its columns. One that lies outside the row is traced and left out.
   static std::shared_ptr<const Table> describe(TableManager& manager);

@@ -91,7 +91,14 @@ void tqbox::CommandCompleted(TqboxAutomationCapsule*) {}
 
 int tqbox::InsertRow(const char* row) {
   if (_rowSize <= 0 || _data.count < 0 || isGivenUp(_context)) return noMoreRows;
-  if (_context != nullptr && _context->takeRow) return _context->takeRow(row) ? 0 : noMoreRows;
+  if (_context != nullptr && _context->rowsOfSubnode != 0 && _subnodeRows >= _context->rowsOfSubnode) {
+    return noMoreRows;
+  }
+  if (_context != nullptr && _context->takeRow) {
+    if (!_context->takeRow(row)) return noMoreRows;
+    ++_subnodeRows;
+    return 0;
+  }
   const auto rowSize = static_cast<std::size_t>(_rowSize);
   const auto count = static_cast<std::size_t>(_data.count);
   if (count == _data.rows.size() / rowSize) {
@@ -103,6 +110,7 @@ int tqbox::InsertRow(const char* row) {
   }
   std::memcpy(_data.rows.data() + count * rowSize, row, rowSize);
   ++_data.count;
+  ++_subnodeRows;
   return 0;
 }
 
@@ -139,6 +147,7 @@ int tqbox::Dispatch() {
 
 const char* tqbox::GetSubnode() {
   if (_context == nullptr || _nextSubnode >= _context->subnodes.size() || isGivenUp(_context)) return nullptr;
+  _subnodeRows = 0;
   return _context->subnodes[_nextSubnode++].c_str();
 }
 

@@ -1,7 +1,5 @@
 #include "hub/http/admission.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <charconv>
 #include <functional>
@@ -24,10 +22,6 @@ std::string_view trimmed(std::string_view text) {
   while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
   while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
   return text;
-}
-
-bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
 bool carriesToken(std::string_view authorization, std::string_view token) {

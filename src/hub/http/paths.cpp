@@ -27,6 +27,8 @@ constexpr Path paths[] = {
     {.methods = "GET, HEAD", .pattern = "/healthz", .function = sayOk, .access = Access::Open},
     {.methods = "GET, HEAD", .pattern = "/v1/tables", .function = listTables},
     {.methods = "GET, HEAD", .pattern = "/v1/nodes", .function = listNodes},
+    {.methods = "GET, HEAD", .pattern = "/v1/nodes/NODE", .function = describeNode},
+    {.methods = "GET, HEAD", .pattern = "/v1/tables/TABLE", .function = describeTable},
     {.methods = "GET, HEAD",
      .pattern = "/v1/tables/TABLE/rows",
      .function = queryRows,
@@ -65,7 +67,9 @@ bool matches(std::string_view pattern, std::string_view path, std::string& subje
   const std::string_view tail = pattern.substr(std::min(pattern.size(), pattern.find('/', word)));
   if (path.size() <= head.size() + tail.size() || !path.starts_with(head) || !path.ends_with(tail))
     return false;
-  subject = path.substr(head.size(), path.size() - head.size() - tail.size());
+  const std::string_view found = path.substr(head.size(), path.size() - head.size() - tail.size());
+  if (found.find('/') != std::string_view::npos) return false;
+  subject = found;
   return true;
 }
 

@@ -17,7 +17,7 @@ enum class Access { Open, Reading, Acting };
 
 struct Path {
   std::string_view methods;  ///< as in an Allow header
-  std::string_view pattern;  ///< a word in capitals stands for any text but none, Call::subject
+  std::string_view pattern;  ///< a word in capitals stands for any text without a slash, Call::subject
   Reply (*function)(const Call& call);
   std::string_view usage = {};  ///< in the list of paths, behind the pattern
   Waits waits = Waits::Never;
