@@ -108,7 +108,9 @@ void ZOV_Agent_Log::publish(const char* file, const char* function, int line, ZO
   now.extract(&when);
   if (traceUnit.on(DGT1_MESSAGE)) {
     // Under the caller's file and line, so that the message shows as the caller's.
-    DGT1_Write(file, line, DGT1_FormatText("%s %s", now.asString().data(), localText));
+    const RWCString time = now.asString();
+    const DGT1_Arg shown[] = {time.data(), static_cast<const char*>(localText)};
+    DGT1_WriteFormatted(file, line, "%s %s", shown, std::size(shown));
   } else {  // the same text again would tell a reader nothing
     ZOVDebug_PrintUTF8::Buffer shown;
     DGT1_Printf(traceUnit, DGT1_ERROR, "%s", ZOVDebug_PrintUTF8(shown, text).data());

@@ -153,11 +153,18 @@ class DGT1_Registry {
     _sinkContext = context;
   }
 
+  /// Of a text without control characters but line feeds.
   void write(const char* tag, int line, std::string_view text) {
     const zov::MutexLock lock(_mutex);
     if (_sink) return _sink(tag, line, text, _sinkContext);
-    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.remove_suffix(1);
-    writeFully(descriptor(), fmt::format("{} {} {} {} {}\n", timeStamp(), ::gettid(), tag, line, text));
+    const std::string head = fmt::format("{} {} {} {} ", timeStamp(), ::gettid(), tag, line);
+    std::string lines;
+    while (!text.empty()) {
+      const std::size_t end = std::min(text.find('\n'), text.size());
+      if (end != 0) lines.append(head).append(text.substr(0, end)) += '\n';
+      text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    writeFully(descriptor(), lines.empty() ? head + "\n" : lines);
   }
 
  private:
@@ -268,6 +275,86 @@ std::string DGT1_Format(const char* format, const DGT1_Arg* arguments, std::size
   }
 }
 
+namespace {
+
+/// Bytes of the control character at the start of `text`, 0 when there is none: of ASCII, and those from
+/// U+0080 to U+009F, which a terminal may obey too.
+std::size_t controlLength(std::string_view text) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  if (byte(0) < 0x20 || byte(0) == 0x7F) return 1;
+  return byte(0) == 0xC2 && text.size() > 1 && byte(1) >= 0x80 && byte(1) < 0xA0 ? 2 : 0;
+}
+
+bool hasControl(std::string_view text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (controlLength(text.substr(i)) != 0) return true;
+  }
+  return false;
+}
+
+void appendEscaped(std::string& result, std::string_view control) {
+  switch (control.front()) {
+    case '\n':
+      result += "\\n";
+      return;
+    case '\r':
+      result += "\\r";
+      return;
+    case '\t':
+      result += "\\t";
+      return;
+    default:
+      for (const char c : control) result += fmt::format("\\x{:02X}", static_cast<unsigned char>(c));
+  }
+}
+
+/// Escapes the control characters of `text` but those for which `keeps`, given their place, says otherwise.
+template <class Keeps>
+std::string escaped(std::string_view text, Keeps keeps) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t length = controlLength(text.substr(i));
+    if (length == 0 || keeps(i)) {
+      result += text[i++];
+      continue;
+    }
+    appendEscaped(result, text.substr(i, length));
+    i += length;
+  }
+  return result;
+}
+
+std::string_view withoutLineEnd(std::string_view text) {
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.remove_suffix(1);
+  return text;
+}
+
+/// The text of a line: `format` is ours, and the arguments may come from outside. A control character stands
+/// in the text because the format has it there if it goes when the format goes without; so it is told also
+/// where an argument is not terminated, or is cut.
+std::string formatLine(const char* format, const DGT1_Arg* arguments, std::size_t count) {
+  std::string text = DGT1_Format(format, arguments, count);
+  if (format == nullptr || !hasControl(text)) return text;
+  std::string plainFormat = format;
+  std::ranges::replace_if(
+      plainFormat,
+      [](char c) {
+        return controlLength({&c, 1}) != 0;
+      },
+      ' ');
+  const std::string plain = DGT1_Format(plainFormat.c_str(), arguments, count);
+  const bool comparable = plain.size() == text.size();
+  return escaped(text, [&](std::size_t i) { return comparable && plain[i] != text[i]; });
+}
+
+/// Of a text whose control characters are ours.
+void deliver(const char* unitTag, int line, std::string_view text) {
+  if (currentHold != nullptr) return currentHold->keep(unitTag, line, text);
+  DGT1_Registry::instance().write(unitTag, line, text);
+}
+
+}  // namespace
+
 zov::TraceHold* zov::TraceHold::current() {
   return currentHold;
 }
@@ -287,7 +374,7 @@ void zov::TraceHold::pause() {
 
 void zov::TraceHold::write() {
   pause();
-  for (const Line& line : _lines) DGT1_Write(line.unitTag, line.number, line.text);
+  for (const Line& line : _lines) deliver(line.unitTag, line.number, line.text);
   _lines.clear();
 }
 
@@ -301,24 +388,38 @@ std::string DGT1_Cut(std::string_view text, std::size_t most) {
   return std::string(text.substr(0, end)).append(mark);
 }
 
-void DGT1_PrintArguments(const char* unitTag, int line, const char* format, const DGT1_Arg* arguments,
-                         std::size_t count) {
-  std::vector<DGT1_Arg> shown(arguments, arguments + count);
-  std::list<std::string> cut;
-  for (DGT1_Arg& argument : shown) {
-    if (argument.kind != DGT1_Arg::Kind::Text || argument.asText == nullptr) continue;
-    const std::string_view text(argument.asText);
-    if (text.size() > DGT1_MostText) argument = cut.emplace_back(DGT1_Cut(text)).c_str();
-  }
-  DGT1_Write(unitTag, line, DGT1_Format(format, shown.data(), count));
-}
-
 // Not half-way through a line, and not at all where an unwinding could not pass (a destructor that traces).
-void DGT1_Write(const char* unitTag, int line, std::string_view text) {
+void DGT1_WriteFormatted(const char* unitTag, int line, const char* format, const DGT1_Arg* arguments,
+                         std::size_t count) {
   const zov::CancellationOff whole;
   try {
-    if (currentHold != nullptr) return currentHold->keep(unitTag, line, text);
-    DGT1_Registry::instance().write(unitTag, line, text);
+    deliver(unitTag, line, withoutLineEnd(formatLine(format, arguments, count)));
+  } catch (const std::exception&) {  // out of storage: the line is lost, the caller goes on
+  }
+}
+
+void DGT1_PrintArguments(const char* unitTag, int line, const char* format, const DGT1_Arg* arguments,
+                         std::size_t count) {
+  const zov::CancellationOff whole;
+  try {
+    std::vector<DGT1_Arg> shown(arguments, arguments + count);
+    std::list<std::string> cut;
+    for (DGT1_Arg& argument : shown) {
+      if (argument.kind != DGT1_Arg::Kind::Text || argument.asText == nullptr) continue;
+      const std::string_view text(argument.asText);
+      if (text.size() > DGT1_MostText) argument = cut.emplace_back(DGT1_Cut(text)).c_str();
+    }
+    DGT1_WriteFormatted(unitTag, line, format, shown.data(), count);
+  } catch (const std::exception&) {  // as there
+  }
+}
+
+void DGT1_Write(const char* unitTag, int line, std::string_view text) {
+  const zov::CancellationOff whole;
+  text = withoutLineEnd(text);
+  try {
+    if (!hasControl(text)) return deliver(unitTag, line, text);
+    deliver(unitTag, line, escaped(text, [&](std::size_t i) { return text[i] == '\n'; }));
   } catch (const std::exception&) {  // out of storage: the line is lost, the caller goes on
   }
 }

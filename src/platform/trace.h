@@ -3,7 +3,8 @@
 // that are on for it. ZOV_TRACE (environment) sets them at DGT1_Open: words ERROR, DETAIL, FLOW, MESSAGE,
 // STATE or ALL, each alone or with units in brackets, e.g. "ERROR MESSAGE FLOW(ZOVCSOCK,ZOVCLOCK)"; the
 // default is "ERROR MESSAGE". Lines go to standard error, or to ZOV_TRACE_FILE, which is reopened after a
-// rename. A line is time, thread, unit, line number, text.
+// rename. A line is time, thread, unit, line number, text; and nothing that comes from outside makes a second
+// one of it, or reaches a terminal as a control character.
 //
 // Any thread may trace at any time, also before main and after the environment is gone. A line is written
 // whole. Tracing never raises, never fails towards its caller, and takes no lock of the agent's.
@@ -87,9 +88,15 @@ constexpr std::size_t DGT1_MostText = 1024;
 /// The text in `most` bytes; one that is longer is cut between two UTF-8 characters, and ends in "...".
 std::string DGT1_Cut(std::string_view text, std::size_t most = DGT1_MostText);
 
-/// Writes a line without a test of flags. `unit` and `line` are shown; most callers use DGT1_Printf.
+/// Writes a line without a test of flags. `unit` and `line` are shown; most callers use DGT1_Printf. A line
+/// feed in `text` begins a line of its own in the file; any other control character is escaped. So who may
+/// have texts from outside in it gives them as arguments of the following.
 void DGT1_Write(const char* unitTag, int line, std::string_view text);
-/// Formats and writes; each text is cut as DGT1_Cut does, since it may come from outside.
+/// Formats and writes. Control characters of the arguments are escaped, also line feeds ("\n", "\x1B"); those
+/// of the format stay.
+void DGT1_WriteFormatted(const char* unitTag, int line, const char* format, const DGT1_Arg* arguments,
+                         std::size_t count);
+/// The same; each text is also cut as DGT1_Cut does, since it may come from outside.
 void DGT1_PrintArguments(const char* unitTag, int line, const char* format, const DGT1_Arg* arguments,
                          std::size_t count);
 template <class... A>

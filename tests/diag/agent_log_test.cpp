@@ -104,4 +104,14 @@ TEST_F(AgentLogTest, TenOfANumberAreIssuedInASecond) {
   EXPECT_EQ(receiver.issued.size(), 3U) << "told once";
 }
 
+TEST_F(AgentLogTest, TracesAMessageOnOneLineWhateverItsParametersHold) {
+  for (const char* setting : {"MESSAGE", "ERROR"}) {
+    const TraceCapture trace(setting);
+    log.LogMessage("ZOVCSOCK", "f", 123, ZOVA0017I, "shop\nZOVA0001I forged\x1B[2J");
+    ASSERT_EQ(trace.lines().size(), 1U) << setting;
+    EXPECT_EQ(trace.lines()[0].find_first_of("\n\x1B"), std::string::npos) << trace.lines()[0];
+    EXPECT_TRUE(trace.has("forged")) << setting;
+  }
+}
+
 }  // namespace

@@ -253,3 +253,19 @@ TEST(Session, RunsWithDefaultsWhenTheConfigurationCannotBeRead) {
   EXPECT_EQ(zovTestGet(agent.httpPort(), "/v1/nodes").body.find("lost"), std::string::npos);
   EXPECT_EQ(agent.stop(SIGTERM), 0);
 }
+
+TEST(Session, TracesWhatComesFromOutsideOnItsOwnLineAndTheSignalThatEndsIt) {
+  AgentProcess agent;
+  agent.setEnvironment("ZOV_TRACE", "ERROR MESSAGE FLOW(ZOVCPSKM,ZOVCMAIN)");
+  ASSERT_NO_FATAL_FAILURE(agent.start());
+  FakeCollector collector(agent.collectorPort());
+  collector.send(wirePing(7, "shop\n2026-01-01 00:00:00.000000 1 ZOVCMAIN 1 forged\x1B[2J", "/srv/shop"));
+  ASSERT_TRUE(agent.waitForTrace("forged"));
+  EXPECT_EQ(agent.stop(SIGQUIT), 0);
+  std::istringstream lines(agent.trace());
+  for (std::string line; std::getline(lines, line);) {
+    EXPECT_FALSE(line.starts_with("2026-01-01 00:00:00.000000 ")) << line;
+    EXPECT_THAT(line, testing::MatchesRegex("[0-9-]{10} [0-9:.]{15} [0-9]+ [^ ]+ [0-9]+ [ -~]*"));
+  }
+  EXPECT_THAT(agent.trace(), HasSubstr("Receive Signal = 3\n"));
+}

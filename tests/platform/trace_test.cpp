@@ -87,6 +87,37 @@ TEST(TraceSetting, AppliesToUnitsMadeLater) {
   EXPECT_EQ(DGT1_PreambleMask.exchange(0), 0x600U);
 }
 
+TEST(TraceFile, NothingFromOutsideMakesALineOrReachesATerminal) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("trace.log");
+  const EnvironmentVariable file("ZOV_TRACE_FILE", path.c_str());
+  const EnvironmentVariable setting("ZOV_TRACE", "DETAIL(ZOVTTRC1)");
+  DGT1_Open();
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "name=%s!\n",
+              "a\n2026-01-01 00:00:00 1 ZOVX 1 forged\r\t\x1B[2J\x7F\b");
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "\nfirst %.4s\n\tsecond %c %s\r\n", "ab\ncd", '\n',
+              "\xC2\x9B \xC3\x9B\n");
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "%d does not fit", "x\ny");
+  DGT1_Write("ZOVTTRC1", 1, "title\nline\x1B\n");
+  DGT1_Write("ZOVTTRC1", 1, "");
+  std::vector<std::string> texts;
+  for (const std::string& line : linesOf(path)) {
+    const std::size_t tag = line.find(" ZOVTTRC1 ");
+    ASSERT_NE(tag, std::string::npos) << line;
+    texts.push_back(line.substr(line.find(' ', tag + 10) + 1));
+  }
+  EXPECT_THAT(texts,
+              testing::ElementsAre("name=a\\n2026-01-01 00:00:00 1 ZOVX 1 forged\\r\\t\\x1B[2J\\x7F\\x08!",
+                                   "first ab\\nc", "\tsecond \\n \\xC2\\x9B \xC3\x9B\\n",
+                                   "%d does not fit [x\\ny]", "title", "line\\x1B", ""));
+
+  const TraceCapture capture("ALL");
+  DGT1_Print(traceUnit, 1, "%s\n", "a\nb");
+  EXPECT_EQ(capture.lines(), std::vector<std::string>{"ZOVTTRC1: a\\nb"});
+  const EnvironmentVariable noFile("ZOV_TRACE_FILE", nullptr), noSetting("ZOV_TRACE", nullptr);
+  DGT1_Open();
+}
+
 TEST(Trace, DumpsBytesAndStopsAt4096) {
   const TraceCapture capture("ALL");
   SnapHex(traceUnit, "0123456789ABCDEF\x01~\xFF", 19, "Record");
