@@ -102,7 +102,6 @@ void ZOV_Agent_Log::tellLeftOut(const char* file, const char* function, int line
 
 void ZOV_Agent_Log::publish(const char* file, const char* function, int line, ZOVMessageSeverity severity,
                             const char* text, const char* localText) const {
-  ZOV_FUNCTION;
   const ZOVTime now = ZOVTime::currentTime();
   struct tm when = {};
   now.extract(&when);
