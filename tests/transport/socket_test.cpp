@@ -155,6 +155,18 @@ TEST_F(SocketTest, WhatCannotBeOpenedTellsWhy) {
   EXPECT_EQ(refused.getLastRC(), 15u);
 }
 
+TEST_F(SocketTest, APortWhoseLastConnectionsLingerIsTakenAgain) {
+  const std::uint16_t port = server->getPort();
+  server->deleteSocket(connection.get());
+  connection.reset();
+  EXPECT_TRUE(peer->closedByAgent());
+  peer->close();  // the side that closed first lingers
+  server.reset();
+  const ZOVServerSocket again("127.0.0.1", port, "again", 1);
+  EXPECT_TRUE(again.isValid());
+  EXPECT_TRUE(FakeCollector(port).connected());
+}
+
 TEST_F(SocketTest, DeletingAConnectionWakesItsReaderAndLeavesTheDescriptorToIt) {
   const int descriptor = connection->getSocket();
   std::thread reader([this] { receive(); });
