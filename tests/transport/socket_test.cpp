@@ -201,7 +201,8 @@ TEST_F(SocketTest, OnlyTheRequestsOwnPositiveResponseIsSuccess) {
     long long value;
     const char* text;
   } cases[] = {
-      {[](long long id) { return wireResponse(id, true, 7, "fine"); }, 0, 0, ""},
+      {[](long long id) { return wireResponse(id, true, 7, "fine"); }, 0, 7, ""},
+      {[](long long id) { return wireResponse(id, true); }, 0, 0, ""},
       {[](long long id) { return wireResponse(id, false, 117, "no file"); }, 18, 117, "no file"},
       {[](long long id) { return wireResponse(id + 1, true, 5); }, 18, 5, ""},
       {[](long long id) { return wireRequest(1, id); }, 19, 0, ""},
