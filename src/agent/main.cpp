@@ -20,7 +20,14 @@ static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may not l
 /// All that is done of a stop here; the rest happens on the main thread, once arkmain has returned.
 static void ZOVShutdownSignalHandler(int signal) {
   receivedSignal = signal;
-  if (signal == SIGQUIT || signal == SIGTERM) ARQ_Shutdown(1);
+  if (signal == SIGQUIT || signal == SIGTERM || signal == SIGINT) ARQ_Shutdown(1);
+}
+
+/// A shell starts what it puts into the background with SIGINT ignored: the Ctrl-C is then for others.
+static void takeInterrupts() {
+  struct sigaction present {};
+  ::sigaction(SIGINT, nullptr, &present);
+  if (present.sa_handler != SIG_IGN) std::signal(SIGINT, ZOVShutdownSignalHandler);
 }
 
 int main(int argc, char** argv) {
@@ -39,6 +46,7 @@ int main(int argc, char** argv) {
   // Only now: a signal during construction takes its default action.
   std::signal(SIGQUIT, ZOVShutdownSignalHandler);
   std::signal(SIGTERM, ZOVShutdownSignalHandler);
+  takeInterrupts();
   agent->Process(argc, argv);
   // Here, since a line of trace takes a lock, which the handler may not.
   if (const int signal = receivedSignal; signal != 0) {

@@ -103,6 +103,11 @@ std::FILE* openRegularFile(const char* path) {
   return nullptr;
 }
 
+void announce(const ZOVApplicationServer& server) {
+  ZOV_FUNCTION;
+  ZOV_LOG_MESSAGE(ZOVA0007I, server.getName(), server.getStatusText());
+}
+
 void replaceFirst(char* text, char wanted, std::size_t length) {
   char* const found = std::strchr(text, wanted);
   if (!found) return;
@@ -140,6 +145,14 @@ void ZOVApplicationContext::interrupt() {
   ZOV_TRACE(Public);
   requestShutdown();
   _startEvent.post();
+  _readEvent.post();
+}
+
+void ZOVApplicationContext::waitUntilRead() {
+  ZOV_TRACE(Public);
+  if (!isThreadRunning()) return;
+  _readEvent.wait();
+  _readEvent.post();  // for the next one
 }
 
 void ZOVApplicationContext::shutdown() {
@@ -149,7 +162,7 @@ void ZOVApplicationContext::shutdown() {
   std::vector<Server> servers;
   {
     const zov::ExclusiveLock lock(_lock);
-    _closed = true;
+    _whole = false;
     servers.swap(_appServers);
   }
   stopThreadsOf(servers);
@@ -163,11 +176,14 @@ void ZOVApplicationContext::stopThreadsOf(const std::vector<Server>& servers) {
 
 void ZOVApplicationContext::backgroundProcessing() {
   ZOV_TRACE(Public);
-  holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
-    startupCompleted(1);
-    DGT1_Printf(traceUnit, DGT1_DETAIL, "Starting context initialization thread");
-    _closed = !waitForStart() || !readContextFile();
-  });
+  startupCompleted(1);
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Starting context initialization thread");
+  withCleanup(
+      [&] {
+        if (!waitForStart()) return;
+        holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) { readContextFile(); });
+      },
+      [&] { _readEvent.post(); });
 }
 
 bool ZOVApplicationContext::waitForStart() {
@@ -176,7 +192,7 @@ bool ZOVApplicationContext::waitForStart() {
   return !isShutdownRequested();
 }
 
-bool ZOVApplicationContext::readContextFile() {
+void ZOVApplicationContext::readContextFile() {
   ZOV_TRACE(Private);
   ::unlink(freshPath(_contextFilePath.str()).c_str());  // of a writer that was killed
   std::FILE* const file = openRegularFile(_contextFilePath.data());
@@ -193,9 +209,9 @@ bool ZOVApplicationContext::readContextFile() {
         "agent is started with a file that it can read, or with none.",
         _contextFilePath.data(), std::strerror(error));
   }
-  if (!whole) return false;
+  if (!whole) return;
+  _whole = true;
   writeContextFile();  // tidied at every start
-  return true;
 }
 
 void ZOVApplicationContext::readRecords(std::FILE* file) {
@@ -212,7 +228,8 @@ void ZOVApplicationContext::readRecord(char* line) {
   removeCRandLF(line, 'B');
   ZOVReturnCode rc;
   if (const Server server = createAppServerFromContextRecord(line, rc)) {
-    defineNewAppServer(server, false);
+    _appServers.push_back(server);
+    announce(*server);
   } else if (*line) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "Line of %s dropped, code %i (%s): %s", _contextFilePath.data(),
                 static_cast<unsigned int>(rc), rc.getDescription(), static_cast<const char*>(line));
@@ -258,11 +275,12 @@ std::vector<ZOVApplicationContext::Server> ZOVApplicationContext::getAppServers(
 
 int ZOVApplicationContext::defineNewAppServer(const Server& server, bool writeFile) {
   ZOV_TRACE(Public);
+  waitUntilRead();
   holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     _appServers.push_back(server);
     if (writeFile) writeContextFile();
   });
-  ZOV_LOG_MESSAGE(ZOVA0007I, server->getName(), server->getStatusText());
+  announce(*server);
   return 0;
 }
 
@@ -330,7 +348,7 @@ RWCString ZOVApplicationContext::writeContextRecord(const ZOVApplicationServer& 
 
 int ZOVApplicationContext::writeContextFile() {
   ZOV_TRACE(Private);
-  if (_closed) return 0;
+  if (!_whole) return 0;
   // The mutex is held while the text is made too, so that the last writer's text is the newest.
   _contextFileMutex.get();
   const auto failure = guarded(ZOV_PLACE, [&]() ZOV_REQUIRES_SHARED(_lock) {

@@ -8,9 +8,10 @@
 // shared_ptr too. A server that leaves the list has its threads stopped here, for good and with no lock held,
 // so whoever lets go of it last only frees it.
 //
-// The background thread holds the context lock exclusively from before its start is reported until the file
-// has been read, so that nobody sees a list that is half built. After that no background thread needs the
-// lock exclusively: others may hold it shared while they wait.
+// The background thread reads the file behind the start delay, with the context lock held exclusively, so
+// that nobody sees a list that is half built. Until then the list is empty: a query is told so at once, and
+// who brings a server waits for the file, which may know it. After that no background thread needs the lock
+// exclusively: others may hold it shared while they wait.
 //
 // Locks: the context lock guards the list, and is the first of all. The file's own mutex, taken inside it,
 // orders the writers of the file. The file is replaced by a rename: a crash leaves the old one or the new
@@ -38,14 +39,16 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
   ~ZOVApplicationContext() override;
 
   void start();  ///< lets the thread begin to read, after its delay
-  /// Tells the thread to end, and does not wait: it gives the context lock up, also in its start delay. For a
-  /// stop that has to end others first who may be waiting for that lock.
+  /// Tells the thread to end, and does not wait; who waits until the file has been read is woken. For a stop
+  /// that has to end others first who may be waiting so.
   void interrupt();
   void backgroundProcessing() override;
   /// Ends the thread, also in its start delay, stops the threads of all servers and lets go of them. The file
   /// stays.
   void shutdown() override;
 
+  /// Waits until the file has been read, or will not be. With no lock held; not on the context's own thread.
+  void waitUntilRead();
   int lock(_LockRequestType type, _WaitRequestType wait) { return _lock.get(type, wait); }
   void release(_LockRequestType type) { _lock.release(type); }
   /// The servers of now, in their order. Takes the lock shared.
@@ -60,7 +63,8 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
     });
   }
 
-  /// Appends the server and announces it; with writeFile the file is written too. Answers 0.
+  /// Waits until the file has been read, appends the server and announces it; with writeFile the file is
+  /// written too. Answers 0.
   int defineNewAppServer(const Server& server, bool writeFile);
   /// Ignores case; null when there is none.
   Server findAppServerMatchingSubnode(const char* subnode);
@@ -81,8 +85,8 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
 
  private:
   static void stopThreadsOf(const std::vector<Server>& servers);
-  /// Only a file that does not exist counts as none. False when the list is not what the file says.
-  bool readContextFile() ZOV_REQUIRES(_lock);
+  /// Only a file that does not exist counts as none.
+  void readContextFile() ZOV_REQUIRES(_lock);
   bool waitForStart();  // false when told to end
   void readRecords(std::FILE* file) ZOV_REQUIRES(_lock);
   void readRecord(char* line) ZOV_REQUIRES(_lock);
@@ -91,8 +95,9 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
 
   ZOVLock _lock{"ApplicationContext"};
   ZOVEvent _startEvent;  // posted by start and by shutdown
+  ZOVEvent _readEvent;   // posted from when the file has been read, or will not be
   std::vector<Server> _appServers ZOV_GUARDED_BY(_lock);
-  bool _closed ZOV_GUARDED_BY(_lock) = false;  // the list is not whole any more, or never was: the file stays
+  bool _whole ZOV_GUARDED_BY(_lock) = false;  // the list has all of the file's servers: it may be written
   RWCString _contextFilePath;
   ZOVMutex _contextFileMutex;
 };

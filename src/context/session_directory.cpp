@@ -27,6 +27,7 @@ ZOVReturnCode ContextSessionDirectory::admit(const Greeting& greeting) {
 ZOVReturnCode ContextSessionDirectory::findServer(const Greeting& greeting,
                                                   std::shared_ptr<ZOVApplicationServer>& server) {
   ZOV_TRACE(Public);
+  _context.waitUntilRead();
   _context.forEachAppServer([&](const ZOVApplicationContext::Server& known) {
     if (known->isNamedBy(greeting.ping())) server = known;
     return server != nullptr;

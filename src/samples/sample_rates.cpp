@@ -172,12 +172,21 @@ void ZOVSample::mergeNumericData(const ZOVSample* other, int key, _NumericValue*
   if (total != NullValue) sumNumericData(key, total);
 }
 
+/// Requests were counted, and nobody tells their time.
+static bool lacksRequestTime(const ZOVSample& sample) {
+  return sample.getTotalCount(zov::key::request_count) > 0 &&
+         sample.getTotalCount(zov::key::request_time) == ZOVSample::NullValue;
+}
+
 void ZOVSample::mergeSampleData(const ZOVSample* other) {
   ZOV_TRACE(Restricted);
   if (other == nullptr) return;
+  const bool timeIsUnknown = lacksRequestTime(*this) || lacksRequestTime(*other);
   for (std::size_t i = 0; i < _class.numericKeys.size(); ++i) {
     mergeNumericData(other, _class.numericKeys[i], &numericValues[i]);
   }
+  // Or the mean would be of one part's requests and another's time.
+  if (timeIsUnknown) saveNumericData(zov::key::request_time, NullValue);
   for (const zov::StringKey& string : _class.strings) {
     const RWCString& theirs = other->getStringData(string.key);
     if ((this->*string.field).isNull() && !theirs.isNull()) saveStringData(string.key, theirs.view());

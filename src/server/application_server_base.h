@@ -133,7 +133,6 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   const zov::ServerSettings& settings() const { return _settings; }
   int getRequestCollectLevel() const { return _session.switches().requestLevel(); }
   int getRequestCapturePercent() const { return _session.switches().requestPercent(); }
-  bool isGCDataCollectionSuspended() const { return _session.switches().gcAction() == 0; }
   int getPollInterval() const { return _settings.pollInterval; }
   long getSocketReceiveTimeout() const { return _settings.socketReceiveTimeout; }
   bool collectingHistoricalDataForSampleType(ZOVSample::_SampleType type) const {
@@ -202,7 +201,6 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   void connectedWithResourceManager() { _statistics.connected(); }
   void disconnectedFromResourceManager() { _statistics.disconnected(); }
   bool isResourceDataCollected() const { return _statistics.isCollected(); }
-  bool isResourceDataCollectionSuspended() const { return _statistics.isSuspended(); }
   void stopRPXMonitorThread() { _statistics.stop(); }
 
   // --- The end of both threads, for good. With no lock held that they could want.

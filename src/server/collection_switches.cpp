@@ -16,6 +16,11 @@ namespace {
 constexpr unsigned int GCRecordsMaximum = 200;
 constexpr int DefaultGCInterval = 60;  // seconds
 
+/// A collector that says nothing of the percentage does what it was told.
+int percentInForce(long long answered, int asked) {
+  return answered >= 1 && answered <= 100 ? static_cast<int>(answered) : asked;
+}
+
 /// The reason behind a refusal is the collector's own code, when it gave one.
 ZOVReturnCode reasonOf(const ZOVReturnCode& rc, long long refusal) {
   return rc == ZOV_INVALID_RESPONSE && refusal != 0 ? ZOVReturnCode(static_cast<unsigned int>(refusal)) : rc;
@@ -26,7 +31,7 @@ ZOVReturnCode reasonOf(const ZOVReturnCode& rc, long long refusal) {
 void CollectionSwitches::configure() {
   const ServerSettings& settings = _server.settings();
   _requestLevel = settings.workloadCollectLevel;
-  _requestPercent = settings.workloadCapturePercent;
+  _requestPercent = _percentInForce = settings.workloadCapturePercent;
   _gcAction = settings.gcCollectAction;
   _gcInterval = settings.gcCollectInterval;
 }
@@ -50,14 +55,14 @@ ZOVReturnCode CollectionSwitches::processCollectRequest(int level, int percent) 
   if (level < 0) level = _requestLevel;
   if (percent < 0) percent = _requestPercent;
 
-  long long refusal = 0;
+  long long value = 0;  // the reason of a refusal, or the percentage that holds
   RWCString detail;
   const char* const classTypes = level == 0 ? "" : ZOVCollectWorkload::AllCollectClassTypes;
   const ZOVCollectWorkload request(classTypes, "", level, percent, ZOVCollectWorkload::CollectDefaultCalls,
                                    0);
-  ZOVReturnCode rc = _session.send(request, &refusal, &detail);
+  ZOVReturnCode rc = _session.send(request, &value, &detail);
   if (rc != 0) {
-    rc = reasonOf(rc, refusal);
+    rc = reasonOf(rc, value);
     ZOV_LOG_ERROR(ZOVA0073E, _server.getName(), level, percent, rc.getDescription(), detail);
     return rc;
   }
@@ -66,7 +71,8 @@ ZOVReturnCode CollectionSwitches::processCollectRequest(int level, int percent) 
     startedCollectingRequestData(false);
     _server.markResourceAnchorsLogicallyDeleted(ZOVSample::DataSourceWorkload);
   } else {
-    ZOV_LOG_MESSAGE(ZOVA0065I, _server.getName(), level, percent);
+    _percentInForce = percentInForce(value, percent);
+    ZOV_LOG_MESSAGE(ZOVA0065I, _server.getName(), level, requestPercent());
     startedCollectingRequestData(true);
   }
   _requestLevel = level;
@@ -91,9 +97,12 @@ ZOVReturnCode CollectionSwitches::processGCCollectData(int action, int interval)
   if (!_session.isConnected()) return ZOV_PROFILING_NOT_ACTIVE;
   const RWCString file = _server.getGCLogFileInForce();
   if (file.isNull()) {
-    ZOV_LOG_ERROR(ZOVA0120E, _server.getName(), std::to_string(ZOV_NO_GC_FILE).c_str());
+    if (!_missingFileTold.exchange(true)) {
+      ZOV_LOG_ERROR(ZOVA0120E, _server.getName(), std::to_string(ZOV_NO_GC_FILE).c_str());
+    }
     return ZOV_NO_GC_FILE;
   }
+  _missingFileTold = false;
 
   long long refusal = 0;
   RWCString detail;

@@ -25,9 +25,9 @@ class CollectionSwitches {
 
   bool collectsRequests() const { return _collectsRequests; }
   bool collectsGC() const { return _collectsGC; }
-  int requestLevel() const { return _requestLevel; }
-  int requestPercent() const { return _requestPercent; }
-  int gcAction() const { return _gcAction; }  ///< 0 off, 1 on: what is wanted, also without a collector
+  int requestLevel() const { return _collectsRequests ? _requestLevel.load() : 0; }
+  /// As the collector says; until one has said so, as it is asked for.
+  int requestPercent() const { return _percentInForce; }
 
   void startedCollectingRequestData(bool collects);
   void startedCollectingGCData(bool collects);
@@ -35,7 +35,8 @@ class CollectionSwitches {
   /// Tells the collector; a negative level or percentage stands for the last one. 0; 35; 21 without a
   /// collector; the reason of a refusal.
   ZOVReturnCode processCollectRequest(int level, int percent);
-  /// The same for garbage collection data; 116 when no file of it is known.
+  /// The same for garbage collection data; 116 when no file of it is known, which is
+  /// told once.
   ZOVReturnCode processGCCollectData(int action, int interval);
   ZOVReturnCode startDefaultRequestCollection();
   ZOVReturnCode startDefaultGCCollection();
@@ -49,10 +50,13 @@ class CollectionSwitches {
   CollectorSession& _session;
   std::atomic<bool> _collectsRequests{false};
   std::atomic<bool> _collectsGC{false};
+  // What is wanted, also without a collector.
   std::atomic<int> _requestLevel{0};
   std::atomic<int> _requestPercent{0};
-  std::atomic<int> _gcAction{0};
-  std::atomic<int> _gcInterval{60};  // seconds
+  std::atomic<int> _percentInForce{0};
+  std::atomic<int> _gcAction{0};              // 0 off, 1 on
+  std::atomic<int> _gcInterval{60};           // seconds
+  std::atomic<bool> _missingFileTold{false};  // until a file is known
 };
 
 }  // namespace zov

@@ -66,7 +66,8 @@ class CollectorSession {
 
   /// 0 when the collector answers a ping; 11 without one.
   ZOVReturnCode testConnectivity();
-  /// Sends a request and waits for its answer. `value` and `text`, when not null, get a refusal's reason.
+  /// Sends a request and waits for its answer. `value` and `text`, when not null, get a refusal's
+  /// reason; `value` also what comes with an acceptance.
   ZOVReturnCode send(const ZOVRequest& request, long long* value, RWCString* text);
 
   /// One poll for a wanted anchor, of what is collected: saves what comes, and marks what the poll covered

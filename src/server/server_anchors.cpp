@@ -226,12 +226,20 @@ ZOVReturnCode ServerAnchors::returnSamples(ZOVSampleCallback callback, ZOVSample
   }
   const bool server = type == ZOVSample::SampleTypeApplicationServer;
   if (!server && !history && _server.getStatus() != ServerConnected) return ZOV_SERVER_NOT_ACTIVE;
-  const unsigned int returned =
-      holding(_lock, history ? Exclusive : Shared, [&]() ZOV_REQUIRES_SHARED(_lock) {
-        return server ? returnServerSample(callback, parms, saveType)
-                      : returnResourceSamples(callback, parms, wanted, saveType);
-      });
-  return returned ? ZOV_OK : ZOV_NO_SUCH_RESOURCE;
+  return holding(_lock, history ? Exclusive : Shared, [&]() ZOV_REQUIRES_SHARED(_lock) -> ZOVReturnCode {
+    const unsigned int returned = server ? returnServerSample(callback, parms, saveType)
+                                         : returnResourceSamples(callback, parms, wanted, saveType);
+    return returned || hasNothingOf(type, saveType) ? ZOV_OK : ZOV_NO_SUCH_RESOURCE;
+  });
+}
+
+bool ServerAnchors::hasNothingOf(ZOVSample::_SampleType type, _SaveSampleType saveType) const {
+  const auto next = _table.getIteratorForSampleType(type);
+  if (!next) return false;
+  while (const auto* anchor = static_cast<const ZOVResourceAnchor*>((*next)())) {
+    if (isReadable(*anchor, saveType)) return false;
+  }
+  return true;
 }
 
 unsigned int ServerAnchors::returnServerSample(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,

@@ -61,9 +61,10 @@ class ServerAnchors final : public ZOVSampleKeeper {
   /// Destroys anchors that have not reported for long, by the times of their samples.
   void removeObsoleteByTime(ZOVSample::_DataSource source);
 
-  /// Hands each sample that the wanted anchor selects to the callback: 0; 9 when there was none; 41 when the
-  /// server is not active (normal reads of its resources); 149 for a historical read of what is not kept as
-  /// history. The server itself always has a sample: at worst one made here of its name and status.
+  /// Hands each sample that the wanted anchor selects to the callback: 0, also while the server has nothing
+  /// of that type, as before the first poll; 9 when it has, and none is selected; 41 when the server is not
+  /// active (normal reads of its resources); 149 for a historical read of what is not kept as history. The
+  /// server itself always has a sample: at worst one made here of its name and status.
   ZOVReturnCode returnSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                               const ZOVResourceAnchor& wanted, _SaveSampleType saveType);
   /// Adds the server-wide sums of the resources to a sample of the server.
@@ -83,6 +84,8 @@ class ServerAnchors final : public ZOVSampleKeeper {
   const ZOVBudget* saveAt(ZOVResourceAnchor& anchor, ZOVSample* sample, _SaveSampleType type,
                           unsigned int collectionId) ZOV_REQUIRES(_lock);
   bool isRemovableByTime(const ZOVResourceAnchor& anchor) const;
+  /// Of a type that has anchors at all.
+  bool hasNothingOf(ZOVSample::_SampleType type, _SaveSampleType saveType) const ZOV_REQUIRES_SHARED(_lock);
   unsigned int returnServerSample(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                                   _SaveSampleType saveType) ZOV_REQUIRES_SHARED(_lock);
   unsigned int returnResourceSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,

@@ -35,7 +35,7 @@ enum class ColumnSource {
   NodeName,        ///< the host
   SampleTime,      ///< in the framework's 16-character form
   Duration,        ///< seconds that the sample covers
-  CapturePercent,  ///< of requests, as the server is told
+  CapturePercent,  ///< of requests, as the collector says
   // Of the table's own code.
   Own,
 };

@@ -17,8 +17,8 @@ void computeColumns(void* bytes, const ZOVSample& sample, const ZOVApplicationSe
   row.srv_type = server.getAppServerType();
   row.req_mon = server.getRequestCollectLevel();
   row.req_srate = server.getRequestCapturePercent();
-  row.res_mon = server.isResourceDataCollectionSuspended() != 0 ? 0 : 1;
-  row.gc_mon = server.isGCDataCollectionSuspended() != 0 ? 0 : 1;
+  row.res_mon = server.isResourceDataCollected() ? 1 : 0;
+  row.gc_mon = server.collectingGCData() ? 1 : 0;
   fillVersion(row, server);
 }
 

@@ -25,10 +25,10 @@ ZOVReturnCode zovExchange(ZOVSocketConnection* socket, const ZOVRequest& request
   const std::unique_ptr<ZOVTransportableData> object = ZOVTransportableData::buildFromBuffer(*buffer);
   if (!object) return ZOV_INVALID_DATA;
   const auto& response = static_cast<const ZOVResponse&>(*object);
+  if (value) *value = response.getValue();
   if (response.getStatus() && response.getCorrelatorId() == request.getCorrelatorId()) return ZOV_OK;
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Response %i with correlator %i to request with correlator %i",
               response.getStatus(), response.getCorrelatorId(), request.getCorrelatorId());
-  if (value) *value = response.getValue();
   if (text) *text = response.getMessage();
   return ZOV_INVALID_RESPONSE;
 }

@@ -11,8 +11,9 @@ class ZOVSocketConnection;
 enum _ResponseExpectation { ResponseExpected = 0, NoResponseExpected = 1 };
 
 /// Sends the request and, when a response is expected, waits `timeout` seconds (0: for ever) for its first
-/// bytes. `value` and `text` may be null; they receive the reason of a refusal, and are cleared otherwise.
-/// Answers 0; 33 without a socket; 19 when what came is no response; 18 when it is a refusal, or another
-/// exchange's; or what the socket reports.
+/// bytes. `value` and `text` may be null. Of a refusal they receive the reason, and of an acceptance `value`
+/// receives what the request defines (0: nothing); otherwise they are cleared. Answers 0; 33 without a
+/// socket; 19 when what came is no response; 18 when it is a refusal, or another exchange's; or what the
+/// socket reports.
 ZOVReturnCode zovExchange(ZOVSocketConnection* socket, const ZOVRequest& request, int timeout,
                           _ResponseExpectation expectation, long long* value, RWCString* text);

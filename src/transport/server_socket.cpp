@@ -52,6 +52,9 @@ bool ZOVServerSocket::open(const char* address, int backlog) {
   }
   // A client that is gone again between the poll and the accept must not block it.
   if (::fcntl(getSocket(), F_SETFL, O_NONBLOCK) != 0) return false;
+  // The last connections of an agent that was killed still occupy the port. Two that listen cannot share it.
+  const int on = 1;
+  if (::setsockopt(getSocket(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) return false;
   socklen_t size = sizeof _address;
   _wakeEvent = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (_wakeEvent < 0 || ::bind(getSocket(), reinterpret_cast<const sockaddr*>(&_address), size) != 0 ||

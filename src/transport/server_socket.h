@@ -13,8 +13,9 @@
 
 class ZOVServerSocket : public ZOVSocketConnection {
  public:
-  /// Binds and listens. `address` is dotted, or empty for all interfaces; port 0 takes any free one, told by
-  /// getPort. isValid and getLastRC tell how it went; ZOVA0079E is logged when it did not go well.
+  /// Binds and listens, also where connections of a former listener still linger; another that listens keeps
+  /// the port. `address` is dotted, or empty for all interfaces; port 0 takes any free one, told by getPort.
+  /// isValid and getLastRC tell how it went; ZOVA0079E is logged when it did not go well.
   ZOVServerSocket(const char* address, std::uint16_t port, const char* name, int backlog);
   ~ZOVServerSocket() override;
 

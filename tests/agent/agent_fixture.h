@@ -29,7 +29,7 @@ class AgentFixture : public testing::Test {
     zovWaits().threadTableSeconds = 0;
     agent.reset(new ZOVAgent(nullptr));
     agent->applicationContext()->start();
-    agent->applicationContext()->getAppServers();  // returns once the file has been read
+    agent->applicationContext()->waitUntilRead();
   }
   /// The identifiers and texts of the agent's messages, oldest first.
   std::vector<std::string> messages() {

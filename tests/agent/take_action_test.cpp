@@ -4,6 +4,9 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <regex>
+#include <set>
+#include <sstream>
 
 #include "agent_fixture.h"
 #include "server/application_server.h"
@@ -34,6 +37,18 @@ std::string replyOf(int value) {
 std::string contextLine(const std::string& name, const std::string& root = "/srv") {
   return "appServerName=" + name + "\tserverRootDirectory=" + root + "\toccurrence=0\tplatform=tsl7" +
          "\tsubnodeName=" + name + ":host:ZOVS\townerUid=7\n";
+}
+
+/// What a pattern of one group finds in a file of the sources.
+std::set<std::string> namesIn(const std::string& file, const char* pattern) {
+  std::ostringstream text;
+  text << std::ifstream(std::string(std::getenv("ZOV_SOURCE_DIR")) + "/" + file).rdbuf();
+  const std::string all = text.str();
+  const std::regex wanted(pattern);
+  std::set<std::string> names;
+  for (std::sregex_iterator found(all.begin(), all.end(), wanted), end; found != end; ++found)
+    names.insert((*found)[1]);
+  return names;
 }
 
 class TakeAction : public AgentFixture {};
@@ -134,4 +149,11 @@ TEST_F(TakeAction, SetsTheSamplingRateOfACollectorThatCollects) {
   EXPECT_EQ(request->number(679), 100);
   EXPECT_EQ(sendCommand(node, "StopRequestMonitor").code, 0);
   EXPECT_EQ(sendCommand(node, "SetRequestSamplingRate 100").code, 179);
+}
+
+TEST_F(TakeAction, EveryCommandIsDocumented) {
+  auto commands = namesIn("src/agent/take_action.cpp", "\\{\"(\\w+)\", &ZOVAgent::handle");
+  commands.insert("RemSubNode");
+  EXPECT_EQ(namesIn("docs/http.md", "\\| `(\\w+)` \\| [^|]* \\| (?:has|ends|asks|queues|forgets)"), commands);
+  EXPECT_EQ(commands.size(), 11u);
 }

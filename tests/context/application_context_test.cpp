@@ -17,6 +17,7 @@ class ContextTest : public testing::Test {
   void write(const std::string& text) { std::ofstream(rig.contextFile()) << text; }
   std::vector<std::string> names() {
     std::vector<std::string> all;
+    rig.context->waitUntilRead();
     for (const auto& server : rig.context->getAppServers()) all.push_back(server->getName().str());
     return all;
   }
@@ -169,13 +170,32 @@ TEST_F(ContextTest, RemovingAServer) {
   EXPECT_TRUE(server->threadsHaveEnded());
 }
 
+TEST_F(ContextTest, InTheStartDelayAQueryIsAnsweredAndACollectorWaits) {
+  zovWaits().contextStartDelaySeconds = 100'000;
+  write("\n" + line("a", "1:h:ZOVS"));
+  rig.start();
+  EXPECT_TRUE(rig.context->getAppServers().empty());
+  EXPECT_EQ(rig.context->findAppServerMatchingSubnode("1:h:ZOVS"), nullptr);
+  rig.context->rewriteContextInfo();
+  EXPECT_NE(rig.contextText().find("appServerName=a"), std::string::npos);
+  FakeCollector collector(rig.port());
+  collector.send(wirePing(7, "a", "/srv"));
+  EXPECT_TRUE(comesTrue([&] {
+    rig.context->start();  // again: ends the delay
+    return !rig.context->getAppServers().empty();
+  }));
+  EXPECT_TRUE(collector.receive());
+  EXPECT_EQ(names(), std::vector<std::string>{"a"}) << "the one of the file";
+}
+
 TEST_F(ContextTest, AStopEndsTheStartDelay) {
   zovWaits().contextStartDelaySeconds = 100'000;
   write("\n" + line("a", "1:h:ZOVS"));
   rig.start();
-  std::thread walker([&] { rig.context->isSubNodeNameUnique("x"); });  // waits for the lock
+  std::thread waiter([&] { rig.context->waitUntilRead(); });
   rig.context->shutdown();
-  walker.join();
+  waiter.join();
+  rig.context->rewriteContextInfo();
   rig.stop();
   EXPECT_EQ(rig.contextText(), "\n" + line("a", "1:h:ZOVS"));  // nothing was read, so nothing is written
 }
@@ -184,7 +204,7 @@ TEST_F(ContextTest, ACollectorThatComesWithAStopInTheStartDelayCostsNoLine) {
   zovWaits().contextStartDelaySeconds = 100'000;
   write("\n" + line("a", "1:h:ZOVS"));
   rig.start();
-  const auto collector = rig.ping("shop");  // waits for the lock
+  const auto collector = rig.ping("shop");  // waits for the file
   rig.context->interrupt();
   EXPECT_TRUE(collector->receive());
   rig.stop();

@@ -1,4 +1,4 @@
-// The agent ends with status 0 within five seconds of SIGTERM or SIGQUIT, whatever it is in.
+// The agent ends with status 0 within five seconds of SIGTERM, SIGQUIT or SIGINT, whatever it is in.
 
 #include "support/agent_process.h"
 #include "support/fake_collector.h"
@@ -95,7 +95,17 @@ std::string nameOf(const testing::TestParamInfo<std::tuple<State, int>>& info) {
   static const char* const states[] = {"StartDelay",    "SilentPeer",   "HalfPoll",     "EndlessPoll",
                                        "SavingSamples", "LoggingTexts", "WaitingQuery", "Idle"};
   return std::string(states[static_cast<int>(std::get<State>(info.param))]) +
-         (std::get<int>(info.param) == SIGTERM ? "Term" : "Quit");
+         ::sigabbrev_np(std::get<int>(info.param));
+}
+
+TEST(StopSignals, AnInterruptThatIsIgnoredStaysSo) {
+  for (const int ignored : {0, SIGINT}) {
+    AgentProcess agent;
+    agent.setIgnored(ignored);
+    ASSERT_NO_FATAL_FAILURE(agent.startWithoutListener());
+    EXPECT_EQ(agent.ignores(SIGINT), ignored == SIGINT);
+    EXPECT_EQ(agent.stop(SIGTERM), 0);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -104,5 +114,6 @@ INSTANTIATE_TEST_SUITE_P(
                     std::tuple(State::HalfPoll, SIGTERM), std::tuple(State::EndlessPoll, SIGTERM),
                     std::tuple(State::SavingSamples, SIGTERM), std::tuple(State::LoggingTexts, SIGTERM),
                     std::tuple(State::WaitingQuery, SIGQUIT), std::tuple(State::Idle, SIGTERM),
-                    std::tuple(State::Idle, SIGQUIT)),
+                    std::tuple(State::Idle, SIGQUIT), std::tuple(State::Idle, SIGINT),
+                    std::tuple(State::StartDelay, SIGINT)),
     nameOf);

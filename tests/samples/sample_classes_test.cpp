@@ -172,6 +172,39 @@ TEST(GarbageCollectionSample, FiguresComeOnlyFromPartsWithCollections) {
   }
 }
 
+TEST(WorkloadSample, TheMeanIsUnknownWhenTheTimeOfSomeRequestsIs) {
+  struct Part {
+    long long count, time;
+  };
+  const struct {
+    const char* what;
+    std::vector<Part> parts;
+    long long time, mean;
+  } cases[] = {
+      {"all tell it", {{2, 10}, {3, 40}}, 50, 10},
+      {"only the later does", {{2, -1}, {3, 40}}, -1, -1},
+      {"only the earlier does", {{2, 10}, {3, -1}}, -1, -1},
+      {"one of three does not", {{2, -1}, {3, 40}, {5, 50}}, -1, -1},
+      {"there were no requests that have none", {{0, -1}, {3, 30}, {-1, -1}}, 30, 10},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.what);
+    ZOVWorkloadSumSample merged, history;  // the one takes parts, the other intervals
+    for (const Part& one : test.parts) {
+      ZOVWorkloadSumSample part;
+      part.saveNumericData(703, one.count);
+      part.saveNumericData(704, one.time);
+      merged.mergeSampleData(&part);
+      history.mergeIntoHistoricalSample(&part);
+    }
+    for (ZOVWorkloadSumSample* const sample : {&merged, &history}) {
+      sample->calculateRates(nullptr);
+      EXPECT_EQ(sample->getTotalCount(704), test.time);
+      EXPECT_EQ(sample->getPercent(704), test.mean);
+    }
+  }
+}
+
 TEST(HTTPSample, PartsMergeByWhatTheyToldInEitherOrder) {
   constexpr int own[] = {4, 700, 314}, greatest[] = {773, 775, 776, 778, 779};
   constexpr int texts[] = {701, 702, 771, 772, 777};

@@ -157,16 +157,70 @@ TEST_F(SessionTest, ARefusalGivesTheCollectorsReasonAndKeepsTheSession) {
   EXPECT_TRUE(
       rig.issued("ZOVA0073E Failed to start collecting request data for shop Level=2 Capture Percent=50 "
                  "with Reason: Profiler data collection stopped due to unexpected class load class load."));
-  EXPECT_EQ(server->getRequestCollectLevel(), 1);
+  EXPECT_EQ(server->getRequestCollectLevel(), 1) << "what runs goes on";
   EXPECT_TRUE(server->isConnectedWithProfiler());
   collector->refuse(8, 0);
   EXPECT_EQ(server->processCollectRequest(-1, 50), ZOVReturnCode(0));
   EXPECT_EQ(server->getRequestCapturePercent(), 50);
   EXPECT_EQ(server->suspendCollectingRequestData(), ZOVReturnCode(0));
+  EXPECT_EQ(server->getRequestCollectLevel(), 0);
   const auto off = collector->waitForRequest(8, 3);
   EXPECT_EQ(off->number(659), std::nullopt);
   EXPECT_EQ(off->text(650), std::nullopt);
   EXPECT_EQ(server->getOnDemandProfilerSamples(ZOVWorkloadSumAnchor()), ZOVReturnCode(21));
+}
+
+TEST_F(SessionTest, ThePercentageIsTheOneThatTheCollectorSaysHolds) {
+  const struct {
+    long long answered;
+    int holds;
+  } cases[] = {{100, 100}, {0, 2}, {50, 50}, {101, 2}, {-5, 2}};
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.answered);
+    const auto collector = rig.ping("shop");
+    ASSERT_TRUE(collector->receive());
+    const auto workload = collector->receive();
+    ASSERT_TRUE(workload);
+    EXPECT_EQ(workload->number(679), 2) << "what is wanted stays";
+    collector->send(wireResponse(workload->correlator(), true, test.answered));
+    collector->serve();
+    ASSERT_TRUE(collector->waitForRequest(2));
+    EXPECT_EQ(rig.server("shop")->getRequestCapturePercent(), test.holds);
+    EXPECT_TRUE(rig.issued("ZOVA0065I Started collecting request data for shop Level=1 Capture Percent=" +
+                           std::to_string(test.holds)));
+    collector->close();
+    EXPECT_NE(rig.server("shop")->requestTestConnectivity(), ZOVReturnCode(0));
+  }
+}
+
+TEST_F(SessionTest, ARefusedCollectionIsNotShownAsOne) {
+  const auto collector = rig.ping("shop");
+  ASSERT_TRUE(collector->receive());
+  const auto workload = collector->receive();
+  ASSERT_TRUE(workload);
+  collector->send(wireResponse(workload->correlator(), false, 65));
+  collector->serve();
+  const auto server = rig.server("shop");
+  server->settle();
+  EXPECT_EQ(server->getRequestCollectLevel(), 0);
+  EXPECT_EQ(server->processCollectRequest(-1, -1), ZOVReturnCode(0));
+  EXPECT_EQ(server->getRequestCollectLevel(), 1) << "as it was wanted";
+}
+
+TEST_F(SessionTest, AMissingGarbageCollectionFileIsToldOnce) {
+  const auto collector = rig.serve("shop");
+  const auto server = rig.server("shop");
+  const auto told = [&] {
+    const auto all = rig.environment.issued();
+    return std::count_if(all.begin(), all.end(),
+                         [](const std::string& one) { return one.starts_with("ZOVA0120E"); });
+  };
+  for (int tries = 0; tries < 3; ++tries) EXPECT_EQ(server->resumeCollectingGCData(), ZOVReturnCode(116));
+  EXPECT_EQ(told(), 1);
+  EXPECT_TRUE(server->setVerboseGCLogFile("/srv/shop/gc.log"));
+  EXPECT_TRUE(server->collectingGCData());
+  EXPECT_TRUE(server->setVerboseGCLogFile(""));
+  EXPECT_EQ(told(), 2) << "it has gone again";
 }
 
 TEST_F(SessionTest, GarbageCollectionNeedsAFileAndIsPolledWithItsOwnBits) {

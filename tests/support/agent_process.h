@@ -50,6 +50,9 @@ class AgentProcess {
   void configureMore(const std::string& text) { _configuration += text; }
   void setEnvironment(const std::string& name, const std::string& value) { _environment[name] = value; }
 
+  /// The agent is to start with the signal ignored, as a shell does that puts it into the background.
+  void setIgnored(int signal) { _ignored = signal; }
+
   /// Starts the agent, and returns once it listens for collectors and serves HTTP.
   void start() {
     ASSERT_NO_FATAL_FAILURE(launch());
@@ -65,7 +68,6 @@ class AgentProcess {
   void launch() {
     const char* const binary = std::getenv("ZOV_TEST_BINARY");
     ASSERT_TRUE(binary != nullptr && *binary != '\0') << "ZOV_TEST_BINARY names the agent's binary";
-    // A new port for each start, since the agent does not take one that its last connections still occupy.
     _collectorPort = freePort();
     std::string configuration = _configuration;
     if (const std::size_t place = configuration.find("{port}"); place != std::string::npos) {
@@ -82,6 +84,8 @@ class AgentProcess {
     _pid = ::fork();
     if (_pid == 0) {
       for (const auto& [name, value] : _environment) ::setenv(name.c_str(), value.c_str(), 1);
+      std::signal(SIGINT, SIG_DFL);  // whatever this test was started with
+      if (_ignored != 0) std::signal(_ignored, SIG_IGN);
       ::dup2(ends[1], STDERR_FILENO);
       ::execl(binary, binary, nullptr);
       ::_exit(127);
@@ -171,15 +175,20 @@ class AgentProcess {
     return static_cast<std::size_t>(std::distance(begin(all), end(all)));
   }
   /// Kilobytes.
-  long residentMemory() const {
-    std::ifstream status("/proc/" + std::to_string(_pid) + "/status");
-    for (std::string line; std::getline(status, line);) {
-      if (line.starts_with("VmRSS:")) return std::atol(line.c_str() + 6);
-    }
-    return 0;
+  long residentMemory() const { return std::atol(status("VmRSS:").c_str()); }
+  bool ignores(int signal) const {
+    return (std::strtoull(status("SigIgn:").c_str(), nullptr, 16) >> (signal - 1) & 1) != 0;
   }
 
  private:
+  /// What the system says of the process under this name.
+  std::string status(const std::string& name) const {
+    std::ifstream status("/proc/" + std::to_string(_pid) + "/status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.starts_with(name)) return line.substr(name.size());
+    }
+    return "";
+  }
   void waitForHttp() {
     static const std::string served = "HTTP is served at http://127.0.0.1:";
     ASSERT_TRUE(waitForTrace(served)) << trace();
@@ -204,6 +213,7 @@ class AgentProcess {
   std::uint16_t _collectorPort = 0;
   std::uint16_t _httpPort = 0;
   std::map<std::string, std::string> _environment;
+  int _ignored = 0;
   pid_t _pid = 0;
   std::thread _reader;
   std::mutex _mutex;  // guards what follows

@@ -197,8 +197,9 @@ class ServerRig {
     server(name)->settle();
     return collector;
   }
-  /// Waits for the context's lock, and so for the file to have been read.
+  /// Waits until the context's file has been read.
   std::shared_ptr<ZOVApplicationServer> server(const std::string& name) {
+    context->waitUntilRead();
     for (const auto& known : context->getAppServers()) {
       if (known->getName() == name.c_str()) return known;
     }

@@ -50,8 +50,8 @@ TEST_F(OwnColumns, OfServerStatus) {
              {"tsl_rnam", "/srv"}});
   expectRow(status, rows[1],
             {{"server_nam", "bank"}, {"status", "0"}, {"pid", "-1"}, {"stdate_tim", ""}, {"srvgrp_nam", ""}});
-  const auto named = query(
-      status, {zov::hub::Filter::ofText("SERVER_NAM", "bank"), zov::hub::Filter::ofText("ORIGINNODE", "agent")});
+  const auto named = query(status, {zov::hub::Filter::ofText("SERVER_NAM", "bank"),
+                                    zov::hub::Filter::ofText("ORIGINNODE", "agent")});
   ASSERT_EQ(named.size(), 1u);
   expectRow(status, named[0], {{"originnode", "agent"}, {"server_nam", "bank"}});
   EXPECT_TRUE(query(status, {zov::hub::Filter::ofText("SERVER_NAM", "Bank")}).empty());
@@ -80,11 +80,23 @@ TEST_F(OwnColumns, OfProcessFigures) {
                {"srv_type", "1"},
                {"stdate_tim", "1231114221320000"},
                {"tsl_vers", ""},
-               {"res_mon", server(0).isResourceDataCollectionSuspended() != 0 ? "0" : "1"},
-               {"gc_mon", server(0).isGCDataCollectionSuspended() != 0 ? "0" : "1"},
                {"req_mon", std::to_string(server(0).getRequestCollectLevel())},
                {"req_srate", std::to_string(server(0).getRequestCapturePercent())}});
   }
+}
+
+TEST_F(OwnColumns, OfWhatIsCollected) {
+  const zov::TableInfo& servers = tableNamed("ZOVAPSRV");
+  const auto expectMonitors = [&](const char* gc, const char* resources) {
+    expectRow(servers, query(servers, {}, 1).at(0), {{"gc_mon", gc}, {"res_mon", resources}});
+  };
+  expectMonitors("0", "0");  // not suspended, but there is no collector
+  server(0).startedCollectingGCData(true);
+  expectMonitors("1", "0");
+  server(0).connectedWithResourceManager();
+  expectMonitors("1", "1");
+  server(0).suspendCollectingResourceData();
+  expectMonitors("1", "0");
 }
 
 TEST_F(OwnColumns, OfRequestNames) {

@@ -155,6 +155,18 @@ TEST_F(SocketTest, WhatCannotBeOpenedTellsWhy) {
   EXPECT_EQ(refused.getLastRC(), 15u);
 }
 
+TEST_F(SocketTest, APortWhoseLastConnectionsLingerIsTakenAgain) {
+  const std::uint16_t port = server->getPort();
+  server->deleteSocket(connection.get());
+  connection.reset();
+  EXPECT_TRUE(peer->closedByAgent());
+  peer->close();  // the side that closed first lingers
+  server.reset();
+  const ZOVServerSocket again("127.0.0.1", port, "again", 1);
+  EXPECT_TRUE(again.isValid());
+  EXPECT_TRUE(FakeCollector(port).connected());
+}
+
 TEST_F(SocketTest, DeletingAConnectionWakesItsReaderAndLeavesTheDescriptorToIt) {
   const int descriptor = connection->getSocket();
   std::thread reader([this] { receive(); });
@@ -189,7 +201,8 @@ TEST_F(SocketTest, OnlyTheRequestsOwnPositiveResponseIsSuccess) {
     long long value;
     const char* text;
   } cases[] = {
-      {[](long long id) { return wireResponse(id, true, 7, "fine"); }, 0, 0, ""},
+      {[](long long id) { return wireResponse(id, true, 7, "fine"); }, 0, 7, ""},
+      {[](long long id) { return wireResponse(id, true); }, 0, 0, ""},
       {[](long long id) { return wireResponse(id, false, 117, "no file"); }, 18, 117, "no file"},
       {[](long long id) { return wireResponse(id + 1, true, 5); }, 18, 5, ""},
       {[](long long id) { return wireRequest(1, id); }, 19, 0, ""},
