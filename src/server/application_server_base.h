@@ -35,7 +35,8 @@ class ZOVAppServerConfigParms;
 class ZOVPollRequest;
 class ZOVRequest;
 
-class ZOVApplicationServerBase : public ZOVAppServerAnchor {
+class ZOVApplicationServerBase : public ZOVAppServerAnchor,
+                                 public std::enable_shared_from_this<ZOVApplicationServerBase> {
  public:
   /// "No type in particular": the poll of the collector monitor.
   static constexpr ZOVSample::_SampleType EverythingSampleType = ZOVSample::SampleTypeRequestAndGC;
@@ -204,6 +205,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   bool isResourceDataCollected() const { return _statistics.isCollected(); }
   bool isResourceDataCollectionSuspended() const { return _statistics.isSuspended(); }
   void stopRPXMonitorThread() { _statistics.stop(); }
+  void wakeupBackgroundRPXMonitor() { _statistics.thread().wake(); }
 
   // --- The end of both threads, for good. With no lock held that they could want.
   void requestThreadsToStop();  ///< waits for neither
