@@ -120,7 +120,7 @@ class ZOVRemoteResourceManager::RemoteJVM final : public ZOVServiceTask {
   ZOVReturnCode recreate();
   ZOVReturnCode connectWithRemoteJVM();
   ZOVReturnCode askForJVM(ZOVApplicationServerBase& server);
-  ZOVReturnCode waitForContact();
+  ZOVReturnCode waitForContact(ZOVClock::Steady asked);
   bool isContactPossible(unsigned int processId) const;
   void setWaitingForPing();
   void noLongerInterestedInPing();

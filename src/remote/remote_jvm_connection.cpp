@@ -49,8 +49,9 @@ ZOVReturnCode ZOVRemoteResourceManager::RemoteJVM::connectWithRemoteJVM() {
   ZOV_TRACE(Private);
   disconnected();
   setWaitingForPing();
+  const ZOVClock::Steady asked = ZOVClock::steady();
   ZOVReturnCode rc = askForJVM(*_serverInHand);
-  if (rc == ZOV_OK) rc = waitForContact();
+  if (rc == ZOV_OK) rc = waitForContact(asked);
   noLongerInterestedInPing();
   // It may have called back at the last moment.
   return rc != ZOV_OK && getSocketIfAvailable() ? ZOVReturnCode(ZOV_OK) : rc;
@@ -73,8 +74,7 @@ ZOVReturnCode ZOVRemoteResourceManager::RemoteJVM::askForJVM(ZOVApplicationServe
   return rc;
 }
 
-ZOVReturnCode ZOVRemoteResourceManager::RemoteJVM::waitForContact() {
-  const ZOVClock::Steady asked = ZOVClock::steady();
+ZOVReturnCode ZOVRemoteResourceManager::RemoteJVM::waitForContact(ZOVClock::Steady asked) {
   const unsigned int processId = _serverInHand->getProcessId();
   while (!getSocketIfAvailable()) {
     if (isShutdownRequested()) return ZOV_TASK_SHUTTING_DOWN;

@@ -358,6 +358,27 @@ TEST_F(RemoteStatistics, AServerThatIsRemovedInASetHoldsNobodyUp) {
   EXPECT_TRUE(comesTrue([&] { return gone.expired(); })) << "nobody keeps it";
 }
 
+TEST_F(RemoteStatistics, ManyServersHaveTheirsAtOnce) {
+  constexpr int Servers = 120;
+  start(1);
+  std::vector<std::unique_ptr<FakeCollector>> collectors;
+  std::vector<std::unique_ptr<FakeStatisticsJVM>> jvms;
+  for (int i = 0; i < Servers; ++i) {
+    const std::string name = "server" + std::to_string(i);
+    collectors.push_back(rig.serve(name));
+    jvms.push_back(connectJVM(*collectors.back(), name));
+    jvms.back()->setStatistics({{7, "dbname=of " + name + "\n"}});
+  }
+  for (int i = 0; i < Servers; ++i) {
+    const std::string name = "server" + std::to_string(i);
+    EXPECT_EQ(rig.server(name)->takeSampleFromRPX(ZOVDBConnectionAnchor()), ZOV_OK);
+    EXPECT_EQ(pools(name), std::set<std::string>{"of " + name});
+  }
+  const auto before = std::chrono::steady_clock::now();
+  rig.stop();
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+}
+
 enum class Moment { Waiting, Connected, InASet, InAFrame };
 class StatisticsStop : public RemoteStatistics, public testing::WithParamInterface<Moment> {};
 
