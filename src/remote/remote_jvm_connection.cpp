@@ -67,6 +67,7 @@ ZOVReturnCode ZOVRemoteResourceManager::RemoteJVM::askForJVM(ZOVApplicationServe
   if (rc == ZOV_INVALID_RESPONSE && value > 0 && value < ZOVReturnCode::Count) {
     rc = static_cast<unsigned int>(value);
   }
+  if (rc != ZOV_OK) noLongerInterestedInPing();
   if (rc != ZOV_OK && !isShutdownRequested()) {
     ZOV_FUNCTION;
     ZOV_LOG_ERROR(ZOVA0137E, rc.getDescription(), _serverName, detail);
