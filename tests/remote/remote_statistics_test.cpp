@@ -420,6 +420,8 @@ TEST_F(RemoteStatistics, AJVMThatFreezesInAFrameLosesItsConnection) {
 }
 
 TEST_F(RemoteStatistics, AContactThatDoesNotComeInTimeIsRefused) {
+  ZOVWaits& waits = zovWaits();  // nobody else asks for the JVM meanwhile
+  waits.enumerateServersSeconds = waits.pingServersSeconds = waits.refreshNamesSeconds = 100'000;
   start();
   const auto collector = rig.serve("shop");
   const auto asked = collector->waitForRequest(FakeStatisticsJVM::Initiate);
