@@ -40,6 +40,9 @@ std::string writtenAs(zov::ColumnSource source) {
       return " As CYYMMDDHHMMSSmmm.";
     case zov::ColumnSource::Digits:
       return " As decimal digits.";
+    case zov::ColumnSource::ShortName:
+      return " When it is longer than the column: its start, and six digits that stand for it while the "
+             "agent runs.";
     default:
       return "";
   }

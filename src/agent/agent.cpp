@@ -112,6 +112,8 @@ void ZOVAgent::startComponents() {
   _systemCommandManager = new ZOVSystemCommandManager;
   _systemCommandManager->startBackgroundThread();
 
+  _resourceManagerProxy = ZOVResourceManagerProxy::getProxy();
+  _resourceManagerProxy->startBackgroundThread();
   _sessionDirectory = std::make_unique<zov::ContextSessionDirectory>(*_applicationContext);
   _profilerSocketMonitor =
       std::make_unique<ZOVProfilerSocketMonitor>(collectorSessionPort(), *_sessionDirectory);

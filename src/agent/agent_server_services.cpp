@@ -4,6 +4,7 @@
 #include "framework/process.h"
 #include "remote/system_command_manager.h"
 #include "runtime/trace_scope.h"
+#include "server/application_server.h"
 
 static DGT1_Unit traceUnit("ZOVCASVC");
 
@@ -55,6 +56,12 @@ ZOVReturnCode AgentServerServices::deregisterSubnode(const char* subnode) {
 
 void AgentServerServices::rewriteContextInfo() {
   if (ZOVApplicationContext* context = _agent.applicationContext()) context->rewriteContextInfo();
+}
+
+std::shared_ptr<ZOVApplicationServerBase> AgentServerServices::findServer(const RWCString& name,
+                                                                          const RWCString& root) {
+  ZOVApplicationContext* const context = _agent.applicationContext();
+  return context ? context->findAppServer(name, root) : nullptr;
 }
 
 std::shared_ptr<ZOVResourceManagerProxy> AgentServerServices::resourceManager() {

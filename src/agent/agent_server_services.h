@@ -25,6 +25,7 @@ class AgentServerServices : public ZOVServerServices {
   ZOVReturnCode registerSubnode(const char* subnode, const char* affinity) override;
   ZOVReturnCode deregisterSubnode(const char* subnode) override;
   void rewriteContextInfo() override;
+  std::shared_ptr<ZOVApplicationServerBase> findServer(const RWCString& name, const RWCString& root) override;
   std::shared_ptr<ZOVResourceManagerProxy> resourceManager() override;
   void queueSystemCommand(const RWCString& path, const RWCString& command,
                           const RWCString& arguments) override;

@@ -284,6 +284,18 @@ int ZOVApplicationContext::defineNewAppServer(const Server& server, bool writeFi
   return 0;
 }
 
+ZOVApplicationContext::Server ZOVApplicationContext::findAppServer(const RWCString& name,
+                                                                   const RWCString& root) {
+  ZOV_TRACE(Public);
+  Server found;
+  forEachAppServer([&](const Server& server) {
+    if (server->getName() != name || server->getServerRootDirectory() != root) return false;
+    found = server;
+    return true;
+  });
+  return found;
+}
+
 ZOVApplicationContext::Server ZOVApplicationContext::findAppServerMatchingSubnode(const char* subnode) {
   ZOV_TRACE(Public);
   if (!subnode) return nullptr;

@@ -66,6 +66,8 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
   /// Waits until the file has been read, appends the server and announces it; with writeFile the file is
   /// written too. Answers 0.
   int defineNewAppServer(const Server& server, bool writeFile);
+  /// Compares exactly; null when there is none.
+  Server findAppServer(const RWCString& name, const RWCString& root);
   /// Ignores case; null when there is none.
   Server findAppServerMatchingSubnode(const char* subnode);
   /// Compares exactly: 1 when no server has this subnode name.

@@ -20,6 +20,9 @@ class RPXAsynchronousCollectionRequest : public RWDlistCollectables, public ZOVM
 
   RWCollectable* insert(RWCollectable* sample) override;  ///< the request's from here on
   void setComplete(const ZOVReturnCode& code);
+  /// The last thing that a processor does with the request, which may be gone behind it: setComplete, and
+  /// what a class does with requests that nobody waits for.
+  virtual void finish(const ZOVReturnCode& code) { setComplete(code); }
   /// Waits for a sample, which is the caller's then; null at the end.
   RWCollectable* get();
   ZOVReturnCode getResult() const { return ZOVReturnCode(_result.load()); }

@@ -26,9 +26,12 @@ void ZOVServiceTask::shutdown() {
   completeQueued();
 }
 
+void ZOVServiceTask::threadEnded() {
+  completeQueued();
+}
+
 void ZOVServiceTask::completeQueued() {
-  while (RPXAsynchronousCollectionRequest* request = takeFirst())
-    request->setComplete(ZOV_TASK_SHUTTING_DOWN);
+  while (RPXAsynchronousCollectionRequest* request = takeFirst()) request->finish(ZOV_TASK_SHUTTING_DOWN);
 }
 
 RPXAsynchronousCollectionRequest* ZOVServiceTask::takeFirst() {
@@ -60,12 +63,12 @@ ZOVReturnCode ZOVServiceTask::processRequest(RPXAsynchronousCollectionRequest* r
                                              _ProcessingMode mode) {
   ZOV_TRACE(Restricted);
   const bool refused = holding(_taskLock, Exclusive, [&]() ZOV_REQUIRES(_taskLock) {
-    if (isShutdownRequested()) return true;
+    if (isShutdownRequested() || !isThreadRunning()) return true;
     _pending.append(new Pending(request));
     _requestEvent.post();
     return false;
   });
-  if (refused) request->setComplete(ZOV_TASK_SHUTTING_DOWN);
+  if (refused) request->finish(ZOV_TASK_SHUTTING_DOWN);
   if (mode != WaitForCompletion) return 0;
   while (const RWCollectable* sample = request->get()) delete sample;
   return request->getResult();

@@ -1,7 +1,7 @@
 #pragma once
 // ZOVServiceTask: a task with a queue of requests. Any thread offers requests; the task's thread alone takes
-// them. Once shutdown is requested, what is offered is completed at once with code 171, and what was queued
-// is completed with it when the thread has ended.
+// them. Once shutdown is requested, and while the thread does not run, what is offered is finished at once
+// with code 171; what was queued is finished with it when the thread has ended, however it did.
 
 #include "runtime/asynchronous_request.h"
 #include "runtime/task.h"
@@ -25,6 +25,8 @@ class ZOVServiceTask : public ZOVAsynchronousTask {
   virtual ZOVReturnCode processRequest(RPXAsynchronousCollectionRequest* request, _ProcessingMode mode);
 
  protected:
+  void threadEnded() override;
+
   ZOVEvent _requestEvent;  // posted for each request and for shutdown
 
  private:

@@ -62,6 +62,7 @@ void ZOVAsynchronousTask::lastSteps(ZOVThread& thread) {
     _thread = nullptr;
     _startupResult = 0;
   }
+  threadEnded();
   _threadDoneEvent.post();
 }
 

@@ -37,6 +37,8 @@ class ZOVAsynchronousTask : public ZOVCollectable {
 
  protected:
   void startupCompleted(int result);
+  /// Among the thread's last steps, when isThreadRunning is false already. Must not raise.
+  virtual void threadEnded() {}
   void requestShutdown() { _shutdownRequested = true; }
 
   ZOVLock _taskLock;

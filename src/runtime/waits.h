@@ -13,6 +13,12 @@ struct ZOVWaits {
   long testConnectivitySeconds = 60;   ///< answer to a test ping
   long quietCollectorSeconds = 60;     ///< a collector of which nothing is wanted, before a test ping
   long disconnectedSeconds = 600;      ///< a server's threads, behind the end of its last session
+  long enumerateServersSeconds = 120;  ///< between askings of the statistics for their servers
+  long pingServersSeconds = 60;        ///< between askings which of them live
+  long refreshNamesSeconds = 300;      ///< between looks for new names of resources
+  long remoteContactSeconds = 300;     ///< for a statistics process to call back
+  long statisticsReadSeconds = 1;      ///< one wait for a frame from a statistics process
+  long statisticsQuerySeconds = 20;    ///< for statistics that a query waits for
   long houseKeepingSeconds = 900;      ///< between sweeps of old anchors
   long threadStopSeconds = 20;         ///< a server's destructor, for each thread
   long threadTableSeconds = 3;         ///< the thread table's destructor

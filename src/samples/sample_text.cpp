@@ -45,6 +45,13 @@ bool equalIgnoringCase(const char* keyword, std::string_view text) {
   return strncasecmp(keyword, text.data(), text.size()) == 0 && keyword[text.size()] == '\0';
 }
 
+/// It need not end as one.
+bool isNumber(std::string_view text) {
+  if (text.starts_with('-')) text.remove_prefix(1);
+  if (text.starts_with(numericDelim)) text.remove_prefix(1);
+  return !text.empty() && text.front() >= '0' && text.front() <= '9';
+}
+
 const zov::Keyword* findKeyword(const zov::Keyword* table, std::string_view keyword) {
   for (; table->keyword != nullptr; ++table) {
     if (equalIgnoringCase(table->keyword, keyword)) return table;
@@ -65,10 +72,15 @@ void ZOVSample::buildFromDataString(const char* text) {
   for (std::string_view line; !(line = takeToken(rest, PairDelim)).empty();) {
     const std::string_view keyword = takeToken(line, KeywordValueDelim);
     const std::string_view value = takeToken(line, KeywordValueDelim);
-    if (!keyword.empty() && !value.empty()) saveKeywordValue(keyword, value);
+    if (!keyword.empty() && !value.empty()) {
+      saveKeywordValue(keyword, value);
+    } else {
+      DGT1_Printf(traceUnit, DGT1_DETAIL, "A line without a value is skipped: %s",
+                  std::string(keyword).c_str());
+    }
   }
-  if (!traceUnit.on(DGT1_ERROR)) return;
-  DGT1_Printf(traceUnit, DGT1_ERROR, "Dump of keys and values for sample type %i follows", getSampleType());
+  if (!traceUnit.on(DGT1_DETAIL)) return;
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Dump of keys and values for sample type %i follows", getSampleType());
   SnapHex(traceUnit, _class.numericKeys.data(), _class.numericKeys.size_bytes(), "Numeric Keys");
   SnapHex(traceUnit, numericValues, valueBytes(), "Numeric Values");
 }
@@ -83,7 +95,13 @@ void ZOVSample::saveKeywordValue(std::string_view keyword, std::string_view valu
                 std::string(keyword).c_str());
     return;
   }
-  switch (pKeyTable[static_cast<std::size_t>(found->key)].kind) {
+  const _KeyKind kind = pKeyTable[static_cast<std::size_t>(found->key)].kind;
+  if (kind != KeyKindString && !isNumber(value)) {
+    DGT1_Printf(traceUnit, DGT1_ERROR, "The value of %s is no number: %s", std::string(keyword).c_str(),
+                std::string(value).c_str());
+    return;
+  }
+  switch (kind) {
     case KeyKindString:
       saveStringData(found->key, value);
       break;

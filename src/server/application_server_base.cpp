@@ -308,6 +308,7 @@ void ZOVApplicationServerBase::requestThreadsToStop() {
   _monitor.thread().requestEnd();
   _statistics.thread().requestEnd();
   _session.interrupt();
+  _statistics.interrupt();
 }
 
 bool ZOVApplicationServerBase::stopThreads() {

@@ -35,7 +35,8 @@ class ZOVAppServerConfigParms;
 class ZOVPollRequest;
 class ZOVRequest;
 
-class ZOVApplicationServerBase : public ZOVAppServerAnchor {
+class ZOVApplicationServerBase : public ZOVAppServerAnchor,
+                                 public std::enable_shared_from_this<ZOVApplicationServerBase> {
  public:
   /// "No type in particular": the poll of the collector monitor.
   static constexpr ZOVSample::_SampleType EverythingSampleType = ZOVSample::SampleTypeRequestAndGC;
@@ -202,6 +203,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor {
   void disconnectedFromResourceManager() { _statistics.disconnected(); }
   bool isResourceDataCollected() const { return _statistics.isCollected(); }
   void stopRPXMonitorThread() { _statistics.stop(); }
+  void wakeupBackgroundRPXMonitor() { _statistics.thread().wake(); }
 
   // --- The end of both threads, for good. With no lock held that they could want.
   void requestThreadsToStop();  ///< waits for neither

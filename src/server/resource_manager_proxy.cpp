@@ -1,155 +1,113 @@
 #include "server/resource_manager_proxy.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdlib>
-#include <string>
+#include <utility>
 
-#include "platform/services.h"
+#include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
+#include "runtime/waits.h"
 
 static DGT1_Unit traceUnit("ZOVRSCMP");
 
 namespace {
 
-struct DataCollectionMethod {
-  const char* name;
-  int parameters;
-};
+/// After a turn that failed, so that one which fails again and again does not spin.
+constexpr long RestSeconds = 1;
 
-// The last four count one parameter beside a descriptor of two, and their descriptors end in the method's
-// name: the other side resolves them by that name.
-constexpr std::array<DataCollectionMethod, ZOVResourceManagerProxy::DataCollectionMethods> Methods{{
-    {"getAppServerSample", 1},
-    {"getContainerSample", 2},
-    {"getTransactionSample", 2},
-    {"getObjectPoolSample", 2},
-    {"getEJBSample", 3},
-    {"getEJBMethodSample", 4},
-    {"getDBConnectPoolSample", 2},
-    {"getApplicationSample", 2},
-    {"getServletSample", 3},
-    {"getCacheSample", 1},
-    {"getCacheTemplateSample", 2},
-    {"getJ2CPoolSample", 2},
-    {"getORBSample", 1},
-    {"getORBInterceptorSample", 2},
-    {"getServletSessionsSample", 2},
-    {"getThreadPoolSample", 2},
-    {"getWLMServerSample", 1},
-    {"getWLMClientSample", 1},
-    {"getMailServiceSample", 1},
-    {"getIMapServiceSample", 1},
-    {"getPopServiceSample", 1},
-    {"getQueueManagerSample", 1},
-}};
-constexpr int FirstModelerMethod = 18;
-
-bool isMethod(int kind) {
-  return kind >= 0 && kind < ZOVResourceManagerProxy::DataCollectionMethods;
+bool isDue(ZOVClock::Steady last, long period) {
+  return ZOVClock::secondsSince(last) >= period;
 }
 
-std::string makeSignature(int kind) {
-  const int texts = kind < FirstModelerMethod ? Methods[static_cast<std::size_t>(kind)].parameters : 2;
-  std::string signature = "(";
-  for (int i = 0; i < texts; ++i) signature += "Ljava/lang/String;";
-  if (kind < FirstModelerMethod) return signature + ")Lcom/corvid/qlf/tsl5/ZOVPSISample;";
-  return signature + ")Lcom/halden/meranti/zov/resourcemanager/modeler/tsl5/" +
-         Methods[static_cast<std::size_t>(kind)].name;
-}
-
-using Description = ZOVResourceManagerProxy::AppServerDescription;
-
-struct DescriptionKeyword {
-  std::string_view keyword;
-  RWCString Description::*text;  // null for a number, and for what is known and not used
-};
-constexpr DescriptionKeyword DescriptionKeywords[] = {
-    {"instanceName", &Description::serverName},
-    {"tslNodeName", &Description::nodeName},
-    {"tslCellName", &Description::cellName},
-    {"stdoutFileName", &Description::logFile},
-    {"stderrFileName", &Description::errorLogFile},
-    {"verboseGCFileName", &Description::verboseGCLogFile},
-    {"clusterName", &Description::cluster},
-    {"shortCellName", &Description::shortCellName},
-    {"genericServerShortName", &Description::genericShortName},
-    {"serverShortName", &Description::specificShortName},
-    {"processId", nullptr},
-    {"startTime", nullptr},
-    {"type", nullptr},
-    {"procDefOutFileName", nullptr},
-    {"procDefErrFileName", nullptr},
-    {"currentStatus", nullptr},
-};
-
-void setNumber(Description& description, std::string_view keyword, const char* value) {
-  if (keyword == "processId") {
-    description.processId = static_cast<unsigned int>(std::strtoul(value, nullptr, 10));
-  } else if (keyword == "startTime") {
-    description.startTime = std::strtoll(value, nullptr, 10);
-  } else if (keyword == "type") {
-    description.type = static_cast<int>(std::strtol(value, nullptr, 10));
-  }
-}
-
-void setField(Description& description, std::string_view keyword, const RWCString& value) {
-  for (const DescriptionKeyword& known : DescriptionKeywords) {
-    if (known.keyword != keyword) continue;
-    if (known.text) {
-      description.*known.text = value;
-    } else {
-      setNumber(description, keyword, value.data());
-    }
-    return;
-  }
-  DGT1_Printf(traceUnit, DGT1_ERROR, "Unexpected keyword = %s, value = %s", RWCString(keyword).data(),
-              value.data());
+/// The codes of the timers' operations are failures of the turn.
+void require(const ZOVReturnCode& code) {
+  if (code != ZOV_OK) zovRaise(ZOVException(code));
 }
 
 }  // namespace
 
-const char* ZOVResourceManagerProxy::getDataCollectionMethodName(int kind) {
-  return isMethod(kind) ? Methods[static_cast<std::size_t>(kind)].name : nullptr;
-}
-
-int ZOVResourceManagerProxy::getDataCollectionMethodNumParms(int kind) {
-  return isMethod(kind) ? Methods[static_cast<std::size_t>(kind)].parameters : 0;
-}
-
-const char* ZOVResourceManagerProxy::getDataCollectionMethodSignature(int kind) {
-  static const auto* const signatures = [] {
-    auto* made = new std::array<std::string, DataCollectionMethods>;
-    for (int i = 0; i < DataCollectionMethods; ++i) (*made)[static_cast<std::size_t>(i)] = makeSignature(i);
-    return made;
-  }();
-  return isMethod(kind) ? (*signatures)[static_cast<std::size_t>(kind)].c_str() : nullptr;
-}
-
-const char* ZOVResourceManagerProxy::getExceptionClassName() {
-  return "com/halden/meranti/zov/resourcemanager/exception/ZOVException";
-}
-
-RWCString ZOVResourceManagerProxy::createLogFileName() {
-  RWCString name(OSL1_GetEnv("TQBOX_LOG_PATH", ""));
-  if (!name.isNull()) name.append('/');
-  return name + "java.log";
-}
-
-ZOVResourceManagerProxy::AppServerDescription ZOVResourceManagerProxy::parseAppServerSample(
-    const char* text) {
+ZOVReturnCode ZOVResourceManagerProxy::startProcessing(RPXCollectionRequest& request) {
   ZOV_TRACE(Public);
-  AppServerDescription description;
-  std::string_view rest(text ? text : "");
-  while (!rest.empty()) {
-    const std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(rest.size(), line.size() + 1));
-    if (line.empty()) break;
-    const std::size_t equals = line.find('=');
-    const RWCString keyword(line.substr(0, equals));
-    const RWCString value(equals == std::string_view::npos ? std::string_view() : line.substr(equals + 1));
-    DGT1_Printf(traceUnit, DGT1_DETAIL, "AppServer::%s = \"%s\"", keyword.data(), value.data());
-    setField(description, keyword.view(), value);
+  const bool taken = holding(_taskLock, Exclusive, [&]() ZOV_REQUIRES(_taskLock) {
+    if (!_ready || isShutdownRequested()) return false;
+    _pendingRequests.push_back(&request);
+    _shutdownEvent.post();
+    return true;
+  });
+  if (taken) return ZOV_OK;
+  request.setComplete(ZOV_PSI_NOT_ACTIVE);
+  return ZOV_PSI_NOT_ACTIVE;
+}
+
+void ZOVResourceManagerProxy::shutdown() {
+  ZOV_TRACE(Public);
+  ZOVAsynchronousTask::shutdown();
+  threadEnded();
+}
+
+void ZOVResourceManagerProxy::threadEnded() {
+  _ready = false;
+  if (_requestInHand) std::exchange(_requestInHand, nullptr)->finish(ZOV_PSI_NOT_ACTIVE);
+  while (RPXCollectionRequest* request = takeFirst()) request->finish(ZOV_PSI_NOT_ACTIVE);
+}
+
+RPXCollectionRequest* ZOVResourceManagerProxy::takeFirst() {
+  return holding(_taskLock, Exclusive, [this]() ZOV_REQUIRES(_taskLock) -> RPXCollectionRequest* {
+    if (_pendingRequests.empty()) return nullptr;
+    RPXCollectionRequest* const request = _pendingRequests.front();
+    _pendingRequests.pop_front();
+    return request;
+  });
+}
+
+// --- On the thread.
+
+void ZOVResourceManagerProxy::backgroundProcessing() {
+  ZOV_TRACE(Public);
+  _lastEnumeration = _lastPing = _lastRefresh = ZOVClock::steady();
+  _ready = true;
+  startupCompleted(1);
+  while (!isShutdownRequested()) {
+    const auto failure = guarded(ZOV_PLACE, [this] { turn(); });
+    if (!failure) continue;
+    const ZOVReturnCode code = failure->getReturnCode();
+    if (_requestInHand) {
+      std::exchange(_requestInHand, nullptr)->finish(code ? code : ZOVReturnCode(ZOV_EXCEPTION_CAUGHT));
+    } else {
+      _shutdownEvent.waitWithTimeout(RestSeconds);
+    }
   }
-  return description;
+}
+
+void ZOVResourceManagerProxy::turn() {
+  runTimers();
+  if (const long wait = secondsToNextTimer(); wait > 0) _shutdownEvent.waitWithTimeout(wait);
+  while (!isShutdownRequested() && (_requestInHand = takeFirst())) {
+    process(_requestInHand, MarkComplete);
+    _requestInHand = nullptr;
+  }
+}
+
+void ZOVResourceManagerProxy::runTimers() {
+  if (isDue(_lastEnumeration, zovWaits().enumerateServersSeconds)) {
+    const ZOVReturnCode code = enumerateApplicationServers();
+    _lastEnumeration = _lastPing = ZOVClock::steady();
+    require(code);
+  }
+  if (isDue(_lastPing, zovWaits().pingServersSeconds)) {
+    const ZOVReturnCode code = pingApplicationServers(nullptr);
+    _lastPing = ZOVClock::steady();
+    require(code);
+  }
+  if (isDue(_lastRefresh, zovWaits().refreshNamesSeconds)) {
+    const ZOVReturnCode code = refreshNameCache(nullptr);
+    _lastRefresh = ZOVClock::steady();
+    require(code);
+  }
+}
+
+long ZOVResourceManagerProxy::secondsToNextTimer() const {
+  return static_cast<long>(
+      std::min({zovWaits().enumerateServersSeconds - ZOVClock::secondsSince(_lastEnumeration),
+                zovWaits().pingServersSeconds - ZOVClock::secondsSince(_lastPing),
+                zovWaits().refreshNamesSeconds - ZOVClock::secondsSince(_lastRefresh)}));
 }

@@ -1,8 +1,12 @@
 #pragma once
 // The requests for a server's own statistics, each for the sample kinds of a mask. They hand their samples
-// back as runtime/asynchronous_request.h says: the resource manager's thread inserts and completes, the
-// creator takes samples until null and then destroys the request, unless it is marked to be destroyed by its
-// processor.
+// back as runtime/asynchronous_request.h says: the resource manager's threads insert and finish, the creator
+// takes samples until null and then destroys the request. One that nobody waits for is marked, and is
+// destroyed by finish.
+//
+// A request keeps no server alive: who works on it asks for the server, and finds none once it is gone.
+
+#include <memory>
 
 #include "foundation/string.h"
 #include "runtime/asynchronous_request.h"
@@ -12,14 +16,18 @@ class ZOVApplicationServerBase;
 /// A request for the sample kinds of a mask (the bits of ZOVPollRequest::getPollType).
 class RPXCollectionRequest : public RPXAsynchronousCollectionRequest {
  public:
-  /// The server outlives the request's processing: its threads and its takers of samples wait for the end.
-  RPXCollectionRequest(unsigned long long mask, ZOVApplicationServerBase* server, const char* parm)
-      : _mask(mask), _parm1(parm), _server(server) {}
+  RPXCollectionRequest(unsigned long long mask, ZOVApplicationServerBase* server, const char* parm);
 
+  void finish(const ZOVReturnCode& code) override;
   unsigned long long getMask() const { return _mask; }
   const RWCString& getParm1() const { return _parm1; }
   const RWCString& getParm2() const { return _parm2; }
-  ZOVApplicationServerBase* getServer() const { return _server; }
+  bool hasServer() const { return _hasServer; }
+  /// Null without a server, and when it is gone.
+  std::shared_ptr<ZOVApplicationServerBase> getServer() const { return _server.lock(); }
+  /// Seconds that each exchange for it may take; 0 leaves it to the manager.
+  int getTimeout() const { return _timeout; }
+  void setTimeout(long seconds) { _timeout = static_cast<int>(seconds); }
   int deleteWhenDone() const { return _deleteWhenDone; }
   void setDeleteWhenDone() { _deleteWhenDone = 1; }
 
@@ -29,7 +37,9 @@ class RPXCollectionRequest : public RPXAsynchronousCollectionRequest {
   RWCString _parm2;
 
  private:
-  ZOVApplicationServerBase* _server;
+  const std::weak_ptr<ZOVApplicationServerBase> _server;
+  const bool _hasServer;
+  int _timeout = 0;
   int _deleteWhenDone = 0;
 };
 

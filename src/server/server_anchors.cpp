@@ -280,6 +280,15 @@ unsigned int ServerAnchors::returnSamplesOf(ZOVResourceAnchor& anchor, ZOVSample
 
 // --- Roll-up.
 
+namespace {
+/// Summaries count what their details count already.
+bool isCounted(const ZOVResourceAnchor& anchor) {
+  if (anchor.isLogicallyDeleted() || anchor.isHistoryOnly()) return false;
+  const ZOVSample* const last = anchor.getLastSample();
+  return last != nullptr && last->getNumericData(key::summary) <= ZOVSample::SummaryDetail;
+}
+}  // namespace
+
 void ServerAnchors::rollUpTo(ZOVAppServerSample& serverSample) {
   ZOV_TRACE(Restricted);
   struct Term {
@@ -310,7 +319,7 @@ void ServerAnchors::rollUpTo(ZOVAppServerSample& serverSample) {
     for (const Term& term : Terms) {
       const auto next = _table.getIteratorForSampleType(term.type);
       while (const auto* anchor = static_cast<const ZOVResourceAnchor*>((*next)())) {
-        const ZOVSample* const last = anchor->getLastSample();
+        const ZOVSample* const last = isCounted(*anchor) ? anchor->getLastSample() : nullptr;
         const long long count = last ? last->getTotalCount(term.key) : ZOVSample::NullValue;
         if (count == ZOVSample::NullValue) continue;
         long long& total = totals[ZOVAppServerSample::rollUpPlace(term.total)];

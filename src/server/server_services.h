@@ -52,6 +52,11 @@ class ZOVServerServices {
   virtual ZOVReturnCode deregisterSubnode(const char* /*subnode*/) { return 0; }
   /// Writes the context file again. Takes the context lock shared.
   virtual void rewriteContextInfo() {}
+  /// The known server of this name and root directory, compared exactly; null when there is none.
+  virtual std::shared_ptr<ZOVApplicationServerBase> findServer(const RWCString& /*name*/,
+                                                               const RWCString& /*root*/) {
+    return nullptr;
+  }
   /// Null while there is none.
   virtual std::shared_ptr<ZOVResourceManagerProxy> resourceManager() { return nullptr; }
   /// Runs `path`/`command` with the arguments on the system command thread.

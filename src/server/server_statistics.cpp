@@ -26,6 +26,11 @@ bool isGood(const ZOVReturnCode& rc) {
   return rc == ZOV_OK || rc == ZOV_RECOVERABLE_JAVA_EXCEPTION;
 }
 
+/// Also when no statistics are connected yet: those that come find the server's switch as it was left.
+ZOVReturnCode switched(const ZOVReturnCode& rc) {
+  return rc == ZOV_NO_RESOURCE_MANAGER ? ZOVReturnCode(ZOV_OK) : rc;
+}
+
 bool isWanted(ZOVSample& sample, const ZOVResourceAnchor* wanted) {
   if (!wanted) return true;
   const std::unique_ptr<ZOVResourceAnchor> anchor(sample.getResourceAnchor());
@@ -44,6 +49,10 @@ void ServerStatistics::stop() {
   ZOV_TRACE(Public);
   _thread.requestStop();
   _thread.waitUntilStopped();
+}
+
+void ServerStatistics::interrupt() {
+  if (const auto manager = ZOVServerServices::current().resourceManager()) manager->serverIsEnding(&_server);
 }
 
 void ServerStatistics::threadBegins() {
@@ -87,6 +96,7 @@ void ServerStatistics::collectAll() {
 
 /// Runs one request and saves what it brings. With `wanted`, a sample of another resource is destroyed, and
 /// what `wanted` selects and the collection has not brought is marked; without it, all of the statistics are.
+/// A collection that failed, be it in part, marks nothing: who can tell what it would have brought?
 ZOVReturnCode ServerStatistics::collect(RPXCollectionRequest& request, const ZOVResourceAnchor* wanted) {
   ZOV_TRACE(Restricted);
   const std::shared_ptr<ZOVResourceManagerProxy> manager = ZOVServerServices::current().resourceManager();
@@ -102,9 +112,10 @@ ZOVReturnCode ServerStatistics::collect(RPXCollectionRequest& request, const ZOV
         _anchors.saveSample(sample.release(), SaveSampleInterval, _collectionId);
       }
     }
-    if (wanted) {
+    const ZOVReturnCode result = request.getResult();
+    if (wanted && result == ZOV_OK) {
       _anchors.markObsolete(*wanted, _collectionId);
-    } else {
+    } else if (result == ZOV_OK) {
       _anchors.markObsolete(ZOVSample::DataSourceResource, _collectionId);
     }
     // Last, since it sums up the others.
@@ -112,7 +123,7 @@ ZOVReturnCode ServerStatistics::collect(RPXCollectionRequest& request, const ZOV
       complete(static_cast<ZOVAppServerSample&>(*serverSample));
       _anchors.saveSample(serverSample.release(), SaveSampleInterval, _collectionId);
     }
-    return request.getResult();
+    return result;
   });
 }
 
@@ -127,11 +138,12 @@ void ServerStatistics::complete(ZOVAppServerSample& serverSample) {
 
 ZOVReturnCode ServerStatistics::take(const ZOVResourceAnchor& wanted) {
   ZOV_TRACE(Public);
-  const std::unique_ptr<RPXCollectionRequest> request = makeRequest(wanted);
-  if (!request) return ZOV_OK;
-  if (wanted.getSampleType() != ZOVSample::SampleTypeApplicationServer) return collect(*request, &wanted);
+  if (wanted.getSampleType() != ZOVSample::SampleTypeApplicationServer) {
+    const ZOVReturnCode rc = query(wanted);
+    return rc == ZOV_STATISTICS_TIMED_OUT ? ZOVReturnCode(ZOV_OK) : rc;
+  }
   ZOVReturnCode rc = takeRollUpSamples();
-  if (rc == ZOV_OK) rc = collect(*request, &wanted);
+  if (rc == ZOV_OK) rc = query(wanted);
   // The server's row stays, whatever became of its statistics.
   if (!isGood(rc)) _anchors.saveServerStandIn();
   return ZOV_OK;
@@ -148,6 +160,13 @@ ZOVReturnCode ServerStatistics::takeUnlessRecent(const ZOVResourceAnchor& wanted
   });
 }
 
+ZOVReturnCode ServerStatistics::query(const ZOVResourceAnchor& wanted) {
+  const std::unique_ptr<RPXCollectionRequest> request = makeRequest(wanted);
+  if (!request) return ZOV_OK;
+  request->setTimeout(zovWaits().statisticsQuerySeconds);
+  return collect(*request, &wanted);
+}
+
 /// The samples that the server's own is summed up from.
 ZOVReturnCode ServerStatistics::takeRollUpSamples() {
   const ZOVContainerAnchor containers;
@@ -156,7 +175,7 @@ ZOVReturnCode ServerStatistics::takeRollUpSamples() {
   const ZOVApplicationAnchor applications;
   for (const ZOVResourceAnchor* wanted : std::initializer_list<const ZOVResourceAnchor*>{
            &containers, &transactions, &connections, &applications}) {
-    if (const ZOVReturnCode rc = take(*wanted); !isGood(rc)) return rc;
+    if (const ZOVReturnCode rc = query(*wanted); !isGood(rc)) return rc;
   }
   return ZOV_OK;
 }
@@ -202,7 +221,7 @@ ZOVReturnCode ServerStatistics::suspend() {
     rc = manager->suspendCollectingResourceData(&_server);
   }
   _anchors.markLogicallyDeleted(ZOVSample::DataSourceResource);
-  return rc;
+  return switched(rc);
 }
 
 ZOVReturnCode ServerStatistics::resume() {
@@ -214,8 +233,7 @@ ZOVReturnCode ServerStatistics::resume() {
   } else if (manager) {
     manager->createPSIClient(&_server);
   }
-  const ZOVReturnCode rc = manager ? manager->resumeCollectingResourceData(&_server) : ZOVReturnCode(ZOV_OK);
-  return rc == ZOV_NO_RESOURCE_MANAGER ? ZOVReturnCode(ZOV_OK) : rc;
+  return switched(manager ? manager->resumeCollectingResourceData(&_server) : ZOVReturnCode(ZOV_OK));
 }
 
 void ServerStatistics::connected() {

@@ -39,13 +39,16 @@ class ServerStatistics final : private ServerThreadWork {
   void start();
   /// Stops the thread and waits for its end.
   void stop();
+  /// The server is ending: ends what its threads and queries may be waiting for.
+  void interrupt();
   bool isRunning() const { return _thread.isRunning(); }
   ServerThread& thread() { return _thread; }
   const ServerThread& thread() const { return _thread; }
 
-  /// Takes what the wanted anchor selects: 0, also for a type that no statistics deliver; 61 when only some
-  /// of it came; else why nothing did, but 0 for the server's own sample: the last live one stays, and where
-  /// there is none one is made up.
+  /// Takes what the wanted anchor selects: 0, also for a type that no statistics deliver, and when they did
+  /// not come in zovWaits().statisticsQuerySeconds, so that what is kept serves; 61 when only some of it
+  /// came; else why nothing did, but 0 for the server's own sample: the last live one stays, and where there
+  /// is none one is made up.
   ZOVReturnCode take(const ZOVResourceAnchor& wanted);
   /// The same, unless a recent request has brought what is wanted; notes this one when it succeeds.
   ZOVReturnCode takeUnlessRecent(const ZOVResourceAnchor& wanted);
@@ -68,6 +71,7 @@ class ServerStatistics final : private ServerThreadWork {
   void startFailed() override;
 
   void collectAll();
+  ZOVReturnCode query(const ZOVResourceAnchor& wanted);
   ZOVReturnCode collect(RPXCollectionRequest& request, const ZOVResourceAnchor* wanted);
   ZOVReturnCode takeRollUpSamples();
   std::unique_ptr<RPXCollectionRequest> makeRequest(const ZOVResourceAnchor& wanted);

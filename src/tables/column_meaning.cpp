@@ -59,7 +59,9 @@ bool fits(ColumnSource source, _KeyKind kind) {
 
 ColumnMeaning keyMeaning(const TableInfo& table, const Column& column) {
   const KeyInfo& key = *keyInfo(column.key);
-  if (column.source == ColumnSource::String) return {Unit::None, 0, NullValue::Blank, key.meaning};
+  if (column.source == ColumnSource::String || column.source == ColumnSource::ShortName) {
+    return {Unit::None, 0, NullValue::Blank, key.meaning};
+  }
   if (column.key == key::sample_time || column.key == key::duration) {
     return {key.unit, 0, NullValue::Never, key.meaning};
   }
@@ -98,6 +100,11 @@ ColumnMeaning columnMeaning(const TableInfo& table, const Column& column) {
       return {Unit::Seconds, 0, NullValue::Never, "How long the sample covers."};
     case ColumnSource::CapturePercent:
       return {Unit::Percent, 0, NullValue::Never, "How many of the requests are captured."};
+    case ColumnSource::StatisticsCollected:
+      return {Unit::None, 0, NullValue::Never,
+              "1 when the server's own statistics are collected, 0 when not."};
+    case ColumnSource::RowNumber:
+      return {Unit::None, 0, NullValue::Never, "Number of the row in the answer, from 1."};
     default:
       return keyMeaning(table, column);
   }

@@ -8,6 +8,7 @@
 #include "runtime/time.h"
 #include "runtime/trace_scope.h"
 #include "server/application_server_base.h"
+#include "tables/short_names.h"
 #include "tables/table_services.h"
 
 static DGT1_Unit traceUnit("ZOVCSTBL");
@@ -80,6 +81,7 @@ void SampleTable::runQuery(Query& query) {
   query.traceEntry = std::make_unique<ZOVAgentFrameworkComponentTraceEntry>(_info.traceName);
   _componentTraceEntry = query.traceEntry.get();
   _tracedRows = 0;
+  _rowNumber = 0;
   const bool dump = traceUnit.on(DGT1_STATE_ENTER);
   DGT1_Printf(traceUnit, DGT1_STATE_ENTER, "%s", _info.enteredLine);
   readFilters(*this, query.filters.targets(), dump, _componentTraceEntry,
@@ -164,6 +166,7 @@ unsigned int SampleTable::sampleCallback(ZOVSampleCallbackParms* parms, const vo
   if (parms->filter != nullptr && parms->filter->rows != 0 && table._rowsSent >= parms->filter->rows)
     return 0;
   ++table._rowsSent;
+  ++table._rowNumber;
   table.fillRow(sample, *server);
   table.emitRow(sample, *server);
   return 0;
@@ -219,6 +222,16 @@ void SampleTable::fillColumn(const Column& column, const ZOVSample& sample,
       break;
     case ColumnSource::CapturePercent:
       storeInt(_row, column, server.getRequestCapturePercent());
+      break;
+    case ColumnSource::StatisticsCollected:
+      storeInt(_row, column, server.isResourceDataCollected() ? 1 : 0);
+      break;
+    case ColumnSource::RowNumber:
+      storeInt(_row, column, _rowNumber);
+      break;
+    case ColumnSource::ShortName:
+      storeText(_row, column,
+                ShortNames::agent().shorten(sample.getStringData(column.key).view(), column.width));
       break;
     case ColumnSource::String:
       storeText(_row, column, sample.getStringData(column.key).view());

@@ -52,6 +52,7 @@ class SampleTable : public Table {
   const ZOVApplicationServerBase* _rowServer = nullptr;  // whose names stand in the row
   long long _rowSampleTime = -1;                         // the time that stands in the row
   unsigned int _rowsSent = 0;                            // of the present subnode
+  int _rowNumber = 0;                                    // of the present row, in the whole query
   int _tracedRows = 0;
   ZOVAgentFrameworkComponentTraceEntry* _componentTraceEntry = nullptr;
 };

@@ -27,15 +27,18 @@ enum class ColumnSource {
   Rate,
   Percent,
   String,
-  JavaTime,  ///< a value in Java milliseconds, in the framework's 16-character form
-  Digits,    ///< a value as decimal digits
+  JavaTime,   ///< a value in Java milliseconds, in the framework's 16-character form
+  Digits,     ///< a value as decimal digits
+  ShortName,  ///< a text, as short_names.h shortens it
   // Of the sample or its server, without a key.
   OriginNode,  ///< the server's subnode name
   ServerName,
-  NodeName,        ///< the host
-  SampleTime,      ///< in the framework's 16-character form
-  Duration,        ///< seconds that the sample covers
-  CapturePercent,  ///< of requests, as the collector says
+  NodeName,             ///< the host
+  SampleTime,           ///< in the framework's 16-character form
+  Duration,             ///< seconds that the sample covers
+  CapturePercent,       ///< of requests, as the collector says
+  StatisticsCollected,  ///< 1 when the server's own statistics are collected, else 0
+  RowNumber,            ///< counts the rows of the query, from 1
   // Of the table's own code.
   Own,
 };

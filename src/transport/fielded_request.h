@@ -7,6 +7,8 @@
 //     static std::span<const NumericField> numericFields();   // { numeric<&ZOVSomeRequest::_count>(CountKey)
 //     } static std::span<const TextField> textFields();         // { {NameKey, &ZOVSomeRequest::_name} }
 //     ...
+//
+// A family of requests that share fields has a base between, which answers for those.
 
 #include <algorithm>
 #include <span>
@@ -15,29 +17,31 @@
 
 namespace zov {
 
-template <class Class, ZOVRequest::_RequestType Type>
-class FieldedRequest : public ZOVRequest {
+template <class Class, ZOVRequest::_RequestType Type, class Base = ZOVRequest>
+class FieldedRequest : public Base {
  public:
+  using Base::Base;
+
   int getRequestType() const override { return Type; }
   ZOVRequest* clone() const override { return new Class(self()); }
 
   int getNumNumericKeys() const override {
-    return ZOVRequest::getNumNumericKeys() + static_cast<int>(Class::numericFields().size());
+    return Base::getNumNumericKeys() + static_cast<int>(Class::numericFields().size());
   }
   void numericKeys(int* out) const override {
-    ZOVRequest::numericKeys(out);
-    std::ranges::transform(Class::numericFields(), out + ZOVRequest::getNumNumericKeys(), &NumericField::key);
+    Base::numericKeys(out);
+    std::ranges::transform(Class::numericFields(), out + Base::getNumNumericKeys(), &NumericField::key);
   }
   void saveNumericData(int key, long long value) override {
     if (const NumericField* field = find(Class::numericFields(), key)) {
       field->set(static_cast<Class&>(*this), value);
     } else {
-      ZOVRequest::saveNumericData(key, value);
+      Base::saveNumericData(key, value);
     }
   }
   long long getNumericData(int key) const override {
     const NumericField* field = find(Class::numericFields(), key);
-    return field ? field->get(self()) : ZOVRequest::getNumericData(key);
+    return field ? field->get(self()) : Base::getNumericData(key);
   }
 
   int getNumStringKeys() const override { return static_cast<int>(Class::textFields().size()); }
@@ -51,7 +55,7 @@ class FieldedRequest : public ZOVRequest {
   }
   const RWCString& getStringData(int key) const override {
     const TextField* field = find(Class::textFields(), key);
-    return field ? self().*field->member : emptyText();
+    return field ? self().*field->member : Base::emptyText();
   }
 
  protected:
@@ -86,7 +90,7 @@ class FieldedRequest : public ZOVRequest {
   /// For the copying of a class of which a copy is reduced: the base part, and the fields that are copied.
   Class& copyFields(const Class& other) {
     Class& copy = static_cast<Class&>(*this);
-    ZOVRequest::operator=(other);
+    Base::operator=(other);
     for (const NumericField& field : Class::numericFields()) {
       if (field.copying == Copied) field.set(copy, field.get(other));
     }

@@ -2,7 +2,7 @@
 
 std::span<const ZOVPingRequest::NumericField> ZOVPingRequest::numericFields() {
   static constexpr NumericField fields[] = {
-      notKept(PingReserved1Key),
+      notKept(ListenerPortKey),
       numeric<&ZOVPingRequest::_processId>(ProcessIdKey),
       notKept(PingReserved2Key),
       numeric<&ZOVPingRequest::_profilerBuildLevel>(ProfilerBuildLevelKey),

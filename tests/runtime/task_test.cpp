@@ -151,9 +151,43 @@ TEST(ServiceTask, ShutdownLeavesNobodyWaiting) {
   EXPECT_EQ(service.waitForNextRequest(), nullptr);
 }
 
+/// Ends by itself, or by a raise, with a request in its queue.
+class ShortService : public ZOVServiceTask {
+ public:
+  explicit ShortService(bool raises) : _raises(raises) {}
+  ~ShortService() override { shutdown(); }
+  void backgroundProcessing() override {
+    startupCompleted(1);
+    _goOn.wait();
+    if (_raises) zovRaise(ZOVException(ZOV_OUT_OF_STORAGE));
+  }
+  void goOn() { _goOn.post(); }
+
+ private:
+  const bool _raises;
+  ZOVEvent _goOn;
+};
+
+TEST(ServiceTask, RefusesWhatNoThreadWouldTake) {
+  TestEnvironment environment;
+  for (const bool raises : {false, true}) {
+    ShortService service(raises);
+    RPXAsynchronousCollectionRequest early, queued, late;
+    EXPECT_EQ(service.processRequest(&early, ZOVServiceTask::WaitForCompletion), ZOV_TASK_SHUTTING_DOWN);
+    ASSERT_EQ(service.startBackgroundThread(), 1);
+    service.processRequest(&queued, ZOVServiceTask::ReturnAtOnce);
+    service.goOn();
+    EXPECT_EQ(queued.get(), nullptr);
+    EXPECT_EQ(queued.getResult(), ZOV_TASK_SHUTTING_DOWN);
+    EXPECT_EQ(service.processRequest(&late, ZOVServiceTask::WaitForCompletion), ZOV_TASK_SHUTTING_DOWN);
+  }
+}
+
 TEST(ServiceTask, ATimedWaitForARequestLooksTwice) {
   TestEnvironment environment;
   Service service;
+  service.holdBack();  // the test takes the requests
+  ASSERT_EQ(service.startBackgroundThread(), 1);
   EXPECT_EQ(service.waitForNextRequest(0), nullptr);
   RPXAsynchronousCollectionRequest request;
   service.processRequest(&request, ZOVServiceTask::ReturnAtOnce);

@@ -4,13 +4,9 @@
 #include <memory>
 
 #include "platform/clock.h"
-#include "platform/trace.h"
 #include "samples/sample_classes.h"
 
 namespace {
-
-// The text of each sample is dumped while the error flag is on, as it is by default.
-[[maybe_unused]] const bool quiet = DGT1_Configure("MESSAGE");
 
 TEST(SampleText, FixedPointIntegers) {
   struct {
@@ -85,6 +81,23 @@ TEST(SampleText, LinesBecomeValues) {
   EXPECT_EQ(sample->getTotalForStatinfo(263), 12.5);
   EXPECT_EQ(sample->getTotalNumSamplesForStatinfo(262), 2);
   EXPECT_EQ(sample->getNumericData(272), 1);
+}
+
+TEST(SampleText, WhatIsNoNumberIsNoValue) {
+  const std::unique_ptr<ZOVSample> sample(ZOVSample::buildFromSampleString(
+      ZOVSample::SampleTypeDBConnection,
+      "numCreates=many\nno equals sign\nbogus=3\nnumDestroys=-\npoolSize=x/2\nnumAllocates=4\nnumReturns=.5\n"
+      "numWaiters=3/x\ndbname=none\n"));
+  const struct {
+    int key;
+    long long expected;
+  } cases[] = {{zov::key::db_connections_created, -1},
+               {zov::key::db_connections_destroyed, -1},
+               {zov::key::db_pool_size, -1},
+               {zov::key::db_connections_allocated, 4},
+               {zov::key::db_connections_returned, 0}};
+  for (const auto& one : cases) EXPECT_EQ(sample->getTotalCount(one.key), one.expected) << one.key;
+  EXPECT_EQ(sample->getStringData(zov::key::data_source_name), "none");
 }
 
 TEST(SampleText, TheFirstKeywordOfAnAmbiguousPairWins) {

@@ -13,6 +13,10 @@ class FakeManager : public ZOVResourceManagerProxy {
  public:
   ~FakeManager() override { shutdown(); }
   void backgroundProcessing() override {}
+  ZOVReturnCode enumerateApplicationServers() override { return 0; }
+  ZOVReturnCode pingApplicationServers(ZOVApplicationServerBase*) override { return 0; }
+  ZOVReturnCode refreshNameCache(ZOVApplicationServerBase*) override { return 0; }
+  ZOVReturnCode process(RPXCollectionRequest*, _ShouldMarkRequestComplete) override { return 0; }
   ZOVReturnCode startProcessing(RPXCollectionRequest& request) override {
     if (collecting) collecting();
     masks.push_back(request.getMask());
@@ -26,6 +30,7 @@ class FakeManager : public ZOVResourceManagerProxy {
     return 0;
   }
   ZOVReturnCode createPSIClient(ZOVApplicationServerBase*) override { return ++clients, 0; }
+  ZOVReturnCode suspendCollectingResourceData(ZOVApplicationServerBase*) override { return 177; }
   ZOVReturnCode resumeCollectingResourceData(ZOVApplicationServerBase*) override { return 177; }
 
   std::function<void()> collecting;  // runs at the begin of each collection
@@ -151,6 +156,44 @@ TEST_F(StatisticsTest, TheServersRowAddsUpItsResources) {
   EXPECT_EQ(reader.number(240), 5);
   EXPECT_EQ(reader.number(78), -1);
   EXPECT_GE(reader.number(316), 0);
+}
+
+TEST_F(StatisticsTest, OnlyLiveDetailsAreAddedUp) {
+  services.manager = manager;
+  build();
+  const auto add = [this](const char* name, long long created, int summary) {
+    auto sample = std::unique_ptr<ZOVSample>(container(name, created));
+    sample->saveNumericData(zov::key::summary, summary);
+    server->saveSample(sample.release(), SaveSampleInterval, 1);
+  };
+  add("gone", 100, 0);
+  server->removeObsoleteResourceAnchors(ZOVSample::DataSourceResource, 2);
+  add("live", 3, 0);
+  add("live", 50, 1);
+  ZOVAppServerSample total;
+  server->rollupTo(total);
+  EXPECT_EQ(total.getTotalCount(zov::key::bean_instantiates), 3);
+}
+
+TEST_F(StatisticsTest, ACollectionThatFailedMarksNothing) {
+  services.manager = manager;
+  manager->samples = {[] { return container("a", 1); }, [] { return container("b", 1); }};
+  build();
+  const struct {
+    unsigned int result;
+    std::vector<std::function<ZOVSample*()>> samples;
+    std::set<std::string> expected;
+  } cases[] = {{0, manager->samples, {"a", "b"}},
+               {143, {}, {"a", "b"}},
+               {61, {[] { return container("c", 1); }}, {"a", "b", "c"}},
+               {0, {[] { return container("c", 1); }}, {"c"}}};
+  for (const auto& one : cases) {
+    manager->result = one.result;
+    manager->samples = one.samples;
+    EXPECT_EQ(server->takeSampleFromRPX(ZOVContainerAnchor()), one.result);
+    reader.read(*server, ZOVContainerAnchor());
+    EXPECT_EQ(reader.names(), one.expected) << one.result;
+  }
 }
 
 TEST_F(StatisticsTest, TheStatisticsThreadCollectsOnItsInterval) {

@@ -183,7 +183,7 @@ class FakeCollector {
   }
   FakeCollector(const FakeCollector&) = delete;
   FakeCollector& operator=(const FakeCollector&) = delete;
-  ~FakeCollector() { close(); }
+  virtual ~FakeCollector() { close(); }
 
   bool connected() const { return _connected; }
   bool send(const WireFrame& frame) { return sendBytes(frame.framed()); }
@@ -259,10 +259,33 @@ class FakeCollector {
     });
     return found;
   }
+  /// How many requests of this type have come so far.
+  std::size_t countRequests(int requestType) {
+    const std::scoped_lock lock(_mutex);
+    return static_cast<std::size_t>(std::ranges::count(_seen, requestType, &WireMessage::subtype));
+  }
   /// Waits until the agent has closed, or this side has.
   bool waitForEnd() {
     std::unique_lock lock(_mutex);
     return _changed.wait_for(lock, std::chrono::seconds(30), [&] { return _ended; });
+  }
+
+ protected:
+  int descriptor() const { return _socket; }
+  // Called with the lock held.
+  bool isRefused(const WireMessage& request) {
+    if (request.subtype != _refused.requestType || _refused.value == 0) return false;
+    send(wireResponse(request.correlator(), false, _refused.value, _refused.text));
+    return true;
+  }
+  virtual void answer(const WireMessage& request) {
+    if (isRefused(request)) return;
+    if (request.subtype != 2) {
+      send(wireResponse(request.correlator(), true));
+    } else {
+      for (const WireFrame& sample : _samples) send(sample);
+      send(wireSample(998));
+    }
   }
 
  private:
@@ -295,17 +318,6 @@ class FakeCollector {
     _ended = true;
     _changed.notify_all();
   }
-  void answer(const WireMessage& request) {
-    if (request.subtype == _refused.requestType && _refused.value != 0) {
-      send(wireResponse(request.correlator(), false, _refused.value, _refused.text));
-    } else if (request.subtype != 2) {
-      send(wireResponse(request.correlator(), true));
-    } else {
-      for (const WireFrame& sample : _samples) send(sample);
-      send(wireSample(998));
-    }
-  }
-
   int _socket;
   bool _connected = false;
   std::thread _thread;

@@ -56,6 +56,10 @@ class RecordingServerServices : public ZOVServerServices {
   void rewriteContextInfo() override {
     if (context) context->rewriteContextInfo();
   }
+  std::shared_ptr<ZOVApplicationServerBase> findServer(const RWCString& name,
+                                                       const RWCString& root) override {
+    return context ? context->findAppServer(name, root) : nullptr;
+  }
   std::shared_ptr<ZOVResourceManagerProxy> resourceManager() override { return manager; }
   void queueSystemCommand(const RWCString& path, const RWCString& command,
                           const RWCString& arguments) override {
@@ -171,6 +175,7 @@ class ServerRig {
   void stop() {
     if (context) context->interrupt();
     if (listener) listener->shutdown();
+    if (services.manager) services.manager->shutdown();
     if (context) context->shutdown();
     listener.reset();
     sessions.reset();

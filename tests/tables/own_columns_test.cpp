@@ -1,5 +1,8 @@
 // What tables fill by their own code: server status, process figures, names of requests, events.
 
+#include <map>
+#include <set>
+
 #include "collectors/log_event_sample.h"
 #include "collectors/product_event_sample.h"
 #include "table_fixture.h"
@@ -107,6 +110,69 @@ TEST_F(OwnColumns, OfRequestNames) {
   server(0).saveSample(sample.release(), SaveSampleInterval, 0);
   const zov::TableInfo& requests = tableNamed("ZOVREQUEST");
   expectRow(requests, query(requests, {}, 1).at(0), {{"c52", "shop:order"}});
+}
+
+TEST_F(OwnColumns, OfShortNamesAndRowNumbers) {
+  const std::string start = "the data source of the shop";  // 27 bytes
+  const std::vector<std::string> names = {start + ", first", start + ", second",
+                                          "12345678901234567890123456\xc3\xa9 shop",
+                                          "exactly as wide as its column is"};
+  for (std::size_t which = 0; which < 2; ++which) {
+    for (const std::string& name : names) {
+      auto pool = std::make_unique<ZOVDBConnectPoolSample>();
+      pool->saveStringData(zov::key::data_source_name, name);
+      server(which).saveSample(pool.release(), SaveSampleInterval, 0);
+      auto factory = std::make_unique<ZOVJ2CPoolSample>();
+      factory->saveStringData(zov::key::connection_factory_name, name);
+      server(which).saveSample(factory.release(), SaveSampleInterval, 0);
+    }
+  }
+  const auto shortNames = [&](const char* table, const char* column, const char* longColumn) {
+    std::map<std::string, std::set<std::string>> shortened;
+    for (const std::string& row : query(tableNamed(table))) {
+      shortened[shown(tableNamed(table), row, longColumn)].insert(shown(tableNamed(table), row, column));
+    }
+    return shortened;
+  };
+  const auto ofPools = shortNames("ZOVDBCONP", "dssh_name", "name");
+  ASSERT_EQ(ofPools.size(), names.size());
+  EXPECT_EQ(ofPools, shortNames("ZOVJ2C", "ftsh_name", "cfact_name"));
+  std::set<std::string> all;
+  for (const std::string& name : names) {
+    ASSERT_EQ(ofPools.at(name).size(), 1u) << name << " has one short name on every server";
+    all.insert(*ofPools.at(name).begin());
+  }
+  EXPECT_EQ(all.size(), names.size());
+  EXPECT_EQ(*ofPools.at(names[3]).begin(), names[3]);
+  EXPECT_EQ(ofPools.at(names[0]).begin()->substr(0, 29), start.substr(0, 26) + "000");
+  EXPECT_EQ(ofPools.at(names[2]).begin()->substr(0, 29), names[2].substr(0, 26) + "000");
+
+  const zov::TableInfo& factories = tableNamed("ZOVJ2C");
+  for (int time = 0; time < 2; ++time) {
+    int number = 0;
+    for (const std::string& row : query(factories)) {
+      EXPECT_EQ(shown(factories, row, "row_num"), std::to_string(++number));
+    }
+    EXPECT_EQ(number, 8);
+  }
+}
+
+TEST_F(OwnColumns, OfCaches) {
+  auto cache = std::make_unique<ZOVCacheSample>();
+  server(0).saveSample(cache.release(), SaveSampleInterval, 0);
+  const zov::TableInfo& caches = tableNamed("ZOVCACHE");
+  expectRow(caches, query(caches, {}, 1).at(0), {{"psi_enable", "0"}});
+  server(0).connectedWithResourceManager();
+  expectRow(caches, query(caches, {}, 1).at(0), {{"psi_enable", "1"}});
+  server(0).suspendCollectingResourceData();
+  server(0).saveSample(new ZOVCacheSample, SaveSampleInterval, 0);
+  expectRow(caches, query(caches, {}, 1).at(0), {{"psi_enable", "0"}});
+
+  const zov::TableInfo& templates = tableNamed("ZOVCACHT");
+  server(0).saveSample(ZOVSample::buildFromSampleString(ZOVSample::SampleTypeCacheTemplate,
+                                                        "templ_name=page\npercentEntry=37\n"),
+                       SaveSampleInterval, 0);
+  expectRow(templates, query(templates, {}, 1).at(0), {{"rates", "37"}, {"ref_num", "1"}});
 }
 
 TEST_F(OwnColumns, OfProductEvents) {

@@ -14,6 +14,7 @@
 #include "transport/ping_request.h"
 #include "transport/poll_request.h"
 #include "transport/response.h"
+#include "transport/statistics_requests.h"
 
 namespace {
 
@@ -54,6 +55,15 @@ TEST(WireFormat, MessagesHaveTheirBytes) {
        "00020001 00000005"
        "00000001 0000000D 0000000000000007 00000001 0000000E 0000000000000001"
        "00000001 0000000F 0000000000000068 00000002 0000001C 00000002 6E6F"},
+      {"statistics of a group", bodyOf(correlated(ZOVGetPSISamples(7, "s", 4, "a\nb"), 1)),
+       "00020001 00000021 00000001 0000000D 0000000000000001 00000001 0000055A 0000000000000007"
+       "00000001 00000561 0000000000000004 00000002 00000005 00000001 73 00000002 0000055B 00000003 610A62"},
+      {"statistics of group 0", bodyOf(correlated(ZOVGetPSISamples(7, "s", 0, ""), 1)),
+       "00020001 00000021 00000001 0000000D 0000000000000001 00000001 0000055A 0000000000000007"
+       "00000002 00000005 00000001 73"},
+      {"a statistics process", bodyOf(correlated(ZOVInitiateRemotePSIClientRequest(63335, 2), 1)),
+       "00020001 0000002A 00000001 0000000D 0000000000000001"
+       "00000001 00000003 000000000000F767 00000001 00000578 0000000000000002"},
       {"workload level 1 at 2 percent", bodyOf(correlated(ZOVCollectWorkload("A", "", 1, 2, {}, 0), 1)),
        "00020001 00000008"
        "00000001 0000000D 0000000000000001 00000001 00000293 0000000000000300"
