@@ -202,6 +202,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor,
   void connectedWithResourceManager() { _statistics.connected(); }
   void disconnectedFromResourceManager() { _statistics.disconnected(); }
   bool isResourceDataCollected() const { return _statistics.isCollected(); }
+  bool isResourceDataCollectionSuspended() const { return _statistics.isSuspended(); }
   void stopRPXMonitorThread() { _statistics.stop(); }
   void wakeupBackgroundRPXMonitor() { _statistics.thread().wake(); }
 

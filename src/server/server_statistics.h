@@ -61,6 +61,7 @@ class ServerStatistics final : private ServerThreadWork {
   void connected();                                              ///< the manager has a client for this server
   void disconnected();                                           ///< and has none any more
   bool isCollected() const { return _connected && !_suspended; }
+  bool isSuspended() const { return _suspended; }
 
  private:
   void threadBegins() override;
