@@ -14,4 +14,6 @@ scripts/install.sh build
 echo "Building (the first time takes some minutes) ..." >&2
 cmake --preset release >/dev/null
 cmake --build --preset release --target zovagent storm >/dev/null
+# Within the storm's time, so that what the floods leave can be seen to stay level.
+export ZOV_MEMORY_LIMIT=${ZOV_MEMORY_LIMIT:-512M}
 exec "$build/bin/storm" "$build/bin/zovagent" --minutes "$minutes" --log "$build/storm.log" "$@"

@@ -59,6 +59,10 @@ RPXCollectionRequest* ZOVResourceManagerProxy::takeFirst() {
   });
 }
 
+bool ZOVResourceManagerProxy::hasRequests() {
+  return holding(_taskLock, Exclusive, [this]() ZOV_REQUIRES(_taskLock) { return !_pendingRequests.empty(); });
+}
+
 // --- On the thread.
 
 void ZOVResourceManagerProxy::backgroundProcessing() {
@@ -80,7 +84,8 @@ void ZOVResourceManagerProxy::backgroundProcessing() {
 
 void ZOVResourceManagerProxy::turn() {
   runTimers();
-  if (const long wait = secondsToNextTimer(); wait > 0) _shutdownEvent.waitWithTimeout(wait);
+  // What was posted for a request that waits may have been taken by the wait before a turn that failed.
+  if (const long wait = secondsToNextTimer(); wait > 0 && !hasRequests()) _shutdownEvent.waitWithTimeout(wait);
   while (!isShutdownRequested() && (_requestInHand = takeFirst())) {
     process(_requestInHand, MarkComplete);
     _requestInHand = nullptr;

@@ -92,6 +92,7 @@ class ZOVResourceManagerProxy : public ZOVAsynchronousTask {
   void turn();
   void runTimers();
   long secondsToNextTimer() const;
+  bool hasRequests();
   RPXCollectionRequest* takeFirst();
 
   std::atomic<bool> _ready{false};  // from the loop's start to its end

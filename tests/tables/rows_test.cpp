@@ -305,7 +305,7 @@ TEST_F(Rows, ASubnodeWithoutAnySaysWhy) {
   EXPECT_EQ(reports("ZOVREQUEST", false, {subnode(0)}, {{"REQ_TYPE", _IntfOper::Equal, "99"}}),
             subnode(0) + " no_data: No row, or none that passes the filters\n");
   EXPECT_EQ(reports("ZOVDATAS", false, {subnode(0)}),
-            subnode(0) + " no_data: Unable to locate requested resource\n");
+            subnode(0) + " no_data: No row, or none that passes the filters\n");
   EXPECT_EQ(reports("ZOVCONTNR", true, {subnode(0)}),
             subnode(0) + " no_data: Historical Data Not Collected for this sample type\n");
   EXPECT_EQ(reports("ZOVAPSRV", false, {subnode(1)}), "") << "a row is there for a server that is not";
