@@ -83,6 +83,8 @@ pids+=($!)
 rows() { curl -sf "$hub/v1/tables/$1/rows" | grep -o '{"originnode[^}]*}' | grep -E "${2:-.}"; }
 asked() { rows ZOVREQUEST '"req_name":"shop"' >"$work/row"; }
 served() { curl -sf -o /dev/null "$web/shop/page.jsp?[1-$1]"; }
+# At once, the sample from before may still be young enough to be the answer.
+counted() { asked && grep -q "\"c7\":$1," "$work/row"; }
 reloaded() { grep -q 'Reloading Context.*is completed' "$work/tomcat.log" "$base"/logs/* 2>/dev/null; }
 
 eventually served 1
@@ -95,8 +97,7 @@ served 30
 touch -d '10 seconds ago' "$base/webapps/shop/WEB-INF/web.xml"
 eventually reloaded
 served 12
-asked
+eventually counted 42
 cat "$work/server" "$work/row"
-grep -q '"c7":42,' "$work/row" || fail "42 requests were made"
 [ $(($(wc -l <"$base"/logs/access_log.*) - accesses)) -eq 42 ] || fail "the access log has another count"
 grep -Eq '"c10":[1-9]' "$work/row" || fail "a request of 5 ms and more has no mean time"

@@ -128,6 +128,7 @@ TEST_F(HubTest, AStreamGoesOnBehindTheLastEventOfItsReader) {
   for (std::size_t i = 0; i < readers.size(); ++i) expectNumbers(i, cases[i].numbers);
   table.AddDataToEvent(FakeRow(9));
   for (std::size_t i = 0; i < readers.size(); ++i) expectNumbers(i, "9");
+  stop();  // while the other table is there
 }
 
 TEST_F(HubTest, StreamsComeAndGoWhileEventsFlow) {
