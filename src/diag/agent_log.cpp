@@ -23,7 +23,7 @@ RWCString numberText(char kind, const DGT1_Arg& argument) {
 /// The parameter number `index` of a message, in UTF-8.
 RWCString parameterText(std::size_t index, char kind, const DGT1_Arg& argument, std::size_t most) {
   if (argument.kind == DGT1_Arg::Kind::Text) {
-    const RWCString text(argument.asText ? DGT1_Cut(argument.asText, most) : "(null)");
+    RWCString text(argument.asText ? DGT1_Cut(argument.asText, most) : "(null)");
     DGT1_Printf(traceUnit, DGT1_DETAIL, "parm #%d char = \"%s\"", index, text.data());
     return text;
   }

@@ -190,7 +190,7 @@ std::shared_ptr<ZOVRemoteResourceManager::RemoteJVM> ZOVRemoteResourceManager::f
     ZOVApplicationServerBase& server, ZOVReturnCode& rc) {
   ZOV_TRACE(Private);
   const std::string root = server.getServerRootDirectory().str();
-  const auto jvm = std::make_shared<RemoteJVM>(*this, server);
+  auto jvm = std::make_shared<RemoteJVM>(*this, server);
   std::shared_ptr<RemoteJVM> known;
   rc = holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) -> ZOVReturnCode {
     if (_closing) return ZOV_TASK_SHUTTING_DOWN;

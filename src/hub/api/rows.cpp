@@ -135,6 +135,7 @@ std::vector<Threshold> RowsQuery::thresholds() const {
     wanted[filter.column] = isNumber ? std::to_string(filter.number) : filter.text;
   }
   std::vector<Threshold> result;
+  result.reserve(wanted.size());
   for (auto& [column, value] : wanted) result.push_back({column, _IntfOper::Equal, value});
   return result;
 }

@@ -162,14 +162,14 @@ bool Exchange::beginToWait() {
   return true;
 }
 
-void Exchange::answerLater(Work work) {
+void Exchange::answerLater(const Work& work) {
   if (!_desk.commandPlaces.take()) return setAnswer(Answer::error(503, tooManyWait));
   _place = &_desk.commandPlaces;
   if (!beginToWait()) return;
   _watch = _desk.departures.watch(socketOf(_connection), weak_from_this());
-  const bool taken = _desk.commands.submit(work.lane, this, [exchange = shared_from_this(), work] {
+  const bool taken = _desk.commands.submit(work.lane, this, [exchange = shared_from_this(), run = work.run] {
     try {
-      exchange->finish(work.run());
+      exchange->finish(run());
     } catch (const std::exception& error) {
       exchange->finish(Answer::error(500, std::string("the request failed: ") + error.what()));
       throw;

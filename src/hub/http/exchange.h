@@ -68,7 +68,7 @@ class Exchange : public Awaited, public std::enable_shared_from_this<Exchange> {
   void openStream(EventTables tables);
   std::string header(const char* name) const;  ///< "" when it is absent
   /// Suspends the connection and has a worker do the work.
-  void answerLater(Work work);
+  void answerLater(const Work& work);
   void produce(std::shared_ptr<Production> production);
   /// Gives the parts of the production to workers; false when none was taken.
   bool submitParts();
