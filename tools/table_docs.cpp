@@ -116,7 +116,8 @@ int main() {
       "since the last sample.\n\n"
       "A filter takes what has its value; one that is not given, an empty text, or the number *any* takes "
       "all. Which servers\n"
-      "are asked is said by the nodes of the query, and in a query for history by `ORIGINNODE`. `SERVER_NAM`, "
+      "are asked is said by the nodes of the query, and in a query for history by `ORIGINNODE`. "
+      "`SERVER_NAM`, "
       "and `PID` but\n"
       "in the tables of garbage collections, are compared with the rows, as are all columns that are not "
       "listed here.");

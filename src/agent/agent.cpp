@@ -121,8 +121,8 @@ void ZOVAgent::startComponents() {
   _houseKeeper->startBackgroundThread();
 }
 
-/// Only when asked for: it takes two threads a server, and a collector that cannot start a statistics JVM would be
-/// asked in vain at each of its sessions.
+/// Only when asked for: it takes two threads a server, and a collector that cannot start a statistics JVM
+/// would be asked in vain at each of its sessions.
 void ZOVAgent::startResourceManager() {
   if (std::strcmp(OSL1_GetEnv("ZOV_SERVER_STATISTICS", "NO"), "YES") != 0) return;
   _resourceManagerProxy = ZOVResourceManagerProxy::getProxy();

@@ -60,7 +60,8 @@ RPXCollectionRequest* ZOVResourceManagerProxy::takeFirst() {
 }
 
 bool ZOVResourceManagerProxy::hasRequests() {
-  return holding(_taskLock, Exclusive, [this]() ZOV_REQUIRES(_taskLock) { return !_pendingRequests.empty(); });
+  return holding(_taskLock, Exclusive,
+                 [this]() ZOV_REQUIRES(_taskLock) { return !_pendingRequests.empty(); });
 }
 
 // --- On the thread.
@@ -85,7 +86,8 @@ void ZOVResourceManagerProxy::backgroundProcessing() {
 void ZOVResourceManagerProxy::turn() {
   runTimers();
   // What was posted for a request that waits may have been taken by the wait before a turn that failed.
-  if (const long wait = secondsToNextTimer(); wait > 0 && !hasRequests()) _shutdownEvent.waitWithTimeout(wait);
+  if (const long wait = secondsToNextTimer(); wait > 0 && !hasRequests())
+    _shutdownEvent.waitWithTimeout(wait);
   while (!isShutdownRequested() && (_requestInHand = takeFirst())) {
     process(_requestInHand, MarkComplete);
     _requestInHand = nullptr;
