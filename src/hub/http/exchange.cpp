@@ -139,7 +139,7 @@ void Exchange::route() {
   _call.parameters = std::move(_target.parameters);
   Reply reply = _path->function(_call);
   if (auto* const answer = std::get_if<Answer>(&reply)) return setAnswer(std::move(*answer));
-  if (auto* const work = std::get_if<Work>(&reply)) return answerLater(std::move(*work));
+  if (const auto* const work = std::get_if<Work>(&reply)) return answerLater(*work);
   if (auto* const rows = std::get_if<std::shared_ptr<Production>>(&reply)) return produce(std::move(*rows));
   openStream(std::get<EventTables>(std::move(reply)));
 }
