@@ -4,21 +4,10 @@
 set -euo pipefail
 
 build=$(cd "$1" && pwd)
+source "$(dirname "$0")/scratch.sh"
 for part in collector/zov-collector.jar collector/zov-demo.jar collector/demo.classpath; do
-  if [ ! -e "$build/$part" ]; then
-    echo "SKIPPED: $part was not built (it needs default-jdk-headless and libtomcat10-java)"
-    exit 77
-  fi
+  [ -e "$build/$part" ] || skip "$part was not built (it needs default-jdk-headless and libtomcat10-java)"
 done
-
-work=$(mktemp -d)
-pids=()
-cleanup() {
-  for pid in "${pids[@]}"; do kill -TERM "$pid" 2>/dev/null || true; done
-  for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
-  rm -rf "$work"
-}
-trap cleanup EXIT
 
 port=$((20000 + RANDOM % 4000))
 hub=127.0.0.1:$((port + 4000))
@@ -52,12 +41,6 @@ rows_within() {
   return 1
 }
 
-failed() {
-  echo "FAILED: $*"
-  tail -n 20 "$work"/*.log
-  exit 1
-}
-
 start_agent
 java "-javaagent:$build/collector/zov-collector.jar=agent=127.0.0.1:$port,name=shop,root=$work/shop,log=$work/collector.log" \
   "@$build/collector/demo.classpath" zov.demo.Shop $((port + 8000)) "$work/shop" >"$work/shop.log" 2>&1 &
@@ -71,4 +54,4 @@ sleep 3 # of load, so that there is something to tell
 kill -KILL "$agent"
 wait "$agent" 2>/dev/null || true
 start_agent
-rows_within 5 || failed "no rows of the shop's requests within 5 seconds"
+rows_within 5 || fail "no rows of the shop's requests within 5 seconds"

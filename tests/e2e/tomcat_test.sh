@@ -7,26 +7,9 @@ set -euo pipefail
 build=$(cd "$1" && pwd)
 home=/usr/share/tomcat10
 jar=$build/collector/zov-collector.jar
-skip() {
-  echo "SKIPPED: $*"
-  exit 77
-}
+source "$(dirname "$0")/scratch.sh"
 [ -e "$jar" ] || skip "the collector was not built (it needs default-jdk-headless)"
 [ -x $home/bin/catalina.sh ] || skip "no tomcat10 here; scripts/install.sh servers installs it"
-
-work=$(mktemp -d)
-pids=()
-cleanup() {
-  for pid in "${pids[@]}"; do kill -TERM "$pid" 2>/dev/null || true; done
-  for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
-  rm -rf "$work"
-}
-trap cleanup EXIT
-fail() {
-  echo "FAILED: $*" >&2
-  tail -n 30 "$work"/*.log "$base"/logs/* >&2
-  exit 1
-}
 
 # eventually COMMAND...: within 60 seconds
 eventually() {
