@@ -62,6 +62,13 @@ void writeMember(JsonWriter& writer, std::string_view key, std::string_view text
   writeText(writer, text);
 }
 
+void writeObject(JsonWriter& writer,
+                 std::initializer_list<std::pair<std::string_view, std::string_view>> members) {
+  writer.StartObject();
+  for (const auto& [key, text] : members) writeMember(writer, key, text);
+  writer.EndObject();
+}
+
 void writeRow(JsonWriter& writer, const Table& table, const char* row) {
   writer.StartObject();
   for (const Column& column : table.columns) {
@@ -84,11 +91,7 @@ void writeNodes(JsonWriter& writer, const std::vector<NodeReport>& nodes) {
   writeKey(writer, "nodes");
   writer.StartArray();
   for (const NodeReport& node : nodes) {
-    writer.StartObject();
-    writeMember(writer, "name", node.name);
-    writeMember(writer, "status", node.status);
-    writeMember(writer, "reason", node.reason);
-    writer.EndObject();
+    writeObject(writer, {{"name", node.name}, {"status", node.status}, {"reason", node.reason}});
   }
   writer.EndArray();
 }

@@ -3,8 +3,10 @@
 
 #include <rapidjson/writer.h>
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "hub/api/answer.h"
 #include "hub/core/node_report.h"
@@ -29,6 +31,9 @@ using JsonWriter = rapidjson::Writer<JsonStream>;
 void writeText(JsonWriter& writer, std::string_view text);
 void writeKey(JsonWriter& writer, std::string_view key);
 void writeMember(JsonWriter& writer, std::string_view key, std::string_view text);
+/// An object of texts.
+void writeObject(JsonWriter& writer,
+                 std::initializer_list<std::pair<std::string_view, std::string_view>> members);
 /// Writes one row as an object. A text ends at its first zero byte, and its trailing blanks are left out.
 void writeRow(JsonWriter& writer, const Table& table, const char* row);
 /// Writes the member "nodes" of an answer of rows: the subnodes that gave none.

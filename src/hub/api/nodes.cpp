@@ -16,11 +16,8 @@ Reply listNodes(const Call&) {
     writeKey(writer, "subnodes");
     writer.StartArray();
     for (const Subnode& subnode : registry.subnodes()) {
-      writer.StartObject();
-      writeMember(writer, "name", subnode.name);
-      writeMember(writer, "affinity", subnode.affinity);
-      writeMember(writer, "version", subnode.version);
-      writer.EndObject();
+      writeObject(writer,
+                  {{"name", subnode.name}, {"affinity", subnode.affinity}, {"version", subnode.version}});
     }
     writer.EndArray();
     writer.EndObject();
@@ -31,13 +28,11 @@ Reply describeNode(const Call& call) {
   const auto subnode = Registry::instance().findSubnode(call.subject);
   if (!subnode) return registeredNode(call.subject).empty() ? noSuchNode(call.subject) : listNodes(call);
   return jsonAnswer([&](JsonWriter& writer) {
-    writer.StartObject();
-    writeMember(writer, "name", subnode->name);
-    writeMember(writer, "product", subnode->product);
-    writeMember(writer, "version", subnode->version);
-    writeMember(writer, "affinity", subnode->affinity);
-    writeMember(writer, "feature", subnode->feature);
-    writer.EndObject();
+    writeObject(writer, {{"name", subnode->name},
+                         {"product", subnode->product},
+                         {"version", subnode->version},
+                         {"affinity", subnode->affinity},
+                         {"feature", subnode->feature}});
   });
 }
 
