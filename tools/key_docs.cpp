@@ -38,7 +38,7 @@ std::string kindOf(const zov::KeyRow& row) {
     case KeyKindCounterFromZero:
       return "counter from zero";
     case KeyKindPercent:
-      return "share of `" + std::string(zov::keyInfo(static_cast<int>(row.relatedKey))->name) + "`";
+      return "share of `" + std::string(zov::keyInfo(static_cast<int>(row.relatedKey)).name) + "`";
     case KeyKindStatInfo:
     case KeyKindPerfLoad:
       return "average";

@@ -89,8 +89,8 @@ void print(const zov::TableInfo& table) {
       stdout);
   for (const zov::Column& column : table.columns) {
     const zov::ColumnMeaning meaning = zov::columnMeaning(table, column);
-    const zov::KeyInfo* key = column.key == zov::NoKey ? nullptr : zov::keyInfo(column.key);
-    const std::string name = key == nullptr ? "" : "`" + std::string(key->name) + "`";
+    const bool hasKey = column.key != zov::NoKey;
+    const std::string name = hasKey ? "`" + std::string(zov::keyInfo(column.key).name) + "`" : "";
     const std::string decimals = meaning.decimals == 0 ? "" : std::to_string(meaning.decimals);
     std::printf("| `%s` | %u | %u | %s | %s | %.*s%s%s | %s | %s | %s |\n", column.name, column.offset,
                 column.width, kindOf(column).c_str(), name.c_str(), static_cast<int>(meaning.text.size()),

@@ -29,12 +29,15 @@ inline constexpr KeyInfo allKeys[] = {
 #include "samples/keys.def"
 };
 
-/// Null for a number that no key has. A walk through all of them: for documents and tests, not for samples.
-constexpr const KeyInfo* keyInfo(int number) {
+inline constexpr KeyInfo unknownKey{0, "", Unit::None, ""};
+
+/// `unknownKey` for a number that no key has. A walk through all of them: for documents and tests, not for
+/// samples.
+constexpr const KeyInfo& keyInfo(int number) {
   for (const KeyInfo& key : allKeys) {
-    if (key.number == number) return &key;
+    if (key.number == number) return key;
   }
-  return nullptr;
+  return unknownKey;
 }
 
 /// "ms", "s", "bytes", "count", "percent", "time"; empty for None.

@@ -32,7 +32,7 @@ ColumnMeaning rateMeaning(const KeyInfo& key, const KeyRow& row) {
 }
 
 ColumnMeaning percentMeaning(const KeyInfo& key, const KeyRow& row) {
-  const KeyInfo& related = *keyInfo(static_cast<int>(row.relatedKey));
+  const KeyInfo& related = keyInfo(static_cast<int>(row.relatedKey));
   const int scale = static_cast<int>(row.scaleFactor);
   ColumnMeaning meaning{key.unit, scale, NullValue::MinusOne, key.meaning, ColumnForm::Mean};
   if (related.unit == key.unit) {
@@ -58,7 +58,7 @@ bool fits(ColumnSource source, _KeyKind kind) {
 }
 
 ColumnMeaning keyMeaning(const TableInfo& table, const Column& column) {
-  const KeyInfo& key = *keyInfo(column.key);
+  const KeyInfo& key = keyInfo(column.key);
   if (column.source == ColumnSource::String || column.source == ColumnSource::ShortName) {
     return {Unit::None, 0, NullValue::Blank, key.meaning};
   }

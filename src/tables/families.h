@@ -63,8 +63,7 @@ constexpr bool isSortable(ColumnSource source) {
 }
 /// The level at which statistics are taken is a setting, and no measurement to sort by.
 constexpr bool isLevel(const Column& column) {
-  const KeyInfo* key = keyInfo(column.key);
-  return key != nullptr && key->name.ends_with("_level");
+  return keyInfo(column.key).name.ends_with("_level");
 }
 template <std::size_t Size>
 constexpr auto sortable(const Column (&columns)[Size]) {
@@ -82,9 +81,8 @@ constexpr auto sortable(const Column (&columns)[Size]) {
 template <std::size_t Size>
 constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
   for (const Column& column : columns) {
-    const KeyInfo* key = column.key == NoKey ? nullptr : keyInfo(column.key);
     if (column.source == ColumnSource::Own && column.own.text.empty()) return false;
-    if (column.key != NoKey && (key == nullptr || key->meaning.empty())) return false;
+    if (column.key != NoKey && keyInfo(column.key).meaning.empty()) return false;
   }
   return true;
 }

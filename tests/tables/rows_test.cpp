@@ -37,7 +37,7 @@ std::unique_ptr<ZOVSample> makeSample(ZOVSample::_SampleType type, int server, i
   for (std::size_t i = 0; i < known.numericKeys.size(); ++i) {
     const int key = known.numericKeys[i];
     const long long own = 10 * static_cast<long long>(i + 1) + server;
-    const zov::KeyInfo* info = zov::keyInfo(key);
+    const zov::KeyInfo& info = zov::keyInfo(key);
     switch (known.rows[i].kind) {
       case KeyKindStatInfo:
       case KeyKindPerfLoad:
@@ -49,7 +49,7 @@ std::unique_ptr<ZOVSample> makeSample(ZOVSample::_SampleType type, int server, i
         sample->saveNumericData(key, sample->isIntervalSample() ? own * 300 : 5000 + own * 300 * round);
         break;
       default:
-        sample->saveNumericData(key, info->unit == zov::Unit::Time ? JavaTimeOfSample + 1000 * own : own);
+        sample->saveNumericData(key, info.unit == zov::Unit::Time ? JavaTimeOfSample + 1000 * own : own);
     }
   }
   for (const zov::StringKey& string : known.strings) {
