@@ -13,6 +13,7 @@
 #include <ctime>
 #include <functional>
 #include <list>
+#include <utility>
 #include <vector>
 
 #include "platform/cancellation.h"
@@ -374,8 +375,8 @@ void zov::TraceHold::pause() {
 
 void zov::TraceHold::write() {
   pause();
-  for (const Line& line : _lines) deliver(line.unitTag, line.number, line.text);
-  _lines.clear();
+  // Nothing is left to be freed: after this a raise may jump past the end.
+  for (const Line& line : std::exchange(_lines, {})) deliver(line.unitTag, line.number, line.text);
 }
 
 std::string DGT1_Cut(std::string_view text, std::size_t most) {

@@ -112,9 +112,6 @@ TEST(Thread, AFaultCostsTheThreadAndGivesBackItsLocks) {
 }
 
 TEST(Thread, TheObjectOfAKilledThreadMayGoBeforeIt) {
-#ifdef __SANITIZE_ADDRESS__
-  GTEST_SKIP() << "AddressSanitizer takes the unwinding of a cancelled thread for an overflow of its stack";
-#endif
   TestEnvironment environment;
   const long former = std::exchange(zovWaits().killedThreadSeconds, 0);
   struct Events {

@@ -128,7 +128,9 @@ void Rows::expectColumn(const std::string& row, const ExpectedColumn& column, co
 
 /// Samples can have values of their own for the tables that no sample fills.
 bool isOfEvents(const zov::TableInfo& table) {
-  return table.sampleTypes.empty() || ZOVSample::buildFromType(table.sampleTypes.front()) == nullptr;
+  if (table.sampleTypes.empty()) return true;
+  const std::unique_ptr<ZOVSample> sample(ZOVSample::buildFromType(table.sampleTypes.front()));
+  return sample == nullptr;
 }
 
 TEST_F(Rows, EveryColumnIsWhatTheListOfColumnsSays) {
