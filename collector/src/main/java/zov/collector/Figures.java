@@ -29,6 +29,17 @@ final class Figures {
     return this;
   }
 
+  /** The line of one resource of several. */
+  Figures detail() { return part(0); }
+
+  /** The line of all of them together. */
+  Figures summary() { return part(1); }
+
+  private Figures part(int summary) {
+    identity.append("summary=").append(summary).append('\n');
+    return this;
+  }
+
   Figures count(String keyword, Long value) {
     if (isKnown(value))
       counts.append(keyword).append('=').append(value).append('\n');

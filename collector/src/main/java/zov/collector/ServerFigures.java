@@ -82,6 +82,7 @@ final class ServerFigures {
     long started = Math.max(live, threads.getTotalStartedThreadCount());
     return new Figures(SampleTypes.THREAD_POOL)
         .name("tpool_name", ALL_THREADS)
+        .summary()
         .load("poolSize", live)
         .count("threadCreates", started)
         .count("threadDestroys", started - live);
@@ -108,6 +109,7 @@ final class ServerFigures {
   private static Figures threadPool(String name, Long busy, Long size, Long most) {
     return new Figures(SampleTypes.THREAD_POOL)
         .name("tpool_name", name)
+        .detail()
         .load("activeThreads", busy)
         .load("poolSize", size)
         .load("freePoolSize", difference(size, busy))
@@ -138,8 +140,8 @@ final class ServerFigures {
 
     Figures figures(String name) {
       return requestFigures(
-          new Figures(SampleTypes.WEB_APPLICATION).name("appl_name", name).name("vhost_name", host), requests,
-          errors, millis, running)
+          new Figures(SampleTypes.WEB_APPLICATION).name("appl_name", name).name("vhost_name", host).detail(),
+          requests, errors, millis, running)
           .count("numLoadedServlets", loaded);
     }
   }
@@ -183,6 +185,7 @@ final class ServerFigures {
         (name, values)
             -> readings.tell(new Figures(SampleTypes.SERVLET_SESSIONS)
                                  .name("appl_name", HostServer.applicationName(module(name)))
+                                 .detail()
                                  .count("createdSessions", values.count("sessionCounter"))
                                  .count("invalidatedSessions", values.count("expiredSessions"))
                                  .count("noRoomForNewSession", values.count("rejectedSessions"))
@@ -214,6 +217,7 @@ final class ServerFigures {
     boolean limited = limit != null && limit > 0;
     return new Figures(SampleTypes.DB_CONNECTION)
         .name("dbname", poolName(name))
+        .detail()
         .count("numCreates", values.number("CreatedCount"))
         .count("numDestroys", values.number(destroyed))
         .count("numAllocates", values.number("BorrowedCount"))
@@ -245,6 +249,7 @@ final class ServerFigures {
       boolean counts = hits != null && misses != null && hits + misses > 0;
       readings.tell(new Figures(SampleTypes.CACHE_TEMPLATE)
                         .name("templ_name", HostServer.key(name, "name"))
+                        .detail()
                         .count("hitsInMemory", counts ? values.number("InMemoryHits") : null)
                         .count("hitsOnDisk", counts ? values.number("OnDiskHits") : null)
                         .count("misses", counts ? misses : null)

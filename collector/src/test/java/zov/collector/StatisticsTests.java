@@ -23,30 +23,30 @@ final class StatisticsTests {
       Object[][] cases = {
           {"type=ThreadPool,name=\"http-1\"",
               Map.of("currentThreadsBusy", 3, "currentThreadCount", 10, "maxThreads", 3),
-              "tpool_name=http-1\n~activeThreads=3\n~poolSize=10\n~freePoolSize=7\n~percentMaxed=100\n"
+              "tpool_name=http-1\nsummary=0\n~activeThreads=3\n~poolSize=10\n~freePoolSize=7\n~percentMaxed=100\n"
                   + "configuredMaxSize=3\n"},
           {"type=ThreadPool,name=virtual", Map.of("currentThreadsBusy", -1, "currentThreadCount", -2), ""},
           {"type=queuedthreadpool,id=0", Map.of("busyThreads", 1, "threads", 8, "maxThreads", 200),
-              "tpool_name=queuedthreadpool-0\n~activeThreads=1\n~poolSize=8\n~freePoolSize=7\n~percentMaxed=0\n"
+              "tpool_name=queuedthreadpool-0\nsummary=0\n~activeThreads=1\n~poolSize=8\n~freePoolSize=7\n~percentMaxed=0\n"
                   + "configuredMaxSize=200\n"},
           {"type=Manager,host=localhost,context=/shop",
               Map.of("sessionCounter", 9L, "expiredSessions", 4L, "rejectedSessions", 0, "activeSessions", 5),
-              "appl_name=shop\n~liveSessions=5\ncreatedSessions=9\ninvalidatedSessions=4\nnoRoomForNewSession=0\n"},
+              "appl_name=shop\nsummary=0\n~liveSessions=5\ncreatedSessions=9\ninvalidatedSessions=4\nnoRoomForNewSession=0\n"},
           {"j2eeType=Servlet,WebModule=//example.test/,name=a=b\n",
               Map.of("requestCount", Integer.MIN_VALUE, "errorCount", 1, "processingTime", 5L, "servletClass",
                   "x.JspServlet"),
               "appl_name=example.test\nsvlt_name=a:b \nvhost_name=example.test\nis_jsp=1\n"
                   + "totalRequests=2147483648\nnumErrors=1\nresource\n"
-                  + "appl_name=example.test\nvhost_name=example.test\ntotalRequests=2147483648\nnumErrors=1\n"},
+                  + "appl_name=example.test\nvhost_name=example.test\nsummary=0\ntotalRequests=2147483648\nnumErrors=1\n"},
           {"type=DataSource,context=/,host=localhost,name=\"jdbc/a\",connectionpool=connections",
               Map.of("CreatedCount", 4L, "BorrowedCount", 70L, "NumActive", 2, "NumIdle", 1, "MaxTotal", 8,
                   "NumWaiters", 0, "password", "tiger"),
-              "dbname=ROOT:jdbc/a\n~concurrentWaiters=0\n~poolSize=3\n~percentUsed=25\n~percentMaxed=0\n"
+              "dbname=ROOT:jdbc/a\nsummary=0\n~concurrentWaiters=0\n~poolSize=3\n~percentUsed=25\n~percentMaxed=0\n"
                   + "numCreates=4\nnumAllocates=70\nconnectionPoolConfiguredMaxSize=8\n"},
           {"name=x,connectionpool=connections,connection=1", Map.of("CreatedCount", 4L), ""},
           {"type=ConnectionPool,name=\"jdbc/b\"",
               Map.of("ReleasedCount", 1L, "Active", 2, "Idle", 0, "MaxActive", -1, "WaitCount", 6),
-              "dbname=jdbc/b\n~concurrentWaiters=6\n~poolSize=2\nnumDestroys=1\n"},
+              "dbname=jdbc/b\nsummary=0\n~concurrentWaiters=6\n~poolSize=2\nnumDestroys=1\n"},
       };
       for (Object[] one : cases) {
         MBeanServer server = MBeanServerFactory.createMBeanServer("Test");
@@ -85,11 +85,13 @@ final class StatisticsTests {
               "a description");
           String all = answer(contact, 24, 1, Hex.text(5, "shop"));
           Check.holds(
-              all.matches("(?s)1 freeMemory=[0-9]+\n.*;73 tpool_name=JVM\npoolSize=[0-9]+/1\nthread.*;"),
+              all.matches(
+                  "(?s)1 freeMemory=[0-9]+\n.*;73 tpool_name=JVM\nsummary=1\npoolSize=[0-9]+/1\nthread.*;"),
               all);
           String pool = Hex.number(1377, 15) + Hex.text(1371, "JVM|x");
           Check.holds(
-              answer(contact, 33, 1, pool).matches("(?s)73 tpool_name=JVM\npoolSize=[0-9]+/2\n.*"), all);
+              answer(contact, 33, 1, pool).matches("(?s)73 tpool_name=JVM\nsummary=1\npoolSize=[0-9]+/2\n.*"),
+              all);
           Check.equal("", answer(contact, 33, 1, Hex.number(1377, 15) + Hex.text(1371, "none")));
 
           ProcessHandle next = callBack(agent, second);
