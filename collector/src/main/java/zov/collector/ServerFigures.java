@@ -69,9 +69,16 @@ final class ServerFigures {
 
   private void each(Source source, Telling telling) throws IOException {
     for (ObjectName name : source.names(server)) {
+      if (isConnection(name))
+        continue;
       readings.progress();
       telling.tell(name, new Values(source.read(server, name)));
     }
+  }
+
+  /** Pools have an MBean for each connection, under their own name and more. */
+  private static boolean isConnection(ObjectName name) {
+    return name.getKeyProperty("connection") != null || name.getKeyProperty("connections") != null;
   }
 
   // --- Threads.
@@ -199,34 +206,32 @@ final class ServerFigures {
   // --- Connections to databases.
 
   private void connectionPools() throws IOException {
-    each(Source.DBCP_POOL, (name, values) -> {
-      if (name.getKeyProperty("connection") == null) // else it is one of the pool's connections
-        readings.tell(
-            connectionPool(name, values, "DestroyedCount", "NumWaiters", "NumActive", "NumIdle", "MaxTotal"));
-    });
-    each(Source.JDBC_POOL,
+    each(Source.DBCP_POOL,
         (name, values)
-            -> readings.tell(
-                connectionPool(name, values, "ReleasedCount", "WaitCount", "Active", "Idle", "MaxActive")));
+            -> tellPool(name, values, "DestroyedCount", "NumWaiters", "NumActive", "NumIdle", "MaxTotal"));
+    each(Source.JDBC_POOL,
+        (name,
+            values) -> tellPool(name, values, "ReleasedCount", "WaitCount", "Active", "Idle", "MaxActive"));
   }
 
-  private static Figures connectionPool(ObjectName name, Values values, String destroyed, String waiting,
-      String busy, String idle, String most) {
+  private void tellPool(ObjectName name, Values values, String destroyed, String waiting, String busy,
+      String idle, String most) throws IOException {
     Long used = values.number(busy);
     Long limit = values.number(most);
     boolean limited = limit != null && limit > 0;
-    return new Figures(SampleTypes.DB_CONNECTION)
-        .name("dbname", poolName(name))
-        .detail()
-        .count("numCreates", values.number("CreatedCount"))
-        .count("numDestroys", values.number(destroyed))
-        .count("numAllocates", values.number("BorrowedCount"))
-        .count("numReturns", values.number("ReturnedCount"))
-        .load("concurrentWaiters", values.number(waiting))
-        .load("poolSize", sum(used, values.number(idle)))
-        .load("percentUsed", limited && Figures.isKnown(used) ? Long.valueOf(100 * used / limit) : null)
-        .load("percentMaxed", maxed(used, limit))
-        .count("connectionPoolConfiguredMaxSize", limited ? limit : null);
+    readings.tell(
+        new Figures(SampleTypes.DB_CONNECTION)
+            .name("dbname", poolName(name))
+            .detail()
+            .count("numCreates", values.number("CreatedCount"))
+            .count("numDestroys", values.number(destroyed))
+            .count("numAllocates", values.number("BorrowedCount"))
+            .count("numReturns", values.number("ReturnedCount"))
+            .load("concurrentWaiters", values.number(waiting))
+            .load("poolSize", sum(used, values.number(idle)))
+            .load("percentUsed", limited && Figures.isKnown(used) ? Long.valueOf(100 * used / limit) : null)
+            .load("percentMaxed", maxed(used, limit))
+            .count("connectionPoolConfiguredMaxSize", limited ? limit : null));
   }
 
   /** "jdbc/orders"; that of one application has the application in front: "shop:jdbc/orders". */
