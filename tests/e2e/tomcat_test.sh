@@ -151,6 +151,7 @@ rows ZOVTHRDP >"$work/threads"
 rows ZOVDBCONP >"$work/pools"
 row() { grep "\"$2\"" "$work/$1" | grep -o "\"$3\":[-0-9]*" | cut -d: -f2; }
 agree "busy threads" "$(row threads workers num_actthr)" "$(($(mbean '*:type=Executor,name=workers' activeCount) * 1000))"
+[ "$(grep -c http-nio "$work/threads")" -eq 1 ] || fail "the connector beside its executor"
 agree "most threads" "$(row threads workers max_size)" "$(mbean '*:type=Executor,name=workers' maxThreads)"
 agree "connections in use, of 8" "$(row pools shop:jdbc/one pct_used)" "$(($(mbean "$one" NumActive) * 100 / 8 * 1000))"
 agree "connections in use, of 4" "$(row pools shop:jdbc/two pct_max)" "$(($(mbean "$two" Active) * 25000))"

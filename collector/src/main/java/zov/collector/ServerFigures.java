@@ -24,20 +24,23 @@ final class ServerFigures {
     this.server = server;
   }
 
+  /** Servlets come last, as of many there may not be the time for all. */
   static void read(Readings readings) throws IOException {
     readings.tell(allThreads());
     for (MBeanServer server : HostServer.mbeanServers()) {
       ServerFigures figures = new ServerFigures(readings, server);
       if (readings.wants(SampleTypes.THREAD_POOL))
         figures.threadPools();
-      if (readings.wants(SampleTypes.SERVLET) || readings.wants(SampleTypes.WEB_APPLICATION))
-        figures.servlets();
       if (readings.wants(SampleTypes.SERVLET_SESSIONS))
         figures.sessions();
       if (readings.wants(SampleTypes.DB_CONNECTION))
         figures.connectionPools();
       if (readings.wants(SampleTypes.CACHE) || readings.wants(SampleTypes.CACHE_TEMPLATE))
         figures.caches();
+    }
+    for (MBeanServer server : HostServer.mbeanServers()) {
+      if (readings.wants(SampleTypes.SERVLET) || readings.wants(SampleTypes.WEB_APPLICATION))
+        new ServerFigures(readings, server).servlets();
     }
   }
 

@@ -140,6 +140,10 @@ public final class CollectorTests {
         while (names.find()) listed.add(names.group(1));
         Check.equal(lists.get(i), listed);
       }
+      for (Source source : Source.values()) {
+        String row = "| `" + source.pattern + "` | `" + String.join("`, `", source.attributes) + "` |";
+        Check.holds(text.contains(row), row);
+      }
     });
   }
 
