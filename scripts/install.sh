@@ -9,7 +9,7 @@ declare -A packages=(
   [clang]="clang clang-tidy"
   [fuzz]="clang libclang-rt-14-dev"
   [demo]="default-jdk-headless libtomcat10-java libhsqldb-java curl procps"
-  [servers]="default-jdk-headless tomcat10 libhsqldb-java curl procps"
+  [servers]="default-jdk-headless tomcat10 libhsqldb-java libehcache-java libslf4j-java curl procps"
 )
 
 missing=()

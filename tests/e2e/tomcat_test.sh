@@ -10,7 +10,9 @@ home=/usr/share/tomcat10
 jar=$build/collector/zov-collector.jar
 source "$(dirname "$0")/scratch.sh"
 [ -e "$jar" ] || skip "the collector was not built (it needs default-jdk-headless)"
-[ -e /usr/share/java/hsqldb.jar ] || skip "no libhsqldb-java here; scripts/install.sh servers installs it"
+for jar_of in hsqldb ehcache-core slf4j-api slf4j-nop; do
+  [ -e /usr/share/java/$jar_of.jar ] || skip "no $jar_of.jar here; scripts/install.sh servers installs it"
+done
 [ -x $home/bin/catalina.sh ] || skip "no tomcat10 here; scripts/install.sh servers installs it"
 
 # eventually COMMAND...: within 90 seconds
@@ -43,7 +45,7 @@ cat >"$base/conf/server.xml" <<EOF
 </Server>
 EOF
 cp $home/etc/{web.xml,catalina.properties} "$base/conf/"
-ln -s /usr/share/java/hsqldb.jar "$base/lib/"
+ln -s /usr/share/java/{hsqldb,ehcache-core,slf4j-api,slf4j-nop}.jar "$base/lib/"
 pool='auth="Container" type="javax.sql.DataSource" driverClassName="org.hsqldb.jdbc.JDBCDriver" username="SA" password=""'
 cat >"$base/conf/context.xml" <<EOF
 <Context>
@@ -60,6 +62,19 @@ cat >"$base/webapps/shop/slow.jsp" <<'EOF'
 javax.naming.Context names = (javax.naming.Context) new javax.naming.InitialContext().lookup("java:comp/env/jdbc");
 try (Connection one = ((DataSource) names.lookup("one")).getConnection();
      Connection two = ((DataSource) names.lookup("two")).getConnection()) { Thread.sleep(8000); } %>
+EOF
+cat >"$base/webapps/shop/cache.jsp" <<'EOF'
+<%@ page session="false" import="net.sf.ehcache.*,net.sf.ehcache.config.*" %><%
+CacheManager manager = CacheManager.create(new Configuration().updateCheck(false));
+if (!manager.cacheExists("items")) {
+  manager.addCache(new Cache(new CacheConfiguration("items", 50).statistics(true)));
+  net.sf.ehcache.management.ManagementService.registerMBeans(
+      manager, java.lang.management.ManagementFactory.getPlatformMBeanServer(), false, false, true, true);
+}
+Cache items = manager.getCache("items");
+items.put(new Element("a", 1));
+items.get("a");
+items.get("b"); %>
 EOF
 cat >"$base/webapps/look/mbean.jsp" <<'EOF'
 <%@ page session="false" trimDirectiveWhitespaces="true" import="javax.management.*" %><%
@@ -126,19 +141,24 @@ agree() {
   echo "$1: $2 in the row, $3 in the MBean"
   [ "$2" = "$3" ] && [ "$2" -gt 0 ] || fail "$1: $2 in the row, $3 in the MBean"
 }
+cache='net.sf.ehcache:type=CacheStatistics,*'
 module='*:j2eeType=WebModule,name=//localhost/shop,*' manager='*:type=Manager,context=/shop,*'
 of='host=localhost,context=/shop'
 one="Catalina:type=DataSource,$of,class=javax.sql.DataSource,name=\"jdbc/one\",connectionpool=connections"
 two="tomcat.jdbc:type=ConnectionPool,engine=Catalina,$of,class=org.apache.tomcat.jdbc.pool.DataSource,name=\"jdbc/two\""
 collected() { [ "$(figure ZOVAPP shop num_req)" -ge 0 ]; } 2>/dev/null
 
+curl -sf -o /dev/null "$web/shop/cache.jsp"
 eventually collected
 sleep 2
 rows ZOVAPP >/dev/null
 rows ZOVSERVS >/dev/null
+rows ZOVCACHT >/dev/null
 slow=()
-before=("$(mbean "$module" requestCount)" "$(mbean "$module" errorCount)" "$(mbean "$manager" sessionCounter)")
+before=("$(mbean "$module" requestCount)" "$(mbean "$module" errorCount)" "$(mbean "$manager" sessionCounter)"
+  "$(mbean "$cache" CacheMisses)")
 served 20
+curl -sf -o /dev/null "$web/shop/cache.jsp?[1-6]"
 for _ in {1..3}; do curl -s -o /dev/null "$web/shop/broken.jsp"; done
 for _ in {1..4}; do
   curl -s -o /dev/null "$web/shop/slow.jsp" &
@@ -159,9 +179,12 @@ agree "most connections" "$(row pools shop:jdbc/two max_size)" "$(mbean "$two" M
 wait "${slow[@]}"
 rows ZOVAPP >"$work/applications"
 rows ZOVSERVS >"$work/sessions"
+rows ZOVCACHT >"$work/caches"
 agree "requests" "$(row applications shop num_req)" "$(($(mbean "$module" requestCount) - before[0]))"
 agree "errors" "$(row applications shop num_errors)" "$(($(mbean "$module" errorCount) - before[1]))"
 agree "new sessions" "$(row sessions shop num_screat)" "$(($(mbean "$manager" sessionCounter) - before[2]))"
+agree "misses of a cache" "$(row caches items num_misses)" "$(($(mbean "$cache" CacheMisses) - before[3]))"
+agree "entries of all caches" "$(figure ZOVCACHE my.shop cache_size)" "$(mbean "$cache" MemoryStoreObjectCount)"
 agree "sessions" "$(row sessions shop avg_livses)" "$(($(mbean "$manager" activeSessions) * 1000))"
 
 # --- The statistics JVM.
