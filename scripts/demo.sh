@@ -67,16 +67,18 @@ mkdir "$work/config" "$work/shop"
 cat >"$work/config/${host%%.*}_ov.cfg" <<EOF
 [Basic_Config]
 ZOV_REQ_SAMPLEMETHOD = FIXED
+ZOV_RESOURCE_SAMPLEMETHOD = FIXED
 
 [Advanced_Agent_Config]
 ZOV_PORT = $collector_port
 
 [Advanced_J2EE_Config]
 ZOV_REQ_FIXEDINTERVAL_TIME = 5
+ZOV_RESOURCE_FIXEDINTERVAL_TIME = 5
 EOF
 
 say "Starting the agent ..."
-ZOV_CONFIG_DIR="$work/config" ZOV_START_DELAY=0 ZOV_HUB_ADDRESS=127.0.0.1:$hub_port \
+ZOV_SERVER_STATISTICS=YES ZOV_CONFIG_DIR="$work/config" ZOV_START_DELAY=0 ZOV_HUB_ADDRESS=127.0.0.1:$hub_port \
   "$build/bin/zovagent" >"$work/agent.log" 2>&1 &
 pids+=($!)
 started agent $! "$hub_port"
@@ -90,11 +92,11 @@ started shop $! "$http_port"
 
 hub=http://127.0.0.1:$hub_port
 footer="Shop  http://127.0.0.1:$http_port/shop/catalog  http://127.0.0.1:$http_port/shop/order
-Rows  $hub/v1/tables/ZOVREQUEST/rows
+Rows  $hub/v1/tables/ZOVREQUEST/rows  also ZOVTHRDP, ZOVAPP, ZOVSERVLT, ZOVSERVS, ZOVDBCONP
 Ctrl-C ends all of it."
 if [ "$mode" = --once ]; then
   say "Waiting for rows (at most $seconds seconds) ..."
-  view=(once "$seconds" order catalog)
+  view=(once "$seconds" order catalog level)
 elif [ -t 1 ]; then
   view=(terminal "$footer")
 else

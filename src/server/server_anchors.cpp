@@ -249,6 +249,9 @@ unsigned int ServerAnchors::returnServerSample(ZOVSampleCallback callback, ZOVSa
   ZOVAppServerSample placeholder;
   placeholder.saveStringData(key::server_name, _server.getName().view());
   placeholder.saveNumericData(key::server_status, _server.getStatus());
+  if (_server.getStatus() == ServerConnected) {
+    placeholder.saveNumericData(key::process_id, _server.getProcessId());
+  }
   callback(parms, static_cast<const ZOVSample*>(&placeholder), &_server);
   return 1;
 }

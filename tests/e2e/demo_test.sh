@@ -6,7 +6,7 @@ set -euo pipefail
 build=$1
 for part in collector/zov-collector.jar collector/zov-demo.jar collector/demo.classpath; do
   if [ ! -e "$build/$part" ]; then
-    echo "SKIPPED: $part was not built (it needs default-jdk-headless and libtomcat10-java)"
+    echo "SKIPPED: $part was not built (it needs default-jdk-headless, libtomcat10-java and libhsqldb-java)"
     exit 77
   fi
 done
@@ -22,10 +22,10 @@ fail() {
 "$(dirname "$0")/../../scripts/demo.sh" "$build" --once >"$TMPDIR/table" || fail "the rows have not come"
 cat "$TMPDIR/table"
 
-server='^  shop +connected +[1-9][0-9]* +10\.'
-page='^  shop +%s +[1-9][0-9]* +[0-9.]+ +[0-9]+ +([0-9]+|-) +[1-9]'
+server='^  shop +connected +[1-9][0-9]* +10\.[^ ]* +[1-9][0-9]*/[1-9][0-9]* +[1-9]'
+page='^  %s +[1-9][0-9]* +[0-9.]+ +[0-9]+ +([0-9]+|-) +[1-9]'
 grep -Eq "$server" "$TMPDIR/table" || fail "no row of ZOVAPSRV"
-for name in order catalog; do
+for name in 'shop +order' 'shop +catalog' 'stock +level'; do
   # shellcheck disable=SC2059
   grep -Eq "$(printf "$page" "$name")" "$TMPDIR/table" || fail "no row of ZOVREQUEST for $name"
 done

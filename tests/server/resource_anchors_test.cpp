@@ -219,10 +219,11 @@ TEST_F(ResourceAnchorsTest, HistoryIsKeptAndReadByTheWordsOfTheConfiguration) {
 }
 
 TEST_F(ResourceAnchorsTest, TheServersOwnSampleCarriesItsProcessAndStatus) {
-  EXPECT_EQ(reader.read(*server, ZOVAppServerAnchor()), ZOVReturnCode(0));  // none yet: name and status
-  EXPECT_EQ(reader.names(), std::set<std::string>{"shop"});
-  EXPECT_EQ(reader.number(61), 1);
   server->setDCProbeManagerProcessId(4711);
+  EXPECT_EQ(reader.read(*server, ZOVAppServerAnchor()), ZOVReturnCode(0));  // none yet
+  EXPECT_EQ(reader.names(), std::set<std::string>{"shop"});
+  EXPECT_EQ(reader.number(4), 4711);
+  EXPECT_EQ(reader.number(61), 1);
   save(std::make_unique<ZOVAppServerSample>(), 1);
   EXPECT_EQ(reader.read(*server, ZOVAppServerAnchor()), ZOVReturnCode(0));
   EXPECT_EQ(reader.number(4), 4711);

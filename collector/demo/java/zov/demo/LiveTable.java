@@ -14,7 +14,7 @@ import java.util.Set;
  * collections and errors are those that the servers' statistics tell; without any they are not asked for.
  *
  * {@code URL live} prints a block every two seconds; {@code URL terminal FOOTER} does so in place and with
- * colour. {@code URL once SECONDS PAGE...} waits until a connected server and every page named are there,
+ * colour. {@code URL once SECONDS PAGE...} waits until a server with statistics and every page named are there,
  * prints them once and ends with 0; when the seconds are over it ends with 1.
  */
 public final class LiveTable {
@@ -79,8 +79,8 @@ public final class LiveTable {
         read();
         Set<String> pages = new HashSet<>();
         for (Map<String, String> request : requests) pages.add(request.get("req_detail"));
-        boolean connected = servers.stream().anyMatch(server -> "1".equals(server.get("status")));
-        if (connected && pages.containsAll(wanted)) {
+        boolean counting = servers.stream().anyMatch(server -> !threads(server).equals("-"));
+        if (counting && pages.containsAll(wanted)) {
           System.out.print(page());
           return 0;
         }
@@ -113,7 +113,7 @@ public final class LiveTable {
       boolean up = "1".equals(row.get("status"));
       String status = colour(up ? "32" : "31", String.format(STATUS, up ? "connected" : "disconnected"));
       out.append(String.format(SERVER, row.get("server_nam"), status, value(row, "pid"),
-                     row.getOrDefault("tsl_vers", ""), heap(row), sum(threadPools, row, "pool_size"),
+                     row.getOrDefault("tsl_vers", ""), heap(row), threads(row),
                      sum(collections, row, "num_run"), sum(applications, row, "num_errors")))
           .append('\n');
     }
@@ -123,7 +123,8 @@ public final class LiveTable {
         out, String.format(REQUEST, "application", "page", "count", "per s", "mean ms", "longest", "over s"));
     for (Map<String, String> row : sorted(requests, "req_name", "req_detail")) {
       out.append(String.format(REQUEST, row.get("req_name"), row.get("req_detail"), brief(value(row, "c7")),
-                     perSecond(row), brief(value(row, "c10")), brief(value(row, "c11")), value(row, "c3")))
+                     thousandths(row, "c8", 1), brief(value(row, "c10")), brief(value(row, "c11")),
+                     value(row, "c3")))
           .append('\n');
     }
     if (requests.isEmpty())
@@ -154,12 +155,6 @@ public final class LiveTable {
     return value.equals(NULL) ? "-" : value;
   }
 
-  /** The rate comes in thousandths. */
-  private static String perSecond(Map<String, String> row) {
-    String rate = value(row, "c8");
-    return rate.equals("-") ? rate : String.format(Locale.ROOT, "%.1f", Long.parseLong(rate) / 1000.0);
-  }
-
   /** Used and total, of figures in KiB. */
   private static String heap(Map<String, String> row) {
     return mebibytes(row, "mem_size") + "/" + mebibytes(row, "mem_total");
@@ -168,6 +163,22 @@ public final class LiveTable {
   private static String mebibytes(Map<String, String> row, String column) {
     String kibibytes = value(row, column);
     return kibibytes.equals("-") ? kibibytes : Long.toString(Long.parseLong(kibibytes) / 1024);
+  }
+
+  /** Of the row that stands for all pools together; means come in thousandths. */
+  private String threads(Map<String, String> server) {
+    for (Map<String, String> row : threadPools) {
+      if ("1".equals(row.get("summary")) && Objects.equals(row.get("server_nam"), server.get("server_nam")))
+        return thousandths(row, "pool_size", 0);
+    }
+    return "-";
+  }
+
+  private static String thousandths(Map<String, String> row, String column, int decimals) {
+    String value = value(row, column);
+    return value.equals("-")
+        ? value
+        : String.format(Locale.ROOT, "%." + decimals + "f", Long.parseLong(value) / 1000.0);
   }
 
   /** What the server's rows say together, without those that are sums themselves. */

@@ -1,6 +1,7 @@
 package zov.demo;
 
 import java.io.IOException;
+import java.net.CookieManager;
 import java.net.URI;
 import java.net.http.HttpClient;
 import java.net.http.HttpRequest;
@@ -8,10 +9,12 @@ import java.net.http.HttpResponse;
 import java.time.Duration;
 import java.util.concurrent.ThreadLocalRandom;
 
-/** One visitor of the shop: never more than one request at a time, about ten a second. */
+/**
+ * One customer of the shop, with a session: never more than one request at a time, three or four a second.
+ */
 final class Load implements Runnable {
   private final String base;
-  private final HttpClient client = HttpClient.newHttpClient();
+  private final HttpClient client = HttpClient.newBuilder().cookieHandler(new CookieManager()).build();
 
   Load(String base) { this.base = base; }
 
@@ -20,8 +23,10 @@ final class Load implements Runnable {
     ThreadLocalRandom random = ThreadLocalRandom.current();
     try {
       while (true) {
-        get(random.nextInt(3) == 0 ? "order?item=" + random.nextInt(1, 13) : "catalog");
-        Thread.sleep(random.nextInt(50, 150));
+        int item = random.nextInt(1, 13);
+        String[] pages = {"shop/catalog", "stock/level?item=" + item, "shop/order?item=" + item};
+        get(pages[random.nextInt(pages.length)]);
+        Thread.sleep(random.nextInt(150, 450));
       }
     } catch (InterruptedException stopped) {
       Thread.currentThread().interrupt();

@@ -6,6 +6,8 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.nio.file.StandardCopyOption;
+import java.util.List;
+import java.util.Map;
 import java.util.logging.Level;
 import java.util.logging.Logger;
 import org.apache.catalina.Context;
@@ -14,11 +16,14 @@ import org.apache.catalina.startup.Tomcat;
 import org.apache.tomcat.util.scan.StandardJarScanner;
 
 /**
- * An example server: an embedded Tomcat on the loopback address with the application "shop" of two pages, a
- * servlet and a JSP, and a little load on them. Runs until the process is ended.
+ * An example server: an embedded Tomcat on the loopback address with two applications, "shop" of a servlet
+ * and a JSP, and "stock" with a database behind it, and a little load on them. Runs until the process is
+ * ended.
  */
 public final class Shop {
-  private static final String[] WEBAPP_FILES = {"catalog.jsp", "WEB-INF/web.xml"};
+  private static final Map<String, List<String>> WEBAPPS = Map.of("shop",
+      List.of("catalog.jsp", "WEB-INF/web.xml"), "stock", List.of("META-INF/context.xml", "WEB-INF/web.xml"));
+  private static final int CUSTOMERS = 3;
   private static final Logger serverLog = Logger.getLogger("org.apache");
 
   private Shop() {}
@@ -38,24 +43,31 @@ public final class Shop {
     Tomcat tomcat = new Tomcat();
     tomcat.setBaseDir(work.toString());
     tomcat.setConnector(connector);
-    Context shop = tomcat.addWebapp("/shop", unpackWebapp(work).toString());
-    StandardJarScanner noTagLibraries = new StandardJarScanner();
-    noTagLibraries.setScanClassPath(false);
-    shop.setJarScanner(noTagLibraries);
+    tomcat.enableNaming();
+    for (String name : WEBAPPS.keySet()) addWebapp(tomcat, name, work);
     tomcat.start();
 
-    Thread load = new Thread(new Load("http://127.0.0.1:" + port + "/shop/"), "load");
-    load.setDaemon(true);
-    load.start();
+    for (int i = 0; i < CUSTOMERS; i++) {
+      Thread load = new Thread(new Load("http://127.0.0.1:" + port + "/"), "load");
+      load.setDaemon(true);
+      load.start();
+    }
     tomcat.getServer().await();
   }
 
-  private static Path unpackWebapp(Path work) throws IOException {
-    Path webapp = work.resolve("webapps").resolve("shop");
-    for (String file : WEBAPP_FILES) {
+  private static void addWebapp(Tomcat tomcat, String name, Path work) throws IOException {
+    Context webapp = tomcat.addWebapp("/" + name, unpackWebapp(name, work).toString());
+    StandardJarScanner noTagLibraries = new StandardJarScanner();
+    noTagLibraries.setScanClassPath(false);
+    webapp.setJarScanner(noTagLibraries);
+  }
+
+  private static Path unpackWebapp(String name, Path work) throws IOException {
+    Path webapp = work.resolve("webapps").resolve(name);
+    for (String file : WEBAPPS.get(name)) {
       Path target = webapp.resolve(file);
       Files.createDirectories(target.getParent());
-      try (InputStream in = Shop.class.getResourceAsStream("/webapp/" + file)) {
+      try (InputStream in = Shop.class.getResourceAsStream("/webapps/" + name + "/" + file)) {
         Files.copy(in, target, StandardCopyOption.REPLACE_EXISTING);
       }
     }

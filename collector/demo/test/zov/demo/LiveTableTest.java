@@ -56,8 +56,8 @@ public final class LiveTableTest {
     String rows = table.equals("ZOVAPSRV") ? String.format(SERVER, usedMemory)
         : table.equals("ZOVREQUEST")       ? REQUEST
         : table.equals("ZOVTHRDP")
-        ? "{" + SAME_SERVER + ",\"pool_size\":10},{" + SAME_SERVER + ",\"pool_size\":2},{" + SAME_SERVER
-            + ",\"pool_size\":12,\"summary\":1}, {\"server_nam\":\"other\",\"pool_size\":5}"
+        ? "{" + SAME_SERVER + ",\"pool_size\":10000,\"summary\":0},{" + SAME_SERVER
+            + ",\"pool_size\":12000,\"summary\":1}, {\"server_nam\":\"other\",\"pool_size\":5,\"summary\":1}"
         : table.equals("ZOVGCACT") ? "{" + SAME_SERVER + ",\"num_run\":345}"
                                    : "{" + SAME_SERVER + ",\"num_errors\":7}";
     return "{\"table\":\"" + table + "\",\"rows\":[" + rows

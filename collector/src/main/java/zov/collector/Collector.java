@@ -28,6 +28,7 @@ final class Collector implements Runnable {
   private final Backoff backoff = new Backoff();
   private final ServerSearch search;
   private final RequestLedger ledger;
+  private final StatisticsJvm statistics;
   private Budget budget;
   private long lastServed;
 
@@ -37,6 +38,7 @@ final class Collector implements Runnable {
     this.pause = pause;
     this.nanoTime = nanoTime;
     ledger = new RequestLedger(nanoTime);
+    statistics = new StatisticsJvm(options, processId, log, nanoTime);
     // No method reference: that would load the class here, which not every JVM can.
     search = new ServerSearch(() -> HostServer.isThere(), nanoTime);
     lastServed = nanoTime.getAsLong();
@@ -51,11 +53,13 @@ final class Collector implements Runnable {
       // The collector ends.
     } finally {
       ledger.stop();
+      statistics.stop();
     }
   }
 
   /** One session, or the attempt at one; returns the seconds to wait until the next. */
   private int attempt() {
+    statistics.check();
     Connection connection;
     try {
       connection = Connection.open(options.agentHost, options.agentPort, nanoTime);
@@ -84,7 +88,7 @@ final class Collector implements Runnable {
   private void serve(Connection connection) throws IOException {
     Session session = new Session(connection, processId,
         new PropertySampler(processId, Collector::property, System::getenv),
-        new RequestSampler(processId, ledger, System::currentTimeMillis), budget, search, log);
+        new RequestSampler(processId, ledger, System::currentTimeMillis), budget, search, statistics, log);
     session.greet(options, platform(), Locale.getDefault().toString());
     log.line("Connected with the agent at " + options.agentHost + ":" + options.agentPort + " as "
         + options.serverName);

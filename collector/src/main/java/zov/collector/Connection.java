@@ -8,25 +8,20 @@ import java.io.IOException;
 import java.io.InputStream;
 import java.io.OutputStream;
 import java.net.InetSocketAddress;
-import java.net.ProtocolException;
 import java.net.Proxy;
 import java.net.Socket;
 import java.net.SocketOption;
 import java.net.SocketTimeoutException;
 import java.net.StandardSocketOptions;
-import java.nio.ByteBuffer;
 import java.util.Map;
 import java.util.function.LongSupplier;
 
 /**
  * Frames over one socket to the agent, which it owns. Used by the collector's thread only.
  *
- * A frame that announces more than {@link #LARGEST_FRAME} bytes, or one that stalls half-way, ends the
- * connection with an exception; memory grows with the bytes that have come, not with what was announced.
+ * A frame that announces too much, or one that stalls half-way, ends the connection with an exception.
  */
 final class Connection implements Closeable {
-  static final int LARGEST_FRAME = 1 << 20;
-
   private static final int CONNECT_MILLIS = 10_000;
   private static final int REST_OF_FRAME_MILLIS = 60_000;
 
@@ -109,21 +104,8 @@ final class Connection implements Closeable {
   Message receive(int timeoutMillis) throws IOException {
     if (!awaitFrame(timeoutMillis))
       throw new SocketTimeoutException("The agent has not answered within " + timeoutMillis + " ms");
-    int first = in.read();
     socket.setSoTimeout(REST_OF_FRAME_MILLIS);
-    int length = ByteBuffer.allocate(Integer.BYTES).put((byte) first).put(read(Integer.BYTES - 1)).getInt(0);
-    if (length < Message.HEADER_BYTES || length > LARGEST_FRAME) {
-      throw new ProtocolException("The agent announces a message of " + Integer.toUnsignedString(length)
-          + " bytes; accepted are " + Message.HEADER_BYTES + " to " + LARGEST_FRAME);
-    }
-    return Message.parse(read(length));
-  }
-
-  private byte[] read(int count) throws IOException {
-    byte[] bytes = in.readNBytes(count);
-    if (bytes.length < count)
-      throw closed();
-    return bytes;
+    return Message.read(in);
   }
 
   private static EOFException closed() { return new EOFException("The agent has closed the connection"); }

@@ -1,7 +1,9 @@
 package zov.collector;
 
+import java.util.HashMap;
 import java.util.Hashtable;
 import java.util.List;
+import java.util.Map;
 import java.util.Set;
 import javax.management.Attribute;
 import javax.management.JMException;
@@ -16,7 +18,6 @@ import javax.management.ObjectName;
  * read is left out.
  */
 final class HostServer {
-  private static final String[] COUNTERS = {"requestCount", "processingTime", "maxTime"};
   private static final ObjectName SERVLETS = pattern("*:j2eeType=Servlet,*");
   private static final ObjectName SERVER = pattern("*:type=Server");
 
@@ -58,29 +59,47 @@ final class HostServer {
   /** The counters of a servlet or JSP at this moment; null when they cannot be read. */
   static ServletCounters read(MBeanServer server, ObjectName name) {
     try {
-      Number[] values = new Number[COUNTERS.length];
-      for (Attribute attribute : server.getAttributes(name, COUNTERS).asList()) {
-        for (int i = 0; i < COUNTERS.length; i++) {
-          if (attribute.getName().equals(COUNTERS[i]))
-            values[i] = (Number) attribute.getValue();
-        }
-      }
-      if (values[1].longValue() < 0 || values[2].longValue() < 0 || servletName(name).isEmpty())
+      Map<String, Object> values = attributes(server, name, "requestCount", "processingTime", "maxTime");
+      Number begun = (Number) values.get("requestCount");
+      long millis = ((Number) values.get("processingTime")).longValue();
+      long longest = ((Number) values.get("maxTime")).longValue();
+      if (millis < 0 || longest < 0 || servletName(name).isEmpty())
         return null;
-      return new ServletCounters(values[0].longValue(), values[0] instanceof Integer, running(server, name),
-          values[1].longValue(), values[2].longValue());
-    } catch (JMException | RuntimeException unreadable) {
+      Long running = running(wrapper(server, name));
+      return new ServletCounters(begun.longValue(), begun instanceof Integer,
+          running == null ? Interval.UNKNOWN : running, millis, longest);
+    } catch (RuntimeException unreadable) {
       return null;
     }
   }
 
-  /** Requests that are in the servlet now. */
-  private static long running(MBeanServer server, ObjectName servlet) {
+  /** The attributes of these that the MBean tells; none when it has gone. */
+  static Map<String, Object> attributes(MBeanServer server, ObjectName name, String... wanted) {
+    Map<String, Object> values = new HashMap<>();
     try {
-      Object wrapper = wrapper(server, servlet);
+      for (Attribute attribute : server.getAttributes(name, wanted).asList())
+        values.put(attribute.getName(), attribute.getValue());
+    } catch (JMException | RuntimeException unreadable) {
+      return Map.of();
+    }
+    return values;
+  }
+
+  /** Requests that are in the servlet of this {@link #wrapper} now; null when it does not tell. */
+  static Long running(Object wrapper) {
+    try {
       return ((Number) wrapper.getClass().getMethod("getCountAllocated").invoke(wrapper)).longValue();
     } catch (ReflectiveOperationException | RuntimeException notTold) {
-      return Interval.UNKNOWN;
+      return null;
+    }
+  }
+
+  /** 1 when the servlet of this {@link #wrapper} is loaded, else 0; null when it does not tell. */
+  static Long isLoaded(Object wrapper) {
+    try {
+      return wrapper.getClass().getMethod("getServlet").invoke(wrapper) == null ? 0L : 1L;
+    } catch (ReflectiveOperationException | RuntimeException notTold) {
+      return null;
     }
   }
 
@@ -100,14 +119,21 @@ final class HostServer {
     }
   }
 
-  static String servletName(ObjectName name) { return unquoted(name.getKeyProperty("name")); }
+  static String servletName(ObjectName name) { return key(name, "name"); }
 
   /** "//localhost/shop" is "shop", "//example.test/shop" is "example.test/shop", the root is "ROOT". */
-  static String applicationName(ObjectName servlet) {
-    String name = unquoted(servlet.getKeyProperty("WebModule")).replaceFirst("^//(localhost(/|$))?", "");
-    name = name.replaceFirst("/$", "");
+  static String applicationName(String webModule) {
+    String name = webModule.replaceFirst("^//(localhost(/|$))?", "").replaceFirst("/$", "");
     return name.isEmpty() ? "ROOT" : name;
   }
+
+  /** "//example.test/shop" is of the host "example.test". */
+  static String hostName(String webModule) {
+    return webModule.replaceFirst("^//", "").replaceFirst("/.*", "");
+  }
+
+  /** A part of the name, without its quotes; empty when it has none such. */
+  static String key(ObjectName name, String key) { return unquoted(name.getKeyProperty(key)); }
 
   private static String unquoted(String keyProperty) {
     if (keyProperty == null)
@@ -115,7 +141,7 @@ final class HostServer {
     return keyProperty.startsWith("\"") ? ObjectName.unquote(keyProperty) : keyProperty;
   }
 
-  private static ObjectName pattern(String text) {
+  static ObjectName pattern(String text) {
     try {
       return new ObjectName(text);
     } catch (MalformedObjectNameException impossible) {

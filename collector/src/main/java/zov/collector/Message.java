@@ -2,7 +2,9 @@ package zov.collector;
 
 import java.io.ByteArrayOutputStream;
 import java.io.DataOutputStream;
+import java.io.EOFException;
 import java.io.IOException;
+import java.io.InputStream;
 import java.io.UncheckedIOException;
 import java.net.ProtocolException;
 import java.nio.ByteBuffer;
@@ -11,7 +13,8 @@ import java.util.LinkedHashMap;
 import java.util.Map;
 
 /**
- * One message between agent and collector: a request, a response or a sample.
+ * One message between agent and collector, or between a server's collector and its statistics JVM: a request,
+ * a response or a sample.
  *
  * On the wire it is a frame of big-endian integers: length of the body (4 bytes), then the body of format
  * (2), data type (2), subtype (4), and fields up to its end. A numeric field is the word 1, the key and 8
@@ -24,6 +27,10 @@ final class Message {
   static final int REQUEST = 1;
   static final int SAMPLE = 2;
   static final int HEADER_BYTES = 8;
+  /** A frame that announces more is refused. */
+  static final int LARGEST_FRAME = 1 << 20;
+  static final int STATUS_REFUSED = 1;
+  static final int STATUS_ACCEPTED = 2;
 
   private static final int FORMAT = 2;
   private static final int END = 0;
@@ -43,6 +50,26 @@ final class Message {
   static Message request(int type) { return new Message(REQUEST, type); }
 
   static Message sample(int type) { return new Message(SAMPLE, type); }
+
+  /** A positive answer to the request. */
+  static Message accepted(Message request) { return response(request, STATUS_ACCEPTED); }
+
+  /** A negative one: a return code of the agent's, and the reason in words. */
+  static Message refused(Message request, long code, String reason) {
+    return response(request, STATUS_REFUSED)
+        .number(RequestKeys.VALUE, code)
+        .text(RequestKeys.MESSAGE, reason);
+  }
+
+  private static Message response(Message request, int status) {
+    return request(RequestTypes.RESPONSE_TYPE)
+        .number(RequestKeys.CORRELATOR, request.number(RequestKeys.CORRELATOR))
+        .number(RequestKeys.STATUS, status);
+  }
+
+  boolean isRequest(int type) { return dataType == REQUEST && subtype == type; }
+
+  boolean isSample(int type) { return dataType == SAMPLE && subtype == type; }
 
   Message number(int key, long value) {
     numbers.put(key, value);
@@ -91,6 +118,23 @@ final class Message {
     byte[] frame = body.toByteArray();
     ByteBuffer.wrap(frame).putInt(frame.length - Integer.BYTES);
     return frame;
+  }
+
+  /** The next frame; memory grows with the bytes that have come, not with what was announced. */
+  static Message read(InputStream in) throws IOException {
+    int length = ByteBuffer.wrap(read(in, Integer.BYTES)).getInt();
+    if (length < HEADER_BYTES || length > LARGEST_FRAME) {
+      throw new ProtocolException("A message of " + Integer.toUnsignedString(length)
+          + " bytes is announced; accepted are " + HEADER_BYTES + " to " + LARGEST_FRAME);
+    }
+    return parse(read(in, length));
+  }
+
+  private static byte[] read(InputStream in, int count) throws IOException {
+    byte[] bytes = in.readNBytes(count);
+    if (bytes.length < count)
+      throw new EOFException("The other side has closed the connection");
+    return bytes;
   }
 
   /** Rebuilds what a peer has sent; a body that does not hold what it announces is refused. */

@@ -12,9 +12,10 @@ import java.util.Map;
  */
 final class Options {
   private static final String ACCEPTED =
-      "agent=HOST:PORT (default 127.0.0.1:63335), name=SERVER, root=DIRECTORY (default the working directory)"
-      + " and log=FILE (default: beside the server's own logs, or in the temporary directory)";
-  private static final String KEYS = "agent|name|root|log";
+      "agent=HOST:PORT (default 127.0.0.1:63335), name=SERVER, root=DIRECTORY (default the working directory), "
+      + "log=FILE (default: beside the server's own logs, or in the temporary directory) and statistics=on or off "
+      + "(default on)";
+  private static final String KEYS = "agent|name|root|log|statistics";
   private static final String PATH = "(root|log)=.*";
 
   final String agentHost;
@@ -23,13 +24,17 @@ final class Options {
   final String serverRoot;
   /** The log that is asked for; may be empty. */
   final String logFile;
+  /** Whether the agent may have a statistics JVM started. */
+  final boolean statistics;
 
-  private Options(String agentHost, int agentPort, String serverName, String serverRoot, String logFile) {
+  private Options(String agentHost, int agentPort, String serverName, String serverRoot, String logFile,
+      boolean statistics) {
     this.agentHost = agentHost;
     this.agentPort = agentPort;
     this.serverName = serverName;
     this.serverRoot = serverRoot;
     this.logFile = logFile;
+    this.statistics = statistics;
   }
 
   /** Throws IllegalArgumentException, whose message says what was given and what is accepted. */
@@ -56,7 +61,8 @@ final class Options {
     if (colon <= 0)
       throw wrong("'" + agent + "' is not of the form HOST:PORT");
     return new Options(agent.substring(0, colon), port(agent.substring(colon + 1)), given.get("name"),
-        given.getOrDefault("root", System.getProperty("user.dir")), given.getOrDefault("log", ""));
+        given.getOrDefault("root", System.getProperty("user.dir")), given.getOrDefault("log", ""),
+        isOn(given.getOrDefault("statistics", "on")));
   }
 
   /** The parts between commas, those that go on with a path put back to it. */
@@ -73,6 +79,12 @@ final class Options {
       }
     }
     return pairs;
+  }
+
+  private static boolean isOn(String text) {
+    if (!text.matches("on|off"))
+      throw wrong("'" + text + "' is neither on nor off");
+    return text.equals("on");
   }
 
   private static int port(String text) {

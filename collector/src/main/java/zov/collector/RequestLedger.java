@@ -38,7 +38,7 @@ final class RequestLedger {
       this.server = server;
       this.name = name;
       this.since = since;
-      application = HostServer.applicationName(name);
+      application = HostServer.applicationName(HostServer.key(name, "WebModule"));
       servlet = HostServer.servletName(name);
     }
   }

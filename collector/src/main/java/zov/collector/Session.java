@@ -36,14 +36,12 @@ final class Session {
   private static final long LEVEL_TWO = 0x7F00;
   private static final long GC_STOP = 2;
 
-  private static final int STATUS_REFUSED = 1;
-  private static final int STATUS_ACCEPTED = 2;
-
   /** The server counts every request, whatever the agent asks for. */
   private static final long EVERY_REQUEST_PERCENT = 100;
 
   /** Return codes of the agent's. */
   private static final long NOT_COLLECTING = 21;
+  private static final long PROCESS_NOT_STARTED = 43;
   private static final long GC_CAPTURE_NOT_AVAILABLE = 119;
   private static final long INVALID_REQUEST_TYPE = 165;
 
@@ -57,6 +55,7 @@ final class Session {
   private final long processId;
   private final Budget budget;
   private final ServerSearch search;
+  private final StatisticsJvm statistics;
   private final CollectorLog log;
   private final SampleSink sink = new SampleSink() {
     @Override
@@ -76,13 +75,14 @@ final class Session {
   private boolean requestsRefused;
 
   Session(Connection connection, long processId, PropertySampler properties, RequestSampler requests,
-      Budget budget, ServerSearch search, CollectorLog log) {
+      Budget budget, ServerSearch search, StatisticsJvm statistics, CollectorLog log) {
     this.connection = connection;
     this.processId = processId;
     this.properties = properties;
     this.requests = requests;
     this.budget = budget;
     this.search = search;
+    this.statistics = statistics;
     this.log = log;
   }
 
@@ -101,6 +101,7 @@ final class Session {
   /** Waits for the agent's next request, however long, and answers it. */
   void serveOne() throws IOException {
     do {
+      statistics.check();
       if (requestsAsked && requestsRefused != search.isInVain())
         throw new OutdatedException(search.isInVain()
                 ? search.reason()
@@ -121,6 +122,9 @@ final class Session {
         break;
       case RequestTypes.COLLECT_GC_DATA_TYPE:
         collectGcData(request);
+        break;
+      case RequestTypes.INITIATE_REMOTE_PSI_CLIENT_TYPE:
+        startStatistics(request);
         break;
       default:
         refuse(request, INVALID_REQUEST_TYPE,
@@ -166,7 +170,7 @@ final class Session {
     log.line("The agent collects request data at level " + level + "; it asks for "
         + request.number(RequestKeys.SAMPLING_RATE)
         + " percent and gets every request, as the server counts them");
-    connection.send(response(request, STATUS_ACCEPTED).number(RequestKeys.VALUE, EVERY_REQUEST_PERCENT));
+    connection.send(Message.accepted(request).number(RequestKeys.VALUE, EVERY_REQUEST_PERCENT));
   }
 
   private void collectGcData(Message request) throws IOException {
@@ -175,6 +179,16 @@ final class Session {
       return;
     }
     refuse(request, GC_CAPTURE_NOT_AVAILABLE, "This collector does not capture garbage collection data");
+  }
+
+  private void startStatistics(Message request) throws IOException {
+    String failure = statistics.start(
+        request.number(RequestKeys.LISTENER_PORT), request.number(RequestKeys.STATISTICS_TOKEN));
+    if (failure.isEmpty()) {
+      accept(request);
+      return;
+    }
+    refuse(request, PROCESS_NOT_STARTED, "No statistics JVM is started: " + failure);
   }
 
   private Message ping() {
@@ -195,7 +209,7 @@ final class Session {
         || answer.number(RequestKeys.CORRELATOR) != ping.number(RequestKeys.CORRELATOR)) {
       throw unexpected(answer);
     }
-    if (answer.number(RequestKeys.STATUS) != STATUS_ACCEPTED)
+    if (answer.number(RequestKeys.STATUS) != Message.STATUS_ACCEPTED)
       throw refusal(answer);
   }
 
@@ -212,19 +226,10 @@ final class Session {
         + " and type " + message.subtype + ", which is not expected here");
   }
 
-  private void accept(Message request) throws IOException {
-    connection.send(response(request, STATUS_ACCEPTED));
-  }
+  private void accept(Message request) throws IOException { connection.send(Message.accepted(request)); }
 
   private void refuse(Message request, long code, String reason) throws IOException {
     log.line("A request of the agent is refused: " + reason);
-    connection.send(
-        response(request, STATUS_REFUSED).number(RequestKeys.VALUE, code).text(RequestKeys.MESSAGE, reason));
-  }
-
-  private static Message response(Message request, int status) {
-    return Message.request(RequestTypes.RESPONSE_TYPE)
-        .number(RequestKeys.CORRELATOR, request.number(RequestKeys.CORRELATOR))
-        .number(RequestKeys.STATUS, status);
+    connection.send(Message.refused(request, code, reason));
   }
 }

@@ -34,6 +34,7 @@ public final class CollectorTests {
     conversation();
     SamplingTests.run();
     RequestTests.run();
+    StatisticsTests.run();
     JvmTests.run();
     System.exit(Check.failures());
   }
@@ -93,8 +94,8 @@ public final class CollectorTests {
           {"root=/a,b=c", "'b' is not known"}, {"name=a,b", "'b' is not of the form"},
           {"name=a,agent=host", "'host' is not of the form HOST:PORT"},
           {"name=a,agent=h:0", "'0' is not a port"}, {"name=a,agent=h:65536", "'65536' is not a port"},
-          {"name=a,agent=h:-1", "'-1' is not a port"}, {"name=,log=\0", "'name' has no value"},
-          {null, "missing"}};
+          {"name=a,agent=h:-1", "'-1' is not a port"}, {"name=a,statistics=no", "'no' is neither on nor off"},
+          {"name=,log=\0", "'name' has no value"}, {null, "missing"}};
       PrintStream standardError = System.err;
       for (String[] one : wrong) {
         ByteArrayOutputStream told = new ByteArrayOutputStream();
@@ -138,6 +139,10 @@ public final class CollectorTests {
         Matcher names = Pattern.compile("`([^`]+)`").matcher(paragraph);
         while (names.find()) listed.add(names.group(1));
         Check.equal(lists.get(i), listed);
+      }
+      for (Source source : Source.values()) {
+        String row = "| `" + source.pattern + "` | `" + String.join("`, `", source.attributes) + "` |";
+        Check.holds(text.contains(row), row);
       }
     });
   }
@@ -198,7 +203,7 @@ public final class CollectorTests {
               Hex.number(14, 1) + Hex.number(15, 119)},
           {Hex.request(15, Hex.number(13, 9), Hex.number(1050, 2)), Hex.number(14, 2)},
           {Hex.request(3, Hex.number(13, 9)), Hex.number(14, 1) + invalidType},
-          {Hex.request(42, Hex.number(13, 4294967295L)), Hex.number(14, 1) + invalidType},
+          {Hex.request(41, Hex.number(13, 4294967295L)), Hex.number(14, 1) + invalidType},
       };
       try (Running collector = new Running()) {
         FakeAgent agent = collector.agent;

@@ -103,7 +103,7 @@ final class JvmTests {
   }
 
   /** A folder with blanks in its name that has the collector's jar, and goes at the end. */
-  private static final class Place implements Closeable {
+  static final class Place implements Closeable {
     final Path folder = Files.createTempDirectory("collector of tests");
     final Path jar = folder.resolve("zov collector.jar");
 
@@ -118,7 +118,7 @@ final class JvmTests {
   }
 
   /** A JVM that runs {@link Waiting}, with the collector unless the options are null. */
-  private static final class Host implements Closeable {
+  static final class Host implements Closeable {
     private final Process process;
     private final Path errors;
 

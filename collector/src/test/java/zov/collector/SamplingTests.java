@@ -156,8 +156,11 @@ final class SamplingTests {
           {"//localhost/a/b##2", "a/b##2"}, {"//example.test/shop", "example.test/shop"},
           {"//localhostess/x", "localhostess/x"}, {"\"//localhost/a,b\"", "a,b"}};
       for (String[] one : cases)
-        Check.equal(one[1], HostServer.applicationName(new ObjectName("Test:name=x,WebModule=" + one[0])));
-      Check.equal("ROOT", HostServer.applicationName(new ObjectName("Test:name=x")));
+        Check.equal(one[1],
+            HostServer.applicationName(
+                HostServer.key(new ObjectName("Test:name=x,WebModule=" + one[0]), "WebModule")));
+      Check.equal(
+          "ROOT", HostServer.applicationName(HostServer.key(new ObjectName("Test:name=x"), "WebModule")));
       Check.equal("a,b", HostServer.servletName(new ObjectName("Test:name=\"a,b\"")));
     });
   }
@@ -175,7 +178,9 @@ final class SamplingTests {
       agent.accept();
       Session session = new Session(connection, PID, new PropertySampler(PID, properties, name -> null),
           new RequestSampler(PID, ledger, () -> 0), new Budget(usedNanos),
-          new ServerSearch(() -> true, nanoTime), CollectorLog.none());
+          new ServerSearch(() -> true, nanoTime),
+          new StatisticsJvm(Options.parse("name=x"), PID, CollectorLog.none(), nanoTime),
+          CollectorLog.none());
       FutureTask<Void> work = new FutureTask<>(() -> serve(session, requests + 1), null);
       new Thread(work).start();
       agent.send(Hex.request(8, Hex.number(13, 1), Hex.number(659, 0x300))).receive();
