@@ -74,12 +74,13 @@ final class StatisticsJvm {
     if (isStillReading())
       return "the server hangs in a reading of its figures that was asked for before";
     try {
-      if (!hooked) // fails while the JVM ends, so that no child is left behind
+      if (!hooked)
         Runtime.getRuntime().addShutdownHook(new Thread(this::stop, "zov-statistics-end"));
       hooked = true;
       launch(port, token);
       return "";
-    } catch (IOException | RuntimeException failure) {
+    } catch (IOException | RuntimeException | OutOfMemoryError failure) { // the last for want of a thread
+      stop();
       return failure.toString();
     }
   }
@@ -161,8 +162,8 @@ final class StatisticsJvm {
         }
         rest(nanoTime.getAsLong() - begun);
       }
-    } catch (IOException | InterruptedException ended) {
-      tell("the link to it has ended: " + ended.getMessage());
+    } catch (Throwable ended) {
+      tell("the link to it has ended: " + ended);
     } finally {
       from.destroyForcibly();
     }
