@@ -87,11 +87,6 @@ void ZOVRemoteResourceManager::RemoteJVM::shutdown() {
   for (const Client& client : clients()) client->shutdown();
 }
 
-void ZOVRemoteResourceManager::RemoteJVM::assignToken() {
-  static std::atomic<int> NextToken{0};
-  _token = ++NextToken;
-}
-
 void ZOVRemoteResourceManager::RemoteJVM::definePSIClient(const Client& client) {
   ZOV_TRACE(Public);
   holding(_clientLock, Exclusive, [&]() ZOV_REQUIRES(_clientLock) { _clients.push_back(client); });

@@ -12,7 +12,10 @@
 // and wait; anybody may tell it to stop, which ends every wait, also that for the ping.
 //
 // Locks: "RemoteJVMClients" guards the list of clients. A leaf mutex guards what the ping brings: whether it
-// is waited for, and the socket, which the thread alone takes away.
+// is waited for and by which token, and the socket, which the thread alone takes away.
+//
+// The token is what makes a ping this JVM's: whoever shows it, and may bring the server, is believed to be
+// the server's statistics. So each try has one of its own, that nobody can guess.
 //
 // Every request is finished once: 140 when there is no connection, 141 when it is lost, 169 past its time,
 // 171 when the task ends, else as the JVM answers.
@@ -86,9 +89,7 @@ class ZOVRemoteResourceManager::RemoteJVM final : public ZOVServiceTask {
   const RWCString& getName() const { return _rootDirectory.isNull() ? _serverName : _rootDirectory; }
   Server getServer() const { return _server.lock(); }  ///< null when it is gone
   bool hasServer() const { return !_server.expired(); }
-  int getToken() const { return _token; }
-  /// Of this JVM object; before its thread is started.
-  void assignToken();
+  int getToken() const;  ///< of the present try
   /// The number of the present connection, of all that there have been; 0 without one.
   unsigned int connection() const { return _connection; }
   /// The tries begin afresh.
@@ -122,6 +123,8 @@ class ZOVRemoteResourceManager::RemoteJVM final : public ZOVServiceTask {
   ZOVReturnCode askForJVM(ZOVApplicationServerBase& server);
   ZOVReturnCode waitForContact(ZOVClock::Steady asked);
   bool isContactPossible(unsigned int processId) const;
+  bool expects(const ZOVPingRequest& ping) const ZOV_REQUIRES(_pingMutex);
+  void assignToken();
   void setWaitingForPing();
   void noLongerInterestedInPing();
   bool getSocketIfAvailable();
@@ -134,7 +137,6 @@ class ZOVRemoteResourceManager::RemoteJVM final : public ZOVServiceTask {
   const RWCString _rootDirectory;
   const RWCString _serverName;
   const unsigned int _hashKey;
-  int _token = -1;
   std::atomic<unsigned int> _connection{0};
   std::atomic<int> _retryCount{0};
 
@@ -143,6 +145,7 @@ class ZOVRemoteResourceManager::RemoteJVM final : public ZOVServiceTask {
 
   mutable zov::Mutex _pingMutex;
   bool _waitingForPing ZOV_GUARDED_BY(_pingMutex) = false;
+  int _token ZOV_GUARDED_BY(_pingMutex) = -1;
   std::shared_ptr<ZOVSocketConnection> _socket ZOV_GUARDED_BY(_pingMutex);  // null while not connected
   ZOVEvent _connectEvent;  // posted by the ping, and by a stop
 

@@ -195,11 +195,7 @@ std::shared_ptr<ZOVRemoteResourceManager::RemoteJVM> ZOVRemoteResourceManager::f
   rc = holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) -> ZOVReturnCode {
     if (_closing) return ZOV_TASK_SHUTTING_DOWN;
     const auto [place, isNew] = _remoteJVMs.try_emplace(root, jvm);
-    if (isNew) {
-      jvm->assignToken();
-    } else {
-      known = place->second;
-    }
+    if (!isNew) known = place->second;
     return ZOV_OK;
   });
   if (rc != ZOV_OK || known) return known;
@@ -388,9 +384,16 @@ void ZOVRemoteResourceManager::askAllClients(unsigned long long mask, bool alsoS
 
 // --- Pings.
 
-int ZOVRemoteResourceManager::isThisPingExpected(const ZOVPingRequest& ping) {
+int ZOVRemoteResourceManager::isThisPingExpected(const ZOVPingRequest& ping, const zov::Peer& peer) {
   ZOV_TRACE(Public);
-  return std::ranges::any_of(remoteJVMs(), [&](const auto& jvm) { return jvm->isWaitingForPing(ping); });
+  for (const auto& jvm : remoteJVMs()) {
+    if (!jvm->isWaitingForPing(ping)) continue;
+    const Server server = jvm->getServer();
+    if (!server) return 0;
+    const ZOVReturnCode code = server->admit(peer);
+    return code == ZOV_OK ? 1 : static_cast<int>(code);
+  }
+  return 0;
 }
 
 int ZOVRemoteResourceManager::takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& socket,

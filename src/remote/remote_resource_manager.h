@@ -64,7 +64,7 @@ class ZOVRemoteResourceManager final : public ZOVResourceManagerProxy {
   // --- For servers and the listener.
   ZOVReturnCode createPSIClient(ZOVApplicationServerBase* server) override;
   void serverIsEnding(ZOVApplicationServerBase* server) override;
-  int isThisPingExpected(const ZOVPingRequest& ping) override;
+  int isThisPingExpected(const ZOVPingRequest& ping, const zov::Peer& peer) override;
   int takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& socket,
                           const ZOVPingRequest& ping) override;
   /// 177 when no client serves the server.

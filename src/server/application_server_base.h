@@ -91,6 +91,8 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor,
 
   // --- Whom it belongs to.
   std::optional<uid_t> getOwner() const { return _owner.get(); }
+  /// Whether the peer may bring this server, or its statistics JVM: 0, or 174, told by message ZOVA0170E.
+  ZOVReturnCode admit(const zov::Peer& peer) const;
   /// Scripts of a server are run for an owner who is known, or when the configuration names the server.
   bool mayRunScripts() const { return _owner.get() || isNamedByConfiguration(); }
 

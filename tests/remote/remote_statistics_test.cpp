@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 
 #include "remote/remote_resource_manager.h"
+#include "support/acting_user.h"
 #include "support/agent_thread.h"
+#include "support/environment_variable.h"
 #include "support/fake_statistics_jvm.h"
 #include "support/server_rig.h"
 
@@ -83,7 +85,7 @@ TEST_F(RemoteStatistics, ComeFromTheJVMThatShowsTheToken) {
   EXPECT_EQ(asked->number(3), rig.port());
   EXPECT_EQ(asked->number(1370), std::nullopt);
   const long long token = asked->number(1400).value_or(0);
-  EXPECT_GE(token, 1);
+  EXPECT_GT(token, 3) << "no count";
 
   const auto expectRefused = [&](long long shown) {
     FakeStatisticsJVM stranger(rig.port(), shown);
@@ -117,6 +119,36 @@ TEST_F(RemoteStatistics, ComeFromTheJVMThatShowsTheToken) {
   EXPECT_EQ(jvm->waitForRequest(FakeStatisticsJVM::GetAllData)->text(5), "shop");
   EXPECT_EQ(pools(), std::set<std::string>{"db"});
   EXPECT_EQ(reader.number(240), 10);
+}
+
+TEST_F(RemoteStatistics, AJVMIsTakenFromWhoMayBringItsServer) {
+  if (!ActingUser::isPossible()) GTEST_SKIP() << "only root can act as another user";
+  constexpr uid_t Tom = 4242, Eve = 4243, Mallory = 4244;
+  const EnvironmentVariable users("ZOV_COLLECTOR_USERS", "4242 4243");
+  start();
+  std::unique_ptr<FakeCollector> collector;
+  {
+    const ActingUser acting(Tom);
+    collector = rig.serve("shop");
+  }
+  const auto asked = collector->waitForRequest(FakeStatisticsJVM::Initiate);
+  ASSERT_TRUE(asked);
+  const long long token = asked->number(1400).value_or(0);
+  const struct {
+    uid_t user;
+    long long token;
+    std::optional<long long> refusal;
+  } strangers[] = {{Eve, token, 174}, {Mallory, token, 174}, {Tom, token ^ 1, std::nullopt}};
+  for (const auto& one : strangers) {
+    const ActingUser acting(one.user);
+    FakeStatisticsJVM stranger(rig.port(), one.token);
+    const auto answer = stranger.receive().value_or(WireMessage(""));
+    EXPECT_EQ(answer.number(14), 1) << one.user;
+    EXPECT_EQ(answer.number(15), one.refusal) << one.user;
+    EXPECT_TRUE(stranger.closedByAgent()) << one.user;
+  }
+  const ActingUser acting(Tom);
+  connectJVM(*collector);
 }
 
 TEST_F(RemoteStatistics, ASetThatFailsChangesNothing) {
