@@ -138,7 +138,7 @@ TEST_F(RemoteStatistics, AJVMIsTakenFromWhoMayBringItsServer) {
     uid_t user;
     long long token;
     std::optional<long long> refusal;
-  } strangers[] = {{Eve, token, 174}, {Mallory, token, 174}, {Tom, token ^ 1, std::nullopt}};
+  } strangers[] = {{Eve, token, 174}, {Mallory, token ^ 1, 174}, {Tom, token ^ 1, std::nullopt}};
   for (const auto& one : strangers) {
     const ActingUser acting(one.user);
     FakeStatisticsJVM stranger(rig.port(), one.token);
