@@ -97,7 +97,19 @@ std::vector<ZOVRemoteResourceManager::RemoteJVM::Client> ZOVRemoteResourceManage
   return holding(_clientLock, Shared, [&]() ZOV_REQUIRES_SHARED(_clientLock) { return _clients; });
 }
 
+bool ZOVRemoteResourceManager::RemoteJVM::isUnused() {
+  const Server server = getServer();
+  if (server && server->getStatus() == ServerConnected) _lastConnected = ZOVClock::steady();
+  return !server || ZOVClock::secondsSince(_lastConnected) >= zovWaits().disconnectedSeconds;
+}
+
 // --- The thread.
+
+void ZOVRemoteResourceManager::RemoteJVM::threadEnded() {
+  ZOV_FUNCTION;
+  ZOVServiceTask::threadEnded();
+  guarded(ZOV_PLACE, [this] { _manager.lookAfterJVMs(); });
+}
 
 void ZOVRemoteResourceManager::RemoteJVM::backgroundProcessing() {
   ZOV_TRACE(Public);

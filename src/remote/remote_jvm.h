@@ -1,8 +1,8 @@
 #pragma once
 // ZOVRemoteResourceManager::RemoteJVM: the agent's end of the link to one statistics JVM. It asks a server's
 // collector for the JVM and waits for it to call back, sends the requests of its clients, matches what comes
-// to them, and gets a new JVM when the connection is lost: ten failures in a row end the tries, until
-// resetRetryCount.
+// to them, and gets a new JVM when the connection is lost. Ten failures in a row end the tries, and so does a
+// collector that refuses at once: the thread ends, and the server's next session brings another RemoteJVM.
 //
 // Ownership: the manager's table, shared with who is just using it. It owns its clients and its socket, and
 // refers weakly to the server through which the JVM is asked for.
@@ -88,7 +88,9 @@ class ZOVRemoteResourceManager::RemoteJVM final : public ZOVServiceTask {
   /// Messages speak of it: the root directory, or where there is none, the server.
   const RWCString& getName() const { return _rootDirectory.isNull() ? _serverName : _rootDirectory; }
   Server getServer() const { return _server.lock(); }  ///< null when it is gone
-  bool hasServer() const { return !_server.expired(); }
+  /// Whether its server is gone, or has been disconnected for zovWaits().disconnectedSeconds, as far as those
+  /// who asked have seen it. The manager's thread.
+  bool isUnused();
   int getToken() const;  ///< of the present try
   /// The number of the present connection, of all that there have been; 0 without one.
   unsigned int connection() const { return _connection; }
@@ -103,6 +105,9 @@ class ZOVRemoteResourceManager::RemoteJVM final : public ZOVServiceTask {
   bool isWaitingForPing(const ZOVPingRequest& ping) const;
   /// Takes the socket over when the ping is waited for.
   bool pingHasArrived(const std::shared_ptr<ZOVSocketConnection>& socket, const ZOVPingRequest& ping);
+
+ protected:
+  void threadEnded() override;
 
  private:
   using Request = RemoteJVMSocketRequest*;
@@ -139,6 +144,7 @@ class ZOVRemoteResourceManager::RemoteJVM final : public ZOVServiceTask {
   const unsigned int _hashKey;
   std::atomic<unsigned int> _connection{0};
   std::atomic<int> _retryCount{0};
+  ZOVClock::Steady _lastConnected = ZOVClock::steady();  // the server; the manager's thread's alone
 
   mutable ZOVLock _clientLock{"RemoteJVMClients"};
   std::vector<Client> _clients ZOV_GUARDED_BY(_clientLock);

@@ -31,14 +31,12 @@ bool ZOVRemoteResourceManager::RemoteJVM::isConnected() {
   if (socket()) return true;
   _serverInHand = getServer();
   if (!_serverInHand || _serverInHand->getStatus() != ServerConnected || isShutdownRequested()) return false;
-  if (_retryCount >= MaximumRetries) {
-    DGT1_Printf(traceUnit, DGT1_ERROR,
-                "Unable to reconnect to PSIClient JVM for directory %s - maximum retry limit reached",
-                getName().data());
-    return false;
-  }
   if (recreate() == ZOV_OK) return true;
-  ++_retryCount;
+  if (++_retryCount < MaximumRetries) return false;
+  DGT1_Printf(traceUnit, DGT1_ERROR,
+              "Unable to reconnect to PSIClient JVM for directory %s - maximum retry limit reached",
+              getName().data());
+  requestStop();
   return false;
 }
 
@@ -62,21 +60,21 @@ ZOVReturnCode ZOVRemoteResourceManager::RemoteJVM::connectWithRemoteJVM() {
   return rc != ZOV_OK && getSocketIfAvailable() ? ZOVReturnCode(ZOV_OK) : rc;
 }
 
-/// A refusal tells the collector's reason.
+/// A refusal tells the collector's reason, and ends the tries.
 ZOVReturnCode ZOVRemoteResourceManager::RemoteJVM::askForJVM(ZOVApplicationServerBase& server) {
   ZOVProfilerSocketMonitor* const listener = ZOVProfilerSocketMonitor::pMonitor;
   const ZOVInitiateRemotePSIClientRequest request(listener ? listener->getPort() : 0, getToken());
   long long value = 0;
   RWCString detail;
   ZOVReturnCode rc = server.sendProfilerCollectionRequest(request, &value, &detail);
-  if (rc == ZOV_INVALID_RESPONSE && value > 0 && value < ZOVReturnCode::Count) {
-    rc = static_cast<unsigned int>(value);
-  }
+  const bool refused = rc == ZOV_INVALID_RESPONSE;
+  if (refused && value > 0 && value < ZOVReturnCode::Count) rc = static_cast<unsigned int>(value);
   if (rc != ZOV_OK) noLongerInterestedInPing();
   if (rc != ZOV_OK && !isShutdownRequested()) {
     ZOV_FUNCTION;
     ZOV_LOG_ERROR(ZOVA0137E, rc.getDescription(), _serverName, detail);
   }
+  if (refused) requestStop();
   return rc;
 }
 

@@ -205,6 +205,8 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor,
   void disconnectedFromResourceManager() { _statistics.disconnected(); }
   bool isResourceDataCollected() const { return _statistics.isCollected(); }
   bool isResourceDataCollectionSuspended() const { return _statistics.isSuspended(); }
+  void startRPXMonitorThread() { _statistics.start(); }
+  void requestRPXMonitorThreadToStop() { _statistics.requestStop(); }
   void stopRPXMonitorThread() { _statistics.stop(); }
   void wakeupBackgroundRPXMonitor() { _statistics.thread().wake(); }
 
