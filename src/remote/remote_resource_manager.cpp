@@ -291,10 +291,12 @@ void ZOVRemoteResourceManager::makeRoomForSessions() {
   int room = environment ? environment->threadTable().room() : LeastRoom;
   if (room >= LeastRoom) return;
   JVMs jvms = remoteJVMs();
-  const auto running = std::ranges::partition(jvms, &RemoteJVM::isShutdownRequested);
-  std::ranges::partition(running, [](const auto& jvm) { return jvm->connection() == 0; });
-  room += ThreadsOfJVM * static_cast<int>(jvms.size() - running.size());
-  for (const auto& jvm : running) {
+  const auto running = std::partition(jvms.begin(), jvms.end(),
+                                      [](const auto& jvm) { return jvm->isShutdownRequested(); });
+  room += ThreadsOfJVM * static_cast<int>(running - jvms.begin());
+  jvms.erase(jvms.begin(), running);
+  std::partition(jvms.begin(), jvms.end(), [](const auto& jvm) { return jvm->connection() == 0; });
+  for (const auto& jvm : jvms) {
     if (room >= LeastRoom) return;
     jvm->requestStop();
     room += ThreadsOfJVM;
