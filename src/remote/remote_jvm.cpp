@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "diag/agent_log.h"
+#include "platform/message_rate.h"
 #include "remote/remote_psi_client.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
@@ -173,8 +174,8 @@ void ZOVRemoteResourceManager::RemoteJVM::pollForPendingRequests() {
   } else if (_message && subtype == ZOVRequest::ResponseType) {
     gotResponse(static_cast<const ZOVResponse&>(*_message));
   } else {
-    DGT1_Printf(traceUnit, DGT1_ERROR, "Unexpected message of type %i, subtype %i deleted", dataType,
-                subtype);
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "Unexpected message of type %i, subtype %i deleted", dataType,
+                       subtype);
   }
   _message.reset();
 }
@@ -184,8 +185,8 @@ void ZOVRemoteResourceManager::RemoteJVM::pollForPendingRequests() {
 void ZOVRemoteResourceManager::RemoteJVM::gotResponse(const ZOVResponse& response) {
   const Request request = searchPendingRequests(response.getCorrelatorId());
   if (!request) {
-    DGT1_Printf(traceUnit, DGT1_ERROR, "Unexpected response with correlator %i deleted",
-                response.getCorrelatorId());
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "Unexpected response with correlator %i deleted",
+                       response.getCorrelatorId());
     return;
   }
   if (!response.getStatus()) {
@@ -204,7 +205,7 @@ void ZOVRemoteResourceManager::RemoteJVM::gotSample(std::unique_ptr<ZOVSample> s
   const Request request =
       correlator == ZOVSample::NullValue ? onlySampleRequest() : searchPendingRequests(correlator);
   if (!request || !request->wantsSamples()) {
-    DGT1_Printf(traceUnit, DGT1_ERROR, "Unexpected sample deleted");
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "Unexpected sample deleted");
   } else if (sample->getSampleType() == ZOVSample::SampleTypeEnd) {
     complete(request, ZOV_OK);
   } else if (!request->gotSample(std::move(sample))) {

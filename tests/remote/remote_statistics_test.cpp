@@ -9,6 +9,7 @@
 #include "support/environment_variable.h"
 #include "support/fake_statistics_jvm.h"
 #include "support/server_rig.h"
+#include "support/trace_capture.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -220,7 +221,7 @@ TEST_F(RemoteStatistics, ASetThatFailsChangesNothing) {
     EXPECT_EQ(pools(), one.expected);
     EXPECT_TRUE(rig.server("shop")->isResourceDataCollected());
   }
-  EXPECT_TRUE(rig.issued("ZOVA0135"));
+  EXPECT_TRUE(rig.issued("ZOVA0135E Bad return code ZOVR0999 received"));
 }
 
 TEST_F(RemoteStatistics, AJVMThatDiesInASetIsReplaced) {
@@ -245,6 +246,9 @@ TEST_F(RemoteStatistics, AJVMThatDiesInASetIsReplaced) {
   next->setStatistics({{7, "dbname=new\n"}});
   rig.step(Interval);
   EXPECT_EQ(pools(), std::set<std::string>{"new"});
+  next->script(FakeStatisticsJVM::GetSamples,
+               [](FakeStatisticsJVM& self, const WireMessage&) { self.dropConnection(); });
+  EXPECT_EQ(rig.server("shop")->takeSampleFromRPX(ZOVDBConnectionAnchor()), ZOV_NO_REMOTE_JVM);
 }
 
 TEST_F(RemoteStatistics, TenFailuresEndTheTriesUntilTheNextSession) {
@@ -382,6 +386,7 @@ TEST_F(RemoteStatistics, BadTextsCostThemselvesAlone) {
   start();
   const auto collector = rig.serve("shop");
   const auto jvm = connectJVM(*collector);
+  const TraceCapture trace;
   jvm->setStatistics({{7, "dbname=db\nno equals sign\nbogus=1\nnumCreates=none\nnumAllocates=12\n"},
                       {6, "dbname=no class\n"},
                       {31, "dbname=no resource\n"},
@@ -394,6 +399,11 @@ TEST_F(RemoteStatistics, BadTextsCostThemselvesAlone) {
   reader.read(*rig.server("shop"), ZOVDBConnectionAnchor("db"));
   EXPECT_EQ(reader.number(240), -1) << "no number is no value";
   EXPECT_EQ(reader.number(242), 12);
+  for (const char* told : {"without a value is skipped: no equals sign", "Keyword table for bogus",
+                           "numCreates is no number: none", "statistics of type 6,", "statistics of type 31,",
+                           "statistics of type 0,", "statistics of type 123456,"}) {
+    EXPECT_TRUE(trace.has(told)) << told;
+  }
 }
 
 TEST_F(RemoteStatistics, SuspendAndResume) {
