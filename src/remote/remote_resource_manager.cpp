@@ -76,8 +76,8 @@ ZOVRemoteResourceManager::~ZOVRemoteResourceManager() {
 
 void ZOVRemoteResourceManager::shutdown() {
   ZOV_TRACE(Public);
+  requestShutdown();  // first, so that no further JVM comes into the table
   const JVMs jvms = holding(_lock, Exclusive, [this]() ZOV_REQUIRES(_lock) {
-    _closing = true;
     JVMs all;
     for (auto& [root, jvm] : _remoteJVMs) all.push_back(std::move(jvm));
     _remoteJVMs.clear();
@@ -196,6 +196,7 @@ ZOVReturnCode ZOVRemoteResourceManager::definePSIClient(ZOVApplicationServerBase
 
 ZOVReturnCode ZOVRemoteResourceManager::waitForThreads(ZOVApplicationServerBase& server) {
   ZOV_FUNCTION;
+  if (isShutdownRequested()) return ZOV_TASK_SHUTTING_DOWN;
   if (_noThreadRate.admit()) ZOV_LOG_ERROR(ZOVA0176W, server.getName());
   return defineLater(server);
 }
@@ -229,14 +230,12 @@ std::shared_ptr<ZOVRemoteResourceManager::RemoteJVM> ZOVRemoteResourceManager::s
     ZOVApplicationServerBase& server) {
   ZOV_TRACE(Private);
   auto jvm = std::make_shared<RemoteJVM>(*this, server);
-  const bool closing = holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
-    if (!_closing) _remoteJVMs.try_emplace(server.getServerRootDirectory().str(), jvm);
-    return _closing;
+  const bool taken = holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
+    return !isShutdownRequested() &&
+           _remoteJVMs.try_emplace(server.getServerRootDirectory().str(), jvm).second;
   });
-  if (closing) return nullptr;
-  if (jvm->startBackgroundThread() != 0) return jvm;
-  jvm->requestStop();
-  return nullptr;
+  if (!taken) return nullptr;
+  return jvm->startBackgroundThread() != 0 ? jvm : nullptr;
 }
 
 std::shared_ptr<ZOVRemoteResourceManager::RemotePSIClient> ZOVRemoteResourceManager::findPSIClient(
@@ -271,7 +270,7 @@ void ZOVRemoteResourceManager::removeEndingJVMs() {
   const JVMs ended = holding(_lock, Exclusive, [this]() ZOV_REQUIRES(_lock) {
     JVMs found;
     std::erase_if(_remoteJVMs, [&](const auto& member) {
-      if (!member.second->isShutdownRequested() || member.second->isThreadRunning()) return false;
+      if (member.second->isThreadRunning()) return false;
       found.push_back(member.second);
       return true;
     });
@@ -291,8 +290,8 @@ void ZOVRemoteResourceManager::makeRoomForSessions() {
   int room = environment ? environment->threadTable().room() : LeastRoom;
   if (room >= LeastRoom) return;
   JVMs jvms = remoteJVMs();
-  const auto running = std::partition(jvms.begin(), jvms.end(),
-                                      [](const auto& jvm) { return jvm->isShutdownRequested(); });
+  const auto running =
+      std::partition(jvms.begin(), jvms.end(), [](const auto& jvm) { return jvm->isShutdownRequested(); });
   room += ThreadsOfJVM * static_cast<int>(running - jvms.begin());
   jvms.erase(jvms.begin(), running);
   std::partition(jvms.begin(), jvms.end(), [](const auto& jvm) { return jvm->connection() == 0; });
@@ -391,7 +390,7 @@ void ZOVRemoteResourceManager::handleAppServerSample(const AppServerDescription&
   ZOV_TRACE(Private);
   holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     // A connection that is lost meanwhile takes the client's entries away under this lock, after its end.
-    if (_closing || !client->hasClientId()) return;
+    if (isShutdownRequested() || !client->hasClientId()) return;
     for (const auto& known : _appServers) {
       if (known->isOf(*server)) return;
     }

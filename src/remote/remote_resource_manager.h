@@ -130,7 +130,6 @@ class ZOVRemoteResourceManager final : public ZOVResourceManagerProxy {
   /// By root directory.
   std::unordered_map<std::string, std::shared_ptr<RemoteJVM>> _remoteJVMs ZOV_GUARDED_BY(_lock);
   std::vector<std::shared_ptr<AppServer>> _appServers ZOV_GUARDED_BY(_lock);
-  bool _closing ZOV_GUARDED_BY(_lock) = false;  // no further JVM
   const int _socketReceiveTimeout;
 
   // The task's thread's alone.
