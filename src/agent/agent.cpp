@@ -112,21 +112,14 @@ void ZOVAgent::startComponents() {
   _systemCommandManager = new ZOVSystemCommandManager;
   _systemCommandManager->startBackgroundThread();
 
-  startResourceManager();
+  _resourceManagerProxy = ZOVResourceManagerProxy::getProxy();
+  _resourceManagerProxy->startBackgroundThread();
   _sessionDirectory = std::make_unique<zov::ContextSessionDirectory>(*_applicationContext);
   _profilerSocketMonitor =
       std::make_unique<ZOVProfilerSocketMonitor>(collectorSessionPort(), *_sessionDirectory);
   _profilerSocketMonitor->startBackgroundThread();
   _houseKeeper = std::make_unique<ZOVHouseKeeper>(*this);
   _houseKeeper->startBackgroundThread();
-}
-
-/// Only when asked for: it takes two threads a server, and a collector that cannot start a statistics JVM
-/// would be asked in vain at each of its sessions.
-void ZOVAgent::startResourceManager() {
-  if (std::strcmp(OSL1_GetEnv("ZOV_SERVER_STATISTICS", "NO"), "YES") != 0) return;
-  _resourceManagerProxy = ZOVResourceManagerProxy::getProxy();
-  _resourceManagerProxy->startBackgroundThread();
 }
 
 std::uint16_t ZOVAgent::collectorSessionPort() const {

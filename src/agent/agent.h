@@ -168,7 +168,6 @@ class ZOVAgent : public ZOVAgentEnvironment {
   void buildConfigFilePrefix();
   void registerWithFramework();
   void startComponents();
-  void startResourceManager();
   std::uint16_t collectorSessionPort() const;
   void shutdownComponents();
   struct Command;

@@ -72,9 +72,11 @@ ZOVReturnCode ContextSessionDirectory::beginSession(ZOVApplicationServer& server
   return server.greet(greeting);
 }
 
-bool ContextSessionDirectory::isThisPingExpected(const ZOVPingRequest& ping) {
+int ContextSessionDirectory::isThisPingExpected(const Greeting& greeting) {
+  ZOV_TRACE(Public);
+  if (const ZOVReturnCode code = admit(greeting); code != ZOV_OK) return static_cast<int>(code);
   const auto manager = ZOVServerServices::current().resourceManager();
-  return manager && manager->isThisPingExpected(ping);
+  return manager ? manager->isThisPingExpected(greeting.ping(), greeting.peer()) : 0;
 }
 
 bool ContextSessionDirectory::takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,

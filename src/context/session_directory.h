@@ -22,7 +22,7 @@ class ContextSessionDirectory final : public ZOVSessionDirectory {
                                 std::shared_ptr<ZOVApplicationServer>& server) override;
   ZOVReturnCode beginSession(ZOVApplicationServer& server,
                              const std::shared_ptr<Greeting>& greeting) override;
-  bool isThisPingExpected(const ZOVPingRequest& ping) override;
+  int isThisPingExpected(const Greeting& greeting) override;
   bool takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,
                            const ZOVPingRequest& ping) override;
   void stopProfilerMonitorThreads() override;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "diag/agent_log.h"
+#include "platform/message_rate.h"
 #include "remote/remote_psi_client.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
@@ -87,11 +88,6 @@ void ZOVRemoteResourceManager::RemoteJVM::shutdown() {
   for (const Client& client : clients()) client->shutdown();
 }
 
-void ZOVRemoteResourceManager::RemoteJVM::assignToken() {
-  static std::atomic<int> NextToken{0};
-  _token = ++NextToken;
-}
-
 void ZOVRemoteResourceManager::RemoteJVM::definePSIClient(const Client& client) {
   ZOV_TRACE(Public);
   holding(_clientLock, Exclusive, [&]() ZOV_REQUIRES(_clientLock) { _clients.push_back(client); });
@@ -102,7 +98,19 @@ std::vector<ZOVRemoteResourceManager::RemoteJVM::Client> ZOVRemoteResourceManage
   return holding(_clientLock, Shared, [&]() ZOV_REQUIRES_SHARED(_clientLock) { return _clients; });
 }
 
+bool ZOVRemoteResourceManager::RemoteJVM::isUnused() {
+  const Server server = getServer();
+  if (server && server->getStatus() == ServerConnected) _lastConnected = ZOVClock::steady();
+  return !server || ZOVClock::secondsSince(_lastConnected) >= zovWaits().disconnectedSeconds;
+}
+
 // --- The thread.
+
+void ZOVRemoteResourceManager::RemoteJVM::threadEnded() {
+  ZOV_FUNCTION;
+  ZOVServiceTask::threadEnded();
+  guarded(ZOV_PLACE, [this] { _manager.lookAfterJVMs(); });
+}
 
 void ZOVRemoteResourceManager::RemoteJVM::backgroundProcessing() {
   ZOV_TRACE(Public);
@@ -166,8 +174,8 @@ void ZOVRemoteResourceManager::RemoteJVM::pollForPendingRequests() {
   } else if (_message && subtype == ZOVRequest::ResponseType) {
     gotResponse(static_cast<const ZOVResponse&>(*_message));
   } else {
-    DGT1_Printf(traceUnit, DGT1_ERROR, "Unexpected message of type %i, subtype %i deleted", dataType,
-                subtype);
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "Unexpected message of type %i, subtype %i deleted", dataType,
+                       subtype);
   }
   _message.reset();
 }
@@ -177,8 +185,8 @@ void ZOVRemoteResourceManager::RemoteJVM::pollForPendingRequests() {
 void ZOVRemoteResourceManager::RemoteJVM::gotResponse(const ZOVResponse& response) {
   const Request request = searchPendingRequests(response.getCorrelatorId());
   if (!request) {
-    DGT1_Printf(traceUnit, DGT1_ERROR, "Unexpected response with correlator %i deleted",
-                response.getCorrelatorId());
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "Unexpected response with correlator %i deleted",
+                       response.getCorrelatorId());
     return;
   }
   if (!response.getStatus()) {
@@ -197,7 +205,7 @@ void ZOVRemoteResourceManager::RemoteJVM::gotSample(std::unique_ptr<ZOVSample> s
   const Request request =
       correlator == ZOVSample::NullValue ? onlySampleRequest() : searchPendingRequests(correlator);
   if (!request || !request->wantsSamples()) {
-    DGT1_Printf(traceUnit, DGT1_ERROR, "Unexpected sample deleted");
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "Unexpected sample deleted");
   } else if (sample->getSampleType() == ZOVSample::SampleTypeEnd) {
     complete(request, ZOV_OK);
   } else if (!request->gotSample(std::move(sample))) {

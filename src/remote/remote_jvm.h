@@ -1,8 +1,8 @@
 #pragma once
 // ZOVRemoteResourceManager::RemoteJVM: the agent's end of the link to one statistics JVM. It asks a server's
 // collector for the JVM and waits for it to call back, sends the requests of its clients, matches what comes
-// to them, and gets a new JVM when the connection is lost: ten failures in a row end the tries, until
-// resetRetryCount.
+// to them, and gets a new JVM when the connection is lost. Ten failures in a row end the tries, and so does a
+// collector that refuses at once: the thread ends, and the server's next session brings another RemoteJVM.
 //
 // Ownership: the manager's table, shared with who is just using it. It owns its clients and its socket, and
 // refers weakly to the server through which the JVM is asked for.
@@ -12,7 +12,10 @@
 // and wait; anybody may tell it to stop, which ends every wait, also that for the ping.
 //
 // Locks: "RemoteJVMClients" guards the list of clients. A leaf mutex guards what the ping brings: whether it
-// is waited for, and the socket, which the thread alone takes away.
+// is waited for and by which token, and the socket, which the thread alone takes away.
+//
+// The token is what makes a ping this JVM's: whoever shows it, and may bring the server, is believed to be
+// the server's statistics. So each try has one of its own, that nobody can guess.
 //
 // Every request is finished once: 140 when there is no connection, 141 when it is lost, 169 past its time,
 // 171 when the task ends, else as the JVM answers.
@@ -85,10 +88,10 @@ class ZOVRemoteResourceManager::RemoteJVM final : public ZOVServiceTask {
   /// Messages speak of it: the root directory, or where there is none, the server.
   const RWCString& getName() const { return _rootDirectory.isNull() ? _serverName : _rootDirectory; }
   Server getServer() const { return _server.lock(); }  ///< null when it is gone
-  bool hasServer() const { return !_server.expired(); }
-  int getToken() const { return _token; }
-  /// Of this JVM object; before its thread is started.
-  void assignToken();
+  /// Whether its server is gone, or has been disconnected for zovWaits().disconnectedSeconds, as far as those
+  /// who asked have seen it. The manager's thread.
+  bool isUnused();
+  int getToken() const;  ///< of the present try
   /// The number of the present connection, of all that there have been; 0 without one.
   unsigned int connection() const { return _connection; }
   /// The tries begin afresh.
@@ -102,6 +105,9 @@ class ZOVRemoteResourceManager::RemoteJVM final : public ZOVServiceTask {
   bool isWaitingForPing(const ZOVPingRequest& ping) const;
   /// Takes the socket over when the ping is waited for.
   bool pingHasArrived(const std::shared_ptr<ZOVSocketConnection>& socket, const ZOVPingRequest& ping);
+
+ protected:
+  void threadEnded() override;
 
  private:
   using Request = RemoteJVMSocketRequest*;
@@ -122,6 +128,8 @@ class ZOVRemoteResourceManager::RemoteJVM final : public ZOVServiceTask {
   ZOVReturnCode askForJVM(ZOVApplicationServerBase& server);
   ZOVReturnCode waitForContact(ZOVClock::Steady asked);
   bool isContactPossible(unsigned int processId) const;
+  bool expects(const ZOVPingRequest& ping) const ZOV_REQUIRES(_pingMutex);
+  void assignToken();
   void setWaitingForPing();
   void noLongerInterestedInPing();
   bool getSocketIfAvailable();
@@ -134,15 +142,16 @@ class ZOVRemoteResourceManager::RemoteJVM final : public ZOVServiceTask {
   const RWCString _rootDirectory;
   const RWCString _serverName;
   const unsigned int _hashKey;
-  int _token = -1;
   std::atomic<unsigned int> _connection{0};
   std::atomic<int> _retryCount{0};
+  ZOVClock::Steady _lastConnected = ZOVClock::steady();  // the server; the manager's thread's alone
 
   mutable ZOVLock _clientLock{"RemoteJVMClients"};
   std::vector<Client> _clients ZOV_GUARDED_BY(_clientLock);
 
   mutable zov::Mutex _pingMutex;
   bool _waitingForPing ZOV_GUARDED_BY(_pingMutex) = false;
+  int _token ZOV_GUARDED_BY(_pingMutex) = -1;
   std::shared_ptr<ZOVSocketConnection> _socket ZOV_GUARDED_BY(_pingMutex);  // null while not connected
   ZOVEvent _connectEvent;  // posted by the ping, and by a stop
 

@@ -1,5 +1,9 @@
 // How a remote JVM is asked for, calls back, and is lost.
 
+#include <sys/random.h>
+
+#include <climits>
+
 #include "diag/agent_log.h"
 #include "remote/remote_jvm.h"
 #include "remote/remote_psi_client.h"
@@ -27,14 +31,12 @@ bool ZOVRemoteResourceManager::RemoteJVM::isConnected() {
   if (socket()) return true;
   _serverInHand = getServer();
   if (!_serverInHand || _serverInHand->getStatus() != ServerConnected || isShutdownRequested()) return false;
-  if (_retryCount >= MaximumRetries) {
-    DGT1_Printf(traceUnit, DGT1_ERROR,
-                "Unable to reconnect to PSIClient JVM for directory %s - maximum retry limit reached",
-                getName().data());
-    return false;
-  }
   if (recreate() == ZOV_OK) return true;
-  ++_retryCount;
+  if (++_retryCount < MaximumRetries) return false;
+  DGT1_Printf(traceUnit, DGT1_ERROR,
+              "Unable to reconnect to PSIClient JVM for directory %s - maximum retry limit reached",
+              getName().data());
+  requestStop();
   return false;
 }
 
@@ -48,6 +50,7 @@ ZOVReturnCode ZOVRemoteResourceManager::RemoteJVM::recreate() {
 ZOVReturnCode ZOVRemoteResourceManager::RemoteJVM::connectWithRemoteJVM() {
   ZOV_TRACE(Private);
   disconnected();
+  assignToken();
   setWaitingForPing();
   const ZOVClock::Steady asked = ZOVClock::steady();
   ZOVReturnCode rc = askForJVM(*_serverInHand);
@@ -57,21 +60,21 @@ ZOVReturnCode ZOVRemoteResourceManager::RemoteJVM::connectWithRemoteJVM() {
   return rc != ZOV_OK && getSocketIfAvailable() ? ZOVReturnCode(ZOV_OK) : rc;
 }
 
-/// A refusal tells the collector's reason.
+/// A refusal tells the collector's reason, and ends the tries.
 ZOVReturnCode ZOVRemoteResourceManager::RemoteJVM::askForJVM(ZOVApplicationServerBase& server) {
   ZOVProfilerSocketMonitor* const listener = ZOVProfilerSocketMonitor::pMonitor;
-  const ZOVInitiateRemotePSIClientRequest request(listener ? listener->getPort() : 0, _token);
+  const ZOVInitiateRemotePSIClientRequest request(listener ? listener->getPort() : 0, getToken());
   long long value = 0;
   RWCString detail;
   ZOVReturnCode rc = server.sendProfilerCollectionRequest(request, &value, &detail);
-  if (rc == ZOV_INVALID_RESPONSE && value > 0 && value < ZOVReturnCode::Count) {
-    rc = static_cast<unsigned int>(value);
-  }
+  const bool refused = rc == ZOV_INVALID_RESPONSE;
+  if (refused && value > 0 && value < ZOVReturnCode::Count) rc = static_cast<unsigned int>(value);
   if (rc != ZOV_OK) noLongerInterestedInPing();
   if (rc != ZOV_OK && !isShutdownRequested()) {
     ZOV_FUNCTION;
     ZOV_LOG_ERROR(ZOVA0137E, rc.getDescription(), _serverName, detail);
   }
+  if (refused) requestStop();
   return rc;
 }
 
@@ -114,6 +117,21 @@ void ZOVRemoteResourceManager::RemoteJVM::disconnected() {
 
 // --- The ping, and what it brings.
 
+/// A positive number of 31 bits.
+void ZOVRemoteResourceManager::RemoteJVM::assignToken() {
+  ZOV_TRACE(Private);
+  int random = 0;
+  while (::getrandom(&random, sizeof random, 0) != sizeof random || (random &= INT_MAX) == 0) {
+  }
+  const zov::MutexLock lock(_pingMutex);
+  _token = random;
+}
+
+int ZOVRemoteResourceManager::RemoteJVM::getToken() const {
+  const zov::MutexLock lock(_pingMutex);
+  return _token;
+}
+
 void ZOVRemoteResourceManager::RemoteJVM::setWaitingForPing() {
   _connectEvent.reset();
   const zov::MutexLock lock(_pingMutex);
@@ -127,13 +145,17 @@ void ZOVRemoteResourceManager::RemoteJVM::noLongerInterestedInPing() {
 
 bool ZOVRemoteResourceManager::RemoteJVM::isWaitingForPing(const ZOVPingRequest& ping) const {
   const zov::MutexLock lock(_pingMutex);
+  return expects(ping);
+}
+
+bool ZOVRemoteResourceManager::RemoteJVM::expects(const ZOVPingRequest& ping) const {
   return _waitingForPing && !_socket && ping.getRemoteToken() == _token;
 }
 
 bool ZOVRemoteResourceManager::RemoteJVM::pingHasArrived(const std::shared_ptr<ZOVSocketConnection>& socket,
                                                          const ZOVPingRequest& ping) {
   const zov::MutexLock lock(_pingMutex);
-  if (!_waitingForPing || _socket || ping.getRemoteToken() != _token) return false;
+  if (!expects(ping)) return false;
   _socket = socket;
   _connectEvent.post();
   return true;

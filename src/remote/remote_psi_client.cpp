@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "diag/agent_log.h"
+#include "platform/message_rate.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
 #include "server/application_server_base.h"
@@ -266,8 +267,8 @@ std::unique_ptr<ZOVSample> ZOVRemoteResourceManager::RemotePSIClient::processPSI
       }
     }
   }
-  DGT1_Printf(traceUnit, DGT1_ERROR, "A sample of type %i, for statistics of type %i, is skipped",
-              sample.getSampleType(), sampleType);
+  DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "A sample of type %i, for statistics of type %i, is skipped",
+                     sample.getSampleType(), sampleType);
   return nullptr;
 }
 

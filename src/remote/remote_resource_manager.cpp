@@ -6,6 +6,7 @@
 #include "diag/agent_log.h"
 #include "remote/remote_jvm.h"
 #include "remote/remote_psi_client.h"
+#include "runtime/environment.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
 #include "server/application_server_base.h"
@@ -29,10 +30,9 @@ class ZOVRemoteResourceManager::DefinePSIClientRequest : public RPXCollectionReq
       : RPXCollectionRequest(8, server, nullptr) {}
 };
 
-/// A JVM has been told to end: it leaves the table.
-class ZOVRemoteResourceManager::ForgetServerRequest : public RPXCollectionRequest {
+class ZOVRemoteResourceManager::LookAfterJVMsRequest : public RPXCollectionRequest {
  public:
-  ForgetServerRequest() : RPXCollectionRequest(0, nullptr, nullptr) {}
+  LookAfterJVMsRequest() : RPXCollectionRequest(0, nullptr, nullptr) {}
 };
 
 std::shared_ptr<ZOVResourceManagerProxy> ZOVResourceManagerProxy::getProxy() {
@@ -76,8 +76,8 @@ ZOVRemoteResourceManager::~ZOVRemoteResourceManager() {
 
 void ZOVRemoteResourceManager::shutdown() {
   ZOV_TRACE(Public);
+  requestShutdown();  // first, so that no further JVM comes into the table
   const JVMs jvms = holding(_lock, Exclusive, [this]() ZOV_REQUIRES(_lock) {
-    _closing = true;
     JVMs all;
     for (auto& [root, jvm] : _remoteJVMs) all.push_back(std::move(jvm));
     _remoteJVMs.clear();
@@ -109,27 +109,29 @@ RWCString ZOVRemoteResourceManager::fixupClassName(const char* name) {
 
 // --- Requests.
 
-ZOVReturnCode ZOVRemoteResourceManager::createPSIClient(ZOVApplicationServerBase* server) {
-  ZOV_TRACE(Public);
-  auto request = std::make_unique<DefinePSIClientRequest>(server);
+ZOVReturnCode ZOVRemoteResourceManager::startProcessingForNobody(
+    std::unique_ptr<RPXCollectionRequest> request) {
   request->setDeleteWhenDone();
   const ZOVReturnCode rc = startProcessing(*request);
   if (rc == ZOV_OK) static_cast<void>(request.release());
   return rc;
 }
 
+ZOVReturnCode ZOVRemoteResourceManager::createPSIClient(ZOVApplicationServerBase* server) {
+  ZOV_TRACE(Public);
+  return startProcessingForNobody(std::make_unique<DefinePSIClientRequest>(server));
+}
+
+void ZOVRemoteResourceManager::lookAfterJVMs() {
+  ZOV_TRACE(Public);
+  startProcessingForNobody(std::make_unique<LookAfterJVMsRequest>());
+}
+
 void ZOVRemoteResourceManager::serverIsEnding(ZOVApplicationServerBase* server) {
   ZOV_TRACE(Public);
-  bool anyEnds = false;
   for (const auto& jvm : remoteJVMs()) {
-    if (jvm->getServer().get() != server) continue;
-    jvm->requestStop();
-    anyEnds = true;
+    if (jvm->getServer().get() == server) jvm->requestStop();
   }
-  if (!anyEnds) return;
-  auto request = std::make_unique<ForgetServerRequest>();
-  request->setDeleteWhenDone();
-  if (startProcessing(*request) == ZOV_OK) static_cast<void>(request.release());
 }
 
 ZOVReturnCode ZOVRemoteResourceManager::process(RPXCollectionRequest* request,
@@ -139,8 +141,8 @@ ZOVReturnCode ZOVRemoteResourceManager::process(RPXCollectionRequest* request,
   bool passedOn = false;
   if (dynamic_cast<DefinePSIClientRequest*>(request)) {
     rc = processDefinePSIClientRequest(*request);
-  } else if (dynamic_cast<ForgetServerRequest*>(request)) {
-    removeEndingJVMs();
+  } else if (dynamic_cast<LookAfterJVMsRequest*>(request)) {
+    processLookAfterJVMsRequest();
   } else {
     rc = queueRequestToPSIClient(request);
     passedOn = rc == ZOV_OK;
@@ -160,55 +162,80 @@ ZOVReturnCode ZOVRemoteResourceManager::queueRequestToPSIClient(RPXCollectionReq
   return ZOV_OK;
 }
 
-/// 138 when a client exists, whose tries then begin afresh.
 ZOVReturnCode ZOVRemoteResourceManager::processDefinePSIClientRequest(const RPXCollectionRequest& request) {
   ZOV_TRACE(Private);
   const Server server = request.getServer();
   if (!server) return ZOV_NO_SUCH_SERVER;
   removeEndingJVMs();
-  ZOVReturnCode rc;
-  const std::shared_ptr<RemoteJVM> jvm = findOrDefineJVM(*server, rc);
-  if (!jvm) return rc;
-  if (const auto client = findPSIClient(*jvm, *server)) {
+  makeRoomForSessions();
+  return definePSIClient(*server);
+}
+
+/// 138 when a client exists, whose tries then begin afresh; 156 when the server has to wait for threads, or
+/// for its former JVM to end.
+ZOVReturnCode ZOVRemoteResourceManager::definePSIClient(ZOVApplicationServerBase& server) {
+  ZOV_TRACE(Private);
+  std::shared_ptr<RemoteJVM> jvm = findJVM(server);
+  if (jvm && jvm->isShutdownRequested()) return defineLater(server);
+  if (const auto client = jvm ? findPSIClient(*jvm, server) : nullptr) {
     client->resetRetryCount();
     jvm->resetRetryCount();
     if (!client->hasClientId()) client->ask(EnumerateServersMask, nullptr);
     return ZOV_CLIENT_EXISTS;
   }
-  const auto client = std::make_shared<RemotePSIClient>(*this, *jvm);
-  jvm->definePSIClient(client);
-  if (client->startBackgroundThread() != 0) return ZOV_OK;
-  rc = ZOV_NO_SUBTASK;
-  ZOV_LOG_ERROR(ZOVA0137E, rc.getDescription(), server->getName(),
-                "no thread for its client could be started");
-  jvm->requestStop();
-  removeEndingJVMs();
-  return rc;
+  const bool mayStart = zov::ServerStatistics::mayStartThreads();
+  if (!jvm && mayStart) jvm = startJVM(server);
+  if (jvm && mayStart) {
+    const auto client = std::make_shared<RemotePSIClient>(*this, *jvm);
+    jvm->definePSIClient(client);
+    if (client->startBackgroundThread() != 0) return ZOV_OK;
+    jvm->requestStop();
+  }
+  return waitForThreads(server);
 }
 
-std::shared_ptr<ZOVRemoteResourceManager::RemoteJVM> ZOVRemoteResourceManager::findOrDefineJVM(
-    ZOVApplicationServerBase& server, ZOVReturnCode& rc) {
-  ZOV_TRACE(Private);
-  const std::string root = server.getServerRootDirectory().str();
-  auto jvm = std::make_shared<RemoteJVM>(*this, server);
-  std::shared_ptr<RemoteJVM> known;
-  rc = holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) -> ZOVReturnCode {
-    if (_closing) return ZOV_TASK_SHUTTING_DOWN;
-    const auto [place, isNew] = _remoteJVMs.try_emplace(root, jvm);
-    if (isNew) {
-      jvm->assignToken();
-    } else {
-      known = place->second;
-    }
-    return ZOV_OK;
+ZOVReturnCode ZOVRemoteResourceManager::waitForThreads(ZOVApplicationServerBase& server) {
+  ZOV_FUNCTION;
+  if (isShutdownRequested()) return ZOV_TASK_SHUTTING_DOWN;
+  if (_noThreadRate.admit()) ZOV_LOG_ERROR(ZOVA0176W, server.getName());
+  return defineLater(server);
+}
+
+ZOVReturnCode ZOVRemoteResourceManager::defineLater(ZOVApplicationServerBase& server) {
+  const auto isServer = [&](const auto& waiting) { return waiting.lock().get() == &server; };
+  if (std::ranges::none_of(_waiting, isServer)) _waiting.push_back(server.weak_from_this());
+  return ZOV_NO_SUBTASK;
+}
+
+void ZOVRemoteResourceManager::defineWaiting() {
+  ZOV_FUNCTION;
+  for (std::size_t left = _waiting.size(); left > 0; --left) {
+    const Server server = _waiting.front().lock();
+    _waiting.pop_front();
+    if (server && server->getStatus() == ServerConnected)
+      guarded(ZOV_PLACE, [&] { definePSIClient(*server); });
+  }
+}
+
+std::shared_ptr<ZOVRemoteResourceManager::RemoteJVM> ZOVRemoteResourceManager::findJVM(
+    const ZOVApplicationServerBase& server) {
+  return holding(_lock, Shared, [&]() ZOV_REQUIRES_SHARED(_lock) -> std::shared_ptr<RemoteJVM> {
+    const auto found = _remoteJVMs.find(server.getServerRootDirectory().str());
+    return found == _remoteJVMs.end() ? nullptr : found->second;
   });
-  if (rc != ZOV_OK || known) return known;
-  if (jvm->startBackgroundThread() != 0) return jvm;
-  rc = ZOV_NO_SUBTASK;
-  ZOV_LOG_ERROR(ZOVA0137E, rc.getDescription(), server.getName(), "no thread for its JVM could be started");
-  jvm->requestStop();
-  removeEndingJVMs();
-  return nullptr;
+}
+
+/// Null when its thread cannot be started.
+std::shared_ptr<ZOVRemoteResourceManager::RemoteJVM> ZOVRemoteResourceManager::startJVM(
+    ZOVApplicationServerBase& server) {
+  ZOV_TRACE(Private);
+  auto jvm = std::make_shared<RemoteJVM>(*this, server);
+  const bool taken = holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
+    return !isShutdownRequested() &&
+           _remoteJVMs.try_emplace(server.getServerRootDirectory().str(), jvm).second;
+  });
+  if (!taken) return nullptr;
+  return jvm->startBackgroundThread() != 0 ? jvm : nullptr;
 }
 
 std::shared_ptr<ZOVRemoteResourceManager::RemotePSIClient> ZOVRemoteResourceManager::findPSIClient(
@@ -225,19 +252,55 @@ std::shared_ptr<ZOVRemoteResourceManager::RemotePSIClient> ZOVRemoteResourceMana
   });
 }
 
-/// JVMs that were told to end, and those whose server is gone.
+// --- Threads.
+
+void ZOVRemoteResourceManager::processLookAfterJVMsRequest() {
+  ZOV_TRACE(Private);
+  removeEndingJVMs();
+  makeRoomForSessions();
+  defineWaiting();
+}
+
+/// Those that are unused are told to end; those that have ended leave the table. None is waited for.
 void ZOVRemoteResourceManager::removeEndingJVMs() {
   ZOV_TRACE(Private);
-  const JVMs ending = holding(_lock, Exclusive, [this]() ZOV_REQUIRES(_lock) {
+  for (const auto& jvm : remoteJVMs()) {
+    if (!jvm->isShutdownRequested() && jvm->isUnused()) jvm->requestStop();
+  }
+  const JVMs ended = holding(_lock, Exclusive, [this]() ZOV_REQUIRES(_lock) {
     JVMs found;
     std::erase_if(_remoteJVMs, [&](const auto& member) {
-      if (!member.second->isShutdownRequested() && member.second->hasServer()) return false;
+      if (member.second->isThreadRunning()) return false;
       found.push_back(member.second);
       return true;
     });
     return found;
   });
-  end(ending);
+  end(ended);
+  for (const auto& jvm : ended) {
+    if (const Server server = jvm->getServer()) server->requestRPXMonitorThreadToStop();
+  }
+}
+
+/// Ends JVMs, first such as are not connected, when sessions have used what is kept for them by half.
+void ZOVRemoteResourceManager::makeRoomForSessions() {
+  constexpr int LeastRoom = ZOVThreadTable::KeptForSessions / 2;
+  constexpr int ThreadsOfJVM = 2;  // its own, and its client's
+  ZOVAgentEnvironment* const environment = ZOVAgentEnvironment::pEnvironment;
+  int room = environment ? environment->threadTable().room() : LeastRoom;
+  if (room >= LeastRoom) return;
+  JVMs jvms = remoteJVMs();
+  const auto running =
+      std::partition(jvms.begin(), jvms.end(), [](const auto& jvm) { return jvm->isShutdownRequested(); });
+  room += ThreadsOfJVM * static_cast<int>(running - jvms.begin());
+  jvms.erase(jvms.begin(), running);
+  std::partition(jvms.begin(), jvms.end(), [](const auto& jvm) { return jvm->connection() == 0; });
+  for (const auto& jvm : jvms) {
+    if (room >= LeastRoom) return;
+    jvm->requestStop();
+    room += ThreadsOfJVM;
+    if (const Server server = jvm->getServer()) waitForThreads(*server);
+  }
 }
 
 // --- Servers and their clients.
@@ -327,7 +390,7 @@ void ZOVRemoteResourceManager::handleAppServerSample(const AppServerDescription&
   ZOV_TRACE(Private);
   holding(_lock, Exclusive, [&]() ZOV_REQUIRES(_lock) {
     // A connection that is lost meanwhile takes the client's entries away under this lock, after its end.
-    if (_closing || !client->hasClientId()) return;
+    if (isShutdownRequested() || !client->hasClientId()) return;
     for (const auto& known : _appServers) {
       if (known->isOf(*server)) return;
     }
@@ -336,6 +399,7 @@ void ZOVRemoteResourceManager::handleAppServerSample(const AppServerDescription&
   });
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Connected AppServer. DCResourceManagerProcessID: %d",
               description.processId);
+  server->startRPXMonitorThread();
   server->setDCResourceManagerProcessId(description.processId);
   server->setLogFile(description.logFile.view());
   server->setErrLogFile(description.errorLogFile.view());
@@ -350,7 +414,7 @@ void ZOVRemoteResourceManager::handleAppServerSample(const AppServerDescription&
 
 ZOVReturnCode ZOVRemoteResourceManager::enumerateApplicationServers() {
   ZOV_TRACE(Public);
-  removeEndingJVMs();
+  processLookAfterJVMsRequest();
   askAllClients(EnumerateServersMask, true);
   return ZOV_OK;
 }
@@ -358,6 +422,7 @@ ZOVReturnCode ZOVRemoteResourceManager::enumerateApplicationServers() {
 ZOVReturnCode ZOVRemoteResourceManager::pingApplicationServers(ZOVApplicationServerBase* server) {
   ZOV_TRACE(Public);
   if (server) return askForServer(PingServersMask, *server);
+  processLookAfterJVMsRequest();
   askAllClients(PingServersMask, false);
   return ZOV_OK;
 }
@@ -388,9 +453,16 @@ void ZOVRemoteResourceManager::askAllClients(unsigned long long mask, bool alsoS
 
 // --- Pings.
 
-int ZOVRemoteResourceManager::isThisPingExpected(const ZOVPingRequest& ping) {
+int ZOVRemoteResourceManager::isThisPingExpected(const ZOVPingRequest& ping, const zov::Peer& peer) {
   ZOV_TRACE(Public);
-  return std::ranges::any_of(remoteJVMs(), [&](const auto& jvm) { return jvm->isWaitingForPing(ping); });
+  for (const auto& jvm : remoteJVMs()) {
+    if (!jvm->isWaitingForPing(ping)) continue;
+    const Server server = jvm->getServer();
+    if (!server) return 0;
+    const ZOVReturnCode code = server->admit(peer);
+    return code == ZOV_OK ? 1 : static_cast<int>(code);
+  }
+  return 0;
 }
 
 int ZOVRemoteResourceManager::takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& socket,

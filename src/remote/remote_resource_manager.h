@@ -12,14 +12,20 @@
 // Threads: its own task's, those of JVMs and clients, the listener's (pings), and any that queries or
 // commands. Each of them goes on whatever another waits for: no wait is made with a lock held.
 //
+// Threads are a budget (ZOVThreadTable): sessions come first. A server for whose statistics there are none
+// waits for them, and JVMs are ended while sessions could lack theirs. What is of no use holds none: a JVM
+// that has given up, or whose server has been disconnected for long.
+//
 // Lock: "ResourceManager" guards both tables. It comes before a JVM's client lock, and none of a server is
 // taken or held under it. Servers are told under it whether they are connected, so that they are told in the
 // order in which it happened.
 
+#include <deque>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "platform/message_rate.h"
 #include "samples/sample_classes.h"
 #include "server/resource_manager_proxy.h"
 
@@ -29,7 +35,7 @@ class ZOVRemoteResourceManager final : public ZOVResourceManagerProxy {
   class RemotePSIClient;
   class RemoteJVMSocketRequest;
   class DefinePSIClientRequest;
-  class ForgetServerRequest;
+  class LookAfterJVMsRequest;
   using Server = std::shared_ptr<ZOVApplicationServerBase>;
   using SampleList = std::vector<std::unique_ptr<ZOVSample>>;
 
@@ -64,7 +70,7 @@ class ZOVRemoteResourceManager final : public ZOVResourceManagerProxy {
   // --- For servers and the listener.
   ZOVReturnCode createPSIClient(ZOVApplicationServerBase* server) override;
   void serverIsEnding(ZOVApplicationServerBase* server) override;
-  int isThisPingExpected(const ZOVPingRequest& ping) override;
+  int isThisPingExpected(const ZOVPingRequest& ping, const zov::Peer& peer) override;
   int takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& socket,
                           const ZOVPingRequest& ping) override;
   /// 177 when no client serves the server.
@@ -79,6 +85,8 @@ class ZOVRemoteResourceManager final : public ZOVResourceManagerProxy {
   ZOVReturnCode process(RPXCollectionRequest* request, _ShouldMarkRequestComplete mark) override;
 
   // --- For JVMs and clients.
+  /// Has the task look which JVMs have ended, and who waits for threads. Waits for nothing.
+  void lookAfterJVMs();
   int socketReceiveTimeout() const { return _socketReceiveTimeout; }  ///< seconds; 0 is no limit
   /// Tells servers what the client's descriptions say of them, and joins those to the client that are new.
   /// The answer for the last one; 139 when a sample is none. On the client's thread.
@@ -95,11 +103,19 @@ class ZOVRemoteResourceManager final : public ZOVResourceManagerProxy {
  private:
   using JVMs = std::vector<std::shared_ptr<RemoteJVM>>;
 
+  ZOVReturnCode startProcessingForNobody(std::unique_ptr<RPXCollectionRequest> request);
   ZOVReturnCode processDefinePSIClientRequest(const RPXCollectionRequest& request);
+  ZOVReturnCode definePSIClient(ZOVApplicationServerBase& server);
   /// The JVM's client that serves the server, or one that serves none yet; null when there is neither.
   std::shared_ptr<RemotePSIClient> findPSIClient(const RemoteJVM& jvm,
                                                  const ZOVApplicationServerBase& server);
-  std::shared_ptr<RemoteJVM> findOrDefineJVM(ZOVApplicationServerBase& server, ZOVReturnCode& rc);
+  std::shared_ptr<RemoteJVM> findJVM(const ZOVApplicationServerBase& server);
+  std::shared_ptr<RemoteJVM> startJVM(ZOVApplicationServerBase& server);
+  void processLookAfterJVMsRequest();
+  void makeRoomForSessions();
+  ZOVReturnCode waitForThreads(ZOVApplicationServerBase& server);
+  ZOVReturnCode defineLater(ZOVApplicationServerBase& server);
+  void defineWaiting();
   ZOVReturnCode queueRequestToPSIClient(RPXCollectionRequest* request);
   ZOVReturnCode askForServer(unsigned long long mask, ZOVApplicationServerBase& server);
   void askAllClients(unsigned long long mask, bool alsoSuspended);
@@ -114,6 +130,10 @@ class ZOVRemoteResourceManager final : public ZOVResourceManagerProxy {
   /// By root directory.
   std::unordered_map<std::string, std::shared_ptr<RemoteJVM>> _remoteJVMs ZOV_GUARDED_BY(_lock);
   std::vector<std::shared_ptr<AppServer>> _appServers ZOV_GUARDED_BY(_lock);
-  bool _closing ZOV_GUARDED_BY(_lock) = false;  // no further JVM
   const int _socketReceiveTimeout;
+
+  // The task's thread's alone.
+  std::deque<std::weak_ptr<ZOVApplicationServerBase>>
+      _waiting;  // each once; for threads, or for a JVM to end
+  zov::MessageRate _noThreadRate{1, std::chrono::minutes(1)};
 };

@@ -32,6 +32,7 @@ int ZOVAsynchronousTask::startBackgroundThread() {
     _thread = _threadObject.get();
     if (!_threadObject->start(nullptr)) {
       _thread = nullptr;
+      _threadObject.reset();
       startupCompleted(0);
     }
     _startupEvent.wait();
@@ -70,13 +71,15 @@ void ZOVAsynchronousTask::shutdown() {
   ZOV_TRACE(Public);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Attempting to shutdown thread %X",
               reinterpret_cast<std::uintptr_t>(this));
-  const bool runs = holding(_taskLock, Exclusive, [this] {
-    if (_thread == nullptr) return false;
-    _shutdownRequested = true;
-    _shutdownEvent.post();
-    return true;
+  // A thread that ends by itself may still be in its last steps, which use the task.
+  const bool wasStarted = holding(_taskLock, Exclusive, [this]() ZOV_REQUIRES(_taskLock) {
+    if (_thread != nullptr) {
+      _shutdownRequested = true;
+      _shutdownEvent.post();
+    }
+    return _threadObject != nullptr;
   });
-  if (runs) {
+  if (wasStarted) {
     _threadDoneEvent.wait();
     _threadDoneEvent.post();  // for another that shuts down at the same time
     _thread = nullptr;

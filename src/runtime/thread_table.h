@@ -5,7 +5,9 @@
 //
 // Nobody waits for a slot: whoever finds none is told so. Threads that the agent starts reserve theirs before
 // their start, and leave KeptBack of them to those that are adopted: the main thread and the framework's,
-// which must be able to ask and to stop the agent whatever else runs.
+// which must be able to ask and to stop the agent whatever else runs. The threads of servers' statistics are
+// started only while the last KeptForSessions of the others are free, so that a session never lacks its
+// thread for them.
 
 #include <atomic>
 #include <cstdint>
@@ -19,6 +21,7 @@ class ZOVThreadTable {
  public:
   static constexpr int Capacity = 512;
   static constexpr int KeptBack = 128;
+  static constexpr int KeptForSessions = 32;
 
   ZOVThreadTable();
   /// Waits once (zovWaits().threadTableSeconds) when threads other than the caller's still run.
@@ -29,7 +32,9 @@ class ZOVThreadTable {
   /// Takes a free slot; false when there is none.
   bool insert(ZOVRecoverableThread* thread);
   // --- For threads that are about to be started.
-  bool hasRoom() const { return entries() + _reserved.load() < Capacity - KeptBack; }
+  /// How many more.
+  int room() const { return Capacity - KeptBack - entries() - _reserved.load(); }
+  bool hasRoom() const { return room() > 0; }
   bool reserve();                                     ///< false when no more may be started
   void giveUpReservation();                           ///< the start has failed
   void insertReserved(ZOVRecoverableThread* thread);  ///< takes the slot that was reserved for it

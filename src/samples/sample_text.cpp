@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "foundation/time.h"
+#include "platform/message_rate.h"
 #include "runtime/trace_scope.h"
 #include "samples/arithmetic.h"
 #include "samples/sample.h"
@@ -70,13 +71,15 @@ void ZOVSample::buildFromDataString(const char* text) {
   ZOV_TRACE(Public);
   std::string_view rest = text != nullptr ? text : "";
   for (std::string_view line; !(line = takeToken(rest, PairDelim)).empty();) {
+    const bool isPair = line.find(KeywordValueDelim) != std::string_view::npos;
     const std::string_view keyword = takeToken(line, KeywordValueDelim);
     const std::string_view value = takeToken(line, KeywordValueDelim);
     if (!keyword.empty() && !value.empty()) {
       saveKeywordValue(keyword, value);
     } else {
-      DGT1_Printf(traceUnit, DGT1_DETAIL, "A line without a value is skipped: %s",
-                  std::string(keyword).c_str());
+      // An empty value only says that there is none.
+      DGT1_PrintfLimited(traceUnit, isPair ? DGT1_DETAIL : DGT1_ERROR,
+                         "A line without a value is skipped: %s", std::string(keyword).c_str());
     }
   }
   if (!traceUnit.on(DGT1_DETAIL)) return;
@@ -91,14 +94,14 @@ void ZOVSample::saveKeywordValue(std::string_view keyword, std::string_view valu
   if (_class.keywords == nullptr) return;
   const zov::Keyword* found = findKeyword(_class.keywords, keyword);
   if (found == nullptr) {
-    DGT1_Printf(traceUnit, DGT1_ERROR, "Unable to find entry in RPX Keyword table for %s",
-                std::string(keyword).c_str());
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "Unable to find entry in RPX Keyword table for %s",
+                       std::string(keyword).c_str());
     return;
   }
   const _KeyKind kind = pKeyTable[static_cast<std::size_t>(found->key)].kind;
   if (kind != KeyKindString && !isNumber(value)) {
-    DGT1_Printf(traceUnit, DGT1_ERROR, "The value of %s is no number: %s", std::string(keyword).c_str(),
-                std::string(value).c_str());
+    DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "The value of %s is no number: %s",
+                       std::string(keyword).c_str(), std::string(value).c_str());
     return;
   }
   switch (kind) {

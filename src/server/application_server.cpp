@@ -87,14 +87,6 @@ bool ZOVApplicationServer::isNamedBy(const ZOVPingRequest& ping) const {
   return ping.getAppServerName() == getName() && ping.getServerRootDirectory() == getServerRootDirectory();
 }
 
-ZOVReturnCode ZOVApplicationServer::admit(const zov::Peer& peer) const {
-  ZOV_FUNCTION;
-  const std::optional<uid_t> known = getOwner();
-  if (!known || zov::ServerOwner(known).admits(peer)) return ZOV_OK;
-  ZOV_LOG_ERROR(ZOVA0170E, getName(), peer.text().c_str(), std::to_string(*known).c_str());
-  return ZOV_PING_NOT_EXPECTED;
-}
-
 namespace {
 
 /// Nobody waits for it: the greeting, when it goes without an answer, closes its connection.

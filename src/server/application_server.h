@@ -34,8 +34,6 @@ class ZOVApplicationServer final : public ZOVApplicationServerBase {
   // --- Collector sessions.
   /// Whether the ping names this server.
   bool isNamedBy(const ZOVPingRequest& ping) const;
-  /// Whether the peer may bring this server: 0, or 174, told by message ZOVA0170E.
-  ZOVReturnCode admit(const zov::Peer& peer) const;
   /// Hands the greeting to the collector monitor's thread, which answers it, and waits for nothing: 0, or why
   /// it cannot be taken now (see CollectorMonitor::submitSession). With no lock held.
   ZOVReturnCode greet(const std::shared_ptr<zov::Greeting>& greeting);

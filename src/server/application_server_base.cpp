@@ -69,6 +69,14 @@ ZOVReturnCode ZOVApplicationServerBase::init(_AppServerStatus status) {
   return 0;
 }
 
+ZOVReturnCode ZOVApplicationServerBase::admit(const zov::Peer& peer) const {
+  ZOV_FUNCTION;
+  const std::optional<uid_t> known = getOwner();
+  if (!known || zov::ServerOwner(known).admits(peer)) return ZOV_OK;
+  ZOV_LOG_ERROR(ZOVA0170E, getName(), peer.text().c_str(), std::to_string(*known).c_str());
+  return ZOV_PING_NOT_EXPECTED;
+}
+
 /// By its name and root; the defaults of all servers have no root.
 bool ZOVApplicationServerBase::isNamedByConfiguration() const {
   return _configParms && !_configParms->getServerRoot().isNull() && _configParms->getName() == getName() &&

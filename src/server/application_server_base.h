@@ -91,6 +91,8 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor,
 
   // --- Whom it belongs to.
   std::optional<uid_t> getOwner() const { return _owner.get(); }
+  /// Whether the peer may bring this server, or its statistics JVM: 0, or 174, told by message ZOVA0170E.
+  ZOVReturnCode admit(const zov::Peer& peer) const;
   /// Scripts of a server are run for an owner who is known, or when the configuration names the server.
   bool mayRunScripts() const { return _owner.get() || isNamedByConfiguration(); }
 
@@ -203,6 +205,8 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor,
   void disconnectedFromResourceManager() { _statistics.disconnected(); }
   bool isResourceDataCollected() const { return _statistics.isCollected(); }
   bool isResourceDataCollectionSuspended() const { return _statistics.isSuspended(); }
+  void startRPXMonitorThread() { _statistics.start(); }
+  void requestRPXMonitorThreadToStop() { _statistics.requestStop(); }
   void stopRPXMonitorThread() { _statistics.stop(); }
   void wakeupBackgroundRPXMonitor() { _statistics.thread().wake(); }
 

@@ -28,6 +28,10 @@ class ZOVApplicationServerBase;
 class ZOVPingRequest;
 class ZOVSocketConnection;
 
+namespace zov {
+struct Peer;
+}
+
 class ZOVResourceManagerProxy : public ZOVAsynchronousTask {
  public:
   static constexpr int DataCollectionMethods = 22;
@@ -67,7 +71,9 @@ class ZOVResourceManagerProxy : public ZOVAsynchronousTask {
   virtual ZOVReturnCode createPSIClient(ZOVApplicationServerBase* /*server*/) { return 0; }
   /// The server's threads are ending for good: what they may be waiting for is ended. Waits for nothing.
   virtual void serverIsEnding(ZOVApplicationServerBase* /*server*/) {}
-  virtual int isThisPingExpected(const ZOVPingRequest& /*ping*/) { return 0; }
+  /// Whether a statistics JVM with this ping is waited for: 1 or 0; 174 when its server belongs to another
+  /// user than the peer, which a message tells.
+  virtual int isThisPingExpected(const ZOVPingRequest& /*ping*/, const zov::Peer& /*peer*/) { return 0; }
   virtual int takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& /*socket*/,
                                   const ZOVPingRequest& /*ping*/) {
     return 0;

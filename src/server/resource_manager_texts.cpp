@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
+#include <charconv>
 #include <string>
 
+#include "platform/message_rate.h"
 #include "platform/services.h"
 #include "runtime/trace_scope.h"
 #include "server/resource_manager_proxy.h"
@@ -84,13 +85,20 @@ constexpr DescriptionKeyword DescriptionKeywords[] = {
     {"currentStatus", nullptr},
 };
 
-void setNumber(Description& description, std::string_view keyword, const char* value) {
+template <class Number>
+void setNumber(Number& number, std::string_view keyword, std::string_view value) {
+  if (std::from_chars(value.data(), value.data() + value.size(), number).ec == std::errc()) return;
+  DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "The value of %s is no number: %s", RWCString(keyword).data(),
+                     RWCString(value).data());
+}
+
+void setNumber(Description& description, std::string_view keyword, std::string_view value) {
   if (keyword == "processId") {
-    description.processId = static_cast<unsigned int>(std::strtoul(value, nullptr, 10));
+    setNumber(description.processId, keyword, value);
   } else if (keyword == "startTime") {
-    description.startTime = std::strtoll(value, nullptr, 10);
+    setNumber(description.startTime, keyword, value);
   } else if (keyword == "type") {
-    description.type = static_cast<int>(std::strtol(value, nullptr, 10));
+    setNumber(description.type, keyword, value);
   }
 }
 
@@ -100,12 +108,12 @@ void setField(Description& description, std::string_view keyword, const RWCStrin
     if (known.text) {
       description.*known.text = value;
     } else {
-      setNumber(description, keyword, value.data());
+      setNumber(description, keyword, value.view());
     }
     return;
   }
-  DGT1_Printf(traceUnit, DGT1_ERROR, "Unexpected keyword = %s, value = %s", RWCString(keyword).data(),
-              value.data());
+  DGT1_PrintfLimited(traceUnit, DGT1_ERROR, "Unexpected keyword = %s, value = %s", RWCString(keyword).data(),
+                     value.data());
 }
 
 }  // namespace

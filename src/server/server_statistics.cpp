@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "diag/agent_log.h"
+#include "runtime/environment.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
 #include "runtime/waits.h"
@@ -41,8 +42,14 @@ bool isWanted(ZOVSample& sample, const ZOVResourceAnchor* wanted) {
 
 // --- The thread.
 
+bool ServerStatistics::mayStartThreads() {
+  constexpr int Threads = 3;
+  ZOVAgentEnvironment* const environment = ZOVAgentEnvironment::pEnvironment;
+  return !environment || environment->threadTable().room() >= ZOVThreadTable::KeptForSessions + Threads;
+}
+
 void ServerStatistics::start() {
-  if (_settings.resourcePollFrequency != 0) _thread.start();
+  if (_settings.resourcePollFrequency != 0 && mayStartThreads()) _thread.start();
 }
 
 void ServerStatistics::stop() {

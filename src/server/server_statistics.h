@@ -34,9 +34,13 @@ class ServerStatistics final : private ServerThreadWork {
   ServerStatistics(ZOVApplicationServerBase& server, ServerAnchors& anchors, const ServerSettings& settings)
       : _server(server), _anchors(anchors), _settings(settings) {}
 
-  /// Starts the thread, when the settings ask for collection by interval. It ends when the server has been
-  /// disconnected for zovWaits().disconnectedSeconds.
+  /// Whether one more server may have the threads of its statistics: those of a JVM, its client, and this
+  /// class.
+  static bool mayStartThreads();
+  /// Starts the thread, when the settings ask for collection by interval and there is room for it. It ends
+  /// when the server has been disconnected for zovWaits().disconnectedSeconds.
   void start();
+  void requestStop() { _thread.requestStop(); }  ///< waits for nothing; it may be started again
   /// Stops the thread and waits for its end.
   void stop();
   /// The server is ending: ends what its threads and queries may be waiting for.

@@ -140,11 +140,12 @@ void ZOVProfilerSocketMonitor::greet(Turn& turn) {
 
 void ZOVProfilerSocketMonitor::greetStatisticsProcess(zov::Greeting& greeting) {
   ZOV_TRACE(Private);
-  if (_directory.isThisPingExpected(greeting.ping())) {
+  const int expected = _directory.isThisPingExpected(greeting);
+  if (expected == 1) {
     greeting.accept(0);
     if (_directory.takeRemotePSISocket(greeting.connection(), greeting.ping())) return greeting.handOver();
   } else {
-    greeting.refuse(0);
+    greeting.refuse(expected);
   }
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Unexpected PING request from remote PSI process id %i is rejected",
               greeting.ping().getProcessId());

@@ -39,8 +39,9 @@ class ZOVSessionDirectory {
   /// no lock held, and waits for no peer.
   virtual ZOVReturnCode beginSession(ZOVApplicationServer& server,
                                      const std::shared_ptr<zov::Greeting>& greeting) = 0;
-  /// Whether a remote statistics process with this ping is waited for; false without a resource manager.
-  virtual bool isThisPingExpected(const ZOVPingRequest& ping) = 0;
+  /// Whether a remote statistics process with this ping is waited for: 1 or 0; 0 without a resource manager.
+  /// 174: the peer may not bring it, told by a message.
+  virtual int isThisPingExpected(const zov::Greeting& greeting) = 0;
   /// False when nobody took it after all: the connection is then the listener's to delete.
   virtual bool takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,
                                    const ZOVPingRequest& ping) = 0;

@@ -44,7 +44,6 @@ struct Server {
 
 TEST(Statistics, BecomeRowsWithTheirRates) {
   AgentProcess agent;
-  agent.setEnvironment("ZOV_SERVER_STATISTICS", "YES");
   agent.configure(
       "[Basic_Config]\nZOV_RESOURCE_SAMPLEMETHOD = FIXED\n[Advanced_Agent_Config]\nZOV_PORT = {port}\n"
       "[Advanced_J2EE_Config]\nZOV_RESOURCE_FIXEDINTERVAL_TIME = 1\n");

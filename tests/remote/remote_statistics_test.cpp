@@ -4,9 +4,12 @@
 #include <gmock/gmock.h>
 
 #include "remote/remote_resource_manager.h"
+#include "support/acting_user.h"
 #include "support/agent_thread.h"
+#include "support/environment_variable.h"
 #include "support/fake_statistics_jvm.h"
 #include "support/server_rig.h"
+#include "support/trace_capture.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -16,6 +19,7 @@ using testing::StartsWith;
 namespace {
 
 constexpr int Interval = 10;
+constexpr int AgentThreads = 2;  // the listener's and the manager's
 constexpr const char* PoolText = "dbname=db\nnumCreates=10\nnumAllocates=3\n";
 
 std::string description(const std::string& name) {
@@ -59,15 +63,28 @@ class RemoteStatistics : public testing::Test {
     reader.read(*rig.server(name), ZOVDBConnectionAnchor());
     return reader.names();
   }
+  void endSession(FakeCollector& collector) {
+    collector.close();
+    rig.server("shop")->testConnectivity();  // notices the end
+  }
+  int threads() { return rig.environment.threadTable().entries(); }
+  long countIssued(const std::string& start) {
+    return std::ranges::count_if(rig.environment.issued(),
+                                 [&](const std::string& message) { return message.starts_with(start); });
+  }
   /// Time passes, and the manager's timers have done what was due.
   void passTimers(int seconds) {
     StepClock::step(seconds);
     for (int turns = 0; turns < 2; ++turns) {
       manager->wake();
-      RPXCollectionRequest mark(1, nullptr, nullptr);
-      manager->startProcessing(mark);
-      mark.get();
+      settleManager();
     }
+  }
+  /// What the manager was asked so far, it has done.
+  void settleManager() {
+    RPXCollectionRequest mark(1, nullptr, nullptr);
+    manager->startProcessing(mark);
+    mark.get();
   }
 
   ServerRig rig;
@@ -83,7 +100,7 @@ TEST_F(RemoteStatistics, ComeFromTheJVMThatShowsTheToken) {
   EXPECT_EQ(asked->number(3), rig.port());
   EXPECT_EQ(asked->number(1370), std::nullopt);
   const long long token = asked->number(1400).value_or(0);
-  EXPECT_GE(token, 1);
+  EXPECT_GT(token, 3) << "no count";
 
   const auto expectRefused = [&](long long shown) {
     FakeStatisticsJVM stranger(rig.port(), shown);
@@ -117,6 +134,36 @@ TEST_F(RemoteStatistics, ComeFromTheJVMThatShowsTheToken) {
   EXPECT_EQ(jvm->waitForRequest(FakeStatisticsJVM::GetAllData)->text(5), "shop");
   EXPECT_EQ(pools(), std::set<std::string>{"db"});
   EXPECT_EQ(reader.number(240), 10);
+}
+
+TEST_F(RemoteStatistics, AJVMIsTakenFromWhoMayBringItsServer) {
+  if (!ActingUser::isPossible()) GTEST_SKIP() << "only root can act as another user";
+  constexpr uid_t Tom = 4242, Eve = 4243, Mallory = 4244;
+  const EnvironmentVariable users("ZOV_COLLECTOR_USERS", "4242 4243");
+  start();
+  std::unique_ptr<FakeCollector> collector;
+  {
+    const ActingUser acting(Tom);
+    collector = rig.serve("shop");
+  }
+  const auto asked = collector->waitForRequest(FakeStatisticsJVM::Initiate);
+  ASSERT_TRUE(asked);
+  const long long token = asked->number(1400).value_or(0);
+  const struct {
+    uid_t user;
+    long long token;
+    std::optional<long long> refusal;
+  } strangers[] = {{Eve, token, 174}, {Mallory, token ^ 1, 174}, {Tom, token ^ 1, std::nullopt}};
+  for (const auto& one : strangers) {
+    const ActingUser acting(one.user);
+    FakeStatisticsJVM stranger(rig.port(), one.token);
+    const auto answer = stranger.receive().value_or(WireMessage(""));
+    EXPECT_EQ(answer.number(14), 1) << one.user;
+    EXPECT_EQ(answer.number(15), one.refusal) << one.user;
+    EXPECT_TRUE(stranger.closedByAgent()) << one.user;
+  }
+  const ActingUser acting(Tom);
+  connectJVM(*collector);
 }
 
 TEST_F(RemoteStatistics, ASetThatFailsChangesNothing) {
@@ -174,7 +221,7 @@ TEST_F(RemoteStatistics, ASetThatFailsChangesNothing) {
     EXPECT_EQ(pools(), one.expected);
     EXPECT_TRUE(rig.server("shop")->isResourceDataCollected());
   }
-  EXPECT_TRUE(rig.issued("ZOVA0135"));
+  EXPECT_TRUE(rig.issued("ZOVA0135E Bad return code ZOVR0999 received"));
 }
 
 TEST_F(RemoteStatistics, AJVMThatDiesInASetIsReplaced) {
@@ -199,28 +246,63 @@ TEST_F(RemoteStatistics, AJVMThatDiesInASetIsReplaced) {
   next->setStatistics({{7, "dbname=new\n"}});
   rig.step(Interval);
   EXPECT_EQ(pools(), std::set<std::string>{"new"});
+  next->script(FakeStatisticsJVM::GetSamples,
+               [](FakeStatisticsJVM& self, const WireMessage&) { self.dropConnection(); });
+  EXPECT_EQ(rig.server("shop")->takeSampleFromRPX(ZOVDBConnectionAnchor()), ZOV_NO_REMOTE_JVM);
 }
 
 TEST_F(RemoteStatistics, TenFailuresEndTheTriesUntilTheNextSession) {
+  zovWaits().remoteContactSeconds = 0;  // no JVM calls back in time
   start();
-  auto collector = rig.ping("shop");
-  EXPECT_EQ(collector->receive()->number(14), 2);
-  collector->refuse(FakeStatisticsJVM::Initiate, 43, "no java");
-  collector->serve();
+  auto collector = rig.serve("shop");
   EXPECT_TRUE(collector->waitForRequest(FakeStatisticsJVM::Initiate, 1));  // the JVM's try, and its client's
   for (int tries = 2; tries < 10; ++tries) {
     passTimers(60);
     EXPECT_TRUE(collector->waitForRequest(FakeStatisticsJVM::Initiate, tries)) << tries;
   }
-  EXPECT_TRUE(
-      rig.issued("ZOVA0137E Bad return code Unable to start the new process attempting to create "
-                 "resource manager on shop.  Details=no java"));
+  EXPECT_TRUE(comesTrue([&] { return threads() == AgentThreads + 1; })) << "the session's alone";
   for (int more = 0; more < 3; ++more) passTimers(60);
-  collector->close();
-  rig.server("shop")->testConnectivity();  // notices the end
-  const auto next = rig.serve("shop", {}, 4713);
-  connectJVM(*next);
   EXPECT_EQ(collector->countRequests(FakeStatisticsJVM::Initiate), 10u);
+  zovWaits().remoteContactSeconds = 300;
+  endSession(*collector);
+  connectJVM(*rig.serve("shop", {}, 4713));
+}
+
+TEST_F(RemoteStatistics, ARefusalEndsTheTriesOfItsSession) {
+  start();
+  auto collector = rig.ping("shop");
+  EXPECT_EQ(collector->receive()->number(14), 2);
+  collector->refuse(FakeStatisticsJVM::Initiate, 43, "no java");
+  collector->serve();
+  EXPECT_TRUE(comesTrue([&] { return threads() == AgentThreads + 1; })) << "the session's alone";
+  for (int more = 0; more < 3; ++more) passTimers(60);
+  EXPECT_EQ(collector->countRequests(FakeStatisticsJVM::Initiate), 1u);
+  EXPECT_EQ(countIssued("ZOVA0137E Bad return code Unable to start the new process attempting to create "
+                        "resource manager on shop.  Details=no java"),
+            1);
+  EXPECT_EQ(rig.server("shop")->testConnectivity(), ZOV_OK) << "nothing else is lost";
+  endSession(*collector);
+  connectJVM(*rig.serve("shop", {}, 4713));
+}
+
+TEST_F(RemoteStatistics, AServerThatIsGoneForTenMinutesHoldsNoThread) {
+  start();
+  auto collector = rig.serve("shop");
+  auto jvm = connectJVM(*collector);
+  EXPECT_TRUE(comesTrue([&] { return threads() == AgentThreads + 4; }));
+  for (int minute = 0; minute < 11; ++minute) passTimers(60);
+  EXPECT_TRUE(rig.server("shop")->isResourceDataCollected()) << "connected";
+  endSession(*collector);
+  jvm->close();
+  for (int minute = 0; minute < 9; ++minute) passTimers(60);
+  EXPECT_GE(threads(), AgentThreads + 2);
+  passTimers(60);
+  rig.step(60);
+  EXPECT_TRUE(comesTrue([&] { return threads() == AgentThreads; }));
+  collector = rig.serve("shop", {}, 4713);
+  jvm = connectJVM(*collector);
+  rig.step(Interval);
+  EXPECT_EQ(pools(), std::set<std::string>{"db"});
 }
 
 TEST_F(RemoteStatistics, ARequestPastItsTimeEndsAndItsLateAnswerIsDropped) {
@@ -304,6 +386,7 @@ TEST_F(RemoteStatistics, BadTextsCostThemselvesAlone) {
   start();
   const auto collector = rig.serve("shop");
   const auto jvm = connectJVM(*collector);
+  const TraceCapture trace;
   jvm->setStatistics({{7, "dbname=db\nno equals sign\nbogus=1\nnumCreates=none\nnumAllocates=12\n"},
                       {6, "dbname=no class\n"},
                       {31, "dbname=no resource\n"},
@@ -316,6 +399,11 @@ TEST_F(RemoteStatistics, BadTextsCostThemselvesAlone) {
   reader.read(*rig.server("shop"), ZOVDBConnectionAnchor("db"));
   EXPECT_EQ(reader.number(240), -1) << "no number is no value";
   EXPECT_EQ(reader.number(242), 12);
+  for (const char* told : {"without a value is skipped: no equals sign", "Keyword table for bogus",
+                           "numCreates is no number: none", "statistics of type 6,", "statistics of type 31,",
+                           "statistics of type 0,", "statistics of type 123456,"}) {
+    EXPECT_TRUE(trace.has(told)) << told;
+  }
 }
 
 TEST_F(RemoteStatistics, SuspendAndResume) {
@@ -358,25 +446,57 @@ TEST_F(RemoteStatistics, AServerThatIsRemovedInASetHoldsNobodyUp) {
   EXPECT_TRUE(comesTrue([&] { return gone.expired(); })) << "nobody keeps it";
 }
 
-TEST_F(RemoteStatistics, ManyServersHaveTheirsAtOnce) {
-  constexpr int Servers = 120;
+TEST_F(RemoteStatistics, ManyServersHaveTheirsAtOnceAndTheOthersAllElse) {
+  constexpr int Servers = 130;
   start(1);
-  std::vector<std::unique_ptr<FakeCollector>> collectors;
-  std::vector<std::unique_ptr<FakeStatisticsJVM>> jvms;
+  std::map<std::string, std::unique_ptr<FakeCollector>> collectors;
+  std::map<std::string, std::unique_ptr<FakeStatisticsJVM>> jvms;
+  std::deque<std::string> without;
   for (int i = 0; i < Servers; ++i) {
     const std::string name = "server" + std::to_string(i);
-    collectors.push_back(rig.serve(name));
-    jvms.push_back(connectJVM(*collectors.back(), name));
-    jvms.back()->setStatistics({{7, "dbname=of " + name + "\n"}});
+    auto& collector = collectors[name] = rig.serve(name, {requestSample("/a", i + 1)});
+    settleManager();
+    if (countIssued("ZOVA0176W") == 0) {
+      (jvms[name] = connectJVM(*collector, name))->setStatistics({{7, "dbname=of " + name + "\n"}});
+    } else {
+      without.push_back(name);
+    }
   }
-  for (int i = 0; i < Servers; ++i) {
-    const std::string name = "server" + std::to_string(i);
-    EXPECT_EQ(rig.server(name)->takeSampleFromRPX(ZOVDBConnectionAnchor()), ZOV_OK);
+  for (auto& [name, collector] : collectors) {
+    const auto server = rig.server(name);
+    reader.read(*server, ZOVWorkloadSumAnchor());
+    EXPECT_EQ(reader.samples.size(), 1u) << name;
+    if (!jvms.contains(name)) continue;
+    EXPECT_EQ(server->takeSampleFromRPX(ZOVDBConnectionAnchor()), ZOV_OK);
     EXPECT_EQ(pools(name), std::set<std::string>{"of " + name});
   }
+  EXPECT_GT(jvms.size(), 110u);
+  ASSERT_GT(without.size(), 8u);
+  EXPECT_EQ(countIssued("ZOVA0176W Application server " + without.front()), 1);
+  EXPECT_EQ(countIssued("ZOVA0176W"), 1);
+
+  // When others go, theirs come.
+  for (int i = 0; i < 6; ++i) {
+    const std::string name = "server" + std::to_string(i);
+    collectors[name]->close();
+    rig.server(name)->testConnectivity();
+    EXPECT_EQ(rig.context->deleteAppServerContext(rig.server(name)), ZOV_OK);
+  }
+  passTimers(60);
+  connectJVM(*collectors[without.front()], without.front());
+
   const auto before = std::chrono::steady_clock::now();
   rig.stop();
   EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+}
+
+TEST_F(RemoteStatistics, SessionsComeBeforeStatistics) {
+  constexpr int Servers = 300;
+  start(1);
+  std::vector<std::unique_ptr<FakeCollector>> collectors;
+  for (int i = 0; i < Servers; ++i) collectors.push_back(rig.serve("server" + std::to_string(i)));
+  for (const auto& server : rig.context->getAppServers()) EXPECT_EQ(server->getStatus(), ServerConnected);
+  EXPECT_TRUE(rig.issued("ZOVA0176W"));
 }
 
 enum class Moment { Waiting, Connected, InASet, InAFrame };

@@ -226,7 +226,8 @@ TEST_F(StatisticsTest, SuspendingAndResuming) {
 
 TEST(ResourceManagerProxyTest, ParsesDescriptions) {
   const auto parsed = ZOVResourceManagerProxy::parseAppServerSample(
-      "instanceName=server1\nprocessId=42\nstartTime=1700000000000\ntslNodeName=\nbogus=1\nstdoutFileName=a="
+      "instanceName=server1\nprocessId=42\nstartTime=1700000000000\ntype=none\ntslNodeName=\nbogus="
+      "1\nstdoutFileName=a="
       "b\n\n"
       "clusterName=late\n");
   EXPECT_EQ(parsed.serverName, "server1");

@@ -71,7 +71,9 @@ class FakeDirectory : public ZOVSessionDirectory {
     greeting->handOver();
     return ZOV_OK;
   }
-  bool isThisPingExpected(const ZOVPingRequest& ping) override { return ping.getRemoteToken() < 10; }
+  int isThisPingExpected(const zov::Greeting& greeting) override {
+    return greeting.ping().getRemoteToken() < 10;
+  }
   bool takeRemotePSISocket(const std::shared_ptr<ZOVSocketConnection>& connection,
                            const ZOVPingRequest& ping) override {
     const std::scoped_lock lock(_mutex);

@@ -12,7 +12,8 @@ namespace zov::storm {
 
 namespace {
 
-constexpr int PingType = 1, PollType = 2, ResponseType = 5;
+constexpr int PingType = 1, PollType = 2, ResponseType = 5, StatisticsJVMType = 42;
+constexpr int NoProcess = 43;  // why a statistics JVM is refused
 constexpr int StatusKey = 14, Accepted = 2;
 constexpr int RequestSampleType = 31, EndSampleType = 998;
 constexpr auto HalfClosedSpan = std::chrono::seconds(5);
@@ -159,6 +160,11 @@ void Collector::received(const WireMessage& message) {
   } else {
     asked(message);
   }
+}
+
+void Collector::asked(const WireMessage& request) {
+  const bool refused = request.subtype == StatisticsJVMType && _identity.processId / 2 % 2 == 0;
+  send(wireResponse(request.correlator(), !refused, refused ? NoProcess : 0));
 }
 
 void Collector::greeted(bool accepted) {

@@ -96,8 +96,9 @@ class Collector : public Peer {
   virtual void greeted(bool accepted);
   virtual void polled() { answerPoll(); }
   virtual void pinged(const WireMessage& ping) { accept(ping); }
-  /// To start or stop a collection.
-  virtual void asked(const WireMessage& request) { accept(request); }
+  /// To start or stop a collection, or to start a statistics JVM: one half refuses that, the other accepts
+  /// and no JVM ever calls back.
+  virtual void asked(const WireMessage& request);
 
   WireFrame hello() const;
   void accept(const WireMessage& request) { send(wireResponse(request.correlator(), true)); }
