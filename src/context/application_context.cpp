@@ -51,16 +51,6 @@ std::optional<uid_t> readOwner(const RWCString& value) {
   return user;
 }
 
-/// What would end a field, a line or the text of one is a blank in a value, both when it is written and when
-/// it is read: so what was written is what is read.
-RWCString cleaned(std::string_view value) {
-  constexpr std::string_view Ends("\t\r\n\0", 4);
-  std::string text(value);
-  std::replace_if(
-      text.begin(), text.end(), [&](char c) { return Ends.find(c) != std::string_view::npos; }, ' ');
-  return RWCString(std::move(text));
-}
-
 bool writeAll(int file, std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = ::write(file, text.data(), text.size());
@@ -234,6 +224,14 @@ void ZOVApplicationContext::readRecord(char* line) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "Line of %s dropped, code %i (%s): %s", _contextFilePath.data(),
                 static_cast<unsigned int>(rc), rc.getDescription(), static_cast<const char*>(line));
   }
+}
+
+RWCString ZOVApplicationContext::cleaned(std::string_view value) {
+  constexpr std::string_view Ends("\t\r\n\0", 4);
+  std::string text(value);
+  std::replace_if(
+      text.begin(), text.end(), [&](char c) { return Ends.find(c) != std::string_view::npos; }, ' ');
+  return RWCString(std::move(text));
 }
 
 ZOVApplicationContext::Server ZOVApplicationContext::createAppServerFromContextRecord(const char* record,

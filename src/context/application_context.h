@@ -77,11 +77,14 @@ class ZOVApplicationContext : public ZOVAsynchronousTask {
   unsigned int deleteAppServerContext(const Server& server);
   /// Writes the file again. Takes the lock shared, so with none of a server's locks held.
   void rewriteContextInfo();
+  /// The value with blanks for what would end a field, a line or the text of one: Tab, CR, LF and NUL. Names
+  /// and roots are kept so from the first, and values written and read so: what was written is what is read.
+  static RWCString cleaned(std::string_view value);
   /// The server that a line describes, or null with the reason in `rc` (7: no name). Unknown keys are
-  /// skipped, and of a key that is repeated the last one counts. The first "=" of a field splits it. Tab, CR,
-  /// LF and NUL inside a value become blanks.
+  /// skipped, and of a key that is repeated the last one counts. The first "=" of a field splits it. Values
+  /// are cleaned.
   static Server createAppServerFromContextRecord(const char* record, ZOVReturnCode& rc);
-  /// The server's line without its end, its values cleaned as they are when it is read.
+  /// The server's line without its end, its values cleaned.
   static RWCString writeContextRecord(const ZOVApplicationServer& server);
   const RWCString& getContextFilePath() const { return _contextFilePath; }
 

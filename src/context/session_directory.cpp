@@ -13,6 +13,18 @@ static DGT1_Unit traceUnit("ZOVSESDR");
 
 namespace zov {
 
+namespace {
+
+RWCString nameIn(const ZOVPingRequest& ping) {
+  return ZOVApplicationContext::cleaned(ping.getAppServerName().view());
+}
+
+RWCString rootIn(const ZOVPingRequest& ping) {
+  return ZOVApplicationContext::cleaned(ping.getServerRootDirectory().view());
+}
+
+}  // namespace
+
 /// Of a peer on this host the user must be known; of another host nobody can be, so a list of users shuts it
 /// out.
 ZOVReturnCode ContextSessionDirectory::admit(const Greeting& greeting) {
@@ -28,10 +40,8 @@ ZOVReturnCode ContextSessionDirectory::findServer(const Greeting& greeting,
                                                   std::shared_ptr<ZOVApplicationServer>& server) {
   ZOV_TRACE(Public);
   _context.waitUntilRead();
-  _context.forEachAppServer([&](const ZOVApplicationContext::Server& known) {
-    if (known->isNamedBy(greeting.ping())) server = known;
-    return server != nullptr;
-  });
+  const ZOVPingRequest& ping = greeting.ping();
+  server = _context.findAppServer(nameIn(ping), rootIn(ping));
   return server ? server->admit(greeting.peer()) : ZOVReturnCode(ZOV_NOT_MATCHING_PING);
 }
 
@@ -55,8 +65,8 @@ ZOVReturnCode ContextSessionDirectory::defineNewServer(const Greeting& greeting,
     return ZOV_OUT_OF_STORAGE;
   }
   ZOVReturnCode rc;
-  const ServerDescription description{.name = ping.getAppServerName(),
-                                      .rootDirectory = ping.getServerRootDirectory(),
+  const ServerDescription description{.name = nameIn(ping),
+                                      .rootDirectory = rootIn(ping),
                                       .workingDirectory = ping.getWorkingDirectory(),
                                       .platform = ping.getAliasName(),
                                       .locale = ping.getLocaleName(),

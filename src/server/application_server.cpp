@@ -83,10 +83,6 @@ const char* ZOVApplicationServer::getSubnodeAffinity() const {
 
 // --- Collector sessions.
 
-bool ZOVApplicationServer::isNamedBy(const ZOVPingRequest& ping) const {
-  return ping.getAppServerName() == getName() && ping.getServerRootDirectory() == getServerRootDirectory();
-}
-
 namespace {
 
 /// Nobody waits for it: the greeting, when it goes without an answer, closes its connection.
@@ -106,6 +102,7 @@ class BeginSessionRequest : public CollectProfilerSampleRequest {
 
 ZOVReturnCode ZOVApplicationServer::greet(const std::shared_ptr<zov::Greeting>& greeting) {
   ZOV_TRACE(Public);
+  session().hurry(true);
   const ZOVReturnCode rc = monitor().submitSession(std::make_shared<BeginSessionRequest>(*this, greeting));
   if (rc != ZOV_OK && !isConnectedWithProfiler()) setStatus(ServerDisconnected);
   return rc;
@@ -113,6 +110,7 @@ ZOVReturnCode ZOVApplicationServer::greet(const std::shared_ptr<zov::Greeting>& 
 
 ZOVReturnCode ZOVApplicationServer::beginSession(zov::Greeting& greeting) {
   ZOV_TRACE(Public);
+  session().hurry(false);
   // Whom the server belongs to may have been settled since the greeting came.
   ZOVReturnCode rc = admit(greeting.peer());
   if (rc == ZOV_OK && isConnectedWithProfiler() && testConnectivity() == ZOV_OK) rc = ZOV_PING_NOT_EXPECTED;

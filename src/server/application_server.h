@@ -9,7 +9,6 @@
 #include "server/application_server_base.h"
 #include "server/server_services.h"
 
-class ZOVPingRequest;
 namespace zov {
 class Greeting;
 struct Peer;
@@ -32,8 +31,6 @@ class ZOVApplicationServer final : public ZOVApplicationServerBase {
   const char* getSubnodeAffinity() const override;
 
   // --- Collector sessions.
-  /// Whether the ping names this server.
-  bool isNamedBy(const ZOVPingRequest& ping) const;
   /// Hands the greeting to the collector monitor's thread, which answers it, and waits for nothing: 0, or why
   /// it cannot be taken now (see CollectorMonitor::submitSession). With no lock held.
   ZOVReturnCode greet(const std::shared_ptr<zov::Greeting>& greeting);
