@@ -207,8 +207,9 @@ class Gate {
     ++_waiting;
     _open.wait(false);
   }
+  bool hasWaited(int count) const { return _waiting >= count; }
   bool awaitWaiting(int count) {
-    return comesTrue([&] { return _waiting >= count; });
+    return comesTrue([&] { return hasWaited(count); });
   }
   void open() {
     _open = true;

@@ -1,7 +1,9 @@
 // What one who hangs or does not read costs the others.
 
 #include "hub/api/body.h"
+#include "hub/http/workers.h"
 #include "hub_fixture.h"
+#include "support/step_clock.h"
 
 namespace {
 
@@ -76,6 +78,38 @@ TEST_F(HubWaiting, ANodeThatHangsHoldsNoMoreThanItsLane) {
   for (ZOVTestHttpClient& client : slow) {
     EXPECT_NE(client.receive().body.find("\"originnode\":\"hung\""), std::string::npos);
   }
+}
+
+TEST(HubWorkers, LanesThatHangTogetherLeaveThreadsForTheOthers) {
+  StepClock clock;
+  zov::hub::Workers workers("test", {4, 2, 8});
+  Gate hangs[2];
+  std::atomic<int> served{0};
+  const auto submit = [&](Gate& gate, std::initializer_list<const char*> lanes) {
+    for (const char* lane : lanes) EXPECT_TRUE(workers.submit(lane, nullptr, [&gate] { gate.wait(); }));
+  };
+  const auto isServed = [&] {
+    const int now = ++served;
+    workers.submit("good", nullptr, [&] { ++served; });
+    return comesTrue([&] { return served > now; });
+  };
+  submit(hangs[0], {"a", "a"});
+  EXPECT_TRUE(hangs[0].awaitWaiting(2));
+  submit(hangs[0], {"b", "b"});
+  EXPECT_TRUE(hangs[0].awaitWaiting(3));
+  EXPECT_TRUE(isServed()) << "b has not got a second thread";
+  StepClock::step(zov::hub::Workers::SlowSeconds);
+  hangs[0].open();
+  EXPECT_TRUE(hangs[0].awaitWaiting(4));
+  submit(hangs[1], {"a", "a"});
+  EXPECT_TRUE(hangs[1].awaitWaiting(1));
+  submit(hangs[1], {"c", "c"});
+  EXPECT_TRUE(hangs[1].awaitWaiting(2));
+  EXPECT_TRUE(isServed());
+  EXPECT_FALSE(hangs[1].hasWaited(3)) << "a is slow, and c has come when half were busy";
+  hangs[1].open();
+  EXPECT_TRUE(hangs[1].awaitWaiting(4));
+  workers.stop(ZOVClock::steady() + std::chrono::seconds(60));
 }
 
 TEST_F(HubWaiting, AClientThatLeavesFreesHisPlace) {

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <deque>
 #include <exception>
 #include <map>
@@ -27,20 +28,34 @@ struct Lane {
   std::deque<Job> waiting;
   std::size_t running = 0;
   bool ready = false;  // stands in the list of those that may go on
+  ZOVClock::Steady slowUntil{};
+
+  bool isSlow() const { return ZOVClock::steady() < slowUntil; }
+  bool isUsed() const { return running != 0 || !waiting.empty(); }
 };
 
 using Lanes = std::map<std::string, Lane>;
 
 }  // namespace
 
-struct Workers::State {
+struct Workers::State : std::enable_shared_from_this<State> {
   State(const char* threadName, Bounds given) : name(threadName), bounds(given) {}
 
   /// The life of one thread.
   void work();
-  /// Enters the lane in the list when a job of it may begin; takes it out of the map when nothing is in it.
+  bool mayBegin(const Lane& lane) const ZOV_REQUIRES(mutex);
+  /// Enters the lane in the list when a job of it may begin, and sees to a thread for it; takes it out of the
+  /// map when nothing is in it.
   void settle(Lanes::iterator lane) ZOV_REQUIRES(mutex);
-  bool makeThread(const std::shared_ptr<State>& self) ZOV_REQUIRES(mutex);
+  struct Turn {
+    Lanes::iterator lane;
+    Job job;
+    bool slow;  // its lane was
+    ZOVClock::Steady begun;
+  };
+  Turn begin(Lanes::iterator lane) ZOV_REQUIRES(mutex);
+  void end(const Turn& turn) ZOV_REQUIRES(mutex);
+  void makeThread() ZOV_REQUIRES(mutex);
 
   const char* const name;
   const Bounds bounds;
@@ -51,7 +66,8 @@ struct Workers::State {
   Lanes lanes ZOV_GUARDED_BY(mutex);
   std::deque<Lanes::iterator> ready ZOV_GUARDED_BY(mutex);
   std::size_t threads ZOV_GUARDED_BY(mutex) = 0;
-  std::size_t busy ZOV_GUARDED_BY(mutex) = 0;  ///< threads that have a job
+  std::size_t busy ZOV_GUARDED_BY(mutex) = 0;      ///< threads that have a job
+  std::size_t slowBusy ZOV_GUARDED_BY(mutex) = 0;  ///< of those, of a lane that was slow
   bool stopping ZOV_GUARDED_BY(mutex) = false;
 };
 
@@ -61,14 +77,13 @@ Workers::~Workers() {
   stop(ZOVClock::steady());
 }
 
-bool Workers::State::makeThread(const std::shared_ptr<State>& self) {
+void Workers::State::makeThread() {
   try {
-    std::thread([self] { self->work(); }).detach();
+    std::thread([self = shared_from_this()] { self->work(); }).detach();
     ++threads;
   } catch (const std::system_error& error) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "No thread for %s: %s", name, error.what());
   }
-  return threads != 0;
 }
 
 bool Workers::submit(const std::string& lane, const void* owner, std::function<void()> job) {
@@ -76,26 +91,33 @@ bool Workers::submit(const std::string& lane, const void* owner, std::function<v
   const MutexLock guard(state.mutex);
   if (state.stopping) return false;
   const auto entry = state.lanes.try_emplace(lane).first;
+  std::deque<Job>& waiting = entry->second.waiting;
   const std::size_t begin = state.bounds.threadsPerLane - entry->second.running;  // without waiting
-  bool taken = entry->second.waiting.size() < state.bounds.waitingPerLane + begin;
-  if (taken) {
-    entry->second.waiting.push_back({owner, std::move(job)});
-    const bool idle = state.threads - state.busy > state.ready.size();
-    if (!idle && state.threads < state.bounds.threads) taken = state.makeThread(_state);
-    if (!taken) entry->second.waiting.pop_back();
-  }
+  if (waiting.size() >= state.bounds.waitingPerLane + begin) return false;
+  waiting.push_back({owner, std::move(job)});
   state.settle(entry);
-  return taken;
+  if (state.threads != 0) return true;
+  waiting.pop_back();
+  return false;
+}
+
+bool Workers::State::mayBegin(const Lane& lane) const {
+  if (lane.waiting.empty() || lane.running >= bounds.threadsPerLane) return false;
+  if (bounds.threadsPerLane == bounds.threads) return true;
+  const std::size_t half = (bounds.threads + 1) / 2;
+  if (lane.isSlow()) return lane.running == 0 && slowBusy < half;
+  return lane.running == 0 || busy < half;
 }
 
 void Workers::State::settle(Lanes::iterator lane) {
   Lane& it = lane->second;
   if (it.ready) return;
-  if (!it.waiting.empty() && it.running < bounds.threadsPerLane) {
+  if (mayBegin(it)) {
     it.ready = true;
     ready.push_back(lane);
+    if (threads - busy < ready.size() && threads < bounds.threads) makeThread();
     wake.notifyOne();
-  } else if (it.waiting.empty() && it.running == 0) {
+  } else if (!it.isUsed() && !it.isSlow()) {
     lanes.erase(lane);
   }
 }
@@ -109,29 +131,43 @@ void Workers::State::work() {
     const auto lane = ready.front();
     ready.pop_front();
     lane->second.ready = false;
-    if (lane->second.waiting.empty()) {  // cancelled
+    // What let it go on may be over: its jobs were cancelled, or others have taken the threads.
+    if (!mayBegin(lane->second)) {
       settle(lane);
       continue;
     }
-    Job job = std::move(lane->second.waiting.front());
-    lane->second.waiting.pop_front();
-    ++lane->second.running;
-    settle(lane);
-    ++busy;
+    Turn turn = begin(lane);
     guard.unlock();
     try {
-      job.run();
+      turn.job.run();
     } catch (const std::exception& error) {
       DGT1_Printf(traceUnit, DGT1_ERROR, "A job of %s ended early: %s", name, error.what());
     }
-    job.run = nullptr;
+    turn.job.run = nullptr;
     guard.lock();
-    --busy;
-    --lane->second.running;
-    settle(lane);
+    end(turn);
   }
   --threads;
   ended.notifyAll();
+}
+
+Workers::State::Turn Workers::State::begin(Lanes::iterator lane) {
+  Lane& it = lane->second;
+  Turn turn{lane, std::move(it.waiting.front()), it.isSlow(), ZOVClock::steady()};
+  it.waiting.pop_front();
+  ++it.running, ++busy, slowBusy += turn.slow;
+  settle(lane);
+  return turn;
+}
+
+void Workers::State::end(const Turn& turn) {
+  Lane& it = turn.lane->second;
+  --it.running, --busy, slowBusy -= turn.slow;
+  const ZOVClock::Steady now = ZOVClock::steady();
+  const bool quick = now - turn.begun < std::chrono::seconds(SlowSeconds);
+  it.slowUntil = quick ? ZOVClock::Steady{} : now + std::chrono::seconds(SlowMemorySeconds);
+  // Other lanes may have waited for it.
+  for (auto each = lanes.begin(); each != lanes.end();) settle(each++);
 }
 
 void Workers::cancel(const void* owner) {

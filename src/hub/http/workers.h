@@ -11,12 +11,19 @@
 namespace zov::hub {
 
 /// A bounded set of threads with a queue for each lane: what waits for one server stands in one lane, so that
-/// a server that hangs holds no more threads than its lane may have. Lanes take turns; jobs of one lane begin
-/// in their order. A thread is made when a job finds none idle, and stays until stop. Threads are detached
-/// and share the state with this object: one that is still inside the agent when the object goes ends by
-/// itself once it comes back. Any thread may call.
+/// a server that hangs holds no more threads than its lane may have. Nor can many that hang hold all: behind
+/// a job of SlowSeconds or more a lane is slow, for SlowMemorySeconds or until a quick one; it then has one
+/// thread at most, and all that are slow have half of the threads. Of the others each may have its first
+/// thread at any time, and further ones while half are idle. Where a lane may have all threads there is but
+/// one, and none of this. Lanes take turns; jobs of one lane begin in their order. A thread is made when a
+/// job finds none idle, and stays until stop. Threads are detached and share the state with this object: one
+/// that is still inside the agent when the object goes ends by itself once it comes back. Any thread may
+/// call.
 class Workers {
  public:
+  static constexpr int SlowSeconds = 2;
+  static constexpr int SlowMemorySeconds = 600;
+
   struct Bounds {
     std::size_t threads;         ///< of all lanes
     std::size_t threadsPerLane;  ///< 1 runs the jobs of a lane one after the other
