@@ -294,51 +294,6 @@ TEST(Lock, ALongWaitIsToldOnceAndGoesOn) {
   zovWaits().lockWarningSeconds = former;
 }
 
-TEST(Lock, ADeadlockWithoutAFrameIsReportedAndWaitedIn) {
-  TestEnvironment environment;
-  TraceCapture lines;
-  Stage stage;
-  stage.play({"A e:X ok"});
-  std::atomic<int> answer{-1};
-  ZOVEvent held, go;
-  std::thread frameless([&] {
-    ZOVRecoverableThread own;
-    environment.registerThread(&own);
-    stage.lock("Y").get(Exclusive, Wait);
-    held.post();
-    go.wait();
-    answer = stage.lock("X").get(Exclusive, Wait);
-    environment.deregisterThread(&own);
-  });
-  held.wait();
-  stage.play({"A e:Y waits"});
-  go.post();
-  EXPECT_TRUE(comesTrue([&] { return lines.has("Deadlock condition detected"); }));
-  EXPECT_EQ(answer, -1);
-  EXPECT_EQ(stage.actor("A").thread().kill(), 1);  // whose end gives X back
-  frameless.join();
-  EXPECT_EQ(answer, 0);
-}
-
-TEST(Lock, ALockThatGoesIsHeldByNobody) {
-  TestEnvironment environment;
-  for (const _LockRequestType type : {Exclusive, ::Shared}) {
-    std::optional<ZOVLock> lock(std::in_place, "first");
-    ZOVEvent held, go;
-    AgentThread holder([&] {
-      EXPECT_EQ(lock->get(type, Wait), 0);
-      held.post();
-      go.wait();
-      EXPECT_EQ(lock->get(type, DoNotWait), 4) << "another lock at the same place";
-    });
-    held.wait();
-    lock.emplace("second");
-    EXPECT_EQ(lock->get(Exclusive, Wait), 0);
-    go.post();
-    holder.join();
-  }
-}
-
 TEST(Lock, AThreadThatNobodyKnowsIsKnownByItsHolderAndKeepsItsHoldPastItsFrames) {
   ZOVLock lock;
   ASSERT_EQ(ZOVAgentEnvironment::getActiveThread(), nullptr);

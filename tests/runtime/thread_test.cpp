@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <deque>
+#include <optional>
 #include <thread>
 
 #include "platform/clock.h"
@@ -49,14 +50,14 @@ TEST(HeldLocks, FillTheFirstGapAndForgetInAnyOrder) {
 TEST(Thread, ALockHeldInBothModesIsCalledOnceAndOneThatGoesLeavesTheRecord) {
   TestEnvironment environment;
   ZOVLock both("both"), shared("shared");
-  auto exclusive = std::make_unique<ZOVLock>("exclusive");
+  std::optional<ZOVLock> goes[2];
   std::vector<const ZOVLock*> seen;
   AgentThread([&] {
     both.get(Shared, Wait);
     shared.get(Shared, Wait);
-    exclusive->get(Exclusive, Wait);
+    for (const _LockRequestType type : {Shared, Exclusive}) goes[type].emplace("goes").get(type, Wait);
     both.get(Exclusive, Wait);
-    exclusive.reset();
+    for (auto& lock : goes) lock.reset();
     ZOVAgentEnvironment::getActiveThread()->callForEachLockHeld(
         [](const ZOVLock* lock, const ZOVThread*, void* list) {
           static_cast<std::vector<const ZOVLock*>*>(list)->push_back(lock);
