@@ -83,14 +83,4 @@ TEST(Utf8Handler, ConvertsAtTheEdges) {
   EXPECT_EQ(ZOVUTF8Handler("caf\xC3\xA9").convertToSBLocalString(nullptr).str(), "caf");
 }
 
-TEST(Utf8Handler, TranslatesBetweenNamedCodePages) {
-  const auto toLatin1 = [](const char* text, int length, int maximum = 20) {
-    return ZOVUTF8Handler::translateString(text, length, 1208, 819, "Source", "Target", maximum).str();
-  };
-  EXPECT_EQ(toLatin1("caf\xC3\xA9\xE2\x82\xAC", 8), "caf\xE9?");
-  EXPECT_EQ(toLatin1(nullptr, 3), "");
-  EXPECT_EQ(toLatin1("abc", -1), "");
-  EXPECT_EQ(toLatin1("abc", 3, 0), "");
-}
-
 }  // namespace

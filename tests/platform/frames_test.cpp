@@ -1,26 +1,18 @@
 #include "platform/frames.h"
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <future>
-#include <stdexcept>
 #include <thread>
-#include <vector>
 
 namespace {
 
 template <class Body>
 XFR1_Outcome run(Body body) {
   return XFR1_Run([](void* context) { (*static_cast<Body*>(context))(); }, &body);
-}
-
-void raiseCode(unsigned long code) {
-  XFR1__Raise(XFR1_Thread(), code);
 }
 
 /// Stores to a page that nobody may touch, or (SIGBUS) to one behind the end of its file.
@@ -51,23 +43,6 @@ class Frames : public testing::Test {
   void TearDown() override { EXPECT_EQ(XFR1_Thread()->current, nullptr); }
 };
 
-TEST_F(Frames, RaisesReachTheInnermostFrameOnEachThread) {
-  const auto raises = [] {
-    for (unsigned long i = 0; i < 1000; ++i) {
-      const XFR1_Outcome outer = run([i] {
-        const XFR1_Outcome inner = run([i] { raiseCode(i); });
-        EXPECT_FALSE(run([] {}).raised);
-        raiseCode(inner.raiseCode + 1);
-      });
-      if (!outer.raised || outer.raiseCode != i + 1) return false;
-    }
-    return true;
-  };
-  auto other = std::async(std::launch::async, raises);
-  EXPECT_TRUE(raises());
-  EXPECT_TRUE(other.get());
-}
-
 TEST_F(Frames, FaultsArriveAsRaisesAgainAndAgain) {
   const auto faults = [] {
     for (int i = 0; i < 50; ++i) {
@@ -86,45 +61,13 @@ TEST_F(Frames, StackOverflowCostsTheBodyOnly) {
   std::thread([] { EXPECT_EQ(run([] { overflowTheStack(0); }).raiseCode, unsigned{SIGSEGV}); }).join();
 }
 
-TEST_F(Frames, ExceptionsPassThroughWithTheFramePopped) {
-  run([] {
-    const XFR1_Frame* const own = XFR1_Thread()->current;
-    EXPECT_THROW(run([] { throw std::runtime_error("through"); }), std::runtime_error);
-    EXPECT_EQ(XFR1_Thread()->current, own);
-  });
-}
-
-TEST_F(Frames, CancellationPassesThroughWithTheFramePopped) {
-  struct Seen {
-    std::promise<void> started;
-    bool popped = false;
-  } seen;
-  pthread_t thread{};
-  const auto entry = [](void* context) -> void* {
-    struct AtEnd {
-      Seen& seen;
-      ~AtEnd() { seen.popped = XFR1_Thread()->current == nullptr; }
-    } const atEnd{*static_cast<Seen*>(context)};
-    run([&] {
-      atEnd.seen.started.set_value();
-      for (;;) pause();
-    });
-    return nullptr;
-  };
-  ASSERT_EQ(pthread_create(&thread, nullptr, entry, &seen), 0);
-  seen.started.get_future().wait();
-  pthread_cancel(thread);
-  pthread_join(thread, nullptr);
-  EXPECT_TRUE(seen.popped);
-}
-
 using FramesDeathTest = Frames;
 
 TEST_F(FramesDeathTest, WithoutAFrameTheDefaultActionStands) {
   EXPECT_EXIT(storeTo(SIGSEGV), testing::KilledBySignal(SIGSEGV), "");
   EXPECT_EXIT((run([] {}), storeTo(SIGBUS)), testing::KilledBySignal(SIGBUS), "");
   EXPECT_EXIT(raise(SIGFPE), testing::KilledBySignal(SIGFPE), "");
-  EXPECT_EXIT(raiseCode(1), testing::KilledBySignal(SIGABRT), "");
+  EXPECT_EXIT(XFR1__Raise(XFR1_Thread(), 1), testing::KilledBySignal(SIGABRT), "");
 }
 
 }  // namespace

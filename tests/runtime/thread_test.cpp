@@ -249,21 +249,6 @@ TEST(ThreadTable, AThreadFindsItselfThroughEveryChange) {
   second.remove(&again);
 }
 
-TEST(ThreadTable, WaitsForThreadsThatStay) {
-  const long former = std::exchange(zovWaits().threadTableSeconds, 0);
-  ZOVLock::init();
-  TraceCapture lines;
-  Stranger a(11), b(12);
-  {
-    ZOVThreadTable table;
-    table.insert(&a);
-    table.insert(&b);
-  }
-  zovWaits().threadTableSeconds = former;
-  EXPECT_EQ(lines.count("numThreads=2,  cannot delete pTable."), 1);
-  EXPECT_EQ(lines.count("   ZOVThread at"), 4);
-}
-
 TEST(Event, KeepsOnePostAndReleasesOneWait) {
   ZOVEvent event;
   EXPECT_EQ(event.waitWithTimeout(0), 0);

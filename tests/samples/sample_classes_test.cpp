@@ -199,18 +199,4 @@ TEST(WorkloadDetailSample, DerivesTheCategoryOfADelay) {
   }
 }
 
-TEST(SampleTime, FillsTheFrameworksForm) {
-  ZOVServletSample sample;
-  for (const auto& [key, value] : {std::pair{20, 1'500'000'000}, {21, 77}})
-    sample.saveNumericData(key, value);
-  char out[17] = "################";
-  long duration = 0;
-  sample.copySampleTimeAndDuration(out, &duration);
-  EXPECT_EQ(duration, 77);
-  EXPECT_TRUE(std::string(out).starts_with("117") && std::string(out).ends_with("000")) << out;
-  sample.saveNumericData(20, 0);
-  sample.copySampleTimeAndDuration(out, &duration);
-  EXPECT_EQ(std::string(out), std::string(16, ' '));
-}
-
 }  // namespace

@@ -176,17 +176,4 @@ TEST(WireFormat, ALyingCountReadsNothingBeyondTheBody) {
   }
 }
 
-TEST(Requests, SampleTypesHaveTheirPollBits) {
-  const struct {
-    int type;
-    unsigned long long bit;
-  } cases[] = {{0, 0},           {1, 1},           {10, 0x200},      {11, 0},      {14, 0x2000},
-               {17, 0x40000},    {30, 0},          {31, 0x100000},   {53, 0x2000}, {62, 0x2000000},
-               {73, 1ULL << 32}, {74, 1ULL << 34}, {80, 1ULL << 45}, {81, 0},      {-1, 0}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(ZOVPollRequest::getPollType(c.type), c.bit) << c.type;
-    EXPECT_EQ(ZOVPollRequest::collectOnDemandOnly(c.type), (c.bit & 0x7fe5fefffULL) == 0) << c.type;
-  }
-}
-
 }  // namespace
