@@ -58,20 +58,8 @@ TEST(AnchorMatching, FollowsTheRulesOfTheClass) {
       {"summary", an<ZOVThreadPoolAnchor>("a", 1), an<ZOVThreadPoolAnchor>("a", 0), false, true},
       {"servlet, all given", an<ZOVServletAnchor>("a", "h", "s", "j", 1),
        an<ZOVServletAnchor>("a", "h", "s", "j", 1), true, false},
-      {"request of any collector", an<ZOVWorkloadSumAnchor>(7, 1, "a", "r"),
-       an<ZOVWorkloadSumAnchor>(8, 0, "a"), true, false},
-      {"delay of another category", an<ZOVWorkloadDetailAnchor>(7, 1, "a", "r", 3, "x", "y", 1),
-       an<ZOVWorkloadDetailAnchor>(0, 0, "", "", 3, "x", "", 2), false, false},
-      {"overview of another server", an<ZOVAppSrvOverviewAnchor>(7, "n", "s"),
-       an<ZOVAppSrvOverviewAnchor>(8, "n", "s"), false, false},
-      {"property of any server", an<ZOVTSLJavaPropertyAnchor>(7, "p"), an<ZOVTSLJavaPropertyAnchor>(8, "p"),
-       true, true},
-      {"method", an<ZOVMethodAnchor>(7, 3, "m", "C", "()V"), an<ZOVMethodAnchor>(7, 0, "", "C", ""), true,
-       false},
       {"method summary has no open names", an<ZOVMethodAnchor>(7, "m", "C", "()V"),
        an<ZOVMethodAnchor>(0, "", "C", "()V"), false, false},
-      {"contention", an<ZOVContentionAnchor>(7, 3, "m", "C", "()V", "lock"),
-       an<ZOVContentionAnchor>(0, 0, "", "", "", "other"), false, false},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(c.anchor->doesItMatch(c.filter.get()), c.matches) << c.what;
