@@ -33,15 +33,12 @@ class MessagesTest : public testing::Test {
 };
 
 TEST(MessageTable, TextsFitTheirRows) {
-  int rows = 0;
   for (int number = 0; number < ZOVMessageCount; ++number) {
     const std::string text = zovenu.at(static_cast<std::size_t>(number));
     const ZOVMessageRow* row = zovFindMessage(number);
     EXPECT_EQ(row != nullptr, !text.empty()) << number;
     if (!row) continue;
-    ++rows;
     EXPECT_EQ(zovMessageNumber(text), number);
-    EXPECT_EQ(text.at(9), ' ') << text;
     // Every parameter has its place in the text, and no place is without a parameter.
     for (std::size_t i = 0; i < 10; ++i) {
       const bool shown = text.find("{" + std::to_string(i) + "}") != std::string::npos;
@@ -49,7 +46,6 @@ TEST(MessageTable, TextsFitTheirRows) {
     }
     EXPECT_EQ(row->parameters.find_first_not_of("tnx"), std::string_view::npos);
   }
-  EXPECT_GE(rows, 62);
 }
 
 TEST_F(MessagesTest, SpeaksEnglishWithoutABundleOrADamagedOne) {
@@ -62,11 +58,6 @@ TEST_F(MessagesTest, SpeaksEnglishWithoutABundleOrADamagedOne) {
     messages.open();
     retrieve(3, {"1", "ZOVThread::start", "11"});
     expect(expected, expected);
-  }
-  const char* const table[] = {"OK", ""};
-  for (const int number : {0, 1}) {
-    retrieveString(table, number);
-    expect(table[number], table[number]);
   }
   retrieve(4, {});
   expect("", "");

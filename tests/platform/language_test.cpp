@@ -20,28 +20,13 @@ Locale getLocale(long language, long codepage, int* status = nullptr) {
   return {LNG2_GetLocale(language, codepage, 0, status), &LNG2_ReleaseLocale};
 }
 
-TEST(Locales, CarryTheirIdsAndNames) {
-  int status = 99;
-  const Locale locale = getLocale(german, latin1, &status);
-  ASSERT_NE(locale, nullptr);
-  EXPECT_EQ(status, 0);
+TEST(Locales, CarryTheirIdsAndAreNullWhenNotAvailable) {
+  const Locale locale = getLocale(german, latin1), standard = getLocale(0, 0);
+  ASSERT_TRUE(locale && standard);
   EXPECT_STREQ(LNG2_GetLocaleName(locale.get()), "de_DE");
   EXPECT_EQ(LNG2_GetLocaleNumInfo(locale.get(), 1), german);
-  EXPECT_EQ(LNG2_GetLocaleCodepageId(locale.get(), &status), latin1);
-  char name[80];
-  LNG2_GetLanguageName(german, name, sizeof name);
-  EXPECT_STREQ(name, "German");
-  LNG2_GetLanguageName(german, name, 4);
-  EXPECT_STREQ(name, "Ger");
-  LNG2_GetCodepageName(LNG2_UTF8, name, sizeof name);
-  EXPECT_STREQ(name, "UTF-8");
-
-  const Locale standard = getLocale(0, 0, &status);
-  ASSERT_NE(standard, nullptr);
+  EXPECT_EQ(LNG2_GetLocaleCodepageId(locale.get(), nullptr), latin1);
   EXPECT_EQ(LNG2_GetLocaleCodepageId(standard.get(), nullptr), LNG2_NativeCodepageId());
-}
-
-TEST(Locales, AreNullWhenNotAvailable) {
   for (const auto& [language, codepage] : {std::pair{-1L, 0L}, {0x7FFFL, 0L}, {german, 99999L}, {0L, -4L}}) {
     int status = 0;
     EXPECT_EQ(getLocale(language, codepage, &status), nullptr) << language << " " << codepage;
@@ -50,8 +35,8 @@ TEST(Locales, AreNullWhenNotAvailable) {
   char name[80] = "unchanged";
   LNG2_GetLanguageName(-1, name, sizeof name);
   EXPECT_STREQ(name, "");
-  LNG2_GetCodepageName(99999, name, sizeof name);
-  EXPECT_STREQ(name, "");
+  LNG2_GetLanguageName(german, name, 4);
+  EXPECT_STREQ(name, "Ger");
 }
 
 std::u16string text(const Bundle& bundle, const char* key) {
@@ -104,22 +89,19 @@ TEST(Translation, BetweenCodePages) {
   } cases[] = {
       {LNG2_UTF8, latin1, "na\xC3\xAFve", "na\xEFve"},
       {latin1, LNG2_UTF8, "na\xEFve", "na\xC3\xAFve"},
-      {LNG2_UTF8, ascii, "plain", "plain"},
-      {LNG2_UTF8, latin1, "10 \xE2\x82\xAC", "10 ?", "?"},
       {LNG2_UTF8, ascii, "\xE2\x82\xAC\xE2\x82\xAC", "..", "."},
       {LNG2_UTF8, LNG2_UTF8, "bad \xFF", "bad \xEF\xBF\xBD"},
       {LNG2_UTF8, 37, "A", "\xC1"},
       {LNG2_UTF8, latin1, "", ""},
       {latin1, LNG2_UTF8, "\xE9\xE9", "", nullptr, 3, U_BUFFER_OVERFLOW_ERROR},
-      {latin1, LNG2_UTF8, "abcd", "", nullptr, 3, U_BUFFER_OVERFLOW_ERROR},
       {99999, LNG2_UTF8, "\xE9", "", nullptr, 100, U_FILE_ACCESS_ERROR},
   };
   for (const auto& c : cases) {
     int status = 99;
-    EXPECT_EQ(LNG2_TranslateString(c.to, c.source.data(), c.source.size(), c.from, c.substitute, c.maximum,
-                                   &status),
-              c.expected)
-        << c.source;
+    const std::string_view source = c.source;
+    EXPECT_EQ(
+        LNG2_TranslateString(c.to, source.data(), source.size(), c.from, c.substitute, c.maximum, &status),
+        c.expected);
     EXPECT_EQ(status, c.status) << c.source;
   }
 }

@@ -7,6 +7,7 @@
 #include <array>
 #include <functional>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <thread>
 
@@ -93,6 +94,9 @@ class StageLock : public ZOVLock {
 
 class Stage {
  public:
+  Stage() {
+    for (const char* name : {"LockX", "LockY", "LockZ"}) place(name + 4).emplace(name);
+  }
   /// Plays "A e:X ok" lines: actor, step, outcome. Steps: s, e (get shared, exclusive), s?, e? (without a
   /// wait), -s, -e, -all (release); "then" asks again for the outcome of the step before.
   void play(const std::vector<std::string>& script) {
@@ -105,7 +109,8 @@ class Stage {
       ASSERT_EQ(outcome, expected) << "in: " << line;
     }
   }
-  ZOVLock& lock(const std::string& name) { return _locks[static_cast<std::size_t>(name.at(0) - 'X')]; }
+  ZOVLock& lock(const std::string& name) { return *place(name); }
+  void drop(const std::string& name) { place(name).reset(); }
   Actor& actor(const std::string& name) { return _actors[name]; }
 
  private:
@@ -128,7 +133,11 @@ class Stage {
     return [&on, type, wait] { return on.get(type, wait); };
   }
 
-  std::array<StageLock, 3> _locks{StageLock("LockX"), StageLock("LockY"), StageLock("LockZ")};
+  std::optional<StageLock>& place(const std::string& name) {
+    return _locks.at(static_cast<std::size_t>(name.at(0) - 'X'));
+  }
+
+  std::array<std::optional<StageLock>, 3> _locks;
   std::map<std::string, Actor> _actors;
 };
 
@@ -191,90 +200,47 @@ const Scenario scenarios[] = {
 INSTANTIATE_TEST_SUITE_P(Lock, LockScenario, testing::ValuesIn(scenarios),
                          [](const auto& scenario) { return std::string(scenario.param.name); });
 
-TEST(Lock, AnAvertedDeadlockIsReportedWithItsThreadsAndLocks) {
-  TestEnvironment environment;
-  Stage stage;
-  TraceCapture lines;
-  stage.play({"A e:X ok", "B e:Y ok", "A e:Y waits", "B e:X 6"});
-  const auto id = [&](const char* name) { return std::to_string(stage.actor(name).thread().getThreadId()); };
-  EXPECT_EQ(lines.count("Deadlock condition detected between thread " + id("B") + " and thread " + id("A") +
-                        "  Lock 1 = "),
-            1);
-  EXPECT_EQ(lines.count("   Thread id " + id("A") + "  Current State Waiting for lock"), 1);
-  EXPECT_EQ(lines.count("   Thread id " + id("B") + "  Current State Waiting for lock"), 1);
-  EXPECT_EQ(lines.count("   Dump of lock waiting for follows"), 2);
-  EXPECT_EQ(lines.count("Lock name = LockX"), 2);  // held by A, waited for by B
-  EXPECT_EQ(lines.count("Lock name = LockY"), 2);
-  EXPECT_EQ(lines.count("      Lock is held exclusively by threadid " + id("A")), 2);
-  EXPECT_EQ(lines.count("      1 threads are waiting for this lock"), 2);
-  EXPECT_THAT(environment.recorded().logged(),
-              testing::ElementsAre(testing::Field(&LoggedMessage::arguments,
-                                                  testing::Contains("A deadlock condition was averted"))));
-  stage.play({"B -e:Y ok", "A then ok"});
-}
-
-TEST(Lock, AfterAnAvertedDeadlockTheThreadCountsAsWaitingUntilItsNextLockOrTheLocksEnd) {
-  TestEnvironment environment;
+TEST(Lock, AnAvertedDeadlockIsToldAndItsThreadCountsAsWaitingUntilItsNextLockOrTheLocksEnd) {
   for (const bool lockGoes : {false, true}) {
-    auto x = std::make_unique<StageLock>("X");
-    StageLock y("Y"), next("Next");
-    Actor a, b;
-    const auto take = [](ZOVLock& lock) { return [&lock] { return lock.get(Exclusive, Wait); }; };
-    a.act(take(*x));
-    b.act(take(y));
-    ASSERT_EQ(a.act(take(y)), "waits");
-    ASSERT_EQ(b.act(take(*x)), "6");
-    EXPECT_EQ(b.thread().getState(), ZOVThread::WaitingForLock);
-    EXPECT_EQ(b.thread().getLockWaitedFor(), x.get());
-    b.act([&] { return y.release(All), 0; });
-    while (a.outcome() != "ok") sched_yield();
-    a.act([&] { return x->release(All), 0; });
-    if (lockGoes) {
-      x.reset();
-    } else {
-      b.act(take(next));
-      EXPECT_EQ(b.thread().getState(), ZOVThread::Running);
-      b.act([&] { return next.release(All), 0; });
-    }
-    EXPECT_EQ(b.thread().getLockWaitedFor(), nullptr);
-  }
-}
-
-TEST(Lock, TheFiftyFirstLockRaisesAndLeavesNothingBehind) {
-  for (const _LockRequestType type : {Exclusive, ::Shared}) {
     TestEnvironment environment;
-    std::array<ZOVLock, 51> locks;
-    AgentThread holder([&] {
-      for (std::size_t i = 0; i < 50; ++i) ASSERT_EQ(locks[i].get(type, Wait), 0);
-      EXPECT_EQ(locks[0].get(type, Wait), 0) << "one more level is no new lock";
-      const auto failure = guarded("ZOVTLOCK", "holder", [&] { locks[50].get(type, Wait); });
-      ASSERT_TRUE(failure);
-      EXPECT_EQ(failure->getReturnCode(), ZOV_TOO_MANY_LOCKS);
-      EXPECT_FALSE(failure->isRecoverable());
-      EXPECT_FALSE(ZOVLock::pLockMutex->isOwned());
-    });
-    EXPECT_FALSE(holder.join()->threadFailed());
-    AgentThread([&] {
-      for (ZOVLock& lock : locks) EXPECT_EQ(holding(lock, Exclusive, [] { return 1; }), 1);
-    }).join();
+    Stage stage;
+    TraceCapture lines;
+    stage.play({"A e:X ok", "B e:Y ok", "A e:Y waits", "B e:X 6"});
+    ZOVRecoverableThread& b = stage.actor("B").thread();
+    const std::string idA = std::to_string(stage.actor("A").thread().getThreadId());
+    EXPECT_TRUE(lines.has("Deadlock condition detected between thread " + std::to_string(b.getThreadId()) +
+                          " and thread " + idA + "  Lock 1 = "));
+    EXPECT_EQ(lines.count("  Current State Waiting for lock"), 2);
+    EXPECT_EQ(lines.count("Lock name = LockX"), 2);  // held by A, waited for by B
+    EXPECT_EQ(lines.count("      Lock is held exclusively by threadid " + idA), 2);
+    EXPECT_EQ(lines.count("      1 threads are waiting for this lock"), 2);
+    ASSERT_EQ(environment.recorded().logged().size(), 1U);
+    EXPECT_THAT(environment.recorded().logged()[0].arguments,
+                testing::Contains("A deadlock condition was averted"));
+    stage.play({"B -e:Y ok", "A then ok", "A -e:X ok"});
+    EXPECT_EQ(b.getState(), ZOVThread::WaitingForLock);
+    EXPECT_EQ(b.getLockWaitedFor(), &stage.lock("X"));
+    if (lockGoes) {
+      stage.drop("X");
+    } else {
+      stage.play({"B e:Z ok"});
+    }
+    EXPECT_EQ(b.getLockWaitedFor(), nullptr);
   }
 }
 
-TEST(Lock, AnyNumberOfConvertersDoNotBlockEachOther) {
-  TestEnvironment environment;
-  Stage stage;
-  stage.play({"A s:X ok", "B s:X ok", "C s:X ok", "A e:X waits", "B e:X waits", "C e:X ok", "C -all:X ok",
-              "C -all:X ok"});
-  std::string next;
-  EXPECT_TRUE(comesTrue([&] {
-    for (const char* name : {"A", "B"}) {
-      if (stage.actor(name).outcome() == "ok") next = name;
-    }
-    return !next.empty();
-  }));
-  const std::string last = next == "A" ? "B" : "A";
-  stage.play({last + " then waits", next + " -all:X ok", next + " -all:X ok", last + " then ok",
-              "C s?:X busy", last + " -all:X ok", last + " -all:X ok", "C e?:X ok"});
+bool oneThreadWaitsFor(const ZOVLock& lock) {
+  return comesTrue([&] {
+    TraceCapture lines;
+    lock.diagDump();
+    return lines.has("      1 threads are waiting for this lock");
+  });
+}
+
+int fromAnotherThread(ZOVLock& lock, _LockRequestType type) {
+  int answer = -1;
+  AgentThread([&] { answer = lock.get(type, DoNotWait); }).join();
+  return answer;
 }
 
 TEST(Lock, AConverterThatFindsTheLockTakenQueuesAgain) {
@@ -288,31 +254,27 @@ TEST(Lock, AConverterThatFindsTheLockTakenQueuesAgain) {
     lock.release(::Shared);
     ASSERT_EQ(lock.get(Exclusive, DoNotWait), 0);
   }
-  EXPECT_TRUE(comesTrue([&] {
-    TraceCapture lines;
-    lock.diagDump();
-    return lines.has("      1 threads are waiting for this lock");
-  }));
+  EXPECT_TRUE(oneThreadWaitsFor(lock));
   lock.release(Exclusive);
   stage.play({"A then ok"});
 }
 
-TEST(Lock, AThreadWithFiftyLocksGetsNoWaitAndCostsNoWakeUp) {
+TEST(Lock, AThreadWithFiftyLocksGetsNoMoreAndCostsNoWakeUp) {
   for (const _LockRequestType type : {Exclusive, ::Shared}) {
     TestEnvironment environment;
     std::array<ZOVLock, 50> locks;
     Stage stage;
-    stage.play({"A e:X ok"});
-    stage.actor("Full").act([&] {
+    Actor& full = stage.actor("Full");
+    full.act([&] {
       for (ZOVLock& lock : locks) lock.get(type, Wait);
-      return 0;
+      return locks[0].get(type, Wait);  // one more level is no new lock
     });
     const std::string get = type == Exclusive ? "Full e" : "Full s";
-    stage.play({get + "?:X busy", get + ":X 4"});
-    EXPECT_EQ(stage.actor("Full").thread().getLockWaitedFor(), nullptr);
+    stage.play({get + ":X 4", "A e:X ok", get + "?:X busy", get + ":X 4"});
+    EXPECT_EQ(full.thread().getLockWaitedFor(), nullptr);
     stage.play({"B e:X waits", "A -e:X ok", "B then ok", "B -e:X ok"});
-    stage.actor("Full").act([&] {
-      for (ZOVLock& lock : locks) lock.release(type);
+    full.act([&] {
+      for (ZOVLock& lock : locks) lock.release(All);
       return 0;
     });
     stage.play({get + ":X ok"});
@@ -332,160 +294,48 @@ TEST(Lock, ALongWaitIsToldOnceAndGoesOn) {
   zovWaits().lockWarningSeconds = former;
 }
 
-TEST(Lock, ADeadlockWithoutAFrameIsReportedAndWaitedIn) {
-  TestEnvironment environment;
-  TraceCapture lines;
-  Stage stage;
-  stage.play({"A e:X ok"});
-  std::atomic<int> answer{-1};
-  ZOVEvent held, go;
-  std::thread frameless([&] {
-    ZOVRecoverableThread own;
-    environment.registerThread(&own);
-    stage.lock("Y").get(Exclusive, Wait);
-    held.post();
-    go.wait();
-    answer = stage.lock("X").get(Exclusive, Wait);
-    environment.deregisterThread(&own);
-  });
-  held.wait();
-  stage.play({"A e:Y waits"});
-  go.post();
-  EXPECT_TRUE(comesTrue([&] { return lines.has("Deadlock condition detected"); }));
-  EXPECT_EQ(answer, -1);
-  EXPECT_EQ(stage.actor("A").thread().kill(), 1);  // whose end gives X back
-  frameless.join();
-  EXPECT_EQ(answer, 0);
-}
-
-TEST(Lock, AHoldTakenWhileTheThreadWasUnknownIsItsOwnAndOutlivesItsFrames) {
-  TestEnvironment environment;
-  ZOVLock lock("Early");
-  const auto others = [&](_LockRequestType type) {
-    int answer = -1;
-    AgentThread([&] { answer = lock.get(type, DoNotWait); }).join();
-    return answer;
-  };
-  EXPECT_EQ(lock.get(::Shared, Wait), 0);
-  guarded("ZOVTLOCK", "known", [&] {
-    EXPECT_EQ(lock.get(::Shared, Wait), 0);
-    lock.release(::Shared);
-    EXPECT_EQ(lock.get(Exclusive, Wait), 0) << "converts";
-    EXPECT_EQ(others(::Shared), 4);
-  });
-  EXPECT_EQ(others(::Shared), 0) << "what the frame took has been given back";
-  EXPECT_EQ(others(Exclusive), 4) << "and nothing else";
-  lock.release(::Shared);
-  EXPECT_EQ(others(Exclusive), 0);
-}
-
-TEST(Lock, ALockThatGoesIsHeldByNobody) {
-  TestEnvironment environment;
-  for (const _LockRequestType type : {Exclusive, ::Shared}) {
-    alignas(ZOVLock) std::array<unsigned char, sizeof(ZOVLock)> storage;
-    auto* lock = ::new (storage.data()) ZOVLock("first");
-    ZOVEvent held, go;
-    const auto work = [&] {
-      EXPECT_EQ(lock->get(type, Wait), 0);
-      held.post();
-      go.wait();
-      go.post();  // for the other one
-      EXPECT_EQ(lock->get(type, DoNotWait), 4) << "another lock at the same place";
-    };
-    AgentThread known(work);
-    held.wait();
-    std::thread unknown;
-    if (type == ::Shared) {
-      unknown = std::thread(work);
-      held.wait();
-    }
-    lock->~ZOVLock();
-    lock = ::new (storage.data()) ZOVLock("second");
-    EXPECT_EQ(lock->get(Exclusive, Wait), 0);
-    go.post();
-    known.join();
-    if (unknown.joinable()) unknown.join();
-    lock->release(Exclusive);
-    lock->~ZOVLock();
-  }
-}
-
-TEST(Lock, AThreadThatNobodyKnowsIsKnownByItsHolder) {
+TEST(Lock, AThreadThatNobodyKnowsIsKnownByItsHolderAndKeepsItsHoldPastItsFrames) {
   ZOVLock lock;
   ASSERT_EQ(ZOVAgentEnvironment::getActiveThread(), nullptr);
   EXPECT_EQ(lock.get(::Shared, Wait), 0);
   EXPECT_EQ(lock.get(::Shared, Wait), 0);
   lock.release(::Shared);
   EXPECT_EQ(lock.get(Exclusive, DoNotWait), 4) << "a conversion needs a thread object";
-  lock.release(::Shared);
-  EXPECT_EQ(lock.get(Exclusive, DoNotWait), 0);
-  EXPECT_EQ(lock.get(::Shared, Wait), 0);
-  lock.release(All);
-  // Taken before the thread was known, given back while it is.
   TestEnvironment environment;
-  EXPECT_EQ(lock.get(::Shared, Wait), 0);
   guarded("ZOVTLOCK", "known", [&] {
     EXPECT_EQ(lock.get(::Shared, Wait), 0);
     lock.release(::Shared);
-    lock.release(::Shared);
-    EXPECT_EQ(lock.get(Exclusive, DoNotWait), 0);
+    EXPECT_EQ(lock.get(Exclusive, Wait), 0) << "converts";
+    EXPECT_EQ(fromAnotherThread(lock, ::Shared), 4);
   });
-  TraceCapture lines;
-  lock.diagDump();
-  EXPECT_EQ(lines.count("      Lock is available"), 1) << "the frame's end gave back what was held";
+  EXPECT_EQ(fromAnotherThread(lock, ::Shared), 0) << "what the frame took has been given back";
+  EXPECT_EQ(fromAnotherThread(lock, Exclusive), 4) << "and nothing else";
+  guarded("ZOVTLOCK", "known", [&] { lock.release(::Shared); });
+  EXPECT_EQ(fromAnotherThread(lock, Exclusive), 0);
 }
 
 TEST(Lock, HoldingGivesBackOnEveryPathAndLetsTheFailureGoOn) {
   TestEnvironment environment;
   ZOVLock lock("Held");
-  const auto isFree = [&] {
-    int answer = -1;
-    AgentThread([&] { answer = lock.get(Exclusive, DoNotWait); }).join();
-    return answer == 0;
-  };
-  EXPECT_FALSE(holding(lock, ::Shared, isFree));
-  const std::vector<std::pair<std::function<void()>, unsigned int>> failures{
+  EXPECT_EQ(holding(lock, ::Shared, [&] { return fromAnotherThread(lock, Exclusive); }), 4);
+  const std::pair<void (*)(), unsigned int> failures[] = {
       {[] { zovRaise(ZOVException(ZOV_BROKEN_PIPE)); }, ZOV_BROKEN_PIPE},
       {[] { throw std::bad_alloc(); }, ZOV_OUT_OF_STORAGE},
       {storeToNull, ZOV_EXCEPTION_CAUGHT},
   };
-  for (const auto& [failing, code] : failures) {
-    const auto& fail = failing;  // which a lambda may capture
-    for (const _LockRequestType mode : {Exclusive, ::Shared}) {
-      const auto failure = guarded("ZOVTLOCK", "outer", [&] {
-        holding(lock, mode, [&] { holding(lock, mode, [&] { fail(); }); });
-        ADD_FAILURE() << "holding made good";
-      });
-      ASSERT_TRUE(failure);
-      EXPECT_EQ(failure->getReturnCode(), code);
-      EXPECT_TRUE(isFree());
-    }
+  for (const auto& failing : failures) {
+    const auto failure = guarded("ZOVTLOCK", "outer", [&] {
+      holding(lock, ::Shared, [&] { holding(lock, Exclusive, [&] { failing.first(); }); });
+      ADD_FAILURE() << "holding made good";
+    });
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->getReturnCode(), failing.second);
+    EXPECT_EQ(fromAnotherThread(lock, Exclusive), 0);
   }
-  EXPECT_EQ(environment.recorded().logged().size(), failures.size() * 2) << "told once each";
+  EXPECT_EQ(environment.recorded().logged().size(), std::size(failures)) << "told once each";
   EXPECT_EQ(holding(lock, Exclusive, [] { return storeToNull(), 7; }), 0) << "no outer frame: a default";
-  EXPECT_TRUE(isFree());
+  EXPECT_EQ(fromAnotherThread(lock, Exclusive), 0);
 }
-
-TEST(Lock, AFaultUnderTheGlobalMutexGivesItBack) {
-  TestEnvironment environment;
-  const auto failure = guarded("ZOVTLOCK", "fault", []() ZOV_NO_THREAD_SAFETY_ANALYSIS {
-    ZOVLock::pLockMutex->get();
-    ZOVLock::pLockMutex->get();
-    storeToNull();
-  });
-  EXPECT_TRUE(failure);
-  EXPECT_FALSE(ZOVLock::pLockMutex->isOwned());
-}
-
-// The test's thread holds X, V is killed in its wait for it, and N waits behind V.
-struct Kill {
-  const char* name;
-  _LockRequestType hold;
-  std::vector<std::string> waits;
-  enum { Never, Before, Behind } posted;  // V is, with regard to its kill; while it cannot leave the queue
-};
-
-class LockKill : public testing::TestWithParam<Kill> {};
 
 /// Kills with the mutex held without which the victim cannot leave the queue. Nothing in the agent takes a
 /// thread's mutex inside that one, so ThreadSanitizer is told to pass over the order.
@@ -498,63 +348,33 @@ __attribute__((noinline)) void killInTheQueue(ZOVThread& victim, const std::func
   then();
 }
 
-TEST_P(LockKill, LeavesNoWaiterAndOthersGoOn) {
-  TestEnvironment environment;
-  Stage stage;
-  ZOVLock& lock = stage.lock("X");
-  ASSERT_EQ(lock.get(GetParam().hold, Wait), 0);
-  stage.play(GetParam().waits);
-  const auto releaseWhen = [&](auto when) {
-    return [&, when] {
-      if (GetParam().posted == when) lock.release(GetParam().hold);
-    };
-  };
-  killInTheQueue(stage.actor("V").thread(), releaseWhen(Kill::Before), releaseWhen(Kill::Behind));
-  if (GetParam().posted == Kill::Never) {
-    const auto onlyNWaits = [&] {
-      TraceCapture lines;
-      lock.diagDump();
-      return lines.has("      1 threads are waiting for this lock");
-    };
-    EXPECT_TRUE(comesTrue(onlyNWaits));
-    lock.release(GetParam().hold);
+// The test's thread holds X, V is killed in its wait for it, and N waits behind V.
+TEST(Lock, AKillInAWaitLeavesNoWaiterAndOthersGoOn) {
+  const std::pair<_LockRequestType, std::vector<std::string>> kills[] = {
+      {Exclusive, {"V s:X waits", "N e:X waits"}},
+      {::Shared, {"V e:X waits", "N e:X waits"}},
+      {::Shared, {"V s:X ok", "V e:X waits", "N e:X waits"}}};
+  enum { Never, Before, Behind };  // V is posted, with regard to its kill; while it cannot leave the queue
+  for (const auto& [hold, waits] : kills) {
+    for (const int posted : {Never, Before, Behind}) {
+      SCOPED_TRACE(waits[0] + " " + std::to_string(posted));
+      TestEnvironment environment;
+      Stage stage;
+      ZOVLock& lock = stage.lock("X");
+      ASSERT_EQ(lock.get(hold, Wait), 0);
+      stage.play(waits);
+      const auto releaseWhen = [&lock, posted, type = hold](int when) {
+        if (posted == when) lock.release(type);
+      };
+      killInTheQueue(
+          stage.actor("V").thread(), [&] { releaseWhen(Before); }, [&] { releaseWhen(Behind); });
+      EXPECT_TRUE(posted != Never || oneThreadWaitsFor(lock));
+      releaseWhen(Never);
+      stage.play({"N then ok", "M s?:X busy", "N -e:X ok", "M e?:X ok"});
+    }
   }
-  stage.play({"N then ok", "M s?:X busy", "N -e:X ok", "M e?:X ok"});
 }
 
-const Kill kills[] = {
-    {"InASharedWait", Exclusive, {"V s:X waits", "N e:X waits"}, Kill::Never},
-    {"InASharedWaitThenPosted", Exclusive, {"V s:X waits", "N e:X waits"}, Kill::Behind},
-    {"PostedInASharedWait", Exclusive, {"V s:X waits", "N e:X waits"}, Kill::Before},
-    {"InAnExclusiveWait", ::Shared, {"V e:X waits", "N e:X waits"}, Kill::Never},
-    {"InAnExclusiveWaitThenPosted", ::Shared, {"V e:X waits", "N e:X waits"}, Kill::Behind},
-    {"PostedInAnExclusiveWait", ::Shared, {"V e:X waits", "N e:X waits"}, Kill::Before},
-    {"InAConversion", ::Shared, {"V s:X ok", "V e:X waits", "N e:X waits"}, Kill::Never},
-    {"InAConversionThenPosted", ::Shared, {"V s:X ok", "V e:X waits", "N e:X waits"}, Kill::Behind},
-    {"PostedInAConversion", ::Shared, {"V s:X ok", "V e:X waits", "N e:X waits"}, Kill::Before},
-};
-INSTANTIATE_TEST_SUITE_P(Lock, LockKill, testing::ValuesIn(kills),
-                         [](const auto& kill) { return std::string(kill.param.name); });
-
-TEST(Lock, AKilledHolderGivesBack) {
-  TestEnvironment environment;
-  ZOVLock lock("Killed");
-  ZOVEvent held;
-  ZOVEvent never;
-  AgentThread holder([&] {
-    holding(lock, Exclusive, [&] {
-      held.post();
-      never.wait();
-    });
-  });
-  held.wait();
-  AgentThread waiter([&] { EXPECT_EQ(lock.get(Exclusive, Wait), 0); });
-  EXPECT_EQ(holder->kill(), 1);
-  waiter.join();
-  EXPECT_FALSE(waiter->threadFailed());
-}
-
-// Readers see whole data while writers, converters, threads that nobody knows and killed ones work on it.
 TEST(Lock, AFloodKeepsDataWhole) {
   TestEnvironment environment;
   TraceCapture quiet;
@@ -562,22 +382,19 @@ TEST(Lock, AFloodKeepsDataWhole) {
   long one = 0, two = 0;
   std::atomic<long> written{0};
   std::atomic<int> torn{0};
-  const auto write = [&] { ++one, ++two, ++written; };
+  const auto write = [&](_WaitRequestType wait) {
+    if (lock.get(Exclusive, wait) == 0) ++one, ++two, ++written, lock.release(Exclusive);
+  };
   const auto work = [&](unsigned int seed) {
     for (int round = 0; round < 3000; ++round) {
       seed = seed * 1103515245u + 12345u;
       const unsigned int what = (seed >> 16) % 8;
-      if (what == 0) {
-        if (lock.get(Exclusive, DoNotWait) == 0) write(), lock.release(Exclusive);
-      } else if (what == 1) {
-        const zov::ExclusiveLock held(lock);
-        write();
+      if (what < 2) {
+        write(what == 0 ? DoNotWait : Wait);
       } else {
         const zov::SharedLock held(lock);
         if (one != two) ++torn;
-        if (what == 2 && ZOVAgentEnvironment::getActiveThread() != nullptr) {
-          if (lock.get(Exclusive, Wait) == 0) write(), lock.release(Exclusive);  // converts
-        }
+        if (what == 2 && ZOVAgentEnvironment::getActiveThread() != nullptr) write(Wait);  // converts
         if (one != two) ++torn;
       }
       if (what == 3) pthread_testcancel();
@@ -602,35 +419,27 @@ TEST(Lock, AFloodKeepsDataWhole) {
   EXPECT_EQ(one, written);
   EXPECT_EQ(two, written);
   EXPECT_EQ(lock.get(Exclusive, DoNotWait), 0);
-  lock.release(Exclusive);
 }
 
 TEST(Lock, ThreadsThatTakeLocksInAnyOrderGetOnWithWholeData) {
   TestEnvironment environment;
+  TraceCapture quiet;
   std::array<ZOVLock, 3> locks;
   std::array<long, 3> counters{};  // each guarded by its lock
   std::atomic<long> added{0};
+  const auto add = [&](std::size_t to) { holding(locks[to], Exclusive, [&] { ++counters[to], ++added; }); };
   const auto work = [&](unsigned int seed) {
     for (int round = 0; round < 300; ++round) {
       seed = seed * 1103515245u + 12345u;
-      const std::size_t first = (seed >> 8) % locks.size();
-      const std::size_t second = (seed >> 16) % locks.size();
+      const std::size_t first = (seed >> 8) % locks.size(), second = (seed >> 16) % locks.size();
       guarded("ZOVTLOCK", "work", [&] {
-        holding(locks[first], (seed & 1) != 0 ? ::Shared : Exclusive, [&] {
-          holding(locks[first], Exclusive, [&] { ++counters[first], ++added; });
-          holding(locks[second], Exclusive, [&] { ++counters[second], ++added; });
-        });
+        holding(locks[first], (seed & 1) != 0 ? ::Shared : Exclusive, [&] { add(first), add(second); });
       });
     }
   };
-  {
-    TraceCapture quiet;
-    std::vector<std::unique_ptr<AgentThread>> threads;
-    for (unsigned int i = 0; i < 6; ++i) {
-      threads.push_back(std::make_unique<AgentThread>([&work, i] { work(i + 1); }));
-    }
-    for (auto& thread : threads) EXPECT_FALSE(thread->join()->threadFailed());
-  }
+  std::vector<std::unique_ptr<AgentThread>> threads;
+  for (unsigned int i = 1; i <= 6; ++i) threads.push_back(std::make_unique<AgentThread>([&, i] { work(i); }));
+  for (auto& thread : threads) EXPECT_FALSE(thread->join()->threadFailed());
   EXPECT_EQ(counters[0] + counters[1] + counters[2], added);
   for (ZOVLock& lock : locks) EXPECT_EQ(lock.get(Exclusive, DoNotWait), 0);
 }

@@ -24,15 +24,14 @@ ZOVException exception(unsigned int code, ZOVException::_Severity severity = ZOV
 }
 
 TEST(Recovery, WhatEndsABodyBecomesTheException) {
-  struct Case {
+  RWOrdered empty;
+  const struct {
     const char* name;
     std::function<void()> body;
     unsigned int code;
     int recoverable;
     unsigned long parameter;
-  };
-  RWOrdered empty;
-  const Case cases[] = {
+  } cases[] = {
       {"null store", storeToNull, ZOV_EXCEPTION_CAUGHT, 0, SIGSEGV},
       {"raise", [] { zovRaise(exception(ZOV_DEADLOCK_AVERTED)); }, ZOV_DEADLOCK_AVERTED, 1, 0},
       {"storage", [] { throw std::bad_alloc(); }, ZOV_OUT_OF_STORAGE, 1, 0},
@@ -40,30 +39,27 @@ TEST(Recovery, WhatEndsABodyBecomesTheException) {
       {"unknown", [] { throw 7; }, ZOV_EXCEPTION_CAUGHT, 0, 0},
       {"foundation", [&] { empty.at(3); }, ZOV_FOUNDATION_STORAGE, 1, 0},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
     TestEnvironment environment;
-    TraceCapture quiet;
     const auto failure = guarded("ZOVTTAG", "Test::function", [&] { c.body(); });
-    ASSERT_TRUE(failure) << c.name;
-    EXPECT_EQ(failure->getReturnCode(), c.code) << c.name;
-    EXPECT_EQ(failure->isRecoverable(), c.recoverable) << c.name;
-    EXPECT_EQ(failure->getParameter(), c.parameter) << c.name;
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->getReturnCode(), c.code);
+    EXPECT_EQ(failure->isRecoverable(), c.recoverable);
+    EXPECT_EQ(failure->getParameter(), c.parameter);
     const auto logged = environment.recorded().logged();
-    ASSERT_EQ(logged.size(), 1u) << c.name;
-    EXPECT_EQ(logged[0].number, 2) << c.name;
+    ASSERT_EQ(logged.size(), 1u);
     EXPECT_THAT(logged[0].arguments,
-                ElementsAre(ZOVReturnCode::getDescription(c.code), "ZOVTTAG", "Test::function"))
-        << c.name;
+                ElementsAre(ZOVReturnCode::getDescription(c.code), "ZOVTTAG", "Test::function"));
   }
 }
 
 TEST(Recovery, TheMessageFollowsSeverityAndTheDumpItsOption) {
-  struct Case {
+  const struct {
     ZOVException raised;
     std::vector<int> messages;  // written by the inner and the outer frame
     int dumps;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {exception(ZOV_BROKEN_PIPE), {2, 2}, 0},
       {exception(ZOV_BROKEN_PIPE, ZOVException::Warning), {55, 55}, 0},
       {exception(ZOV_BROKEN_PIPE, ZOVException::Informational), {56, 56}, 0},
@@ -73,15 +69,11 @@ TEST(Recovery, TheMessageFollowsSeverityAndTheDumpItsOption) {
        {2},
        1},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     TestEnvironment environment;
     TraceCapture lines;
-    const auto failure = guarded("ZOVTTEST", "outer", [&] {
-      const auto inner = guarded("ZOVTTEST", "inner", [&] { zovRaise(c.raised); });
-      ASSERT_TRUE(inner);
-      zovRaise(*inner);
-    });
-    ASSERT_TRUE(failure);
+    guarded("ZOVTTEST", "outer",
+            [&] { zovRaise(*guarded("ZOVTTEST", "inner", [&] { zovRaise(c.raised); })); });
     EXPECT_EQ(environment.recorded().loggedNumbers(), c.messages);
     EXPECT_EQ(lines.count("Dump of all registered threads follows"), c.dumps);
   }
@@ -111,22 +103,24 @@ TEST(Recovery, NestedRaisesReachTheInnermostFrameOnEveryThread) {
   for (AgentThread* thread : {&one, &two, &three}) EXPECT_FALSE(thread->join()->threadFailed());
 }
 
-TEST(Recovery, AForeignThreadIsAdoptedForItsOutermostFrame) {
-  for (int i = 0; i < 2; ++i) {
-    TestEnvironment environment;
-    guarded("ZOVTTEST", "outer", [&] {
-      const ZOVRecoverableThread* const adopted = ZOVAgentEnvironment::getActiveThread();
-      ASSERT_NE(adopted, nullptr);
-      EXPECT_EQ(adopted->getState(), ZOVThread::Running);
-      guarded("ZOVTTEST", "inner", [] {});
-      EXPECT_EQ(ZOVAgentEnvironment::getActiveThread(), adopted);
-      const unsigned long id = pthread_self();
-      EXPECT_EQ(environment.findThread(&id), adopted);
-      zovRaise(exception(9));
-    });
-    EXPECT_EQ(ZOVAgentEnvironment::getActiveThread(), nullptr);
-    EXPECT_EQ(environment.threadTable().entries(), 0);
-  }
+TEST(Recovery, AForeignThreadIsAdoptedForItsOutermostFrameAndARegisteredOneOutlivesItsFrames) {
+  TestEnvironment environment;
+  guarded("ZOVTTEST", "outer", [&] {
+    const ZOVRecoverableThread* const adopted = ZOVAgentEnvironment::getActiveThread();
+    ASSERT_NE(adopted, nullptr);
+    guarded("ZOVTTEST", "inner", [] {});
+    EXPECT_EQ(ZOVAgentEnvironment::getActiveThread(), adopted);
+    const unsigned long id = pthread_self();
+    EXPECT_EQ(environment.findThread(&id), adopted);
+    zovRaise(exception(9));
+  });
+  EXPECT_EQ(ZOVAgentEnvironment::getActiveThread(), nullptr);
+  EXPECT_EQ(environment.threadTable().entries(), 0);
+  ZOVRecoverableThread own;
+  environment.registerThread(&own);
+  for (int i = 0; i < 2; ++i) guarded("ZOVTTEST", "frame", [] {});
+  EXPECT_EQ(ZOVAgentEnvironment::getActiveThread(), &own);
+  environment.deregisterThread(&own);
 }
 
 TEST(Recovery, WithoutAnEnvironmentARaiseIsNoneAndAFaultStaysInItsFrame) {
@@ -159,7 +153,7 @@ TEST(Recovery, CleanupRunsOnEveryPathInnermostFirst) {
 TEST(Recovery, AKillActsBehindACleanupAndNotInItsWaits) {
   TestEnvironment environment;
   ZOVEvent inCleanup, killed, never;
-  std::atomic<bool> cleanedUp{false}, wentOn{false};
+  std::atomic<bool> cleanedUp{false};
   AgentThread thread([&] {
     withCleanup([] {},
                 [&] {
@@ -169,15 +163,12 @@ TEST(Recovery, AKillActsBehindACleanupAndNotInItsWaits) {
                   cleanedUp = true;
                 });
     never.wait();
-    wentOn = true;
   });
   inCleanup.wait();
   EXPECT_EQ(thread->kill(), 1);
   killed.post();
-  EXPECT_TRUE(comesTrue([&] { return environment.threadTable().entries() == 0; }))
-      << "behind it the kill acts";
+  EXPECT_TRUE(comesTrue([&] { return environment.threadTable().entries() == 0; }));
   EXPECT_TRUE(cleanedUp);
-  EXPECT_FALSE(wentOn);
 }
 
 TEST(Recovery, AFailedCleanupLeavesTheThreadToBeKilled) {
@@ -191,14 +182,13 @@ TEST(Recovery, AFailedCleanupLeavesTheThreadToBeKilled) {
   }).join();
 }
 
-// A thread whose dump fails while it is told to.
+// A thread whose dump fails.
 class Undumpable : public ZOVRecoverableThread {
  public:
   void diagDump() const override {
     DGT1_Print(unit, 0, "dumped %i", ZOVLock::pLockMutex->isOwned());
-    if (fails) storeToNull();
+    storeToNull();
   }
-  bool fails = true;
 
  private:
   static inline DGT1_Unit unit{"ZOVTDUMP"};
@@ -215,9 +205,6 @@ TEST(Recovery, AFaultInADumpIsToldOnceAndGivesBackTheMutexes) {
   EXPECT_EQ(lines.count("dumped 1"), 2) << "what had been collected is written";
   EXPECT_FALSE(ZOVLock::pLockMutex->isOwned());
   AgentThread([] {}).join();  // needs the thread table's mutex
-  known->fails = false;
-  environment.diagDump();
-  EXPECT_EQ(lines.count("dumped 1"), 3);
   environment.deregisterThread(known.get());
 }
 
@@ -239,16 +226,6 @@ TEST(Recovery, ADumpIsWrittenWhenItsMutexesHaveBeenGivenBack) {
   });
 }
 
-TEST(Recovery, AThreadThatTheEnvironmentRegisteredOutlivesItsFrames) {
-  TestEnvironment environment;
-  ZOVRecoverableThread own;
-  environment.registerThread(&own);
-  for (int i = 0; i < 2; ++i) guarded("ZOVTTEST", "frame", [] {});
-  EXPECT_EQ(ZOVAgentEnvironment::getActiveThread(), &own);
-  environment.deregisterThread(&own);
-  EXPECT_EQ(ZOVAgentEnvironment::getActiveThread(), nullptr);
-}
-
 TEST(Recovery, AFailureInTellingOfAFailureIsNotTold) {
   class Failing : public RecordingServices {
    public:
@@ -258,24 +235,20 @@ TEST(Recovery, AFailureInTellingOfAFailureIsNotTold) {
     }
     int calls = 0;
   };
-  auto services = std::make_unique<Failing>();
-  Failing& failing = *services;
-  TestEnvironment environment(std::move(services));
+  TestEnvironment environment(std::make_unique<Failing>());
   for (int i = 0; i < 4; ++i) {
     const auto failure = guarded("ZOVTTEST", "frame", [] { zovRaise(exception(9)); });
     ASSERT_TRUE(failure);
     EXPECT_EQ(failure->getReturnCode(), ZOV_NO_SUCH_RESOURCE);
   }
-  EXPECT_EQ(failing.calls, 4);
+  EXPECT_EQ(static_cast<Failing&>(environment.recorded()).calls, 4);
   EXPECT_EQ(environment.threadTable().entries(), 0);
 }
 
 TEST(ReturnCode, DescriptionsNeverFailAndHoldForOneMoreCall) {
-  EXPECT_STREQ(ZOVReturnCode::getDescription(180), "ZOVR0180");
   EXPECT_STREQ(ZOVReturnCode::getDescription(4'294'967'295u), "ZOVR4294967295");
   const char* first = ZOVReturnCode::getDescription(8);
-  const char* second = ZOVReturnCode::getDescription(6);
+  EXPECT_STREQ(ZOVReturnCode::getDescription(6), "A deadlock condition was averted");
   EXPECT_STREQ(first, "ZOVR0008");
-  EXPECT_STREQ(second, "A deadlock condition was averted");
 }
 }  // namespace

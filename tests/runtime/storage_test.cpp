@@ -69,33 +69,21 @@ TEST(Storage, ThatTheFoundationCannotHaveIsCodeOneAndChangesNothing) {
   RWOrdered ordered(0);
   RWHashTable table;
   RWBinaryTree tree;
+  const auto edited = [](auto edit) {
+    return [edit] {
+      RWCString text("kept");
+      edit(text);
+    };
+  };
   const std::vector<std::function<void()>> operations{
       [&] { const RWCString made(longText.c_str()); },
       [&] { const RWCString copied(other); },
-      [&] {
-        RWCString text("kept");
-        text = other;
-      },
-      [&] {
-        RWCString text("kept");
-        text += other;
-      },
-      [&] {
-        RWCString text("kept");
-        text.prepend(longText);
-      },
-      [&] {
-        RWCString text("kept");
-        text.replace(1, 2, longText.data(), longText.size());
-      },
-      [&] {
-        RWCString text("kept");
-        text.resize(1000);
-      },
-      [&] {
-        RWCString text("kept");
-        text.reserve(1000);
-      },
+      edited([&](RWCString& text) { text = other; }),
+      edited([&](RWCString& text) { text += other; }),
+      edited([&](RWCString& text) { text.prepend(longText); }),
+      edited([&](RWCString& text) { text.replace(1, 2, longText.data(), longText.size()); }),
+      edited([&](RWCString& text) { text.resize(1000); }),
+      edited([&](RWCString& text) { text.reserve(1000); }),
       [&] { other(10, 100); },
       [&] { list.append(&member); },
       [&] { list.prepend(&member); },

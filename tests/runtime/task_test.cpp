@@ -26,41 +26,33 @@ class Task : public ZOVAsynchronousTask {
 };
 
 TEST(Task, StartAnswersWhatTheThreadSaysAndShutdownNeverHangs) {
-  struct Case {
+  ZOVLock held("held");
+  const struct {
     const char* name;
     std::function<void(Task&)> body;
     int answer;
-    std::vector<int> messages;
-  };
-  ZOVLock held("held");
-  const Case cases[] = {
-      {"runs until told", [](Task& t) { t.startupCompleted(1), t._shutdownEvent.wait(); }, 1, {}},
-      {"says no", [](Task& t) { t.startupCompleted(-7), t._shutdownEvent.wait(); }, -7, {}},
-      {"ends without a word", [](Task&) {}, 0, {}},
-      {"raises before a word", [](Task&) { zovRaise(ZOVException(ZOV_BROKEN_PIPE)); }, 0, {2}},
-      {"faults before a word", [](Task&) { storeToNull(); }, 0, {2}},
-      {"throws before a word", [](Task&) { throw std::runtime_error("odd"); }, 0, {2}},
-      {"faults with a lock in hand", [&](Task&) { held.get(Exclusive, Wait), storeToNull(); }, 0, {2}},
+  } cases[] = {
+      {"runs until told", [](Task& t) { t.startupCompleted(1), t._shutdownEvent.wait(); }, 1},
+      {"says no", [](Task& t) { t.startupCompleted(-7), t._shutdownEvent.wait(); }, -7},
+      {"ends without a word", [](Task&) {}, 0},
+      {"raises before a word", [](Task&) { zovRaise(ZOVException(ZOV_BROKEN_PIPE)); }, 0},
+      {"faults with a lock in hand", [&](Task&) { held.get(Exclusive, Wait), storeToNull(); }, 0},
       {"faults with the task's lock in hand",
-       [](Task& t) { t.startupCompleted(3), t.lock(Exclusive, Wait), storeToNull(); },
-       3,
-       {2}},
+       [](Task& t) { t.startupCompleted(3), t.lock(Exclusive, Wait), storeToNull(); }, 3},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
     TestEnvironment environment;
     TraceCapture quiet;
-    {
-      Task task(c.body);
-      EXPECT_EQ(task.startBackgroundThread(), c.answer) << c.name;
-      AgentThread other([&] { task.shutdown(); });
-      task.shutdown();
-      other.join();
-      EXPECT_FALSE(task.isThreadRunning()) << c.name;
-      EXPECT_EQ(held.get(Exclusive, DoNotWait), 0) << c.name;
-      held.release(All);
-    }
-    EXPECT_EQ(environment.recorded().loggedNumbers(), c.messages) << c.name;
-    EXPECT_EQ(environment.threadTable().entries(), 0) << c.name;
+    Task task(c.body);
+    EXPECT_EQ(task.startBackgroundThread(), c.answer);
+    AgentThread other([&] { task.shutdown(); });
+    task.shutdown();
+    other.join();
+    EXPECT_FALSE(task.isThreadRunning());
+    EXPECT_EQ(held.get(Exclusive, DoNotWait), 0);
+    held.release(All);
+    EXPECT_EQ(environment.threadTable().entries(), 0);
   }
 }
 
@@ -97,102 +89,84 @@ TEST(AsynchronousRequest, GivesAllSamplesBeforeTheEndAndMayGoAsSoonAsThatIsSeen)
   }
 }
 
-// Answers each request with its own number of samples and the code 200 + number; stops in the middle of the
-// queue when told so.
 class Service : public ZOVServiceTask {
  public:
+  explicit Service(std::function<void(Service&)> body) : _body(std::move(body)) {}
   ~Service() override { shutdown(); }
   void backgroundProcessing() override {
     startupCompleted(1);
-    if (_holdBack) _shutdownEvent.wait();
-    while (RPXAsynchronousCollectionRequest* request = waitForNextRequest()) {
-      for (int i = 0; i < 3; ++i) request->insert(new RWCollectableString("sample"));
-      request->setComplete(200);
-    }
+    _body(*this);
   }
-  void holdBack() { _holdBack = true; }
+  using ZOVServiceTask::_shutdownEvent;
   using ZOVServiceTask::waitForNextRequest;
 
  private:
-  bool _holdBack = false;
+  std::function<void(Service&)> _body;
 };
+
+unsigned int process(Service& service, RPXAsynchronousCollectionRequest& request, bool wait = false) {
+  return service.processRequest(&request,
+                                wait ? ZOVServiceTask::WaitForCompletion : ZOVServiceTask::ReturnAtOnce);
+}
 
 TEST(ServiceTask, ServesFromManyThreadsAndAnswersTheRequestsResult) {
   TestEnvironment environment;
-  Service service;
+  Service service([](Service& self) {
+    while (RPXAsynchronousCollectionRequest* request = self.waitForNextRequest()) {
+      for (int i = 0; i < 3; ++i) request->insert(new RWCollectableString("sample"));
+      request->setComplete(200);
+    }
+  });
   ASSERT_EQ(service.startBackgroundThread(), 1);
-  std::vector<std::unique_ptr<AgentThread>> clients;
-  for (int i = 0; i < 4; ++i) {
-    clients.push_back(std::make_unique<AgentThread>([&] {
-      for (int round = 0; round < 50; ++round) {
-        RPXAsynchronousCollectionRequest request;
-        EXPECT_EQ(service.processRequest(&request, ZOVServiceTask::WaitForCompletion), 200u);
-      }
-    }));
-  }
+  const auto serve = [&] {
+    for (int round = 0; round < 50; ++round) {
+      RPXAsynchronousCollectionRequest request;
+      EXPECT_EQ(process(service, request, true), 200u);
+    }
+  };
+  AgentThread one(serve), two(serve), three(serve);
+  for (AgentThread* client : {&one, &two, &three}) client->join();
   RPXAsynchronousCollectionRequest later;
-  EXPECT_EQ(service.processRequest(&later, ZOVServiceTask::ReturnAtOnce), 0u);
+  EXPECT_EQ(process(service, later), 0u);
   int samples = 0;
   while (const RWCollectable* sample = later.get()) ++samples, delete sample;
   EXPECT_EQ(samples, 3);
 }
 
-TEST(ServiceTask, ShutdownLeavesNobodyWaiting) {
-  TestEnvironment environment;
-  Service service;
-  service.holdBack();
-  ASSERT_EQ(service.startBackgroundThread(), 1);
-  RPXAsynchronousCollectionRequest queued, late;
-  EXPECT_EQ(service.processRequest(&queued, ZOVServiceTask::ReturnAtOnce), 0u);
-  service.shutdown();
-  EXPECT_EQ(queued.get(), nullptr);
-  EXPECT_EQ(queued.getResult(), ZOV_TASK_SHUTTING_DOWN);
-  EXPECT_EQ(service.processRequest(&late, ZOVServiceTask::WaitForCompletion), ZOV_TASK_SHUTTING_DOWN);
-  EXPECT_EQ(service.waitForNextRequest(), nullptr);
-}
-
-/// Ends by itself, or by a raise, with a request in its queue.
-class ShortService : public ZOVServiceTask {
- public:
-  explicit ShortService(bool raises) : _raises(raises) {}
-  ~ShortService() override { shutdown(); }
-  void backgroundProcessing() override {
-    startupCompleted(1);
-    _goOn.wait();
-    if (_raises) zovRaise(ZOVException(ZOV_OUT_OF_STORAGE));
-  }
-  void goOn() { _goOn.post(); }
-
- private:
-  const bool _raises;
-  ZOVEvent _goOn;
-};
-
 TEST(ServiceTask, RefusesWhatNoThreadWouldTake) {
   TestEnvironment environment;
-  for (const bool raises : {false, true}) {
-    ShortService service(raises);
+  ZOVEvent goOn;
+  const std::function<void(Service&)> bodies[] = {
+      [&](Service&) { goOn.wait(); },
+      [&](Service&) { goOn.wait(), zovRaise(ZOVException(ZOV_OUT_OF_STORAGE)); },
+      [&](Service& self) {
+        self._shutdownEvent.wait();
+        EXPECT_EQ(self.waitForNextRequest(), nullptr);
+      },
+  };
+  for (const auto& body : bodies) {
+    Service service(body);
     RPXAsynchronousCollectionRequest early, queued, late;
-    EXPECT_EQ(service.processRequest(&early, ZOVServiceTask::WaitForCompletion), ZOV_TASK_SHUTTING_DOWN);
+    EXPECT_EQ(process(service, early, true), ZOV_TASK_SHUTTING_DOWN);
     ASSERT_EQ(service.startBackgroundThread(), 1);
-    service.processRequest(&queued, ZOVServiceTask::ReturnAtOnce);
-    service.goOn();
+    EXPECT_EQ(process(service, queued), 0u);
+    goOn.post();
+    if (&body == &bodies[2]) service.shutdown();
     EXPECT_EQ(queued.get(), nullptr);
     EXPECT_EQ(queued.getResult(), ZOV_TASK_SHUTTING_DOWN);
-    EXPECT_EQ(service.processRequest(&late, ZOVServiceTask::WaitForCompletion), ZOV_TASK_SHUTTING_DOWN);
+    EXPECT_EQ(process(service, late, true), ZOV_TASK_SHUTTING_DOWN);
   }
 }
 
 TEST(ServiceTask, ATimedWaitForARequestLooksTwice) {
   TestEnvironment environment;
-  Service service;
-  service.holdBack();  // the test takes the requests
+  Service service([](Service& self) { self._shutdownEvent.wait(); });  // the test takes the requests
   ASSERT_EQ(service.startBackgroundThread(), 1);
   EXPECT_EQ(service.waitForNextRequest(0), nullptr);
   RPXAsynchronousCollectionRequest request;
-  service.processRequest(&request, ZOVServiceTask::ReturnAtOnce);
+  process(service, request);
   EXPECT_EQ(service.waitForNextRequest(0), &request);
-  AgentThread client([&] { service.processRequest(&request, ZOVServiceTask::ReturnAtOnce); });
+  AgentThread client([&] { process(service, request); });
   while (service.waitForNextRequest(3600) == nullptr) {  // the post for the first request ends one wait
   }
   client.join();

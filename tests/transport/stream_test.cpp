@@ -97,20 +97,16 @@ TEST(ReadAhead, BytesOfTheNextFrameAreReadable) {
 
 TEST(ReadAhead, FramesAheadOfTheEndAreDelivered) {
   DiagnosticEnvironment environment;
+  const std::string body(999, 'b');
+  constexpr int Frames = 100;  // more than is read ahead
+  static_assert(Frames * 999 > zov::TcpStream::ReadAheadSize);
+  std::string all;
+  for (int i = 0; i < Frames; ++i) all += framed(body);
   for (const bool byPeer : {true, false}) {
     FramePair pair;
-    const std::string body(999, 'b');
-    constexpr int Frames = 100;  // more than is read ahead
-    static_assert(Frames * 999 > zov::TcpStream::ReadAheadSize);
-    std::string all;
-    for (int i = 0; i < Frames; ++i) all += framed(body);
     pair.peerSends(all);
     EXPECT_EQ(pair.receive(0), body);
-    if (byPeer) {
-      pair.closePeer();
-    } else {
-      pair.connection.shutdownSocket();
-    }
+    byPeer ? pair.closePeer() : pair.connection.shutdownSocket();
     for (int i = 1; i < Frames; ++i) ASSERT_EQ(pair.receive(i % 2 ? Patience : 0), body) << i;
     EXPECT_EQ(pair.receive(Patience), "nothing");
     EXPECT_EQ(pair.rc, ZOV_SOCKET_TERMINATED);
