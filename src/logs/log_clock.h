@@ -19,6 +19,12 @@ class LogClock {
   /// A local date and time.
   LogMoment moment(const RWDate& date, unsigned int hour, unsigned int minute, unsigned int second,
                    unsigned int milliseconds);
+  /// Takes a time off the text, as the Java logging libraries write it: "23-Nov-2026 10:08:28.123",
+  /// "2026-11-23 10:08:28,123", "2026-11-23T10:08:28.123456Z" or with "+01:00", each with or without what is
+  /// behind the seconds; or "10:08:28.123", which is the last such time that is not to come.
+  LogMoment take(std::string_view& text);
+  /// Milliseconds since 1970-01-01 UTC.
+  static LogMoment fromEpoch(long long milliseconds);
 
  private:
   RWDate _date{0, 0, 0};

@@ -6,7 +6,12 @@
 
 #include "diag/utf8_handler.h"
 #include "logs/activity_log.h"
+#include "logs/json_log.h"
+#include "logs/pattern_log.h"
 #include "platform/language.h"
+#include "platform/trace.h"
+
+static DGT1_Unit traceUnit("ZOVCLFMT");
 
 namespace zov {
 
@@ -23,6 +28,12 @@ constexpr Severity SeverityTable_V5[] = {{'A', 20}, {'I', 1}, {'W', 21}, {'E', 2
 [[maybe_unused]] constexpr Severity SeverityTable_preV5[] = {{'>', 10}, {'<', 11}, {'A', 20}, {'W', 21},
                                                              {'X', 22}, {'E', 12}, {'D', 13}, {'T', 23},
                                                              {'F', 24}, {'I', 1},  {'U', 2}};
+
+/// Of Tomcat's OneLineFormatter, and of what the libraries do when nothing is configured.
+constexpr struct {
+  std::string_view name, pattern;
+} Patterns[] = {
+    {"TOMCAT", "%d %p [%t] %c %m"}, {"LOGBACK", "%d [%t] %p %c %i %m"}, {"LOG4J", "%d [%t] %p %c - %m"}};
 
 constexpr struct {
   std::string_view level;
@@ -43,7 +54,18 @@ bool isUtf8(std::string_view text) {
 
 }  // namespace
 
-std::unique_ptr<LogFormat> LogFormat::make(const RWCString& /*name*/) {
+std::unique_ptr<LogFormat> LogFormat::make(const RWCString& name) {
+  if (name.isNull() || name == "ACTIVITY") return std::make_unique<ActivityLog>();
+  if (name == "JSON") return std::make_unique<JsonLog>();
+  std::string_view pattern = name.view();
+  for (const auto& known : Patterns) {
+    if (known.name == name.view()) pattern = known.pattern;
+  }
+  if (auto log = PatternLog::make(pattern)) return log;
+  DGT1_Printf(traceUnit, DGT1_MESSAGE,
+              "ZOV_LOG_FORMAT = %s is not used; accepted are ACTIVITY, TOMCAT, LOGBACK, LOG4J, JSON, and a "
+              "pattern with %%d in it and %%m at its end. The form of activity logs is read.",
+              name.data());
   return std::make_unique<ActivityLog>();
 }
 

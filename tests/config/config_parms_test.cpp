@@ -70,6 +70,7 @@ ZOV_PORT = 1234
 ZOV_ALT_NODEID = second
 [Advanced_J2EE_Config]
 ZOV_APPSRVR_LOGSCANINTERVAL = 11
+ZOV_LOG_FORMAT = TOMCAT
 ZOV_GC_LOG_SCANINTERVAL = 12
 ZOV_REQ_FIXEDINTERVAL_TIME = 13
 ZOV_REQ_ONDEMAND_MAXSAMPLEAGE = 14
@@ -95,6 +96,7 @@ ZOV_REQ_SAMPLE_RATE = 500
                                     d.getWorkloadCapturePercent()};
   EXPECT_EQ(values, (std::vector<long>{1, 2, 0, 2, 0, 7, 1234, 11, 11, 12, 13, 14, 15, 16, 500}));
   EXPECT_EQ(agent().getAgentId().str(), "second");
+  EXPECT_EQ(d.getLogFormat().str(), "TOMCAT");
   EXPECT_EQ(trace, "") << "nothing to complain about";
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/diagnostic_environment.h"
+#include "support/step_clock.h"
 
 namespace {
 
@@ -58,6 +59,88 @@ TEST(LogFormat, OfActivityLogs) {
       {"an impossible date", "[x/2/05 12:34:56:789 EST] 1 Foo I x", "none"},
   };
   for (const Case& c : cases) EXPECT_EQ(parsed(*format, c.record), c.event) << c.what;
+}
+
+TEST(LogFormat, OfServersAsTheyAre) {
+  const DiagnosticEnvironment environment;
+  const struct {
+    const char* format;
+    std::string record, event;
+  } cases[] = {
+      {"TOMCAT",
+       "23-Nov-2026 10:08:28.123 WARNING [http-nio-8080-exec-1] "
+       "org.apache.catalina.core.StandardContext.reload Slow\n\tat x.Y\n",
+       "1261123100828123 http-nio-8080-exec-1 core.StandardContext.reload 21 |Slow\n\tat x.Y"},
+      {"LOGBACK", "2026-11-23 10:08:28,12 [main] INFO  o.e.Foo - a - b\n",
+       "1261123100828120 main o.e.Foo 1 |a - b"},
+      {"LOGBACK", "2026-11-23 10:08:28 [main] ERROR o.e.Foo -- a\n", "1261123100828000 main o.e.Foo 22 |a"},
+      {"LOG4J", "2026-11-23T10:08:28.123456 [my thread] FATAL Foo - \n",
+       "1261123100828123 my thread Foo 24 |"},
+      {"LOG4J", "2026-11-23T10:08:28.123 [main] LOUD Foo - a\n", "none"},
+      {"LOG4J", "31-Foo-2026 10:08:28.123 [main] INFO Foo - a\n", "none"},
+      {"%d  %p %i --- [%t] %c : %m", "2026-11-23T10:08:28.123 INFO 1 --- [           main] o.e.Foo   : a : b",
+       "1261123100828123 main o.e.Foo 1 |a : b"},
+      {"JSON",
+       R"({"@timestamp":"2026-11-23T10:08:28.123","a":{"message":"no"},"b":[{},[1,"}"]],"n":null,)"
+       R"("message":"a \"b\"\n\u00e9\ud83d\ude00","logger_name":"x.Y","thread_name":"t","level":"DEBUG"})",
+       "1261123100828123 t x.Y 13 |a \"b\"\n\xC3\xA9\xF0\x9F\x98\x80"},
+      {"JSON", R"({"time":"2026-11-23 10:08:28","msg":"first", "cut)", "1261123100828000   0 |first"},
+      {"JSON", R"({"message":"no time"})", "none"},
+      {"JSON", R"({"timestamp":"2026-11-23 10:08:28","message":"\ud)", "none"},
+      {"JSON", "{\"a\":" + std::string(50'000, '['), "none"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(parsed(*zov::LogFormat::make(c.format), c.record), c.event) << c.record;
+  }
+  // With a zone, and as a number, a time is the same everywhere.
+  const std::string expected = parsed(*zov::LogFormat::make("JSON"), R"({"time":1795428508123,"msg":"a"})");
+  for (const char* time :
+       {R"("2026-11-23T10:08:28.123Z")", R"("2026-11-23T11:38:28.123+01:30")",
+        R"("2026-11-23T09:08:28.123-0100")", R"({"epochSecond":1795428508,"nanoOfSecond":123000000})"}) {
+    EXPECT_EQ(
+        parsed(*zov::LogFormat::make("JSON"), R"({"timestamp":)" + std::string(time) + R"(,"msg":"a"})"),
+        expected)
+        << time;
+  }
+}
+
+TEST(LogFormat, WhereRecordsBegin) {
+  using Line = zov::LogFormat::Line;
+  const struct {
+    const char* format;
+    const char* line;
+    Line kind;
+  } cases[] = {
+      {"", "[", Line::Begins},
+      {"", "*", Line::Ends},
+      {"", "x", Line::Continues},
+      {"LOGBACK", "10:08:28.123 [", Line::Begins},
+      {"LOGBACK", "java.lang.Error: 10:08:28", Line::Continues},
+      {"TOMCAT", "\tat x.Y", Line::Continues},
+      {"JSON", "{", Line::Begins},
+      {"JSON", "\tat", Line::Continues},
+      {"PLAIN", "[", Line::Begins},
+      {"%d", "[", Line::Begins},
+      {"%d %x %m", "[", Line::Begins},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(zov::LogFormat::make(c.format)->classify(c.line), c.kind) << c.format << c.line;
+}
+
+TEST(LogFormat, ATimeWithoutADateIsTheLastOne) {
+  const DiagnosticEnvironment environment;
+  const StepClock clock;
+  const auto stamp = [](std::int64_t seconds, bool dated) {
+    struct tm fields = {};
+    const RWTime time(static_cast<std::uint32_t>(ZOVClock::seconds() + seconds));
+    time.extract(&fields);
+    char text[40];
+    std::strftime(text, sizeof text, dated ? "%Y-%m-%d %H:%M:%S [t] INFO c - m" : "%H:%M:%S [t] INFO c - m",
+                  &fields);
+    return parsed(*zov::LogFormat::make("LOG4J"), text);
+  };
+  EXPECT_EQ(stamp(-10, false), stamp(-10, true));
+  EXPECT_EQ(stamp(-80'000, false), stamp(-80'000, true)) << "of the day before";
 }
 
 }  // namespace
