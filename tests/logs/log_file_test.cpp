@@ -6,8 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "logs/log_file_collector.h"
@@ -152,6 +154,40 @@ TEST_F(LogFileTest, NoRecordIsLostAcrossRotations) {
   }
   for (int i = 0; i < number; ++i) expected.push_back(std::to_string(i));
   EXPECT_EQ(seen, expected);
+}
+
+TEST_F(LogFileTest, AMillionRecordsArriveOnceEachWhileTheyAreWritten) {
+  static int arrived, wrong;
+  arrived = wrong = 0;
+  ZOVLogFile::setEmitter([](const ZOVLogEventSample* sample, const ZOVApplicationServerBase*) {
+    char text[16] = {};
+    sample->copyMessage(text, sizeof text - 1);
+    wrong += std::atoi(text) != arrived++;
+    return 0U;
+  });
+  append("");
+  file.read();
+  constexpr int Files = 10, Records = 100'000, Burst = 40'001;  // bytes, so that records are torn
+  std::atomic<int> scans{0};
+  std::thread writer([&] {
+    for (int i = 0; i < Files; ++i) {
+      std::string bytes;
+      for (int r = 0; r < Records; ++r) bytes += record(std::to_string(i * Records + r));
+      std::ofstream log(directory.file("log"), std::ios::binary | std::ios::app);
+      for (std::size_t at = 0; at < bytes.size(); at += Burst) log << bytes.substr(at, Burst) << std::flush;
+      if (i + 1 == Files) break;
+      const int before = scans;
+      while (scans < before + 2) std::this_thread::yield();  // until it is open
+      std::rename(directory.file("log").c_str(), directory.file("old").c_str());
+    }
+  });
+  EXPECT_TRUE(comesTrue([&] {
+    file.read();
+    ++scans;
+    return arrived == Files * Records;
+  }));
+  writer.join();
+  EXPECT_EQ(wrong, 0);
 }
 
 TEST_F(LogFileTest, WhatIsNoReadableFileIsToldOnceAndHarmsNothing) {
