@@ -47,10 +47,11 @@ bool takeCharacter(std::string_view& text, char wanted) {
   return true;
 }
 
+/// 0 for what is no number, or a negative one.
 long long numberOf(std::string_view digits) {
   long long number = 0;
   std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  return number;
+  return std::max(number, 0LL);
 }
 
 /// Takes four hexadecimal digits off the text; -1 when they are not there.
@@ -154,10 +155,13 @@ bool JsonLog::takeString(std::string_view& text, std::string& out) {
 }
 
 void JsonLog::setMember(int depth, bool isText) {
-  if (depth == 1 && _key == Seconds)
-    _moment.second = ZOVTime(LogClock::fromEpoch(numberOf(_value) * 1000).second);
-  if (depth == 1 && _key == Nanoseconds)
+  if (depth == 1 && _key == Seconds) {
+    const long long seconds = numberOf(_value);
+    _moment.second = ZOVTime(seconds <= UINT32_MAX ? static_cast<std::uint32_t>(seconds) : 0);
+  }
+  if (depth == 1 && _key == Nanoseconds) {
     _moment.milliseconds = static_cast<int>(numberOf(_value) / 1'000'000 % 1000);
+  }
   const auto* const known = std::ranges::find(Members, _key, &MemberName::key);
   if (depth > 0 || known == std::end(Members)) return;
   std::string_view value = _value;

@@ -159,6 +159,7 @@ void ZOVLogFile::followNext() {
   _file.close();
   std::swap(_file, _next);
   if (!isFirst) _currPosition = 0;
+  _heldEnd = -1;
 }
 
 // --- What is in it.
