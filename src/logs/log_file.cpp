@@ -180,7 +180,7 @@ void ZOVLogFile::readToEnd(bool isLast) {
   _inRecord = false;
   const bool torn = readLines(at, status.st_size);
   if (_stopped) return;
-  const bool isWhole = !torn && (!_inRecord || _format->isWhole(_record));
+  const bool isWhole = !torn && (!_inRecord || _format->isWhole(_fullBuffer));
   if (!isWhole && !isLast && at != _heldEnd) {
     _heldEnd = at;
     _currPosition = _recordStart;
@@ -218,26 +218,31 @@ void ZOVLogFile::takeLine(std::string_view line, std::int64_t at) {
   const zov::LogFormat::Line kind = _format->classify(line);
   if (kind != zov::LogFormat::Line::Continues) endRecord(at);
   if (kind == zov::LogFormat::Line::Begins) {
-    _record.clear();
+    _fullBuffer.clear();
     _inRecord = true;
   }
   if (!_inRecord) {
     _recordStart = at;  // for a line that has no end yet
     return;
   }
-  if (_record.empty()) _recordStart = at;
-  _record.append(
-      ZOVUTF8Handler::truncated(line, MaximumRecord - _record.size(), ZOVUTF8Handler::TruncateEnd));
+  if (_fullBuffer.empty()) _recordStart = at;
+  _fullBuffer.append(
+      ZOVUTF8Handler::truncated(line, MaximumRecord - _fullBuffer.size(), ZOVUTF8Handler::TruncateEnd));
 }
 
-/// Makes an event of the record, which ends at `at`. A failure loses this one and no other.
+/// Takes leave of the record, which ends at `at`, before it is made an event: a failure then loses this one
+/// and no other.
 void ZOVLogFile::endRecord(std::int64_t at) {
   _currPosition = at;
   if (!_inRecord) return;
   _inRecord = false;
+  processLine(_fullBuffer);
+}
+
+void ZOVLogFile::processLine(const std::string& record) {
   _event.setMsgId({});
-  if (!_format->parse(_record, _event)) {
-    DGT1_Printf(traceUnit, DGT1_DETAIL, "Record of %s dropped: %s", _nativeFileName.data(), _record.c_str());
+  if (!_format->parse(record, _event)) {
+    DGT1_Printf(traceUnit, DGT1_DETAIL, "Record of %s dropped: %s", _nativeFileName.data(), record.c_str());
     return;
   }
   _event.setLogEventSampleSeqNum(getNewLogEventSampleSeqNum());

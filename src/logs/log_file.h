@@ -88,6 +88,7 @@ class ZOVLogFile final : public ZOVCollectable, public zov::EventQueue<ZOVLogEve
   bool readLines(std::int64_t& at, std::int64_t size);
   void takeLine(std::string_view line, std::int64_t at);
   void endRecord(std::int64_t at);
+  void processLine(const std::string& record);
   int getNewLogEventSampleSeqNum();
 
   const RWCString _nativeFileName, _fileName;
@@ -105,7 +106,7 @@ class ZOVLogFile final : public ZOVCollectable, public zov::EventQueue<ZOVLogEve
   ZOVClock::Steady _lastRead;
   bool _wasRead = false;
 
-  std::string _record;
+  std::string _fullBuffer;
   std::int64_t _recordStart = 0;
   bool _inRecord = false;
   ZOVLogEventSample _event;  // the record's, filled anew for each
