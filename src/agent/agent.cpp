@@ -13,6 +13,8 @@
 #include "diag/component_trace.h"
 #include "diag/utf8_handler.h"
 #include "framework/process.h"
+#include "logs/log_file.h"
+#include "logs/log_file_collector.h"
 #include "platform/descriptor_limit.h"
 #include "platform/services.h"
 #include "remote/system_command_manager.h"
@@ -20,6 +22,7 @@
 #include "runtime/shutdown_probe.h"
 #include "runtime/trace_scope.h"
 #include "tables/table_inits.h"
+#include "tables/zovloganal.h"
 #include "tables/zovprev.h"
 #include "transport/session_listener.h"
 
@@ -107,6 +110,9 @@ void ZOVAgent::startComponents() {
   ZOV_TRACE(Private);
   _serverServices = std::make_unique<zov::AgentServerServices>(*this);
   _tableServices = std::make_unique<zov::AgentTableServices>(*this);
+  _logFileCollector =
+      std::make_shared<ZOVLogFileCollector>(getConfigParms(nullptr, nullptr)->getLogScanInterval());
+  _logFileCollector->startBackgroundThread();
   _applicationContext = std::make_unique<ZOVApplicationContext>(_configFilePrefix.data());
   _applicationContext->startBackgroundThread();
   _systemCommandManager = new ZOVSystemCommandManager;
@@ -146,6 +152,7 @@ int ZOVAgent::LoadAgents() {
 #define ZOV_TABLE(sort, stem, ...) zov_##stem##_init();
 #include "tables/tables.def"
   ZOVProductEventCollector::setEmitter(zov_zovprev_agent::emitEvent);
+  ZOVLogFile::setEmitter(zov_zovloganal_agent::emitEvent);
   if (ZOVAgentEnvironment* environment = pEnvironment) {
     environment->productEventCollector().releasePendingSamples();
   }
@@ -168,6 +175,7 @@ ZOVAgent::~ZOVAgent() {
   _profilerSocketMonitor.reset();
   _sessionDirectory.reset();
   _resourceManagerProxy.reset();
+  _logFileCollector.reset();
   _configParms.reset();
   _applicationContext.reset();  // last, since every server lives in it
   _tableServices.reset();
@@ -179,6 +187,7 @@ void ZOVAgent::shutdownComponents() {
   if (_profilerSocketMonitor) _profilerSocketMonitor->shutdown();
   if (_resourceManagerProxy) _resourceManagerProxy->shutdown();
   if (_applicationContext) _applicationContext->shutdown();
+  if (_logFileCollector) _logFileCollector->shutdown();
 }
 
 ZOVAgentConfigParms* ZOVAgent::getConfigParms() const {

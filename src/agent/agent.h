@@ -41,6 +41,7 @@ namespace zov {
 class ContextSessionDirectory;
 }
 class ZOVHouseKeeper;
+class ZOVLogFileCollector;
 class ZOVProfilerSocketMonitor;
 class ZOVQuotedStringParser;
 class ZOVSystemCommandManager;
@@ -87,6 +88,7 @@ class ZOVAgent : public ZOVAgentEnvironment {
   // --- Components; null while they do not exist.
   ZOVApplicationContext* applicationContext() const { return _applicationContext.get(); }
   std::shared_ptr<ZOVResourceManagerProxy> resourceManagerProxy() const { return _resourceManagerProxy; }
+  std::shared_ptr<ZOVLogFileCollector> logFileCollector() const { return _logFileCollector; }
   ZOVSystemCommandManager* systemCommandManager() const { return _systemCommandManager; }
   /// The agent's parameters, or those of a server of this name and root; null without a configuration.
   ZOVAgentConfigParms* getConfigParms() const;
@@ -178,6 +180,7 @@ class ZOVAgent : public ZOVAgentEnvironment {
   std::unique_ptr<zov::AgentServerServices> _serverServices;  // registered for the agent's life
   std::unique_ptr<zov::AgentTableServices> _tableServices;    // likewise
   std::shared_ptr<ZOVResourceManagerProxy> _resourceManagerProxy;
+  std::shared_ptr<ZOVLogFileCollector> _logFileCollector;  // every log file holds it, too
   std::unique_ptr<ZOVApplicationContext> _applicationContext;
   std::unique_ptr<zov::ContextSessionDirectory> _sessionDirectory;
   ZOVSystemCommandManager* _systemCommandManager = nullptr;  // its thread ends with the process

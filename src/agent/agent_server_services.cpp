@@ -68,6 +68,10 @@ std::shared_ptr<ZOVResourceManagerProxy> AgentServerServices::resourceManager() 
   return _agent.resourceManagerProxy();
 }
 
+std::shared_ptr<ZOVLogFileCollector> AgentServerServices::logFileCollector() {
+  return _agent.logFileCollector();
+}
+
 void AgentServerServices::queueSystemCommand(const RWCString& path, const RWCString& command,
                                              const RWCString& arguments) {
   if (ZOVSystemCommandManager* manager = _agent.systemCommandManager()) {

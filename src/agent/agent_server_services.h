@@ -27,6 +27,7 @@ class AgentServerServices : public ZOVServerServices {
   void rewriteContextInfo() override;
   std::shared_ptr<ZOVApplicationServerBase> findServer(const RWCString& name, const RWCString& root) override;
   std::shared_ptr<ZOVResourceManagerProxy> resourceManager() override;
+  std::shared_ptr<ZOVLogFileCollector> logFileCollector() override;
   void queueSystemCommand(const RWCString& path, const RWCString& command,
                           const RWCString& arguments) override;
 

@@ -1,6 +1,7 @@
 #pragma once
 // ZOVLogEventSample: one record of a server's activity log, as a row of the log events will show it. Texts
-// are UTF-8. Not shared between threads except under the log file's lock.
+// are UTF-8, and cut at MaximumEventText; setting one uses its storage again. Not shared between threads
+// except under the lock of its queue.
 
 #include "collectors/event_text.h"
 #include "runtime/collectable.h"
@@ -10,12 +11,12 @@ class ZOVLogEventSample : public ZOVCollectable {
  public:
   /// The 16-character form, in local time.
   void setTimeStamp(const ZOVTime* when, int milliseconds);
-  void setThreadId(const RWCString& text) { _threadId = text; }
-  void setComponent(const RWCString& text) { _component = text; }
-  void setMsgId(const RWCString& text) { _msgId = text; }
-  void setMessage(const RWCString& text) { _message = text; }
-  void setProcessId(const RWCString& text) { _processId = text; }
-  void setServerInstanceName(const RWCString& text) { _serverInstanceName = text; }
+  void setThreadId(std::string_view text) { zov::setEventText(_threadId, text); }
+  void setComponent(std::string_view text) { zov::setEventText(_component, text); }
+  void setMsgId(std::string_view text) { zov::setEventText(_msgId, text); }
+  void setMessage(std::string_view text) { zov::setEventText(_message, text); }
+  void setProcessId(std::string_view text) { zov::setEventText(_processId, text); }
+  void setServerInstanceName(std::string_view text) { zov::setEventText(_serverInstanceName, text); }
   void setSeverity(int severity) { _severity = severity; }
   void setLogEventSampleSeqNum(int number) { _logEventSampleSeqNum = number; }
 
@@ -38,6 +39,7 @@ class ZOVLogEventSample : public ZOVCollectable {
  private:
   RWCString _timeStamp, _threadId, _component, _msgId, _message, _jobName, _origin, _processId, _jobASID,
       _serverInstanceName;
+  ZOVTime _second;  // that _timeStamp was made of
   int _severity = 0;
   int _logEventSampleSeqNum = -1;
 };

@@ -1,6 +1,7 @@
 #pragma once
 // ZOVProductEventSample: one message of the agent or of a collector, as a row of the product events will show
-// it. Texts are UTF-8. Not shared between threads except under the collector's lock.
+// it. Texts are UTF-8, and cut at MaximumEventText. Not shared between threads except under the lock of its
+// queue.
 
 #include <ctime>
 
@@ -10,11 +11,11 @@
 class ZOVProductEventSample : public ZOVCollectable {
  public:
   void setTimeStamp(const struct tm* when);
-  void setMsgId(const RWCString& id) { _msgId = id; }
-  void setMsgDesc(const RWCString& description) { _msgDesc = description; }
+  void setMsgId(std::string_view id) { zov::setEventText(_msgId, id); }
+  void setMsgDesc(std::string_view description) { zov::setEventText(_msgDesc, description); }
   /// Keeps what stands before the first "."; so the extension of a source file is cut.
-  void setFile(const RWCString& name) { _file = name(0, name.first('.')); }
-  void setFunction(const RWCString& function) { _function = function; }
+  void setFile(std::string_view name) { zov::setEventText(_file, name.substr(0, name.find('.'))); }
+  void setFunction(std::string_view function) { zov::setEventText(_function, function); }
   void setSeverity(int severity) { _severity = severity; }
   void setLine(int line) { _line = line; }
 

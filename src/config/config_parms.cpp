@@ -123,6 +123,7 @@ void printServer(const ZOVAppServerConfigParms& parms) {
   line("Server Root .......................... %s\n", parms.getServerRoot().data());
   line("Collector Session Sample Interval .... %d\n", parms.getCollectorSessionSampleInterval());
   line("Log Scan Interval .................... %d\n", parms.getLogScanInterval());
+  line("Log Format ........................... %s\n", parms.getLogFormat().data());
   line("Collecting Request Data .............. %s\n", method(parms.getRequestCollectAction()));
   line("Collecting Request Fixed Interval .... %d\n", parms.getRequestCollectPollFrequency());
   line("Collecting Request Maximum Age ....... %d\n", parms.getRequestCollectAgeMax());
@@ -225,6 +226,9 @@ void ZOVConfigParms::addServer(const VPD::ConfigSection& section) {
   parms->setSubnodeAliasName(alias.data());
   parms->setName(name.data());
   parms->setServerRoot(root.data());
+  if (const RWCString format = textOf(section, "ZOV_LOG_FORMAT"); !format.isNull()) {
+    parms->setLogFormat(format.data());
+  }
   _appServerParms.append(parms);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Added Section %s AppServer name %s, AppServer root %s", alias.data(),
               name.data(), root.data());

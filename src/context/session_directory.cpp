@@ -8,6 +8,7 @@
 #include "runtime/trace_scope.h"
 #include "server/application_server.h"
 #include "server/resource_manager_proxy.h"
+#include "server/server_services.h"
 
 static DGT1_Unit traceUnit("ZOVSESDR");
 

@@ -7,6 +7,7 @@
 #include "diag/quoted_string_parser.h"
 #include "runtime/recovery.h"
 #include "runtime/trace_scope.h"
+#include "server/server_services.h"
 #include "transport/greeting.h"
 #include "transport/session_listener.h"
 
@@ -59,9 +60,7 @@ std::shared_ptr<ZOVApplicationServer> ZOVApplicationServer::buildNew(
 
 ZOVApplicationServer::~ZOVApplicationServer() {
   ZOV_TRACE(Public);
-  std::unique_ptr<ZOVServerLogFile> follower;
-  const zov::ExclusiveLock lock(_logFileLock);
-  follower.swap(_logFileFollower);
+  followLog(nullptr);
 }
 
 ZOVReturnCode ZOVApplicationServer::init(_AppServerStatus status, unsigned int processId,
@@ -138,13 +137,22 @@ void ZOVApplicationServer::setLogFile(std::string_view text) {
   ZOV_TRACE(Public);
   if (text.empty()) return;
   const RWCString name(text);
-  holding(_logFileLock, Exclusive, [&]() ZOV_REQUIRES(_logFileLock) {
-    if (_logFileFollower && _logFileFollower->isNamed(name.data())) return;
-    _logFileFollower.reset();
-    _logFileFollower = ZOVServerServices::current().followLogFile(name.data(), settings().logScanInterval,
-                                                                  settings().retainLogFileEvents, this);
+  const bool isFollowed = holding(_logFileLock, Shared, [&]() ZOV_REQUIRES_SHARED(_logFileLock) {
+    return _followedLog && _followedLog->isNamed(name.data());
   });
+  if (!isFollowed && !isExcludedFromMonitoring()) {
+    const zov::LogFileOwner* const owner = this;
+    followLog(std::make_unique<ZOVLogFile>(name, settings().logScanInterval, settings().retainLogFileEvents,
+                                           settings().logFormat, owner,
+                                           ZOVServerServices::current().logFileCollector()));
+  }
   ZOVApplicationServerBase::setLogFile(text);
+}
+
+/// The log that was followed until now goes at the end, when the lock has been given back.
+void ZOVApplicationServer::followLog(std::unique_ptr<ZOVLogFile> log) {
+  const zov::ExclusiveLock lock(_logFileLock);
+  log.swap(_followedLog);
 }
 
 bool ZOVApplicationServer::setVerboseGCLogFile(std::string_view text) {
@@ -159,7 +167,8 @@ bool ZOVApplicationServer::setVerboseGCLogFile(std::string_view text) {
 void ZOVApplicationServer::returnLogFileSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms) {
   ZOV_TRACE(Public);
   holding(_logFileLock, Shared, [&]() ZOV_REQUIRES_SHARED(_logFileLock) {
-    if (_logFileFollower) _logFileFollower->returnSamples(callback, parms, this);
+    if (!_followedLog) return;
+    _followedLog->forEachSample([&](const ZOVLogEventSample& event) { callback(parms, &event, this); });
   });
 }
 

@@ -2,19 +2,21 @@
 // ZOVApplicationServer: the concrete server. To the parts that its base is the face of it adds the beginning
 // of a collector's session, the log file, and the commands that start and stop the server.
 //
-// Locks: "LogFileLock" guards the log file's follower, and stands alone.
+// Locks: "LogFileLock" guards which log file there is. A log file is made before it is taken, and destroyed
+// after it was given back.
 
 #include <memory>
 
+#include "logs/log_file.h"
+#include "logs/log_file_owner.h"
 #include "server/application_server_base.h"
-#include "server/server_services.h"
 
 namespace zov {
 class Greeting;
 struct Peer;
 }  // namespace zov
 
-class ZOVApplicationServer final : public ZOVApplicationServerBase {
+class ZOVApplicationServer final : public ZOVApplicationServerBase, private zov::LogFileOwner {
  public:
   using ZOVApplicationServerBase::ZOVApplicationServerBase;
   ~ZOVApplicationServer() override;
@@ -39,6 +41,8 @@ class ZOVApplicationServer final : public ZOVApplicationServerBase {
   ZOVReturnCode beginSession(zov::Greeting& greeting);
 
   // --- Log files.
+  /// Follows this file from now on, and no other; without a name, and of an excluded server, none is followed
+  /// anew.
   void setLogFile(std::string_view text) override;
   /// True when the file in force has changed by it. On a connected server the collection then moves to that
   /// file, or starts if it waited for one; so with no lock held.
@@ -51,9 +55,16 @@ class ZOVApplicationServer final : public ZOVApplicationServerBase {
   ZOVReturnCode stopAppServer(const RWCString& arguments);
 
  private:
+  // What the log file asks.
+  RWCString instanceName() const override { return getName(); }
+  unsigned int collectorProcessId() const override { return getProcessId(); }
+  std::optional<uid_t> user() const override { return getOwner(); }
+  const ZOVApplicationServerBase* server() const override { return this; }
+
+  void followLog(std::unique_ptr<ZOVLogFile> log);
   RWCString commandArgument() const;
   ZOVReturnCode queueCommand(const char* script, const RWCString& arguments);
 
   mutable ZOVLock _logFileLock{"LogFileLock"};
-  std::unique_ptr<ZOVServerLogFile> _logFileFollower ZOV_GUARDED_BY(_logFileLock);
+  std::unique_ptr<ZOVLogFile> _followedLog ZOV_GUARDED_BY(_logFileLock);
 };

@@ -35,7 +35,7 @@ namespace {
 
 constexpr std::string_view FileEncodingProperty = "file.encoding";
 constexpr const char* ServerLiteral = " Server: ";
-constexpr std::size_t MostMessage = ZOVProductEventCollector::MaximumText;
+constexpr std::size_t MostMessage = MaximumEventText;
 constexpr std::size_t MostWord = 15;
 constexpr int TracedTypes = 2048;
 constexpr ZOVPollRequest::_PollMask MessageData = 0x2000000;

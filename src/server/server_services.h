@@ -1,8 +1,7 @@
 #pragma once
 // ZOVServerServices: what a monitored server needs of the agent around it. ZOVAgent registers the one object
 // for its lifetime; tests register a small stand-in; with none registered the defaults below hold. Any thread
-// may call any operation, with no lock of a server held; followLogFile alone is called under its log file
-// lock.
+// may call any operation, with no lock of a server held.
 
 #include <memory>
 
@@ -11,23 +10,9 @@
 
 class ZOVAgentConfigParms;
 class ZOVAppServerConfigParms;
-class ZOVApplicationServer;
 class ZOVApplicationServerBase;
+class ZOVLogFileCollector;
 class ZOVResourceManagerProxy;
-struct ZOVSampleCallbackParms;
-
-/// The follower of one server's activity log. Owned by its server; destroyed with no lock held but the
-/// server's log file lock.
-class ZOVServerLogFile {
- public:
-  virtual ~ZOVServerLogFile() = default;
-  /// True when this follows the file of that name, as the server was told it.
-  virtual bool isNamed(const char* name) const = 0;
-  /// Hands each retained event to the callback, oldest first.
-  virtual void returnSamples(unsigned int (*callback)(ZOVSampleCallbackParms*, const void*,
-                                                      const ZOVApplicationServerBase*),
-                             ZOVSampleCallbackParms* parms, const ZOVApplicationServerBase* server) = 0;
-};
 
 class ZOVServerServices {
  public:
@@ -62,10 +47,6 @@ class ZOVServerServices {
   /// Runs `path`/`command` with the arguments on the system command thread.
   virtual void queueSystemCommand(const RWCString& /*path*/, const RWCString& /*command*/,
                                   const RWCString& /*arguments*/) {}
-  /// Begins to follow an activity log: a look every `scanInterval` seconds, at most `retain` events kept.
-  /// Null when logs are not followed.
-  virtual std::unique_ptr<ZOVServerLogFile> followLogFile(const char* /*name*/, int /*scanInterval*/,
-                                                          int /*retain*/, ZOVApplicationServer* /*server*/) {
-    return nullptr;
-  }
+  /// The task that scans log files; null when logs are not followed.
+  virtual std::shared_ptr<ZOVLogFileCollector> logFileCollector() { return nullptr; }
 };

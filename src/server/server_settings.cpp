@@ -58,6 +58,7 @@ ServerSettings ServerSettings::read(const ZOVAppServerConfigParms* parms, const 
   settings.workloadCollectLevel = parms->getWorkloadCollectLevel();
   settings.workloadCapturePercent = parms->getWorkloadCapturePercent();
   settings.retainLogFileEvents = checked(parms->getRetainLogFileEvents(), LogEvents);
+  settings.logFormat = parms->getLogFormat();
   settings.logScanInterval = checked(parms->getLogScanInterval(), LogScanInterval);
   return settings;
 }

@@ -31,6 +31,7 @@ struct ServerSettings {
 
   int logScanInterval = 60;         ///< seconds
   int retainLogFileEvents = 10;     ///< at most so many
+  RWCString logFormat;              ///< as zov::LogFormat::make takes it
   long socketReceiveTimeout = 300;  ///< seconds
 
   /// A value outside of its range is told by its message, and its default holds. Both may be null.

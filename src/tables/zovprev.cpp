@@ -10,7 +10,7 @@ static DGT1_Unit traceUnit("ZOVTPREV");
 
 ZOV_DEFINE_INIT(zovprev);
 
-static_assert(sizeof(zov_zovprev_data_t::msg_desc) == ZOVProductEventCollector::MaximumText);
+static_assert(sizeof(zov_zovprev_data_t::msg_desc) == zov::MaximumEventText);
 
 void zov_zovprev_agent::TakeSample() {
   ZOV_TRACE(Public);
@@ -39,7 +39,7 @@ unsigned int zov_zovprev_agent::sampleCallback(ZOVSampleCallbackParms* parms, co
 }
 
 unsigned int zov_zovprev_agent::emitEvent(const ZOVProductEventSample* sample,
-                                          const ZOVApplicationServer* /*server*/) {
+                                          const ZOVApplicationServerBase* /*server*/) {
   ZOV_TRACE(Public);
   zov::TableServices* services = zov::TableServices::current();
   if (services == nullptr || zov_zovprev_static_manager.load() == nullptr) return ZOV_EVENT_ERROR;

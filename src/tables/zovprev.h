@@ -4,7 +4,7 @@
 
 #include "tables/families.h"
 
-class ZOVApplicationServer;
+class ZOVApplicationServerBase;
 class ZOVApplicationServerBase;
 class ZOVProductEventSample;
 
@@ -17,7 +17,7 @@ class zov_zovprev_agent : public zov_zovprev_base {
                                      const ZOVApplicationServerBase* server);
   /// Pushes an event without any request; ZOV_EVENT_ERROR when the framework refuses it or has no such table
   /// yet.
-  static unsigned int emitEvent(const ZOVProductEventSample* sample, const ZOVApplicationServer* server);
+  static unsigned int emitEvent(const ZOVProductEventSample* sample, const ZOVApplicationServerBase* server);
 
  private:
   /// Fills all but originnode.

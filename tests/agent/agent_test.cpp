@@ -1,6 +1,8 @@
 #include "agent_fixture.h"
 #include "diag/component_trace.h"
 #include "framework/process.h"
+#include "server/application_server.h"
+#include "support/comes_true.h"
 
 namespace {
 
@@ -21,7 +23,39 @@ class TableBox : public tqbox {
   RequestDetail _detail{"OV", "ZOVAPSRV"};
 };
 
+std::vector<std::string> logTexts;
+
 }  // namespace
+
+TEST_F(Agent, FollowsTheLogOfAServer) {
+  const std::string log =
+      directory.write("shop.log", "23-Nov-2026 10:08:28.123 INFO [main] o.e.Shop.open first\n");
+  start("appServerName=shop\tserverRootDirectory=/srv\toccurrence=0\tsubnodeName=shop:host:ZOVS\townerUid=" +
+            std::to_string(::geteuid()) + "\n",
+        "[Advanced_J2EE_Config]\nZOV_APPSRVR_LOGSCANINTERVAL = 1\n"
+        "[AppServer:shop]\nZOV_APPSRVR_NAME = shop\nZOV_APPSRVR_ROOT = /srv\nZOV_LOG_FORMAT = TOMCAT\n");
+  const auto server = agent->applicationContext()->findAppServer("shop", "/srv");
+  server->setLogFile(log);
+  const auto texts = [&] {
+    logTexts.clear();
+    ZOVSampleCallbackParms parms;
+    const auto see = [](ZOVSampleCallbackParms*, const void* sample, const ZOVApplicationServerBase*) {
+      char text[257] = {};
+      static_cast<const ZOVLogEventSample*>(sample)->copyMessage(text, 256);
+      logTexts.emplace_back(text);
+      return 0U;
+    };
+    EXPECT_EQ(agent->getLogFileSamples(see, &parms, server->getSubnodeName().data()), 0U);
+    return logTexts;
+  };
+  EXPECT_TRUE(comesTrue([&] { return texts() == std::vector<std::string>{"first"}; }));
+  std::ofstream(log, std::ios::app) << "23-Nov-2026 10:08:29.123 SEVERE [main] o.e.Shop.open second\n";
+  EXPECT_TRUE(comesTrue([&] { return texts() == std::vector<std::string>{"first", "second"}; }));
+  server->setLogFile(log);
+  EXPECT_EQ(texts().size(), 2U) << "it is followed already";
+  server->setLogFile(directory.write("other.log", ""));
+  EXPECT_TRUE(texts().empty());
+}
 
 TEST_F(Agent, TellsItsNodeNameAndTheNodeOfARequest) {
   start("", "[Basic_Config]\nZOV_ALT_NODEID = site\n");

@@ -25,7 +25,7 @@ class ProductEventTest : public testing::Test {
     emitted.clear();
     answer = 0;
     ZOVProductEventCollector::setEmitter(
-        [](const ZOVProductEventSample* sample, const ZOVApplicationServer*) {
+        [](const ZOVProductEventSample* sample, const ZOVApplicationServerBase*) {
           if (answer == 0) emitted.push_back(id(*sample));
           return answer;
         });
