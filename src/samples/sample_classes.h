@@ -188,13 +188,24 @@ class ZOVBSMailSample : public ZOVSample {
   ZOVResourceAnchor* getResourceAnchor() override;
 };
 
-class ZOVBSImapSample : public ZOVSample {
-  ZOV_SAMPLE_CLASS(ZOVBSImapSample, ZOVSample)
+/// What reads mailboxes, whose protocol is known by the class of its samples.
+template <int Protocol>
+class ZOVMailboxSample : public ZOVSample {
+ protected:
+  explicit ZOVMailboxSample(const zov::SampleClass& info) : ZOVSample(info) {
+    ZOVSample::saveNumericData(zov::key::mailbox_protocol, Protocol);
+  }
+  ZOVMailboxSample(const ZOVMailboxSample&) = default;
+  ZOVMailboxSample& operator=(const ZOVMailboxSample&) = default;
+};
+
+class ZOVBSImapSample : public ZOVMailboxSample<1> {
+  ZOV_SAMPLE_CLASS(ZOVBSImapSample, ZOVMailboxSample)
   ZOVResourceAnchor* getResourceAnchor() override;
 };
 
-class ZOVBSPopSample : public ZOVSample {
-  ZOV_SAMPLE_CLASS(ZOVBSPopSample, ZOVSample)
+class ZOVBSPopSample : public ZOVMailboxSample<2> {
+  ZOV_SAMPLE_CLASS(ZOVBSPopSample, ZOVMailboxSample)
   ZOVResourceAnchor* getResourceAnchor() override;
 };
 

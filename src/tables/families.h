@@ -57,9 +57,11 @@ namespace zov::facts {
   ;
 #include "tables/tables.def"
 
-constexpr bool isSortable(ColumnSource source) {
+constexpr bool isSortable(const Column& column) {
+  const ColumnSource source = column.source;
   return source == ColumnSource::Rate || source == ColumnSource::Percent || source == ColumnSource::Value ||
-         source == ColumnSource::JavaTime || source == ColumnSource::Digits;
+         source == ColumnSource::JavaTime || source == ColumnSource::Digits ||
+         (source == ColumnSource::Own && column.key != NoKey);
 }
 /// The level at which statistics are taken is a setting, and no measurement to sort by.
 constexpr bool isLevel(const Column& column) {
@@ -70,7 +72,7 @@ constexpr auto sortable(const Column (&columns)[Size]) {
   std::array<KeywordTableEntry, Size + 1> entries{};
   std::size_t count = 0;
   for (const Column& column : columns) {
-    if (!isSortable(column.source) || isLevel(column)) continue;
+    if (!isSortable(column) || isLevel(column)) continue;
     const SortValueType what = column.source == ColumnSource::Rate      ? SortByRate
                                : column.source == ColumnSource::Percent ? SortByPercent
                                                                         : SortByValue;

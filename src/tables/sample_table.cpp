@@ -109,19 +109,20 @@ void SampleTable::takeSubnode(Query& query, const char* subnode) {
   _subnode = subnode;
   _rowServer = nullptr;
   _rowSampleTime = -1;
+  _rowLimit = filter != nullptr ? filter->rows : 0;
   _rowsSent = 0;
+  query.parms.request = this;
+  query.parms.filter = filter;
+  query.parms.sortTree = filter != nullptr && sortsBy(*filter) ? &query.tree : nullptr;
   for (const auto& anchor : query.anchors) {
-    query.parms.request = this;
-    query.parms.filter = filter;
-    query.parms.sortTree = filter != nullptr && sortsBy(*filter) ? &query.tree : nullptr;
     const unsigned int rc = _services->getSamples(sampleCallback, &query.parms, subnode, anchor.get(),
                                                   _history != 0 ? SaveSampleHistorical : SaveSampleInterval,
                                                   filter != nullptr ? filter->getNewSample : TakeNewSample);
     lastCode = rc;
     if (rc != 0) traceMissingResource(*this, rc, subnode, _info.sampleTypes.front());
-    emitSorted(query, query.tree);
-    query.parms.servers.clear();
   }
+  emitSorted(query, query.tree);
+  query.parms.servers.clear();
   reportSubnode(subnode, lastCode);
   _subnode = nullptr;
 }
@@ -163,12 +164,10 @@ unsigned int SampleTable::sampleCallback(ZOVSampleCallbackParms* parms, const vo
         new SortedSample(std::unique_ptr<ZOVSample>(sample.clone()), parms->filter, server));
     return 0;
   }
-  if (parms->filter != nullptr && parms->filter->rows != 0 && table._rowsSent >= parms->filter->rows)
-    return 0;
-  ++table._rowsSent;
+  if (table.hasAllRows()) return 0;
   ++table._rowNumber;
   table.fillRow(sample, *server);
-  table.emitRow(sample, *server);
+  table.emitRows(table._row, sample, *server);
   return 0;
 }
 
@@ -249,8 +248,14 @@ void SampleTable::fillColumn(const Column& column, const ZOVSample& sample,
   }
 }
 
-void SampleTable::emitRow(const ZOVSample& sample, const ZOVApplicationServerBase& server) {
-  computeColumns(_row, sample, server);
+void SampleTable::emitRows(void* row, const ZOVSample& sample, const ZOVApplicationServerBase& server) {
+  computeColumns(row, sample, server);
+  emitRow();
+}
+
+void SampleTable::emitRow() {
+  if (hasAllRows()) return;
+  ++_rowsSent;
   addRows(reinterpret_cast<const char*>(_row), 1);
   if (_componentTraceEntry != nullptr && _tracedRows < TracedRows) {
     ++_tracedRows;

@@ -31,6 +31,10 @@ class SampleTable : public Table {
   /// What the columns' sources cannot say. `row` is the table's row, and holds everything else already.
   virtual void computeColumns(void* /*row*/, const ZOVSample& /*sample*/,
                               const ZOVApplicationServerBase& /*server*/) {}
+  /// Sends the rows of a sample, by emitRow: one, unless a table says otherwise.
+  virtual void emitRows(void* row, const ZOVSample& sample, const ZOVApplicationServerBase& server);
+  /// Sends the row as it stands, unless the subnode has as many rows as the query wants.
+  void emitRow();
 
  private:
   struct Query;
@@ -42,7 +46,7 @@ class SampleTable : public Table {
   void fillRow(const ZOVSample& sample, const ZOVApplicationServerBase& server);
   void fillColumn(const Column& column, const ZOVSample& sample, const ZOVApplicationServerBase& server);
   void fillServerColumn(const Column& column, const ZOVApplicationServerBase& server);
-  void emitRow(const ZOVSample& sample, const ZOVApplicationServerBase& server);
+  bool hasAllRows() const { return _rowLimit != 0 && _rowsSent >= _rowLimit; }
   bool accepts(const ZOVSample& sample) const;
 
   int _history = 0;                                      // 1 when this request serves historical collection
@@ -51,8 +55,9 @@ class SampleTable : public Table {
   unsigned char* _row = nullptr;                         // on TakeSample's stack
   const ZOVApplicationServerBase* _rowServer = nullptr;  // whose names stand in the row
   long long _rowSampleTime = -1;                         // the time that stands in the row
+  unsigned int _rowLimit = 0;                            // of a subnode; 0 is none
   unsigned int _rowsSent = 0;                            // of the present subnode
-  int _rowNumber = 0;                                    // of the present row, in the whole query
+  int _rowNumber = 0;                                    // of the present sample, in the whole query
   int _tracedRows = 0;
   ZOVAgentFrameworkComponentTraceEntry* _componentTraceEntry = nullptr;
 };

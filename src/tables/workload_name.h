@@ -11,6 +11,7 @@ namespace zov {
 
 inline constexpr char WorkloadNameSeparator = ':';
 inline constexpr int WorkloadNameMajorOnly = 1;
+inline constexpr int WorkloadNameOfBoth = 0;
 
 /// Writes at most `width` bytes to `out` and answers their number. Allocates nothing.
 std::size_t writeWorkloadName(std::string_view major, std::string_view minor, int type, char* out,

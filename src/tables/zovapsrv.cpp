@@ -3,7 +3,8 @@
 #include "platform/trace.h"
 #include "runtime/time.h"
 #include "samples/sample_classes.h"
-#include "server/application_server.h"
+#include "server/application_server_base.h"
+#include "tables/computed_values.h"
 #include "tables/families.h"
 
 static DGT1_Unit traceUnit("ZOVTAPSR");
@@ -44,9 +45,8 @@ static std::int32_t cpuPercent(const zov_zovapsrv_data_t& row, long long cpu) {
   return static_cast<std::int32_t>(cpu / (row.int_time * ZOVAppServerSample::getNumProcessors()));
 }
 static void fillVersion(zov_zovapsrv_data_t& row, const ZOVApplicationServerBase& server) {
-  RWCString version;
-  const auto* concrete = dynamic_cast<const ZOVApplicationServer*>(&server);
-  if (concrete == nullptr || !concrete->findJavaProperty("appserver.platform", version)) {
+  const RWCString version = zov::platformOf(server);
+  if (version.isNull()) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Java property not found for appserver.platform");
   }
   zov::fillUtf8(row.tsl_vers, sizeof row.tsl_vers, version.view());

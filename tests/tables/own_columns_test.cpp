@@ -112,6 +112,87 @@ TEST_F(OwnColumns, OfRequestNames) {
   expectRow(requests, query(requests, {}, 1).at(0), {{"c52", "shop:order"}});
 }
 
+TEST_F(OwnColumns, OfSumsDifferencesAndNames) {
+  namespace key = zov::key;
+  const std::string action(70, 'a'), detail(70, 'd');
+  const std::vector<std::pair<int, long long>> heaps = {
+      {key::heap_1_free, 10}, {key::heap_1_size, 100}, {key::heap_2_free, 20}, {key::heap_2_size, 200}};
+  const auto failure = [&](long long freed, long long expansion) {
+    auto numbers = heaps;
+    numbers.insert(numbers.end(), {{key::bytes_freed, freed}, {key::heap_expansion, expansion}});
+    return numbers;
+  };
+  const struct {
+    const char* table;
+    std::vector<std::pair<int, long long>> numbers;
+    std::vector<std::pair<int, std::string>> texts;
+    std::vector<std::pair<const char*, std::string>> shown;
+  } cases[] = {
+      {"ZOVDATAS", {}, {}, {{"tot_wait", "-1"}}},
+      {"ZOVDATAS", {{key::connection_wait_time, 1}, {key::update_time, 4}}, {}, {{"tot_wait", "5"}}},
+      {"ZOVJMSSUM", {}, {}, {{"tot_time", "-1"}, {"full_name", ""}}},
+      {"ZOVJMSSUM",
+       {{key::get_time, 1}, {key::put_time, 2}, {key::browse_time, 4}, {key::publish_time, 8}},
+       {{key::queue_manager_name, "manager"}, {key::queue_name, "queue"}},
+       {{"tot_time", "15"}, {"full_name", "manager:queue"}}},
+      {"ZOVGCAF", {}, {}, {{"total_used", "-1"}, {"total_avai", "-1"}, {"total_free", "-1"}}},
+      {"ZOVGCAF", heaps, {}, {{"total_used", "-1"}, {"total_avai", "-1"}, {"total_free", "-1"}}},
+      {"ZOVGCAF", failure(7, 5), {}, {{"total_used", "263"}, {"total_avai", "30"}, {"total_free", "12"}}},
+      {"ZOVGCAF", failure(7, -5), {}, {{"total_used", "263"}, {"total_avai", "25"}, {"total_free", "7"}}},
+      {"ZOVGCCYC", {{key::heap_total, 100}}, {}, {{"byte_free", "-1"}, {"byte_used", "-1"}}},
+      {"ZOVGCCYC",
+       {{key::heap_total, 100}, {key::heap_available, 40}},
+       {},
+       {{"byte_free", "40"}, {"byte_used", "60"}}},
+      {"ZOVREQSEL", {}, {}, {{"act_shname", ""}}},
+      {"ZOVREQSEL",
+       {{key::request_type, 1}},
+       {{key::delay_detail_1, action}, {key::delay_detail_2, detail}},
+       {{"act_shname", "..." + action.substr(0, 61) + ":" + detail.substr(0, 60) + "..."}}},
+  };
+  for (int processId = 1; const auto& one : cases) {
+    SCOPED_TRACE(testing::Message() << one.table << " case " << processId);
+    const zov::TableInfo& table = tableNamed(one.table);
+    std::unique_ptr<ZOVSample> sample(ZOVSample::buildFromType(table.sampleTypes.front()));
+    sample->saveNumericData(key::process_id, processId++);
+    for (const auto& [key, value] : one.numbers) sample->saveNumericData(key, value);
+    for (const auto& [key, text] : one.texts) sample->saveStringData(key, text);
+    server(0).saveSample(sample.release(), SaveSampleInterval, 0);
+    expectRow(table, query(table, {}, 1).back(), one.shown);
+    server(0).markResourceAnchorsLogicallyDeleted(ZOVSample::getDataSource(table.sampleTypes.front()));
+  }
+}
+
+TEST_F(OwnColumns, OfMailQueuesAndMailboxes) {
+  const zov::TableInfo& queues = tableNamed("ZOVBSMQM");
+  for (const int round : {0, 1}) {
+    auto sample = std::make_unique<ZOVBSQueueManagerSample>();
+    for (int key = 1450; key < 1482; ++key) sample->saveNumericData(key, key == 1481 ? -1 : round * key);
+    sample->saveNumericData(zov::key::mail_level, 3);
+    server(0).saveSample(sample.release(), SaveSampleInterval, 0);
+  }
+  const auto rows = query(queues, {}, 1);
+  ASSERT_EQ(rows.size(), 8u);
+  expectRow(queues, rows[0],
+            {{"queue", "1"}, {"ready", "1450"}, {"unproc", "1451"}, {"retry", "1452"}, {"dead", "1453"}});
+  expectRow(queues, rows[7], {{"queue", "8"}, {"ready", "1478"}, {"dead", "-1"}, {"inst_level", "3"}});
+  EXPECT_EQ(query(queues, {zov::hub::Filter::ofText("PARMA", "TOP;ROWS;3")}, 1).size(), 3u);
+
+  const zov::TableInfo& boxes = tableNamed("ZOVBSMIP");
+  const auto send = [&](auto sample) { server(0).saveSample(sample.release(), SaveSampleInterval, 0); };
+  send(std::make_unique<ZOVBSImapSample>());
+  send(std::make_unique<ZOVBSPopSample>());
+  const auto protocols = [&](const char* parma) {
+    std::string all;
+    for (const auto& row : query(boxes, {zov::hub::Filter::ofText("PARMA", parma)}, 1))
+      all += shown(boxes, row, "protocol");
+    return all;
+  };
+  EXPECT_EQ(protocols("TOP"), "12");
+  EXPECT_EQ(protocols("TOP;COLUMN;protocol"), "21") << "one order for both";
+  EXPECT_EQ(protocols("TOP;COLUMN;protocol;ROWS;1"), "2");
+}
+
 TEST_F(OwnColumns, OfShortNamesAndRowNumbers) {
   const std::string start = "the data source of the shop";  // 27 bytes
   const std::vector<std::string> names = {start + ", first", start + ", second",

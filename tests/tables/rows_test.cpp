@@ -158,7 +158,8 @@ TEST_F(Rows, EveryColumnIsWhatTheListOfColumnsSays) {
       EXPECT_FALSE(samples.empty());
       for (const auto& sample : samples) {
         ASSERT_LT(next, rows.size());
-        const std::string& row = rows[next++];
+        const std::string& row = rows[next];
+        next += std::string_view("ZOVBSMQM") == info->name ? 8 : 1;  // a row for each of its queues
         for (const ExpectedColumn& column : columns) {
           SCOPED_TRACE(column.name);
           expectColumn(row, column, *sample, which);
