@@ -28,6 +28,7 @@ struct ZOVBudgets {
   ZOVBudget properties{"the Java properties of a server", 4 * MiB};
   ZOVBudget environment{"the environment variables of a server", 4 * MiB};
   ZOVBudget anchors{"the anchors of a server", 512 * MiB};  ///< with their samples
+  std::size_t events = 10'000;  ///< anchors of one type of events of a server; beyond: the oldest goes
 
   // --- All servers together. Beyond them as above; the one whose data come then is the one that goes
   // without.

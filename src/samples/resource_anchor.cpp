@@ -138,8 +138,9 @@ bool ZOVResourceAnchor::isSpecific() const {
 }
 
 ZOVSample* ZOVResourceAnchor::getLastHistoricalSample() const {
-  if (lastHistoricalSample != nullptr) lastHistoricalSample->calculateRates(nullptr);
-  return lastHistoricalSample;
+  ZOVSample* const history = isOneEvent() && collectHistory ? lastSample : lastHistoricalSample;
+  if (history != nullptr) history->calculateRates(nullptr);
+  return history;
 }
 
 std::size_t ZOVResourceAnchor::ownBytes() const {
@@ -156,7 +157,7 @@ std::size_t ZOVResourceAnchor::memoryBytes() const {
 
 std::size_t ZOVResourceAnchor::memoryBytesWith(const ZOVSample& sample) const {
   const std::size_t bytes = sample.memoryBytes();
-  const bool beginsHistory = lastHistoricalSample == nullptr && collectHistory && sample.isIntervalSample();
+  const bool beginsHistory = lastHistoricalSample == nullptr && addsUp(sample);
   return ownBytes() + bytes + (beginsHistory ? bytes : bytesOf(lastHistoricalSample));
 }
 
@@ -176,7 +177,7 @@ void ZOVResourceAnchor::saveNewSample(ZOVSample* sample, unsigned int collection
   if (interval || !returned) sample->calculateRates(lastSample);
   delete std::exchange(lastSample, sample);
   if (collectionId != 0) lastCollectionId = collectionId;
-  if (interval && collectHistory) addToHistory(*sample);
+  if (addsUp(*sample)) addToHistory(*sample);
   if (!returned) return;
   if (!interval) delete std::exchange(lastHistoricalSample, nullptr);
   logicallyDeleted = historyOnly = false;
@@ -185,7 +186,7 @@ void ZOVResourceAnchor::saveNewSample(ZOVSample* sample, unsigned int collection
 void ZOVResourceAnchor::mergeLaterPart(ZOVSample* part) {
   lastSample->mergeSampleData(part);
   lastSample->resetRates();
-  if (part->isIntervalSample() && collectHistory) {
+  if (addsUp(*part)) {
     if (lastHistoricalSample != nullptr) {
       lastHistoricalSample->mergeSampleData(part);
     } else {
@@ -225,6 +226,7 @@ void ZOVResourceAnchor::saveNewHistoricalSample(ZOVSample* sample) {
 
 void ZOVResourceAnchor::resetHistoricalSample() {
   delete std::exchange(lastHistoricalSample, nullptr);
+  if (isOneEvent()) collectHistory = false;  // it does not happen again
   if (!logicallyDeleted) return;
   logicallyDeleted = false;
   historyOnly = true;

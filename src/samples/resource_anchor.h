@@ -104,9 +104,14 @@ class ZOVResourceAnchor : public ZOVCollectable {
   const RWCString& getResourceName() const { return resourceName; }
   ZOVSample::_DataSource getDataSource() const { return ZOVSample::getDataSource(sampleType); }
 
+  /// Stands for one event, and not for what goes on: a garbage collection.
+  bool isOneEvent() const {
+    return sampleType == ZOVSample::SampleTypeAllocationFailure || sampleType == ZOVSample::SampleTypeGCCycle;
+  }
+
   // --- Samples.
   virtual ZOVSample* getLastSample() const { return lastSample; }  ///< null before the first
-  /// Rated; null when there is none.
+  /// Rated; null when there is none. That of an event is its last sample, until it has been read.
   virtual ZOVSample* getLastHistoricalSample() const;
   /// Takes the sample over. A further part of the collection `collectionId` merges into the last sample; any
   /// other (and every one with id 0) is rated against the last sample and replaces it. Brings a deleted
@@ -159,6 +164,9 @@ class ZOVResourceAnchor : public ZOVCollectable {
 
  private:
   std::size_t ownBytes() const;
+  bool addsUp(const ZOVSample& sample) const {
+    return collectHistory && sample.isIntervalSample() && !isOneEvent();
+  }
   void mergeLaterPart(ZOVSample* part);
   void addToHistory(const ZOVSample& sample);
   void returnHistory(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,

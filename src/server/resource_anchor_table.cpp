@@ -1,5 +1,7 @@
 #include "server/resource_anchor_table.h"
 
+#include <algorithm>
+
 namespace {
 bool isInRange(int type) {
   return type >= 0 && type < ZOVResourceAnchorTable::Types;
@@ -19,6 +21,11 @@ ZOVResourceAnchor* ZOVResourceAnchorTable::find(const ZOVResourceAnchor* anchor)
 bool ZOVResourceAnchorTable::insert(ZOVResourceAnchor* anchor) {
   const int type = anchor->getSampleType();
   if (!isInRange(type)) return false;
+  if (anchor->isOneEvent()) {
+    auto& events = _events[type];
+    if (events.size() >= zovBudgets().events) removeAndDestroy(events.front());
+    events.push_back(anchor);
+  }
   _tables[static_cast<std::size_t>(type)].insert(anchor);
   return true;
 }
@@ -28,7 +35,12 @@ void ZOVResourceAnchorTable::removeAndDestroy(const ZOVResourceAnchor* anchor) {
   if (!isInRange(type)) return;
   RWCollectable* const removed = _tables[static_cast<std::size_t>(type)].remove(anchor);
   const std::unique_ptr<ZOVResourceAnchor> gone(static_cast<ZOVResourceAnchor*>(removed));
-  if (gone) _memory.release(gone->chargedBytes());
+  if (!gone) return;
+  if (gone->isOneEvent()) {
+    auto& events = _events[type];
+    events.erase(std::ranges::find(events, gone.get()));
+  }
+  _memory.release(gone->chargedBytes());
 }
 
 const ZOVBudget* ZOVResourceAnchorTable::makeRoom(ZOVResourceAnchor& anchor, const ZOVSample& sample) {

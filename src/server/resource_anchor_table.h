@@ -2,8 +2,12 @@
 // ZOVResourceAnchorTable: the anchors of one server, a hash table per sample type 0 to 81. Owns its anchors.
 // No lock of its own: all access is under the server's lock, exclusive for change, shared for reads, and no
 // iterator outlives the lock. An anchor of a type outside the range finds nothing and is not stored.
+//
+// Anchors of events would add up without end, so of each type the newest are kept, by their budget.
 
 #include <array>
+#include <deque>
+#include <map>
 #include <memory>
 
 #include "foundation/collections.h"
@@ -19,7 +23,8 @@ class ZOVResourceAnchorTable {
   ZOVResourceAnchorTable& operator=(const ZOVResourceAnchorTable&) = delete;
 
   ZOVResourceAnchor* find(const ZOVResourceAnchor* anchor) const;  ///< the equal anchor, or null
-  /// Takes the anchor over. False, with nothing taken, for a type outside the range.
+  /// Takes the anchor over; one of an event drives the oldest of its type out when there are too many. False,
+  /// with nothing taken, for a type outside the range.
   bool insert(ZOVResourceAnchor* anchor);
   /// Destroys the equal anchor, and gives its memory back.
   void removeAndDestroy(const ZOVResourceAnchor* anchor);
@@ -38,6 +43,7 @@ class ZOVResourceAnchorTable {
  private:
   friend class ZOVResourceAnchorTableIterator;
   std::array<RWHashTable, Types> _tables;
+  std::map<int, std::deque<ZOVResourceAnchor*>> _events;  // by their type, the oldest first
   zov::MemoryAccount _memory{zovBudgets().anchors, &zov::MemoryAccount::allServers()};
 };
 

@@ -38,6 +38,7 @@ class ResourceAnchorsTest : public testing::Test {
   RecordingServerServices services;
   std::shared_ptr<ZOVApplicationServer> server;
   Reader reader;
+  int lastCycle = 0;
 };
 
 TEST_F(ResourceAnchorsTest, NothingIsMissedBeforeTheFirstData) {
@@ -216,6 +217,33 @@ TEST_F(ResourceAnchorsTest, HistoryIsKeptAndReadByTheWordsOfTheConfiguration) {
     EXPECT_EQ(kept, test.kept);
   }
   EXPECT_EQ(environment.issued().back().substr(0, 9), "ZOVA0099W");
+}
+
+TEST_F(ResourceAnchorsTest, OfCyclesTheNewestAreKeptOnceEachAlsoForTheHistory) {
+  services.serverParms.setHistoricalCollection("VERBOSEGC");
+  SetUp();
+  const ZOVGCDetailAnchor all;
+  const auto bytes = [&](int cycles) {
+    const std::size_t before = zov::MemoryAccount::allServers().used();
+    for (int i = 0; i < cycles; ++i) {
+      auto cycle = std::make_unique<ZOVGCDetailSample>();
+      cycle->saveNumericData(1076, ++lastCycle);
+      save(std::move(cycle), 1);
+    }
+    return zov::MemoryAccount::allServers().used() - before;
+  };
+  EXPECT_LT(bytes(1), 2 * ZOVGCDetailSample().memoryBytes()) << "no copy";
+  EXPECT_NE(bytes(9'999), 0U);
+  EXPECT_EQ(bytes(5), 0U);
+  reader.read(*server, all);
+  EXPECT_EQ(reader.samples.size(), 10'000U);
+  EXPECT_EQ(reader.read(*server, ZOVGCDetailAnchor(0, 0, 5)), ZOVReturnCode(9)) << "the oldest have gone";
+  for (const std::size_t left : {10'000U, 0U}) {
+    EXPECT_EQ(reader.read(*server, all, SaveSampleHistorical), ZOVReturnCode(0));
+    EXPECT_EQ(reader.samples.size(), left);
+  }
+  EXPECT_EQ(reader.read(*server, all), ZOVReturnCode(0));
+  EXPECT_EQ(reader.samples.size(), 10'000U);
 }
 
 TEST_F(ResourceAnchorsTest, TheServersOwnSampleCarriesItsProcessAndStatus) {
