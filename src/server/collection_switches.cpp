@@ -1,5 +1,7 @@
 #include "server/collection_switches.h"
 
+#include <algorithm>
+
 #include "diag/agent_log.h"
 #include "runtime/trace_scope.h"
 #include "server/application_server_base.h"
@@ -48,12 +50,19 @@ void CollectionSwitches::startedCollectingGCData(bool collects) {
 
 // --- Request data.
 
+int CollectionSwitches::levelToGoOnWith() const {
+  if (const int last = _requestLevel; last > 0) return last;
+  return std::max(_server.settings().workloadCollectLevel, 1);
+}
+
 ZOVReturnCode CollectionSwitches::processCollectRequest(int level, int percent) {
   ZOV_TRACE(Public);
   if (_server.isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
   if (!_session.isConnected()) return ZOV_PROFILING_NOT_ACTIVE;
-  if (level < 0) level = _requestLevel;
+  if (level < 0) level = levelToGoOnWith();
   if (percent < 0) percent = _requestPercent;
+  const bool known = level == 0 || ZOVCollectWorkload::transformCollectLevel(level) != 0;
+  if (!known) return ZOV_INVALID_COMMAND;  // to the collector it would be off
 
   long long value = 0;  // the reason of a refusal, or the percentage that holds
   RWCString detail;

@@ -32,11 +32,12 @@ class CollectionSwitches {
   void startedCollectingRequestData(bool collects);
   void startedCollectingGCData(bool collects);
 
-  /// Tells the collector; a negative level or percentage stands for the last one. 0; 35; 21 without a
-  /// collector; the reason of a refusal.
+  /// Tells the collector; a negative level or percentage stands for the last one, and where that level was 0,
+  /// for the configured one, or else 1. 0; 35; 21 without a collector; 52 for a level that there is not; the
+  /// reason of a refusal.
   ZOVReturnCode processCollectRequest(int level, int percent);
-  /// The same for garbage collection data; 116 when no file of it is known, which is
-  /// told once.
+  /// The same for garbage collection data; 116 when no file of it is known, which is told once. A stop that
+  /// fails leaves the collection as it is, with what it has brought.
   ZOVReturnCode processGCCollectData(int action, int interval);
   ZOVReturnCode startDefaultRequestCollection();
   ZOVReturnCode startDefaultGCCollection();
@@ -46,6 +47,8 @@ class CollectionSwitches {
   ZOVReturnCode resumeGC();
 
  private:
+  int levelToGoOnWith() const;
+
   ZOVApplicationServerBase& _server;
   CollectorSession& _session;
   std::atomic<bool> _collectsRequests{false};

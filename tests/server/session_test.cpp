@@ -63,11 +63,14 @@ TEST_F(SessionTest, GreetsSwitchesOnAndPollsAtOnce) {
 }
 
 TEST_F(SessionTest, TheSummaryAddsUpAllRequests) {
-  const auto collector = rig.serve("shop", {requestSample("/a", 5), requestSample("/b", 7)});
+  const auto collector =
+      rig.serve("shop", {requestSample("/a", 5, 40), requestSample("/b", 7, 20), requestSample("/c", 1)});
   const auto server = rig.server("shop");
   ASSERT_EQ(reader.read(*server, ZOVServerRequestSummaryAnchor()), ZOVReturnCode(0));
-  EXPECT_EQ(reader.number(703), 12);
-  EXPECT_EQ(reader.number(704), 120);
+  ASSERT_EQ(reader.samples.size(), 1U);
+  EXPECT_EQ(reader.number(703), 13);
+  EXPECT_EQ(reader.number(704), 130);
+  EXPECT_EQ(reader.samples[0].duration, 40U) << "of the first";
 }
 
 TEST_F(SessionTest, RefusesASecondCollectorWhileTheFirstAnswers) {
@@ -170,6 +173,29 @@ TEST_F(SessionTest, ARefusalGivesTheCollectorsReasonAndKeepsTheSession) {
   EXPECT_EQ(server->getOnDemandProfilerSamples(ZOVWorkloadSumAnchor()), ZOVReturnCode(21));
 }
 
+TEST_F(SessionTest, AStartWithoutALevelTakesOneThatCollects) {
+  const struct {
+    const char* name;
+    int configured, last;
+    long long asked;
+  } cases[] = {{"a", 2, 0, 0x7F00}, {"b", 0, 0, 0x300}, {"c", 2, 1, 0x300}};
+  for (int processId = 1; const auto& test : cases) {
+    SCOPED_TRACE(test.name);
+    rig.services.serverParms.setWorkloadCollectLevel(test.configured);
+    const auto collector = rig.ping(test.name, processId++);
+    ASSERT_TRUE(collector->receive());
+    collector->serve();
+    ASSERT_TRUE(collector->waitForRequest(8));
+    const auto server = rig.server(test.name);
+    ASSERT_EQ(server->processCollectRequest(test.last, -1), ZOVReturnCode(0));
+    ASSERT_EQ(server->processCollectRequest(-1, -1), ZOVReturnCode(0));
+    EXPECT_EQ(collector->waitForRequest(8, 2)->number(659), test.asked);
+    const int level = server->getRequestCollectLevel();
+    EXPECT_EQ(server->processCollectRequest(3, -1), ZOVReturnCode(52)) << "there is none";
+    EXPECT_EQ(server->getRequestCollectLevel(), level);
+  }
+}
+
 TEST_F(SessionTest, ThePercentageIsTheOneThatTheCollectorSaysHolds) {
   const struct {
     long long answered;
@@ -236,12 +262,23 @@ TEST_F(SessionTest, GarbageCollectionNeedsAFileAndIsPolledWithItsOwnBits) {
   EXPECT_EQ(request->number(1052), 60);
   EXPECT_EQ(request->number(1053), 200);
   EXPECT_EQ(server->suspendCollectingRequestData(), ZOVReturnCode(0));
+  collector->setSamples({wireSample(54).number(4, 4711).number(1061, 1).number(1076, 1)});
   EXPECT_EQ(
       server->getOnDemandProfilerSamples(ZOVResourceAnchor(ZOVApplicationServerBase::EverythingSampleType)),
       ZOVReturnCode(0));
   EXPECT_EQ(collector->waitForRequest(2, 1)->number(1), 0x20c2000);
-  EXPECT_EQ(server->suspendCollectingGCData(), ZOVReturnCode(0));
-  EXPECT_EQ(collector->waitForRequest(15, 1)->number(1050), 2);
+  const auto cycles = [&] {
+    reader.read(*server, ZOVGCDetailAnchor());
+    return reader.samples.size();
+  };
+  for (const bool refused : {true, false}) {
+    collector->refuse(15, refused ? 65 : 0);
+    EXPECT_EQ(server->suspendCollectingGCData(), ZOVReturnCode(refused ? 65 : 0));
+    EXPECT_EQ(collector->waitForRequest(15, refused ? 1 : 2)->number(1050), 2);
+    EXPECT_EQ(server->collectingGCData(), refused);
+    EXPECT_EQ(cycles(), refused ? 1U : 0U);
+  }
+  EXPECT_TRUE(rig.issued("ZOVA0123E"));
 }
 
 TEST_F(SessionTest, CollectionMovesToTheGarbageCollectionFileInForce) {

@@ -82,6 +82,7 @@ class RecordingServerServices : public ZOVServerServices {
 /// One sample as a reader saw it.
 struct SeenSample {
   int type;
+  std::uint32_t duration;
   std::vector<std::pair<int, long long>> numbers;  // not null
   std::vector<std::string> texts;
 };
@@ -111,7 +112,7 @@ class Reader {
  private:
   static unsigned int see(ZOVSampleCallbackParms* parms, const void* data, const ZOVApplicationServerBase*) {
     const auto& sample = *static_cast<const ZOVSample*>(data);
-    SeenSample seen{sample.getSampleType(), {}, {}};
+    SeenSample seen{sample.getSampleType(), sample.getDuration(), {}, {}};
     std::vector<int> keys(static_cast<std::size_t>(sample.getNumNumericKeys()));
     sample.numericKeys(keys.data());
     for (const int key : keys) seen.numbers.emplace_back(key, sample.getTotalCount(key));
