@@ -10,7 +10,6 @@ struct ZOVWaits {
   long firstFrameSeconds = 30;         ///< a new connection, until its first frame is whole
   long acceptPauseSeconds = 1;         ///< behind an accept that failed
   long transferProgressSeconds = 300;  ///< a send, or a frame that has begun, without a byte
-  long hurriedRestSeconds = 10;        ///< for a collector in an exchange, while its next session waits
   long testConnectivitySeconds = 60;   ///< answer to a test ping
   long quietCollectorSeconds = 60;     ///< a collector of which nothing is wanted, before a test ping
   long disconnectedSeconds = 600;      ///< a server's threads, behind the end of its last session

@@ -101,7 +101,6 @@ class BeginSessionRequest : public CollectProfilerSampleRequest {
 
 ZOVReturnCode ZOVApplicationServer::greet(const std::shared_ptr<zov::Greeting>& greeting) {
   ZOV_TRACE(Public);
-  session().hurry(true);
   const ZOVReturnCode rc = monitor().submitSession(std::make_shared<BeginSessionRequest>(*this, greeting));
   if (rc != ZOV_OK && !isConnectedWithProfiler()) setStatus(ServerDisconnected);
   return rc;
@@ -109,7 +108,6 @@ ZOVReturnCode ZOVApplicationServer::greet(const std::shared_ptr<zov::Greeting>& 
 
 ZOVReturnCode ZOVApplicationServer::beginSession(zov::Greeting& greeting) {
   ZOV_TRACE(Public);
-  session().hurry(false);
   // Whom the server belongs to may have been settled since the greeting came.
   ZOVReturnCode rc = admit(greeting.peer());
   if (rc == ZOV_OK && isConnectedWithProfiler() && testConnectivity() == ZOV_OK) rc = ZOV_PING_NOT_EXPECTED;

@@ -201,11 +201,6 @@ void CollectorSession::interrupt() {
   if (_socket) _socket->shutdownSocket();
 }
 
-void CollectorSession::hurry(bool hurried) {
-  const MutexLock lock(_socketMutex);
-  if (_socket) _socket->hurry(hurried);
-}
-
 bool CollectorSession::isConnected() const {
   const MutexLock lock(_socketMutex);
   return _socket != nullptr;

@@ -62,9 +62,6 @@ class CollectorSession {
   void socketError(const ZOVReturnCode& code);
   /// Wakes whoever waits on the socket; takes no ZOVLock.
   void interrupt();
-  /// While hurried, an exchange gives a collector up that says nothing for zovWaits().hurriedRestSeconds: a
-  /// next session waits for it. Takes no ZOVLock.
-  void hurry(bool hurried);
   bool isConnected() const;
 
   /// 0 when the collector answers a ping; 11 without one.

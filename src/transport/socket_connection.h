@@ -4,7 +4,7 @@
 //
 // Blocking, within limits: a send, and a frame from its first byte on, fails when no byte moves for as long
 // as the progress limit, which is zovWaits().transferProgressSeconds until the owner sets his own. One thread
-// at a time may send or receive (the owner's lock sees to it); shutdownSocket and hurry may be called from any thread
+// at a time may send or receive (the owner's lock sees to it); shutdownSocket may be called from any thread
 // at any time, and wakes a blocked one. Ownership is shared: whoever gives a connection up shuts it down and
 // drops its reference, and the last user closes the stream. Across code that may raise, hand the shared_ptr
 // on by reference and keep its owner outside of the frame, so that no reference is lost in a raise.
@@ -61,8 +61,6 @@ class ZOVSocketConnection : public ZOVCollectable {
   /// 0 when nothing is known to be wrong. A peer that closed is found by the next receive only.
   ZOVReturnCode testConnection();
   void shutdownSocket();
-  /// While hurried, a peer that rests for long is given up. Any thread may call.
-  void hurry(bool hurried) { _stream->hurry(hurried); }
   /// In seconds; 0 is none. Called by the owner under the lock that serialises sending and receiving.
   void setProgressLimit(long seconds);
   /// Called by the owner under the lock that serialises sending and receiving.

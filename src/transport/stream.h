@@ -11,7 +11,6 @@
 // there is no connection, or what determineError makes of errno. Behind a failure of a transfer it is not
 // known how many of the bytes went.
 
-#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <optional>
@@ -50,10 +49,6 @@ class Stream {
   /// None: a transfer may rest for as long as it takes. Called by whoever transfers.
   void setProgressLimit(std::optional<std::chrono::seconds> limit) { _progressLimit = limit; }
 
-  /// While hurried, a wait for the peer gives up, with 30, when no byte moves for
-  /// zovWaits().hurriedRestSeconds. Called by any thread at any time; one that waits takes it in, too.
-  void hurry(bool hurried) { _hurried = hurried; }
-
   /// The return code for errno, which is kept as the calling thread's last error.
   static ZOVReturnCode determineError();
   static int lastError() { return LastError; }
@@ -62,12 +57,10 @@ class Stream {
  protected:
   /// The moment until which a transfer may rest now.
   Deadline endOfRest(Deadline deadline) const;
-  bool isHurried() const { return _hurried; }
 
  private:
   static thread_local int LastError;
   std::optional<std::chrono::seconds> _progressLimit;
-  std::atomic<bool> _hurried{false};
 };
 
 }  // namespace zov

@@ -12,8 +12,6 @@
 #include <cstring>
 #include <iterator>
 
-#include "runtime/waits.h"
-
 namespace zov {
 
 namespace {
@@ -74,12 +72,7 @@ ZOVReturnCode TcpStream::waitReadable(Deadline deadline) {
 ZOVReturnCode TcpStream::waitFor(short events, Deadline deadline) const {
   if (_descriptor < 0) return ZOV_SOCKET_CLOSED;
   pollfd watched{_descriptor, events, 0};
-  for (;;) {
-    const ZOVClock::Steady look = ZOVClock::steady() + std::chrono::seconds(zovWaits().hurriedRestSeconds);
-    const bool ends = deadline && *deadline <= look;
-    const ZOVReturnCode code = pollUntil({&watched, 1}, ends ? *deadline : look);
-    if (code != ZOV_SOCKET_TIMED_OUT || ends || isHurried()) return code;
-  }
+  return pollUntil({&watched, 1}, deadline);
 }
 
 ZOVReturnCode TcpStream::receive(char* bytes, std::size_t count, Deadline deadline) {

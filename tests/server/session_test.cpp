@@ -421,18 +421,6 @@ TEST_F(SessionTest, ACollectorThatSaysNothingHoldsUpNoOther) {
   EXPECT_EQ(answer->number(15), 6005164);
 }
 
-TEST_F(SessionTest, ACollectorThatSaysNothingGivesWayToTheNext) {
-  const long former = std::exchange(zovWaits().hurriedRestSeconds, 1);
-  const auto hung = rig.ping("shop");
-  ASSERT_TRUE(hung->receive());
-  ASSERT_TRUE(hung->receive());  // what it should collect; it does not answer
-  const auto next = rig.ping("shop", 4712);
-  const auto answer = next->receive();
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->number(15), 6005164);
-  zovWaits().hurriedRestSeconds = former;
-}
-
 TEST_F(SessionTest, ATestOfTheFormerSessionHoldsUpNoOther) {
   const auto former = rig.ping("shop");
   ASSERT_TRUE(former->receive());
