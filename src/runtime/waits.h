@@ -10,6 +10,7 @@ struct ZOVWaits {
   long firstFrameSeconds = 30;         ///< a new connection, until its first frame is whole
   long acceptPauseSeconds = 1;         ///< behind an accept that failed
   long transferProgressSeconds = 300;  ///< a send, or a frame that has begun, without a byte
+  long hurriedProgressSeconds = 10;    ///< an exchange without a byte, while another collector waits
   long testConnectivitySeconds = 60;   ///< answer to a test ping
   long quietCollectorSeconds = 60;     ///< a collector of which nothing is wanted, before a test ping
   long disconnectedSeconds = 600;      ///< a server's threads, behind the end of its last session

@@ -1,5 +1,6 @@
 #include "server/application_server.h"
 
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -87,26 +88,35 @@ namespace {
 /// Nobody waits for it: the greeting, when it goes without an answer, closes its connection.
 class BeginSessionRequest : public CollectProfilerSampleRequest {
  public:
-  BeginSessionRequest(ZOVApplicationServer& server, std::shared_ptr<zov::Greeting> greeting)
-      : CollectProfilerSampleRequest(nullptr), _server(server), _greeting(std::move(greeting)) {}
-  ZOVReturnCode process(ZOVApplicationServerBase*) override { return _server.beginSession(*_greeting); }
+  BeginSessionRequest(ZOVApplicationServer& server, zov::CollectorSession& former,
+                      std::shared_ptr<zov::Greeting> greeting)
+      : CollectProfilerSampleRequest(nullptr), _server(server), _greeting(std::move(greeting)) {
+    _haste.emplace(former);
+  }
+  ZOVReturnCode process(ZOVApplicationServerBase*) override {
+    const ZOVReturnCode rc = _server.testFormerSession(*_greeting);
+    _haste.reset();
+    return rc == ZOV_OK ? _server.beginSession(*_greeting) : rc;
+  }
   bool beginsSession() const override { return true; }
 
  private:
   ZOVApplicationServer& _server;
   const std::shared_ptr<zov::Greeting> _greeting;
+  std::optional<zov::CollectorSession::Haste> _haste;
 };
 
 }  // namespace
 
 ZOVReturnCode ZOVApplicationServer::greet(const std::shared_ptr<zov::Greeting>& greeting) {
   ZOV_TRACE(Public);
-  const ZOVReturnCode rc = monitor().submitSession(std::make_shared<BeginSessionRequest>(*this, greeting));
+  const ZOVReturnCode rc =
+      monitor().submitSession(std::make_shared<BeginSessionRequest>(*this, session(), greeting));
   if (rc != ZOV_OK && !isConnectedWithProfiler()) setStatus(ServerDisconnected);
   return rc;
 }
 
-ZOVReturnCode ZOVApplicationServer::beginSession(zov::Greeting& greeting) {
+ZOVReturnCode ZOVApplicationServer::testFormerSession(zov::Greeting& greeting) {
   ZOV_TRACE(Public);
   // Whom the server belongs to may have been settled since the greeting came.
   ZOVReturnCode rc = admit(greeting.peer());
@@ -114,8 +124,13 @@ ZOVReturnCode ZOVApplicationServer::beginSession(zov::Greeting& greeting) {
   if (rc != ZOV_OK) {
     greeting.refuse(static_cast<long long>(rc));
     greeting.leaveToPeer();
-    return rc;
   }
+  return rc;
+}
+
+ZOVReturnCode ZOVApplicationServer::beginSession(zov::Greeting& greeting) {
+  ZOV_TRACE(Public);
+  ZOVReturnCode rc;
   if (owner().claim(greeting.peer())) ZOVServerServices::current().rewriteContextInfo();
   const auto failure = guarded(ZOV_PLACE, [&] {
     rc = greeting.accept(ZOVProfilerSocketMonitor::ProductBuildLevel);

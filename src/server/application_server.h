@@ -36,8 +36,11 @@ class ZOVApplicationServer final : public ZOVApplicationServerBase, private zov:
   /// Hands the greeting to the collector monitor's thread, which answers it, and waits for nothing: 0, or why
   /// it cannot be taken now (see CollectorMonitor::submitSession). With no lock held.
   ZOVReturnCode greet(const std::shared_ptr<zov::Greeting>& greeting);
-  /// On that thread: refuses the greeting when the present collector lives, and else begins a session with it
-  /// and polls. With no lock held.
+  /// On that thread: 0, or 174 for a greeting that it has refused, since the present collector lives or the
+  /// peer may not bring this server. With no lock held.
+  ZOVReturnCode testFormerSession(zov::Greeting& greeting);
+  /// On that thread, behind the test: begins a session with the greeting's collector and polls. With no lock
+  /// held.
   ZOVReturnCode beginSession(zov::Greeting& greeting);
 
   // --- Log files.

@@ -151,6 +151,7 @@ void CollectorSession::bind(Greeting& greeting) {
   }
   socket.setConnectionName(nameOfConnection(_server.getName(), greeting.peer()).data());
   socket.setProgressLimit(_server.getSocketReceiveTimeout());
+  socket.setHurry(&_waiting);
   setSocket(greeting.connection());
   greeting.handOver();
   if (_monitor.isStopping()) interrupt();  // who told it to stop has interrupted the former socket
@@ -234,8 +235,10 @@ ZOVReturnCode CollectorSession::testConnectivity() {
   ZOV_TRACE(Public);
   const ZOVPingRequest ping;
   return exchange(zovFunction.text, ZOV_SOCKET_NOT_CONNECTED, [&](ZOVSocketConnection& socket) {
+    socket.setHurry(nullptr);
     const ZOVReturnCode rc = zovExchange(&socket, ping, static_cast<int>(zovWaits().testConnectivitySeconds),
                                          ResponseExpected, nullptr, nullptr);
+    socket.setHurry(&_waiting);
     if (rc == ZOV_INVALID_RESPONSE) socketError(rc);
     return rc;
   });

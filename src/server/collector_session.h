@@ -14,9 +14,11 @@
 // hold a thread up for ever. Samples are saved with neither held.
 //
 // Threads: the collector monitor begins sessions and polls; commands send requests; any thread may
-// interrupt. What waits for a collector waits for the server's socketReceiveTimeout at most.
+// interrupt. What waits for a collector waits for the server's socketReceiveTimeout at most, and only for as
+// long as bytes come while another collector waits for the session (Haste).
 
 #include <array>
+#include <atomic>
 #include <deque>
 #include <memory>
 #include <string_view>
@@ -47,6 +49,18 @@ class CollectorSession {
  public:
   /// Samples of one poll, in the order of their arrival.
   using SampleList = std::deque<std::unique_ptr<ZOVSample>>;
+  /// A collector that waits for the session: while it lives an exchange that waits for the present one fails
+  /// when that says nothing for zovWaits().hurriedProgressSeconds. Tests of the session have their own time.
+  class Haste {
+   public:
+    explicit Haste(CollectorSession& session) : _waiting(session._waiting) { ++_waiting; }
+    ~Haste() { --_waiting; }
+    Haste(const Haste&) = delete;
+    Haste& operator=(const Haste&) = delete;
+
+   private:
+    std::atomic<unsigned>& _waiting;
+  };
   static constexpr std::size_t AbbreviationBuckets = 4751;
 
   CollectorSession(ZOVApplicationServerBase& server, ServerAnchors& anchors, const CollectorMonitor& monitor)
@@ -109,6 +123,8 @@ class CollectorSession {
   CollectorVariables _variables;
   std::array<MessageRate, 64> _messageRates;  // of the collector's messages, by their first word
   ZOVStringAbbreviationTable _abbreviations{AbbreviationBuckets};  // has a lock of its own
+
+  std::atomic<unsigned> _waiting{0};  // collectors for which there is haste
 
   ZOVLock _socketLock{"SocketLock"};
   unsigned int _collectionId ZOV_GUARDED_BY(_socketLock) = 0;  // of the last poll, never 0 then

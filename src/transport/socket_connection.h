@@ -63,6 +63,8 @@ class ZOVSocketConnection : public ZOVCollectable {
   void shutdownSocket();
   /// In seconds; 0 is none. Called by the owner under the lock that serialises sending and receiving.
   void setProgressLimit(long seconds);
+  /// As Stream::setHurry. Called by the owner under the lock that serialises sending and receiving.
+  void setHurry(const std::atomic<unsigned>* waiting) { _stream->setHurry(waiting); }
   /// Called by the owner under the lock that serialises sending and receiving.
   void setConnectionName(const char* utf8Text);
 

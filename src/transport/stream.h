@@ -11,6 +11,7 @@
 // there is no connection, or what determineError makes of errno. Behind a failure of a transfer it is not
 // known how many of the bytes went.
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <optional>
@@ -49,6 +50,11 @@ class Stream {
   /// None: a transfer may rest for as long as it takes. Called by whoever transfers.
   void setProgressLimit(std::optional<std::chrono::seconds> limit) { _progressLimit = limit; }
 
+  /// While the number is not 0 somebody waits for this stream to be free: a transfer, or a wait for it, then
+  /// fails when no byte moves for zovWaits().hurriedProgressSeconds. None, without: nobody will ever wait.
+  /// Called by whoever transfers.
+  void setHurry(const std::atomic<unsigned>* waiting) { _waiting = waiting; }
+
   /// The return code for errno, which is kept as the calling thread's last error.
   static ZOVReturnCode determineError();
   static int lastError() { return LastError; }
@@ -57,10 +63,13 @@ class Stream {
  protected:
   /// The moment until which a transfer may rest now.
   Deadline endOfRest(Deadline deadline) const;
+  bool mayBeHurried() const { return _waiting != nullptr; }
+  bool isHurried() const { return _waiting && *_waiting != 0; }
 
  private:
   static thread_local int LastError;
   std::optional<std::chrono::seconds> _progressLimit;
+  const std::atomic<unsigned>* _waiting = nullptr;
 };
 
 }  // namespace zov

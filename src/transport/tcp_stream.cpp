@@ -12,11 +12,14 @@
 #include <cstring>
 #include <iterator>
 
+#include "runtime/waits.h"
+
 namespace zov {
 
 namespace {
 
 constexpr std::chrono::milliseconds LongestPoll = std::chrono::hours(1);  // then it looks at the time again
+constexpr std::chrono::milliseconds BetweenLooks = std::chrono::seconds(1);  // whether there is a hurry
 
 /// A transfer of 0 bytes; no errno goes with it.
 ZOVReturnCode peerClosed() {
@@ -72,7 +75,18 @@ ZOVReturnCode TcpStream::waitReadable(Deadline deadline) {
 ZOVReturnCode TcpStream::waitFor(short events, Deadline deadline) const {
   if (_descriptor < 0) return ZOV_SOCKET_CLOSED;
   pollfd watched{_descriptor, events, 0};
-  return pollUntil({&watched, 1}, deadline);
+  if (!mayBeHurried()) return pollUntil({&watched, 1}, deadline);
+  // Reckoned in steps, since who is in a hurry may come while this waits.
+  auto left = std::chrono::milliseconds::max();
+  if (deadline) left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - ZOVClock::steady());
+  for (std::chrono::milliseconds rested{0};;) {
+    const auto step = std::min(left, BetweenLooks);
+    const ZOVReturnCode code = pollUntil({&watched, 1}, ZOVClock::steady() + step);
+    left -= step;
+    rested += step;
+    const bool tooLong = isHurried() && rested >= std::chrono::seconds(zovWaits().hurriedProgressSeconds);
+    if (code != ZOV_SOCKET_TIMED_OUT || left.count() <= 0 || tooLong) return code;
+  }
 }
 
 ZOVReturnCode TcpStream::receive(char* bytes, std::size_t count, Deadline deadline) {

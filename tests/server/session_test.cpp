@@ -421,6 +421,31 @@ TEST_F(SessionTest, ACollectorThatSaysNothingHoldsUpNoOther) {
   EXPECT_EQ(answer->number(15), 6005164);
 }
 
+TEST_F(SessionTest, AHungCollectorGivesWayToTheNextAndALiveOneDoesNot) {
+  rig.services.agentParms.setSocketReceiveTimeout(300);
+  zovWaits().hurriedProgressSeconds = 1;
+  const auto hung = rig.ping("shop");
+  ASSERT_TRUE(hung->receive());
+  ASSERT_TRUE(hung->receive());  // what it should collect; it does not answer
+  const auto live = rig.ping("shop", 4712);
+  const auto answer = live->receive();
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->number(15), 6005164);
+  live->send(wireResponse(live->receive()->correlator(), true));
+  ASSERT_TRUE(live->receive());  // the poll
+  const auto next = rig.ping("shop", 4713);
+  for (const char byte : wireSample(998).framed()) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    live->sendBytes({&byte, 1});
+  }
+  const auto test = live->receive();
+  ASSERT_TRUE(test && test->subtype == 1);
+  const auto more = rig.ping("shop", 4714);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  live->send(wireResponse(test->correlator(), true));
+  EXPECT_EQ(next->receive().value_or(WireMessage("")).number(15), 174);
+}
+
 TEST_F(SessionTest, ATestOfTheFormerSessionHoldsUpNoOther) {
   const auto former = rig.ping("shop");
   ASSERT_TRUE(former->receive());
