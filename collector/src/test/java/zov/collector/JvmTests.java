@@ -19,6 +19,8 @@ import java.util.stream.Stream;
 final class JvmTests {
   private static final String COLLECT = Hex.request(8, Hex.number(13, 9), Hex.number(659, 0x300));
 
+  private static final String COLLECT_GC = Hex.request(15, Hex.number(13, 9), Hex.number(1050, 1));
+
   private JvmTests() {}
 
   static void run() {
@@ -50,6 +52,9 @@ final class JvmTests {
                place, List.of("--limit-modules", "java.base,java.instrument"), agentOptions(agent))) {
         Message refusal = agent.welcome().send(COLLECT).message();
         Check.holds(refusal.text(28).contains("--add-modules java.management"), refusal.text(28));
+        refusal = agent.send(COLLECT_GC).message();
+        Check.equal("1 119", refusal.number(14) + " " + refusal.number(15));
+        Check.holds(refusal.text(28).contains("--add-modules jdk.management"), refusal.text(28));
         agent.send(Hex.request(2, Hex.number(13, 2), Hex.number(1, 0x100000)));
         boolean properties = false;
         for (Message sample = agent.message(); sample.subtype != 998; sample = agent.message())
