@@ -32,8 +32,6 @@ final class GcWatch implements GcLedger.Source {
   /** Causes, in the JVM's words, that mean that there was no room for a new object. */
   private static final Set<String> ALLOCATION_FAILURES =
       Set.of("Allocation Failure", "Allocation Stall", "G1 Evacuation Pause", "G1 Compaction Pause");
-  /** A collection beside the application announces its pauses, too: these are parts of it. */
-  private static final String PART = "pause";
 
   private final Set<String> heapPools = new HashSet<>();
   private final List<NotificationEmitter> watched = new ArrayList<>();
@@ -75,15 +73,20 @@ final class GcWatch implements GcLedger.Source {
     try {
       GarbageCollectionNotificationInfo told =
           GarbageCollectionNotificationInfo.from((CompositeData) notification.getUserData());
-      GcInfo info = told.getGcInfo();
-      if (told.getGcAction().endsWith(PART))
+      if (isPart(told))
         return;
+      GcInfo info = told.getGcInfo();
       receiver.accept(new GcCycle(ALLOCATION_FAILURES.contains(told.getGcCause()),
           notification.getTimeStamp() - info.getDuration(), info.getStartTime(), info.getDuration(),
           heap(info.getMemoryUsageBeforeGc()), heap(info.getMemoryUsageAfterGc())));
     } catch (Throwable failure) {
       // The host comes first.
     }
+  }
+
+  /** A collection beside the application is announced when it ends, and each of its pauses before. */
+  private static boolean isPart(GarbageCollectionNotificationInfo told) {
+    return told.getGcName().endsWith("Pauses") || told.getGcAction().endsWith("pause");
   }
 
   private GcCycle.Heap heap(Map<String, MemoryUsage> pools) {
