@@ -1,8 +1,8 @@
 package zov.collector;
 
 import com.sun.management.GarbageCollectionNotificationInfo;
+import com.sun.management.GarbageCollectorMXBean;
 import com.sun.management.GcInfo;
-import java.lang.management.GarbageCollectorMXBean;
 import java.lang.management.ManagementFactory;
 import java.lang.management.MemoryPoolMXBean;
 import java.lang.management.MemoryType;
@@ -48,9 +48,8 @@ final class GcWatch implements GcLedger.Source {
   @Override
   public boolean start(Consumer<GcCycle> to) {
     receiver = to;
-    for (GarbageCollectorMXBean collector : ManagementFactory.getGarbageCollectorMXBeans()) {
-      if (!(collector instanceof NotificationEmitter))
-        continue;
+    for (GarbageCollectorMXBean collector :
+        ManagementFactory.getPlatformMXBeans(GarbageCollectorMXBean.class)) {
       ((NotificationEmitter) collector).addNotificationListener(listener, null, null);
       watched.add((NotificationEmitter) collector);
     }

@@ -52,14 +52,22 @@ final class JvmTests {
                place, List.of("--limit-modules", "java.base,java.instrument"), agentOptions(agent))) {
         Message refusal = agent.welcome().send(COLLECT).message();
         Check.holds(refusal.text(28).contains("--add-modules java.management"), refusal.text(28));
-        refusal = agent.send(COLLECT_GC).message();
-        Check.equal("1 119", refusal.number(14) + " " + refusal.number(15));
-        Check.holds(refusal.text(28).contains("--add-modules jdk.management"), refusal.text(28));
         agent.send(Hex.request(2, Hex.number(13, 2), Hex.number(1, 0x100000)));
         boolean properties = false;
         for (Message sample = agent.message(); sample.subtype != 998; sample = agent.message())
           properties |= sample.text(870).equals("java.version");
         Check.holds(properties && host.errors().contains("its log is"), host.errors());
+      }
+    });
+
+    Check.test("a JVM that announces no garbage collections refuses to tell of them", () -> {
+      for (String modules : List.of("java.base,java.instrument", "java.instrument,java.management")) {
+        try (Place place = new Place(); FakeAgent agent = new FakeAgent();
+             Host host = new Host(place, List.of("--limit-modules", modules), agentOptions(agent))) {
+          Message refusal = agent.welcome().send(COLLECT_GC).message();
+          Check.equal("1 119", refusal.number(14) + " " + refusal.number(15));
+          Check.holds(refusal.text(28).contains("--add-modules jdk.management"), host.errors());
+        }
       }
     });
 
