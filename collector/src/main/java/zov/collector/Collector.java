@@ -28,6 +28,7 @@ final class Collector implements Runnable {
   private final Backoff backoff = new Backoff();
   private final ServerSearch search;
   private final RequestLedger ledger;
+  private final GcLedger gcLedger;
   private final StatisticsJvm statistics;
   private Budget budget;
   private long lastServed;
@@ -39,7 +40,8 @@ final class Collector implements Runnable {
     this.nanoTime = nanoTime;
     ledger = new RequestLedger(nanoTime);
     statistics = new StatisticsJvm(options, processId, log, nanoTime);
-    // No method reference: that would load the class here, which not every JVM can.
+    // No method references: these would load the classes here, which not every JVM can.
+    gcLedger = new GcLedger(() -> new GcWatch(), nanoTime);
     search = new ServerSearch(() -> HostServer.isThere(), nanoTime);
     lastServed = nanoTime.getAsLong();
   }
@@ -52,7 +54,7 @@ final class Collector implements Runnable {
     } catch (InterruptedException stopped) {
       // The collector ends.
     } finally {
-      ledger.stop();
+      stopCounting();
       statistics.stop();
     }
   }
@@ -66,7 +68,7 @@ final class Collector implements Runnable {
     } catch (Throwable unreachable) {
       tellEnd(unreachable);
       if (nanoTime.getAsLong() - lastServed > KEPT_NANOS)
-        ledger.stop();
+        stopCounting();
       return backoff.afterUnreachable();
     }
     long begun = nanoTime.getAsLong();
@@ -85,10 +87,17 @@ final class Collector implements Runnable {
     return backoff.afterSession();
   }
 
+  private void stopCounting() {
+    ledger.stop();
+    gcLedger.stop();
+  }
+
   private void serve(Connection connection) throws IOException {
     Session session = new Session(connection, processId,
         new PropertySampler(processId, Collector::property, System::getenv),
-        new RequestSampler(processId, ledger, System::currentTimeMillis), budget, search, statistics, log);
+        new RequestSampler(processId, ledger, System::currentTimeMillis),
+        new GcSampler(processId, gcLedger, System::currentTimeMillis, nanoTime), budget, search, statistics,
+        log);
     session.greet(options, platform(), Locale.getDefault().toString());
     log.line("Connected with the agent at " + options.agentHost + ":" + options.agentPort + " as "
         + options.serverName);

@@ -51,6 +51,14 @@ final class Message {
 
   static Message sample(int type) { return new Message(SAMPLE, type); }
 
+  /** A sample of what happened in so many milliseconds, of which the last is now. */
+  static Message intervalSample(int type, long unixMillis, long millis) {
+    return sample(type)
+        .number(Keys.SAMPLE_TIME, unixMillis / 1000)
+        .number(Keys.DURATION, Math.max(1, Math.round(millis / 1000.0)))
+        .number(Keys.INTERVAL_MILLISECONDS, millis);
+  }
+
   /** A positive answer to the request. */
   static Message accepted(Message request) { return response(request, STATUS_ACCEPTED); }
 

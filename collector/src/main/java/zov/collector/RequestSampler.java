@@ -56,10 +56,7 @@ final class RequestSampler {
       throws IOException {
     String application = abbreviations.shorten(account.application, sink);
     String servlet = abbreviations.shorten(account.servlet, sink);
-    sink.send(Message.sample(SampleTypes.WORKLOAD_SUMMARY)
-                  .number(Keys.SAMPLE_TIME, unixMillis.getAsLong() / 1000)
-                  .number(Keys.DURATION, Math.max(1, Math.round(millis / 1000.0)))
-                  .number(Keys.INTERVAL_MILLISECONDS, millis)
+    sink.send(Message.intervalSample(SampleTypes.WORKLOAD_SUMMARY, unixMillis.getAsLong(), millis)
                   .number(Keys.REQUEST_TYPE, SERVLET_OR_JSP)
                   .number(Keys.REQUEST_COUNT, interval.count)
                   .number(Keys.REQUEST_TIME, interval.totalMillis)

@@ -32,6 +32,7 @@ final class Session {
   static final long WORKLOAD_BUILD_LEVEL = 6005164;
 
   private static final long REQUEST_DATA = 0x100000;
+  private static final long GC_DATA = 0x2000;
   private static final long LEVEL_ONE = 0x300;
   private static final long LEVEL_TWO = 0x7F00;
   private static final long GC_STOP = 2;
@@ -43,6 +44,7 @@ final class Session {
   private static final long NOT_COLLECTING = 21;
   private static final long PROCESS_NOT_STARTED = 43;
   private static final long GC_CAPTURE_NOT_AVAILABLE = 119;
+  private static final long GC_EXCEPTION = 120;
   private static final long INVALID_REQUEST_TYPE = 165;
 
   private static final int LOOK_UP_MILLIS = 5_000;
@@ -52,6 +54,7 @@ final class Session {
   private final Connection connection;
   private final PropertySampler properties;
   private final RequestSampler requests;
+  private final GcSampler collections;
   private final long processId;
   private final Budget budget;
   private final ServerSearch search;
@@ -75,11 +78,12 @@ final class Session {
   private boolean requestsRefused;
 
   Session(Connection connection, long processId, PropertySampler properties, RequestSampler requests,
-      Budget budget, ServerSearch search, StatisticsJvm statistics, CollectorLog log) {
+      GcSampler collections, Budget budget, ServerSearch search, StatisticsJvm statistics, CollectorLog log) {
     this.connection = connection;
     this.processId = processId;
     this.properties = properties;
     this.requests = requests;
+    this.collections = collections;
     this.budget = budget;
     this.search = search;
     this.statistics = statistics;
@@ -102,6 +106,7 @@ final class Session {
   void serveOne() throws IOException {
     do {
       statistics.check();
+      collections.check();
       if (requestsAsked && requestsRefused != search.isInVain())
         throw new OutdatedException(search.isInVain()
                 ? search.reason()
@@ -134,9 +139,12 @@ final class Session {
   }
 
   private void poll(Message request) throws IOException {
+    long wanted = request.number(RequestKeys.POLL_TYPE);
     budget.begin();
     try {
-      if ((request.number(RequestKeys.POLL_TYPE) & REQUEST_DATA) != 0) {
+      if ((wanted & GC_DATA) != 0)
+        collections.sample(sink);
+      if ((wanted & REQUEST_DATA) != 0) {
         requests.sample(sink);
         properties.sample(sink);
       }
@@ -175,10 +183,24 @@ final class Session {
 
   private void collectGcData(Message request) throws IOException {
     if (request.number(RequestKeys.GC_ACTION) == GC_STOP) {
+      collections.stop();
+      log.line("The agent has stopped the collection of garbage collection data");
       accept(request);
       return;
     }
-    refuse(request, GC_CAPTURE_NOT_AVAILABLE, "This collector does not capture garbage collection data");
+    try {
+      if (!collections.start(request.number(RequestKeys.GC_MAX_RECORDS))) {
+        refuse(request, GC_CAPTURE_NOT_AVAILABLE,
+            "This JVM runs without the module jdk.management, by which it tells of its garbage collections; "
+                + "the option --add-modules jdk.management adds it");
+        return;
+      }
+    } catch (RuntimeException failure) {
+      refuse(request, GC_EXCEPTION, "No garbage collection data is collected: " + failure);
+      return;
+    }
+    log.line("The agent collects garbage collection data");
+    accept(request);
   }
 
   private void startStatistics(Message request) throws IOException {

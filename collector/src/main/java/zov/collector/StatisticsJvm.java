@@ -218,8 +218,8 @@ final class StatisticsJvm {
   }
 
   private String description() {
-    StringBuilder text =
-        new StringBuilder("instanceName=" + options.serverName + "\nprocessId=" + processId + "\n");
+    StringBuilder text = new StringBuilder("instanceName=" + options.serverName + "\nprocessId=" + processId
+        + "\nverboseGCFileName=" + GcWatch.PLACE + "\n");
     ProcessHandle.current().info().startInstant().ifPresent(
         start -> text.append("startTime=").append(start.toEpochMilli()).append('\n'));
     return text.toString();

@@ -34,6 +34,7 @@ public final class CollectorTests {
     conversation();
     SamplingTests.run();
     RequestTests.run();
+    GcTests.run();
     StatisticsTests.run();
     JvmTests.run();
     System.exit(Check.failures());
@@ -200,7 +201,7 @@ public final class CollectorTests {
           {Hex.request(8, Hex.number(13, 9)), Hex.number(14, 2)},
           {Hex.request(8, Hex.number(13, 9), Hex.number(659, 1)), Hex.number(14, 1) + invalidType},
           {Hex.request(15, Hex.number(13, 9), Hex.number(1050, 1), Hex.text(1051, "gc.log")),
-              Hex.number(14, 1) + Hex.number(15, 119)},
+              Hex.number(14, 2)},
           {Hex.request(15, Hex.number(13, 9), Hex.number(1050, 2)), Hex.number(14, 2)},
           {Hex.request(3, Hex.number(13, 9)), Hex.number(14, 1) + invalidType},
           {Hex.request(41, Hex.number(13, 4294967295L)), Hex.number(14, 1) + invalidType},

@@ -19,6 +19,8 @@ import java.util.stream.Stream;
 final class JvmTests {
   private static final String COLLECT = Hex.request(8, Hex.number(13, 9), Hex.number(659, 0x300));
 
+  private static final String COLLECT_GC = Hex.request(15, Hex.number(13, 9), Hex.number(1050, 1));
+
   private JvmTests() {}
 
   static void run() {
@@ -55,6 +57,17 @@ final class JvmTests {
         for (Message sample = agent.message(); sample.subtype != 998; sample = agent.message())
           properties |= sample.text(870).equals("java.version");
         Check.holds(properties && host.errors().contains("its log is"), host.errors());
+      }
+    });
+
+    Check.test("a JVM that announces no garbage collections refuses to tell of them", () -> {
+      for (String modules : List.of("java.base,java.instrument", "java.instrument,java.management")) {
+        try (Place place = new Place(); FakeAgent agent = new FakeAgent();
+             Host host = new Host(place, List.of("--limit-modules", modules), agentOptions(agent))) {
+          Message refusal = agent.welcome().send(COLLECT_GC).message();
+          Check.equal("1 119", refusal.number(14) + " " + refusal.number(15));
+          Check.holds(refusal.text(28).contains("--add-modules jdk.management"), host.errors());
+        }
       }
     });
 

@@ -177,7 +177,8 @@ final class SamplingTests {
          Connection connection = new Connection(socket, nanoTime)) {
       agent.accept();
       Session session = new Session(connection, PID, new PropertySampler(PID, properties, name -> null),
-          new RequestSampler(PID, ledger, () -> 0), new Budget(usedNanos),
+          new RequestSampler(PID, ledger, () -> 0),
+          new GcSampler(PID, new GcLedger(() -> null, nanoTime), () -> 0, nanoTime), new Budget(usedNanos),
           new ServerSearch(() -> true, nanoTime),
           new StatisticsJvm(Options.parse("name=x"), PID, CollectorLog.none(), nanoTime),
           CollectorLog.none());

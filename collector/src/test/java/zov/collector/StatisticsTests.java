@@ -79,9 +79,9 @@ final class StatisticsTests {
           Check.equal("2 0", answer(contact, 30, 1, Hex.text(5, "shop")));
           Check.equal("1 165", answer(contact, 27, 1, ""));
           Check.equal("1 7", answer(contact, 24, 1, Hex.text(5, "other")));
-          Check.holds(
-              answer(contact, 23, 1, "")
-                  .matches("(?s)0 instanceName=shop\nprocessId=" + host.pid() + "\nstartTime=[0-9]+\n;"),
+          Check.holds(answer(contact, 23, 1, "")
+                          .matches("(?s)0 instanceName=shop\nprocessId=" + host.pid()
+                              + "\nverboseGCFileName=\\Q" + GcWatch.PLACE + "\\E\nstartTime=[0-9]+\n;"),
               "a description");
           String all = answer(contact, 24, 1, Hex.text(5, "shop"));
           Check.holds(
