@@ -99,9 +99,16 @@ std::optional<Options> readOptions(const std::vector<std::string_view>& argument
 }
 
 /// False when not all regulars were polled in time, or the agent or the user has ended it.
+/// A poll is kept a moment after the collector has answered it. Until then its node is told as one without.
+bool haveRows(std::uint16_t port) {
+  const ZOVTestAnswer answer = zovTestGet(port, "/v1/tables/ZOVREQUEST/rows");
+  return answer.status == 200 &&
+         answer.body.find(fmt::format("\"name\":\"{}", RegularPrefix)) == std::string::npos;
+}
+
 bool waitForRegulars(Agent& agent, const Service& service) {
   const Moment limit = Clock::now() + MostWaitForRegulars;
-  while (service.regularsPolled < RegularCount) {
+  while (service.regularsPolled < RegularCount || !haveRows(agent.httpPort())) {
     if (Clock::now() > limit || !agent.runs() || interrupted) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
