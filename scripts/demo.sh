@@ -78,7 +78,7 @@ ZOV_RESOURCE_FIXEDINTERVAL_TIME = 5
 EOF
 
 say "Starting the agent ..."
-ZOV_SERVER_STATISTICS=YES ZOV_CONFIG_DIR="$work/config" ZOV_START_DELAY=0 ZOV_HUB_ADDRESS=127.0.0.1:$hub_port \
+ZOV_CONFIG_DIR="$work/config" ZOV_START_DELAY=0 ZOV_HUB_ADDRESS=127.0.0.1:$hub_port \
   "$build/bin/zovagent" >"$work/agent.log" 2>&1 &
 pids+=($!)
 started agent $! "$hub_port"

@@ -5,7 +5,6 @@
 #include "tables/families.h"
 
 class ZOVApplicationServerBase;
-class ZOVApplicationServerBase;
 class ZOVProductEventSample;
 
 class zov_zovprev_agent : public zov_zovprev_base {

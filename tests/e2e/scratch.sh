@@ -21,3 +21,6 @@ fail() {
   find "$work" -path '*log*' -type f -exec tail -n 20 {} + >&2
   exit 1
 }
+
+set -E
+trap 'fail "line $LINENO: $BASH_COMMAND"' ERR
