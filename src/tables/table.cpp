@@ -32,8 +32,8 @@ std::int32_t intAt(const char* row, const Column& column) {
 
 void fillText(char* column, std::size_t width, std::string_view text) {
   const std::size_t length = std::min(width, text.size());
-  std::memcpy(column, text.data(), length);
-  std::memset(column + length, ' ', width - length);
+  std::copy_n(text.data(), length, column);
+  std::fill_n(column + length, width - length, ' ');
 }
 
 void fillUtf8(char* column, std::size_t width, std::string_view text) {

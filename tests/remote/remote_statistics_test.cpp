@@ -235,7 +235,7 @@ TEST_F(RemoteStatistics, AJVMThatDiesInASetIsReplaced) {
     self.dropConnection();
   });
   rig.step(Interval);
-  EXPECT_FALSE(rig.server("shop")->isResourceDataCollected());
+  EXPECT_TRUE(comesTrue([&] { return !rig.server("shop")->isResourceDataCollected(); }));
   EXPECT_EQ(pools(), std::set<std::string>{"db"}) << "nothing is marked";
   EXPECT_TRUE(rig.issued("ZOVA0136"));
   EXPECT_EQ(rig.server("shop")->takeSampleFromRPX(ZOVDBConnectionAnchor()), ZOV_NO_SUCH_SERVER);
@@ -255,11 +255,10 @@ TEST_F(RemoteStatistics, TenFailuresEndTheTriesUntilTheNextSession) {
   zovWaits().remoteContactSeconds = 0;  // no JVM calls back in time
   start();
   auto collector = rig.serve("shop");
-  EXPECT_TRUE(collector->waitForRequest(FakeStatisticsJVM::Initiate, 1));  // the JVM's try, and its client's
-  for (int tries = 2; tries < 10; ++tries) {
+  EXPECT_TRUE(comesTrue([&] {
     passTimers(60);
-    EXPECT_TRUE(collector->waitForRequest(FakeStatisticsJVM::Initiate, tries)) << tries;
-  }
+    return collector->countRequests(FakeStatisticsJVM::Initiate) == 10;
+  }));
   EXPECT_TRUE(comesTrue([&] { return threads() == AgentThreads + 1; })) << "the session's alone";
   for (int more = 0; more < 3; ++more) passTimers(60);
   EXPECT_EQ(collector->countRequests(FakeStatisticsJVM::Initiate), 10u);
@@ -274,6 +273,7 @@ TEST_F(RemoteStatistics, ARefusalEndsTheTriesOfItsSession) {
   EXPECT_EQ(collector->receive()->number(14), 2);
   collector->refuse(FakeStatisticsJVM::Initiate, 43, "no java");
   collector->serve();
+  EXPECT_TRUE(comesTrue([&] { return collector->countRequests(FakeStatisticsJVM::Initiate) == 1; }));
   EXPECT_TRUE(comesTrue([&] { return threads() == AgentThreads + 1; })) << "the session's alone";
   for (int more = 0; more < 3; ++more) passTimers(60);
   EXPECT_EQ(collector->countRequests(FakeStatisticsJVM::Initiate), 1u);
