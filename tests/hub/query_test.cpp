@@ -136,9 +136,13 @@ TEST_F(HubTest, FiltersAndLimitsWhatTheTableDoesNot) {
   table.abilities.filters = {{"NUMBER", true, true, 7}, {"ORIGINNODE", false, false, 0}};
   start();
   const Subnodes registered{"a", "b"};
+  zov::Mutex mutex;
   std::string filters;
-  table.sample = [&](FakeBox& box) {
-    filters = box.filters();
+  table.sample = [&](FakeBox& box) {  // of both nodes at once
+    {
+      const zov::MutexLock guard(mutex);
+      filters = box.filters();
+    }
     while (const char* const node = box.GetSubnode()) {
       for (int i = 0; i < 4; ++i) box.AddData(FakeRow(i, i % 2 == 0 ? "even" : "odd", node));
       if (box.subnodeRows() == 0) box.ReportSubnode(node, "no_data", "none");
