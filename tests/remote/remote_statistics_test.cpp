@@ -292,6 +292,7 @@ TEST_F(RemoteStatistics, AServerThatIsGoneForTenMinutesHoldsNoThread) {
   EXPECT_TRUE(comesTrue([&] { return threads() == AgentThreads + 4; }));
   for (int minute = 0; minute < 11; ++minute) passTimers(60);
   EXPECT_TRUE(rig.server("shop")->isResourceDataCollected()) << "connected";
+  rig.step(1);  // the server's threads have seen that it is
   endSession(*collector);
   jvm->close();
   for (int minute = 0; minute < 9; ++minute) passTimers(60);
