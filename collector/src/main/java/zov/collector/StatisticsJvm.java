@@ -220,6 +220,9 @@ final class StatisticsJvm {
   private String description() {
     StringBuilder text = new StringBuilder("instanceName=" + options.serverName + "\nprocessId=" + processId
         + "\nverboseGCFileName=" + GcWatch.PLACE + "\n");
+    String log = ServerLog.file();
+    if (!log.isEmpty())
+      text.append("stdoutFileName=").append(log).append('\n');
     ProcessHandle.current().info().startInstant().ifPresent(
         start -> text.append("startTime=").append(start.toEpochMilli()).append('\n'));
     return text.toString();

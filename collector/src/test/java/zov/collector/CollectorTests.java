@@ -36,6 +36,7 @@ public final class CollectorTests {
     RequestTests.run();
     GcTests.run();
     StatisticsTests.run();
+    LogTests.run();
     JvmTests.run();
     System.exit(Check.failures());
   }
