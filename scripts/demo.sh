@@ -75,6 +75,14 @@ ZOV_PORT = $collector_port
 [Advanced_J2EE_Config]
 ZOV_REQ_FIXEDINTERVAL_TIME = 5
 ZOV_RESOURCE_FIXEDINTERVAL_TIME = 5
+ZOV_APPSRVR_LOGSCANINTERVAL = 5
+EOF
+cat >"$work/logging.properties" <<EOF
+handlers = java.util.logging.FileHandler
+java.util.logging.FileHandler.formatter = zov.collector.ActivityLogFormatter
+java.util.logging.FileHandler.pattern = $work/server%g.log
+java.util.logging.FileHandler.limit = 1000000
+java.util.logging.FileHandler.count = 2
 EOF
 
 say "Starting the agent ..."
@@ -85,7 +93,7 @@ started agent $! "$hub_port"
 
 say "Starting Tomcat with the collector ..."
 options="agent=127.0.0.1:$collector_port,name=shop,root=$work/shop,log=$work/collector.log"
-java "-javaagent:$build/collector/zov-collector.jar=$options" \
+java "-javaagent:$build/collector/zov-collector.jar=$options" "-Djava.util.logging.config.file=$work/logging.properties" \
   "@$build/collector/demo.classpath" zov.demo.Shop "$http_port" "$work/shop" >"$work/shop.log" 2>&1 &
 pids+=($!)
 started shop $! "$http_port"
@@ -93,6 +101,7 @@ started shop $! "$http_port"
 hub=http://127.0.0.1:$hub_port
 footer="Shop  http://127.0.0.1:$http_port/shop/catalog  http://127.0.0.1:$http_port/shop/order
 Rows  $hub/v1/tables/ZOVREQUEST/rows  also ZOVTHRDP, ZOVAPP, ZOVSERVLT, ZOVSERVS, ZOVDBCONP
+Log   $hub/v1/events?table=ZOVLOGANAL
 Ctrl-C ends all of it."
 if [ "$mode" = --once ]; then
   say "Waiting for rows (at most $seconds seconds) ..."

@@ -24,7 +24,8 @@ final class Load implements Runnable {
     try {
       while (true) {
         int item = random.nextInt(1, 13);
-        String[] pages = {"shop/catalog", "stock/level?item=" + item, "shop/order?item=" + item};
+        String[] pages = {"shop/catalog", "stock/level?item=" + item, "shop/order?item=" + item,
+            "shop/inventory.jsp?item=" + item};
         get(pages[random.nextInt(pages.length)]);
         Thread.sleep(random.nextInt(150, 450));
       }

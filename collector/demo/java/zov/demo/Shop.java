@@ -21,9 +21,10 @@ import org.apache.tomcat.util.scan.StandardJarScanner;
  * ended.
  */
 public final class Shop {
-  private static final Map<String, List<String>> WEBAPPS = Map.of("shop",
-      List.of("catalog.jsp", "WEB-INF/web.xml"), "stock", List.of("META-INF/context.xml", "WEB-INF/web.xml"));
-  private static final int CUSTOMERS = 3;
+  private static final Map<String, List<String>> WEBAPPS =
+      Map.of("shop", List.of("catalog.jsp", "inventory.jsp", "WEB-INF/web.xml"), "stock",
+          List.of("META-INF/context.xml", "WEB-INF/web.xml"));
+  private static final int CUSTOMERS = Integer.getInteger("zov.demo.customers", 3);
   private static final Logger serverLog = Logger.getLogger("org.apache");
 
   private Shop() {}
@@ -36,6 +37,8 @@ public final class Shop {
     int port = Integer.parseInt(arguments[0]);
     Path work = Paths.get(arguments[1]).toAbsolutePath();
     serverLog.setLevel(Level.WARNING);
+    Logger.getLogger(Shop.class.getName())
+        .log(Level.INFO, "SHOP0000I: The shop opens at port {0,number,#}", port);
 
     Connector connector = new Connector();
     connector.setPort(port);

@@ -46,16 +46,16 @@ final class ServerLog {
   }
 
   /**
-   * By the rules of {@code java.util.logging.FileHandler}; the file that is written is the 0th generation.
+   * By the rules of {@code java.util.logging.FileHandler}; of its generations one is open.
    */
   private static String ofPattern(String pattern) throws IOException {
     Path file = Paths.get(pattern.replace("%h", System.getProperty("user.home"))
                               .replace("%t", System.getProperty("java.io.tmpdir")));
     String name = Pattern.quote(file.getFileName().toString())
-                      .replace("%g", "\\E0\\Q")
+                      .replace("%g", "\\E[0-9]+\\Q")
                       .replace("%u", "\\E[0-9]+\\Q")
                       .replace("%%", "%");
-    return open(file.toAbsolutePath().getParent(), name + "(\\.0)?(\\.[0-9]+)?");
+    return open(file.toAbsolutePath().getParent(), name + "(\\.[0-9]+)*");
   }
 
   /** The last by name of this directory's files that this JVM has open and whose names match. */
