@@ -6,6 +6,7 @@
 #include "support/agent_process.h"
 #include "support/comes_true.h"
 #include "support/fake_statistics_jvm.h"
+#include "support/temporary_directory.h"
 
 using testing::AllOf;
 using testing::Contains;
@@ -15,7 +16,8 @@ using testing::Pair;
 namespace {
 
 struct Server {
-  Server(AgentProcess& agent, const std::string& name) : collector(agent.collectorPort()) {
+  Server(AgentProcess& agent, const std::string& name, const std::string& description)
+      : collector(agent.collectorPort()) {
     collector.send(wirePing(7, name, "/srv/" + name, ::getpid()));
     EXPECT_TRUE(collector.receive());
     collector.serve();
@@ -24,7 +26,7 @@ struct Server {
     EXPECT_EQ(asked->number(3), agent.collectorPort());
     jvm = std::make_unique<FakeStatisticsJVM>(agent.collectorPort(), asked->number(1400).value_or(0));
     EXPECT_TRUE(jvm->isAccepted());
-    jvm->describe("instanceName=" + name + "\ntslCellName=cell\n");
+    jvm->describe("instanceName=" + name + "\n" + description + "\n");
     jvm->script(FakeStatisticsJVM::GetAllData, [this](FakeStatisticsJVM& self, const WireMessage& request) {
       const std::string created = std::to_string(sets += 40);
       self.send(
@@ -40,6 +42,40 @@ struct Server {
   std::unique_ptr<FakeStatisticsJVM> jvm;  // goes first, since its script counts the sets
 };
 
+/// Reads the events of a server's log, whose texts are numbers. A reader that is too slow for them is cut
+/// off, and goes on with those that are still kept; their ids tell how many there were.
+class LogReader {
+ public:
+  explicit LogReader(std::uint16_t port) : _port(port) { open(); }
+  /// Reads until the record of this number has come.
+  void readTo(int number) {
+    while (_last < number) {
+      const std::string event = _stream->receiveEvent();
+      if (event.empty() && _reopened++ > 1000) FAIL() << "no events behind " << _last;
+      if (event.empty()) {
+        open();
+        continue;
+      }
+      _id = event.substr(4, event.find('\n') - 4);
+      static const std::string text = "\"err_msg\":\"";
+      _last = std::atoi(event.c_str() + event.find(text) + text.size());
+      _ranks.insert(std::atol(_id.c_str() + _id.find('-') + 1) - _last);
+    }
+  }
+  /// How far ahead of the records' numbers those of the events are: one, if each arrived once and in order.
+  const std::set<long>& ranks() const { return _ranks; }
+
+ private:
+  void open() {
+    _stream.emplace(_port).openEvents("/v1/events?table=ZOVLOGANAL", "Last-Event-ID: " + _id + "\r\n");
+  }
+  std::uint16_t _port;
+  std::optional<ZOVTestHttpClient> _stream;
+  std::string _id = "0-0";
+  int _last = -1, _reopened = 0;
+  std::set<long> _ranks;
+};
+
 }  // namespace
 
 TEST(Statistics, BecomeRowsWithTheirRates) {
@@ -48,7 +84,7 @@ TEST(Statistics, BecomeRowsWithTheirRates) {
       "[Basic_Config]\nZOV_RESOURCE_SAMPLEMETHOD = FIXED\n[Advanced_Agent_Config]\nZOV_PORT = {port}\n"
       "[Advanced_J2EE_Config]\nZOV_RESOURCE_FIXEDINTERVAL_TIME = 1\n");
   ASSERT_NO_FATAL_FAILURE(agent.start());
-  Server server(agent, "shop");
+  Server server(agent, "shop", "tslCellName=cell");
   std::vector<TestRow> pools;
   ASSERT_TRUE(comesTrue([&] {
     pools = agent.rows("ZOVDBCONP");
@@ -70,5 +106,39 @@ TEST(Statistics, BecomeRowsWithTheirRates) {
   }));
   EXPECT_EQ(agent.rows("ZOVDBCONP").size(), 1u);
   EXPECT_EQ(agent.rows("ZOVAPSRV").size(), 1u);
+  EXPECT_EQ(agent.stop(SIGTERM), 0);
+}
+
+TEST(ServerLog, RecordsArriveOnceEachWhileItIsRotated) {
+  constexpr int Files = 11, Records = 10'000, Burst = 40'001;  // bytes, so that records are torn
+  AgentProcess agent;
+  agent.configure(
+      "[Advanced_Agent_Config]\nZOV_PORT = {port}\n[Advanced_J2EE_Config]\nZOV_APPSRVR_LOGSCANINTERVAL = "
+      "1\n");
+  ASSERT_NO_FATAL_FAILURE(agent.start());
+  TemporaryDirectory directory;
+  const std::string log = directory.file("log");
+  const auto write = [&](int from, int to) {
+    std::string bytes;
+    for (; from < to; ++from) {
+      bytes += "[1/2/05 12:34:56:789 EST] 0000001a Foo I " + std::to_string(from) + "\n";
+    }
+    std::ofstream out(log, std::ios::binary | std::ios::app);
+    for (std::size_t at = 0; at < bytes.size(); at += Burst) out << bytes.substr(at, Burst) << std::flush;
+  };
+  write(0, 1);
+  LogReader reader(agent.httpPort());
+  Server server(agent, "shop", "stdoutFileName=" + log);
+  ASSERT_NO_FATAL_FAILURE(reader.readTo(0));
+  write(1, Records);
+  for (int first = Records; first < Files * Records; first += Records) {
+    ASSERT_EQ(std::rename(log.c_str(), directory.file("old").c_str()), 0);
+    const int some = Records / 2 + first / 30;  // more in each file than the agent has read of the former
+    write(first, first + some);
+    ASSERT_NO_FATAL_FAILURE(reader.readTo(first));  // or it would miss the next rotation
+    write(first + some, first + Records);
+  }
+  ASSERT_NO_FATAL_FAILURE(reader.readTo(Files * Records - 1));
+  EXPECT_EQ(reader.ranks().size(), 1U);
   EXPECT_EQ(agent.stop(SIGTERM), 0);
 }
