@@ -44,7 +44,7 @@ cat >"$base/conf/server.xml" <<EOF
   </Service>
 </Server>
 EOF
-cp $home/etc/{web.xml,catalina.properties} "$base/conf/"
+cp $home/etc/{web.xml,catalina.properties,logging.properties} "$base/conf/"
 ln -s /usr/share/java/{hsqldb,ehcache-core,slf4j-api,slf4j-nop}.jar "$base/lib/"
 pool='auth="Container" type="javax.sql.DataSource" driverClassName="org.hsqldb.jdbc.JDBCDriver" username="SA" password=""'
 cat >"$base/conf/context.xml" <<EOF
@@ -96,6 +96,8 @@ ZOV_PORT = $port
 [Advanced_J2EE_Config]
 ZOV_REQ_ONDEMAND_MAXSAMPLEAGE = 1
 ZOV_RESOURCE_ONDEMAND_MAXSAMPLEAGE = 1
+ZOV_APPSRVR_LOGSCANINTERVAL = 1
+ZOV_LOG_FORMAT = TOMCAT
 EOF
 
 ZOV_CONFIG_DIR="$work/config" ZOV_START_DELAY=0 ZOV_LOCAL_ADDRESS=127.0.0.1 ZOV_HUB_ADDRESS=${hub#http://} \
@@ -126,6 +128,7 @@ touch -d '10 seconds ago' "$base/webapps/shop/WEB-INF/web.xml"
 eventually reloaded
 served 12
 eventually counted 42
+eventually rows ZOVLOGANAL '"component":"[^"]*StandardContext.reload".*"severity":1,.*"err_msg":"Reloading Context' >/dev/null
 cat "$work/server" "$work/row"
 [ $(($(wc -l <"$base"/logs/access_log.*) - accesses)) -eq 42 ] || fail "the access log has another count"
 grep -Eq '"c10":[1-9]' "$work/row" || fail "a request of 5 ms and more has no mean time"

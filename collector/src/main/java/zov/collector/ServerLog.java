@@ -5,6 +5,7 @@ import java.nio.file.DirectoryStream;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
+import java.time.Instant;
 import java.util.logging.LogManager;
 import java.util.regex.Pattern;
 
@@ -14,9 +15,30 @@ import java.util.regex.Pattern;
  * that no other's is named; nothing is opened. Systems without /proc tell none.
  */
 final class ServerLog {
+  private static final String CONFIGURATION = "java.util.logging.config.file";
+  private static final long YOUNG_MILLIS = 30_000;
+  private static final int LONGEST_WAIT_MILLIS = 5_000;
+  private static final int STEP_MILLIS = 100;
   private static final Path OPEN_FILES = Paths.get("/proc/self/fd");
 
   private ServerLog() {}
+
+  /** Waits for it a little in a JVM that has just been started, and has a configuration to come to. */
+  static String awaited() throws InterruptedException {
+    String file = file();
+    for (int waited = 0; file.isEmpty() && waited < LONGEST_WAIT_MILLIS && mayStillCome();
+         waited += STEP_MILLIS) {
+      Thread.sleep(STEP_MILLIS);
+      file = file();
+    }
+    return file;
+  }
+
+  private static boolean mayStillCome() {
+    Instant young = Instant.now().minusMillis(YOUNG_MILLIS);
+    return System.getProperty(CONFIGURATION) != null
+        && ProcessHandle.current().info().startInstant().filter(young::isBefore).isPresent();
+  }
 
   /** Empty when none is known. */
   static String file() {

@@ -190,7 +190,8 @@ final class StatisticsJvm {
     }
   }
 
-  private void answer(Message question, Budget budget, OutputStream out) throws IOException {
+  private void answer(Message question, Budget budget, OutputStream out)
+      throws IOException, InterruptedException {
     String server = question.text(RequestKeys.APP_SERVER_NAME);
     if (!server.isEmpty() && !server.equals(options.serverName)) {
       send(out, Message.refused(question, NO_SUCH_SERVER, "This is the server " + options.serverName));
@@ -217,10 +218,10 @@ final class StatisticsJvm {
     send(out, Message.refused(question, RECOVERABLE_EXCEPTION, readings.failure()));
   }
 
-  private String description() {
+  private String description() throws InterruptedException {
     StringBuilder text = new StringBuilder("instanceName=" + options.serverName + "\nprocessId=" + processId
         + "\nverboseGCFileName=" + GcWatch.PLACE + "\n");
-    String log = ServerLog.file();
+    String log = ServerLog.awaited();
     if (!log.isEmpty())
       text.append("stdoutFileName=").append(log).append('\n');
     ProcessHandle.current().info().startInstant().ifPresent(
