@@ -93,7 +93,8 @@ started agent $! "$hub_port"
 
 say "Starting Tomcat with the collector ..."
 options="agent=127.0.0.1:$collector_port,name=shop,root=$work/shop,log=$work/collector.log"
-java "-javaagent:$build/collector/zov-collector.jar=$options" "-Djava.util.logging.config.file=$work/logging.properties" \
+java "-javaagent:$build/collector/zov-collector.jar=$options" \
+  "-Djava.util.logging.config.file=$work/logging.properties" \
   "@$build/collector/demo.classpath" zov.demo.Shop "$http_port" "$work/shop" >"$work/shop.log" 2>&1 &
 pids+=($!)
 started shop $! "$http_port"

@@ -9,15 +9,6 @@ jar=$build/collector/zov-collector.jar
 source "$(dirname "$0")/scratch.sh"
 [ -e "$jar" ] || skip "the collector was not built (it needs default-jdk-headless)"
 
-# eventually COMMAND...: within 30 seconds
-eventually() {
-  for _ in {1..300}; do
-    "$@" && return
-    sleep 0.1
-  done
-  fail "has not come about: $*"
-}
-
 port=$((20000 + RANDOM % 4000))
 hub=http://127.0.0.1:$((port + 4000))
 host=$(uname -n)

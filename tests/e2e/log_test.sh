@@ -10,15 +10,6 @@ for part in collector/zov-collector.jar collector/zov-demo.jar collector/demo.cl
   [ -e "$build/$part" ] || skip "$part was not built (it needs default-jdk-headless and libtomcat10-java)"
 done
 
-# eventually COMMAND...: within 60 seconds
-eventually() {
-  for _ in {1..600}; do
-    "$@" && return
-    sleep 0.1
-  done
-  fail "has not come about: $*"
-}
-
 look=2 # seconds from one look at the log to the next
 port=$((20000 + RANDOM % 4000))
 hub=http://127.0.0.1:$((port + 4000))

@@ -1,5 +1,5 @@
 # Sourced by the scripts of this directory: a directory "$work" and a list of processes "pids", which end with the
-# script, and words for its outcome.
+# script, words for its outcome, and a wait.
 
 work=$(mktemp -d)
 pids=()
@@ -20,6 +20,15 @@ fail() {
   echo "FAILED: $*" >&2
   find "$work" -path '*log*' -type f -exec tail -n 20 {} + >&2
   exit 1
+}
+
+# eventually COMMAND...: within 90 seconds
+eventually() {
+  for _ in {1..900}; do
+    "$@" && return
+    sleep 0.1
+  done
+  fail "has not come about: $*"
 }
 
 set -E

@@ -15,15 +15,6 @@ for jar_of in hsqldb ehcache-core slf4j-api slf4j-nop; do
 done
 [ -x $home/bin/catalina.sh ] || skip "no tomcat10 here; scripts/install.sh servers installs it"
 
-# eventually COMMAND...: within 90 seconds
-eventually() {
-  for _ in {1..450}; do
-    "$@" && return
-    sleep 0.2
-  done
-  fail "has not come about: $*"
-}
-
 port=$((20000 + RANDOM % 4000))
 hub=http://127.0.0.1:$((port + 4000))
 web=http://127.0.0.1:$((port + 8000))

@@ -1,4 +1,5 @@
-<%@ page contentType="text/plain;charset=UTF-8" session="false" import="java.util.logging.Level,java.util.logging.Logger" %><%
+<%@ page contentType="text/plain;charset=UTF-8" session="false" %><%@
+page import="java.util.logging.Level,java.util.logging.Logger" %><%
 Logger log = Logger.getLogger("zov.demo.Inventory");
 String item = request.getParameter("item");
 if ("12".equals(item)) {

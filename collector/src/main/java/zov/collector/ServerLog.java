@@ -17,7 +17,7 @@ import java.util.regex.Pattern;
 final class ServerLog {
   private static final String CONFIGURATION = "java.util.logging.config.file";
   private static final long YOUNG_MILLIS = 30_000;
-  private static final int LONGEST_WAIT_MILLIS = 5_000;
+  private static final int LONGEST_WAIT_MILLIS = 10_000;
   private static final int STEP_MILLIS = 100;
   private static final Path OPEN_FILES = Paths.get("/proc/self/fd");
 
