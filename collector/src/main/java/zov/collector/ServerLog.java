@@ -6,6 +6,7 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.Paths;
 import java.time.Instant;
+import java.util.function.BooleanSupplier;
 import java.util.logging.LogManager;
 import java.util.regex.Pattern;
 
@@ -23,10 +24,14 @@ final class ServerLog {
 
   private ServerLog() {}
 
-  /** Waits for it a little in a JVM that has just been started, and has a configuration to come to. */
-  static String awaited() throws InterruptedException {
+  /**
+   * Waits for it a little, while it is asked for, in a JVM that has just been started and has a configuration
+   * to come to.
+   */
+  static String awaited(BooleanSupplier isAskedFor) throws InterruptedException {
     String file = file();
-    for (int waited = 0; file.isEmpty() && waited < LONGEST_WAIT_MILLIS && mayStillCome();
+    for (int waited = 0;
+         file.isEmpty() && waited < LONGEST_WAIT_MILLIS && isAskedFor.getAsBoolean() && mayStillCome();
          waited += STEP_MILLIS) {
       Thread.sleep(STEP_MILLIS);
       file = file();

@@ -157,7 +157,7 @@ final class StatisticsJvm {
         if (message.isRequest(RequestTypes.PING_REQUEST_TYPE)) {
           tell(message.text(RequestKeys.MESSAGE));
         } else {
-          answer(message, budget, out);
+          answer(message, budget, from, out);
           out.flush();
         }
         rest(nanoTime.getAsLong() - begun);
@@ -190,7 +190,7 @@ final class StatisticsJvm {
     }
   }
 
-  private void answer(Message question, Budget budget, OutputStream out)
+  private void answer(Message question, Budget budget, Process from, OutputStream out)
       throws IOException, InterruptedException {
     String server = question.text(RequestKeys.APP_SERVER_NAME);
     if (!server.isEmpty() && !server.equals(options.serverName)) {
@@ -198,7 +198,7 @@ final class StatisticsJvm {
       return;
     }
     if (question.isRequest(RequestTypes.GET_TSL_INSTANCES_TYPE)) {
-      send(out, sample(question, description()));
+      send(out, sample(question, description(from)));
       send(out, end(question));
       return;
     }
@@ -218,10 +218,10 @@ final class StatisticsJvm {
     send(out, Message.refused(question, RECOVERABLE_EXCEPTION, readings.failure()));
   }
 
-  private String description() throws InterruptedException {
+  private String description(Process from) throws InterruptedException {
     StringBuilder text = new StringBuilder("instanceName=" + options.serverName + "\nprocessId=" + processId
         + "\nverboseGCFileName=" + GcWatch.PLACE + "\n");
-    String log = ServerLog.awaited();
+    String log = ServerLog.awaited(from::isAlive);
     if (!log.isEmpty())
       text.append("stdoutFileName=").append(log).append('\n');
     ProcessHandle.current().info().startInstant().ifPresent(
