@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "agent_fixture.h"
+#include "runtime/recovery.h"
 #include "server/application_server.h"
 #include "support/fake_collector.h"
 
@@ -94,6 +95,24 @@ TEST_F(TakeAction, FindsTheServerChecksTheArgumentsAndReplies) {
     EXPECT_EQ(reply.code, c.code);
     EXPECT_EQ(reply.text, replyOf(c.reply));
   }
+}
+
+TEST_F(TakeAction, RepliesAlsoWhenTheCommandIsCutOff) {
+  struct RaisingBox : CommandBox {
+    RaisingBox() : CommandBox("") { requestDetail = &other; }
+    int NumColumns() override {
+      zovRaise(ZOVException(ZOV_NO_SUCH_SERVER));
+      return 0;
+    }
+    RequestDetail other{"OV", "OTHER"};
+  };
+  start(contextLine("shop"));
+  RaisingBox box;
+  TqboxAutomationCapsule capsule;
+  capsule.owner = &box;
+  EXPECT_EQ(ZOVAgent::handleQTCommand(&capsule), 7);
+  EXPECT_EQ(capsule.message(), replyOf(0));
+  EXPECT_EQ(box.completed, 1);
 }
 
 TEST_F(TakeAction, LogsWhatBecameOfACommand) {
