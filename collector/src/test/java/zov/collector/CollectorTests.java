@@ -34,6 +34,7 @@ public final class CollectorTests {
     conversation();
     SamplingTests.run();
     RequestTests.run();
+    NameTests.run();
     GcTests.run();
     StatisticsTests.run();
     JvmTests.run();
