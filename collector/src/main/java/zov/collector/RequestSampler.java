@@ -10,7 +10,7 @@ import java.util.function.LongSupplier;
  */
 final class RequestSampler {
   /** The kind of request: a servlet or JSP. */
-  private static final int SERVLET_OR_JSP = 1;
+  static final int SERVLET_OR_JSP = 1;
   private static final long NANOS_PER_MILLI = 1_000_000;
 
   private final long processId;

@@ -35,6 +35,7 @@ public final class CollectorTests {
     SamplingTests.run();
     RequestTests.run();
     NameTests.run();
+    DelayTests.run();
     GcTests.run();
     StatisticsTests.run();
     JvmTests.run();

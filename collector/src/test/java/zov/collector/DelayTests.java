@@ -1,0 +1,91 @@
+package zov.collector;
+
+import java.util.List;
+import java.util.concurrent.atomic.AtomicInteger;
+import java.util.concurrent.atomic.AtomicLong;
+
+/** What requests waited for, from additions to samples. */
+final class DelayTests {
+  private static final int PID = 4711;
+
+  private final AtomicLong nanos = new AtomicLong(7);
+  private final DelayLedger ledger = new DelayLedger(nanos::get);
+  private final Samples samples = new Samples();
+  private final DelaySampler sampler =
+      new DelaySampler(PID, ledger, () -> 1_700_000_000_999L, new Abbreviations(PID));
+
+  private DelayTests() {}
+
+  static void run() {
+    Check.test("each delay is told once, with what it took", () -> {
+      DelayTests host = new DelayTests();
+      TallyLedger.Kind stock = new TallyLedger.Kind(0, "stock", "Product", "1.2");
+      host.ledger.addDataSource(DelayType.CONNECTION, stock, 1, 2_600_000);
+      host.ledger.addDataSource(DelayType.UPDATE, stock, 1, 1_600_000);
+      host.ledger.addDataSource(DelayType.TRANSACTION, stock, 1, 9_000_000);
+      host.ledger.addQueue(DelayType.PUBLISH, new TallyLedger.Kind(2, "broker", "news"), 4, 3_000_000);
+      host.ledger.addPart(DelayType.QUERY, "shop", "order", "stock", "SELECT ?", 1, 1_600_000);
+      String times =
+          Hex.number(20, 1_700_000_000) + Hex.number(21, 5) + Hex.number(314, 5000) + Hex.number(4, PID);
+      String part = times + Hex.number(750, 4) + Hex.number(700, 1);
+      String names =
+          Hex.text(701, "shop") + Hex.text(702, "order") + Hex.text(751, "stock") + Hex.text(752, "SELECT ?");
+      Check.equal(
+          List.of(Hex.sample(34, times, numbers(783, 1, 784, 2, 786, 0, 787, 0, 788, 1, 789, 1, 785, 3),
+                      Hex.text(8, "stock"), Hex.text(781, "Product"), Hex.text(782, "1.2")),
+              Hex.sample(35, times,
+                  numbers(808, 2, 802, 0, 805, 0, 803, 0, 806, 0, 804, 0, 807, 0, 820, 4, 821, 12),
+                  Hex.text(800, "broker"), Hex.text(801, "news")),
+              Hex.sample(32, part, numbers(753, 1, 754, 1, 755, 2), names)),
+          host.poll());
+      // What is less than a millisecond waits for more.
+      host.ledger.addPart(DelayType.QUERY, "shop", "order", "stock", "SELECT ?", 1, 400_000);
+      Check.equal(List.of(Hex.sample(32, part, numbers(753, 1, 754, 1, 755, 0), names)), host.poll());
+      Check.equal(List.of(), host.poll());
+    });
+
+    Check.test("of a million kinds a thousand are kept, and all are counted", () -> {
+      TallyLedger many = new TallyLedger(1, () -> 0);
+      for (int i = 0; i < 1_000_000; i++) many.add(new TallyLedger.Kind(i % 2, "a" + i), 0, 1, 1);
+      int all = 0;
+      List<TallyLedger.Account> accounts = many.accounts();
+      for (TallyLedger.Account account : accounts) all += many.take(account)[0].count;
+      Check.equal(1_000_000, all);
+      Check.equal(TallyLedger.MOST_KINDS + 2, accounts.size());
+      many.add(new TallyLedger.Kind(0, "a1"), 0, 1, 1);
+      many.accounts();
+      many.add(new TallyLedger.Kind(0, "new"), 0, 1, 1);
+      Check.equal(1L, many.accounts().stream().filter(one -> one.kind.names.contains("new")).count());
+    });
+
+    Check.test("what threads add while others take is told once", () -> {
+      TallyLedger busy = new TallyLedger(1, System::nanoTime);
+      AtomicInteger running = new AtomicInteger(4);
+      for (int i = running.get(); i > 0; i--) {
+        new Thread(() -> {
+          for (int n = 0; n < 200_000; n++) busy.add(new TallyLedger.Kind(n % 3, "x"), 0, 1, 1);
+          running.decrementAndGet();
+        }).start();
+      }
+      long told = 0;
+      for (boolean last = false; !last;) {
+        last = running.get() == 0;
+        for (TallyLedger.Account account : busy.accounts()) told += busy.take(account)[0].count;
+      }
+      Check.equal(800_000L, told);
+    });
+  }
+
+  private static String numbers(long... keysAndValues) {
+    StringBuilder fields = new StringBuilder();
+    for (int i = 0; i < keysAndValues.length; i += 2)
+      fields.append(Hex.number((int) keysAndValues[i], keysAndValues[i + 1]));
+    return fields.toString();
+  }
+
+  private List<String> poll() throws Exception {
+    nanos.addAndGet(5_000_000_000L);
+    sampler.sample(samples);
+    return samples.take();
+  }
+}
