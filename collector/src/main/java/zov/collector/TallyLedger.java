@@ -74,13 +74,13 @@ final class TallyLedger {
       longest = new long[ways];
     }
 
-    private synchronized boolean add(int way, double weight, long elapsed) {
+    private synchronized boolean add(int way, double count, double total, long longestOne) {
       if (gone)
         return false;
       touched = true;
-      counts[way] += weight;
-      nanos[way] += weight * elapsed;
-      longest[way] = Math.max(longest[way], elapsed);
+      counts[way] += count;
+      nanos[way] += total;
+      longest[way] = Math.max(longest[way], longestOne);
       return true;
     }
 
@@ -109,9 +109,17 @@ final class TallyLedger {
 
   /** One that was done, in a way below the ledger's number of them, and stands for so many. */
   void add(Kind kind, int way, double weight, long elapsedNanos) {
-    Account account = accounts.get(kind);
-    while (account == null || !account.add(way, weight, elapsedNanos)) account = account(kind);
+    add(kind, way, weight, weight * elapsedNanos, elapsedNanos);
   }
+
+  /** Several at once: how many, their time and the longest of it. */
+  void add(Kind kind, int way, double count, double totalNanos, long longestNanos) {
+    Account account = accounts.get(kind);
+    while (account == null || !account.add(way, count, totalNanos, longestNanos)) account = account(kind);
+  }
+
+  /** From then on, what nobody needs to tell apart is better kept together. */
+  boolean isHalfFull() { return accounts.size() >= MOST_KINDS / 2; }
 
   private synchronized Account account(Kind kind) {
     Kind known = accounts.containsKey(kind) || accounts.size() < MOST_KINDS ? kind : kind.other();

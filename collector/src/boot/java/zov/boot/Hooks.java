@@ -1,0 +1,72 @@
+package zov.boot;
+
+/**
+ * What code that was woven into the host calls: on the boot class path, so that all classes see it. While no
+ * tracer is set each call is a read of one field, and none ever throws: the host comes first.
+ */
+public final class Hooks {
+  /** Kinds of calls that may wait: how their target, argument and result are to be read. */
+  public static final int CONNECTION = 1;
+
+  /** Null while nothing is traced. */
+  public static volatile Tracer tracer;
+
+  private Hooks() {}
+
+  public static Object enter(Object exchange, Object response) {
+    Tracer to = tracer;
+    if (to == null)
+      return null;
+    try {
+      return to.enter(exchange, response);
+    } catch (Throwable failure) {
+      return null;
+    }
+  }
+
+  /** The result is not looked at. */
+  public static void leave(Object token, Object result, Throwable thrown) {
+    Tracer to = tracer;
+    if (to == null || token == null)
+      return;
+    try {
+      to.leave(token, thrown);
+    } catch (Throwable failure) {
+      // The host comes first.
+    }
+  }
+
+  public static Object ended(Object exchange, Object unused) {
+    Tracer to = tracer;
+    if (to == null)
+      return null;
+    try {
+      to.ended(exchange);
+    } catch (Throwable failure) {
+      // The host comes first.
+    }
+    return null;
+  }
+
+  public static Object delayBegin(int kind, Object target, Object argument) {
+    Tracer to = tracer;
+    if (to == null)
+      return null;
+    try {
+      return to.delayBegin(kind, target, argument);
+    } catch (Throwable failure) {
+      return null;
+    }
+  }
+
+  public static void delayEnd(Object token, Object result, Throwable thrown) {
+    Tracer to = tracer;
+    if (to == null || token == null)
+      return;
+    try {
+      to.delayEnd(token, result, thrown);
+    } catch (Throwable failure) {
+      // The host comes first.
+    }
+  }
+}
