@@ -7,6 +7,17 @@ package zov.boot;
 public final class Hooks {
   /** Kinds of calls that may wait: how their target, argument and result are to be read. */
   public static final int CONNECTION = 1;
+  public static final int STATEMENT = 2;
+  public static final int COMMIT = 3;
+  public static final int ROLLBACK = 4;
+  /** No wait: it tells which text a statement has. */
+  public static final int PREPARE = 5;
+  public static final int SEND = 6;
+  public static final int RECEIVE = 7;
+  public static final int BROWSE = 8;
+  public static final int CALL = 9;
+  public static final int CALL_OF_CLIENT = 10;
+  public static final int LOOK_UP = 11;
 
   /** Null while nothing is traced. */
   public static volatile Tracer tracer;

@@ -6,6 +6,9 @@ package zov.collector;
  * once, so that nothing may wait there; what is thrown is dropped.
  */
 interface Delays {
+  /** Whether the call that begins is to be told of; measured says whether delays count here. */
+  boolean isWanted(int kind, Object target, boolean measured);
+
   /**
    * A call has ended: the request that it is in, or null outside of any; its kind, of {@link zov.boot.Hooks};
    * what was called and with what; what came of it: a result, null where that is no object, or an exception.
