@@ -39,12 +39,12 @@ ZOV_CONFIG_DIR="$work/config" ZOV_START_DELAY=0 ZOV_HUB_ADDRESS=${hub#http://} \
   "$build/bin/zovagent" >"$work/agent.log" 2>&1 &
 pids+=($!)
 java "-javaagent:$build/collector/zov-collector.jar=agent=127.0.0.1:$port,name=shop,root=$work,log=$work/collector.log" \
-  -Dzov.demo.customers=0 "@$build/collector/demo.classpath" zov.demo.Shop "${web##*:}" "$work/shop" >"$work/shop.log" 2>&1 &
+  -Dzov.demo.customers=0 "@$build/collector/demo.classpath" zov.demo.Shop "${web##*:}" "$work/site" >"$work/shop.log" 2>&1 &
 pids+=($!)
 
 # rows TABLE: a line each
 rows() { curl -sf "$hub/v1/tables/$1/rows" | grep -o '{"originnode[^}]*}'; }
-pages() { for page in report stocktake notices supplier; do curl -sf "$web/depot/$page?item=[1-$1]"; done; }
+pages() { for page in report stocktake notices supplier; do curl -sf "$web/depot/$page?n=[1-$1]"; done; }
 measured() {
   pages 1 >"$work/first"
   sleep $((age + 1))

@@ -174,6 +174,7 @@ public final class Depot {
       timed(out, "update", () -> statement.executeUpdate(update));
       timed(out, "commit", open::commit);
       timed(out, "rollback", open::rollback);
+      open.setAutoCommit(true); // else the pool rolls it back again
     }
   }
 
