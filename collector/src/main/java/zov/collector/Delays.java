@@ -6,6 +6,16 @@ package zov.collector;
  * once, so that nothing may wait there; what is thrown is dropped.
  */
 interface Delays {
+  /** For who measures none. */
+  Delays NONE = new Delays() {
+    @Override
+    public void ended(TracedRequest request, int kind, long nanos, Object target, Object argument,
+        Object result, Throwable thrown) {}
+
+    @Override
+    public void ended(TracedRequest request) {}
+  };
+
   /**
    * A call has ended: the request that it is in, or null outside of any; its kind, of {@link zov.boot.Hooks};
    * what was called and with what; what came of it: a result, null where that is no object, or an exception.
