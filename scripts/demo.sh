@@ -96,7 +96,7 @@ Rows  $hub/v1/tables/ZOVREQUEST/rows  also ZOVTHRDP, ZOVAPP, ZOVSERVLT, ZOVSERVS
 Ctrl-C ends all of it."
 if [ "$mode" = --once ]; then
   say "Waiting for rows (at most $seconds seconds) ..."
-  view=(once "$seconds" order catalog level)
+  view=(once "$seconds" /order /catalog /level)
 elif [ -t 1 ]; then
   view=(terminal "$footer")
 else

@@ -25,7 +25,7 @@ cat "$TMPDIR/table"
 server='^  shop +connected +[1-9][0-9]* +10\.[^ ]* +[1-9][0-9]*/[1-9][0-9]* +[1-9]'
 page='^  %s +[1-9][0-9]* +[0-9.]+ +[0-9]+ +([0-9]+|-) +[1-9]'
 grep -Eq "$server" "$TMPDIR/table" || fail "no row of ZOVAPSRV"
-for name in 'shop +order' 'shop +catalog' 'stock +level'; do
+for name in 'shop +/order' 'shop +/catalog' 'stock +/level'; do
   # shellcheck disable=SC2059
   grep -Eq "$(printf "$page" "$name")" "$TMPDIR/table" || fail "no row of ZOVREQUEST for $name"
 done

@@ -1,11 +1,14 @@
 package zov.collector;
 
 import java.lang.reflect.Method;
+import java.security.AccessController;
+import java.security.PrivilegedAction;
 
 /**
  * Reads what containers hand on for a request: the requests of both servlet APIs, and the exchanges of the
  * JDK's HTTP server. Not all hosts have these types, and some have them twice; so it goes by reflection, with
  * one object of this class for each class of theirs, kept by that class itself and gone with it.
+ * The host's rights on its threads may be few, so the collector's are taken.
  */
 abstract class Exchanges {
   /** The status of what ended by an exception. */
@@ -14,14 +17,17 @@ abstract class Exchanges {
   private static final ClassValue<Exchanges> byClass = new ClassValue<>() {
     @Override
     protected Exchanges computeValue(Class<?> type) {
-      try {
-        return made(type);
-      } catch (ReflectiveOperationException | LinkageError other) {
-        throw new IllegalArgumentException("Requests of " + type + " cannot be read", other);
-      }
+      return AccessController.doPrivileged((PrivilegedAction<Exchanges>) () -> {
+        try {
+          return made(type);
+        } catch (ReflectiveOperationException | RuntimeException | LinkageError unreadable) {
+          return null;
+        }
+      });
     }
   };
 
+  /** Null when it cannot be read. */
   static Exchanges of(Object exchange) { return byClass.get(exchange.getClass()); }
 
   private static Exchanges made(Class<?> type) throws ReflectiveOperationException {

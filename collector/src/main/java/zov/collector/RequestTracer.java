@@ -83,6 +83,8 @@ final class RequestTracer implements Tracer {
   public Object enter(Object exchange, Object response) {
     Doing thread = threads.get();
     Exchanges container = Exchanges.of(exchange);
+    if (container == null)
+      return null;
     if (thread.request != null) {
       if (thread.request.application == null)
         container.describe(exchange, thread.request);

@@ -3,6 +3,8 @@ package zov.collector;
 import java.lang.reflect.InvocationHandler;
 import java.lang.reflect.Method;
 import java.lang.reflect.Proxy;
+import java.security.AccessController;
+import java.security.PrivilegedAction;
 
 /** Requests of the servlet API, by the types of one container's copy of it. */
 final class ServletExchanges extends Exchanges {
@@ -87,7 +89,9 @@ final class ServletExchanges extends Exchanges {
           return null;
       }
     };
-    Object added = Proxy.newProxyInstance(listener.getClassLoader(), new Class<?>[] {listener}, handler);
+    Object added = AccessController.doPrivileged(
+        (PrivilegedAction<Object>) ()
+            -> Proxy.newProxyInstance(listener.getClassLoader(), new Class<?>[] {listener}, handler));
     call(addListener, call(asyncContext, exchange), added);
   }
 

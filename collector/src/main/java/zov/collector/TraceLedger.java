@@ -1,6 +1,5 @@
 package zov.collector;
 
-import java.util.List;
 import java.util.function.LongSupplier;
 
 /**
@@ -22,6 +21,7 @@ final class TraceLedger {
   private static final DelayType[] delays = DelayType.values();
 
   final TallyLedger requests;
+  private volatile boolean delaysTold;
 
   TraceLedger(LongSupplier nanoTime) { requests = new TallyLedger(FIRST_DELAY + delays.length, nanoTime); }
 
@@ -42,5 +42,10 @@ final class TraceLedger {
     }
   }
 
-  List<TallyLedger.Account> accounts() { return requests.accounts(); }
+  /** Whether delays are known at all. */
+  void tellDelays(boolean known) { delaysTold = known; }
+
+  boolean tellsDelays() { return delaysTold; }
+
+  void clear() { requests.clear(); }
 }

@@ -44,9 +44,10 @@ final class Tracing {
 
   /**
    * Weaves at that level, 1 for entries, 2 for delays, too, and has a tracer told from then on, the same one
-   * when the level changes. False, with a line in the log, when that cannot be; it is not tried again then.
+   * when the level changes; by no type of the hooks', which are not there before. False, with a line in the
+   * log, when that cannot be; it is not tried again then.
    */
-  boolean start(int wanted, Supplier<Tracer> tracer) {
+  boolean start(int wanted, Supplier<Object> tracer) {
     if (impossible || level == wanted)
       return !impossible;
     try {
@@ -57,7 +58,7 @@ final class Tracing {
       if (before != null)
         instrumentation.removeTransformer(before);
       else
-        Hooks.tracer = tracer.get();
+        Hooks.tracer = (Tracer) tracer.get();
       retransform(before, weaver);
       level = wanted;
       return true;

@@ -48,8 +48,8 @@ final class JvmTests {
 
     Check.test("a JVM without the modules that it likes works, or says what it cannot", () -> {
       try (Place place = new Place(); FakeAgent agent = new FakeAgent();
-           Host host = new Host(
-               place, List.of("--limit-modules", "java.base,java.instrument"), agentOptions(agent))) {
+           Host host = new Host(place, List.of("--limit-modules", "java.base,java.instrument"),
+               agentOptions(agent) + ",trace=off")) {
         Message refusal = agent.welcome().send(COLLECT).message();
         Check.holds(refusal.text(28).contains("--add-modules java.management"), refusal.text(28));
         agent.send(Hex.request(2, Hex.number(13, 2), Hex.number(1, 0x100000)));
