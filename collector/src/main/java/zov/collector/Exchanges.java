@@ -34,7 +34,7 @@ abstract class Exchanges {
     for (String api : new String[] {"jakarta.servlet.", "javax.servlet."}) {
       Class<?> request = find(type, api + "http.HttpServletRequest");
       if (request != null)
-        return new ServletExchanges(request, api);
+        return new ServletExchanges(type, request, api);
     }
     Class<?> exchange = find(type, "com.sun.net.httpserver.HttpExchange");
     if (exchange == null)
@@ -64,6 +64,9 @@ abstract class Exchanges {
 
   /** Whether the request comes here for the first time, and is none that a container makes of another. */
   abstract boolean isFirst(Object exchange);
+
+  /** Whether a request that left its thread open comes back, and no other one by the same object. */
+  abstract boolean isResumed(Object exchange);
 
   /** Tells where the request goes, once the container knows. */
   abstract void describe(Object exchange, TracedRequest request);

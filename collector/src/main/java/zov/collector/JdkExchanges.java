@@ -21,6 +21,11 @@ final class JdkExchanges extends Exchanges {
   }
 
   @Override
+  boolean isResumed(Object exchange) {
+    return true;
+  }
+
+  @Override
   void describe(Object exchange, TracedRequest request) {
     request.application = Names.ROOT;
     request.name = ((URI) call(uri, exchange)).getPath();

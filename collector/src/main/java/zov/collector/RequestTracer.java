@@ -91,9 +91,8 @@ final class RequestTracer implements Tracer {
       return null;
     }
     TracedRequest request = open.isEmpty() ? null : open.get(exchange);
-    boolean first = container.isFirst(exchange);
-    boolean resumed = request != null && (!first || container.isOpen(exchange));
-    if (!resumed && !first)
+    boolean resumed = request != null && container.isResumed(exchange);
+    if (!resumed && !container.isFirst(exchange))
       return null;
     if (!resumed) {
       open.remove(exchange);
@@ -120,7 +119,7 @@ final class RequestTracer implements Tracer {
       return;
     if (thrown == null && visit.container.isOpen(visit.exchange)) {
       open.put(visit.exchange, visit.request);
-      visit.container.whenEnded(visit.exchange, () -> ended(visit.exchange));
+      visit.container.whenEnded(visit.exchange, () -> ended(visit.exchange, visit.response));
       return;
     }
     end(visit.request,
@@ -129,9 +128,13 @@ final class RequestTracer implements Tracer {
 
   @Override
   public void ended(Object exchange) {
+    ended(exchange, null);
+  }
+
+  private void ended(Object exchange, Object response) {
     TracedRequest request = open.isEmpty() ? null : open.remove(exchange);
     if (request != null)
-      end(request, Exchanges.of(exchange).status(exchange, null));
+      end(request, Exchanges.of(exchange).status(exchange, response));
   }
 
   private void end(TracedRequest request, int status) {

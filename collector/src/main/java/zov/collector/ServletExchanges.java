@@ -16,13 +16,18 @@ final class ServletExchanges extends Exchanges {
   private final Method servletPath;
   private final Method pathInfo;
   private final Method isAsyncStarted;
+  /**
+   * Null in most containers: where a request comes back for a dispatch, and its dispatcher type tells so
+   * later.
+   */
+  private final Method isAsync;
   private final Method asyncContext;
   private final Method status;
   private final Method addListener;
   private final Method eventContext;
   private final Class<?> listener;
 
-  ServletExchanges(Class<?> request, String api) throws ReflectiveOperationException {
+  ServletExchanges(Class<?> type, Class<?> request, String api) throws ReflectiveOperationException {
     ClassLoader loader = request.getClassLoader();
     dispatcherType = request.getMethod("getDispatcherType");
     contextPath = request.getMethod("getContextPath");
@@ -32,6 +37,8 @@ final class ServletExchanges extends Exchanges {
     servletPath = request.getMethod("getServletPath");
     pathInfo = request.getMethod("getPathInfo");
     isAsyncStarted = request.getMethod("isAsyncStarted");
+    isAsync =
+        type.getName().equals("org.apache.catalina.connector.Request") ? type.getMethod("isAsync") : null;
     asyncContext = request.getMethod("getAsyncContext");
     status = Class.forName(api + "http.HttpServletResponse", false, loader).getMethod("getStatus");
     listener = Class.forName(api + "AsyncListener", false, loader);
@@ -42,6 +49,11 @@ final class ServletExchanges extends Exchanges {
   @Override
   boolean isFirst(Object exchange) {
     return call(dispatcherType, exchange).toString().equals("REQUEST");
+  }
+
+  @Override
+  boolean isResumed(Object exchange) {
+    return !isFirst(exchange) || isOpen(exchange) || (isAsync != null && (Boolean) call(isAsync, exchange));
   }
 
   @Override
@@ -73,12 +85,6 @@ final class ServletExchanges extends Exchanges {
   void whenEnded(Object exchange, Runnable action) {
     InvocationHandler handler = (proxy, method, arguments) -> {
       switch (method.getName()) {
-        case "onComplete":
-          action.run();
-          return null;
-        case "onStartAsync": // which has dropped all listeners
-          call(addListener, call(eventContext, arguments[0]), proxy);
-          return null;
         case "equals":
           return proxy == arguments[0];
         case "hashCode":
@@ -86,6 +92,7 @@ final class ServletExchanges extends Exchanges {
         case "toString":
           return "zov-collector";
         default:
+          told(method.getName(), arguments[0], proxy, action);
           return null;
       }
     };
@@ -93,6 +100,18 @@ final class ServletExchanges extends Exchanges {
         (PrivilegedAction<Object>) ()
             -> Proxy.newProxyInstance(listener.getClassLoader(), new Class<?>[] {listener}, handler));
     call(addListener, call(asyncContext, exchange), added);
+  }
+
+  /** Called by the container, which gets no exception of ours. */
+  private void told(String what, Object event, Object listening, Runnable action) {
+    try {
+      if (what.equals("onComplete"))
+        action.run();
+      if (what.equals("onStartAsync")) // which has dropped all listeners
+        call(addListener, call(eventContext, event), listening);
+    } catch (Throwable failure) {
+      // The host comes first.
+    }
   }
 
   @Override
