@@ -6,7 +6,7 @@ set -euo pipefail
 build=$1
 for part in collector/zov-collector.jar collector/zov-demo.jar collector/demo.classpath; do
   if [ ! -e "$build/$part" ]; then
-    echo "SKIPPED: $part was not built (it needs default-jdk-headless, libtomcat10-java and libhsqldb-java)"
+    echo "SKIPPED: $part was not built (it needs default-jdk-headless, libtomcat10-java, libhsqldb-java and libactivemq-java)"
     exit 77
   fi
 done

@@ -23,7 +23,7 @@ import org.apache.tomcat.util.scan.StandardJarScanner;
 public final class Shop {
   private static final Map<String, List<String>> WEBAPPS = Map.of("shop",
       List.of("catalog.jsp", "WEB-INF/web.xml"), "stock", List.of("META-INF/context.xml", "WEB-INF/web.xml"));
-  private static final int CUSTOMERS = 3;
+  private static final int CUSTOMERS = Integer.getInteger("zov.demo.customers", 3);
   private static final Logger serverLog = Logger.getLogger("org.apache");
 
   private Shop() {}
@@ -45,6 +45,7 @@ public final class Shop {
     tomcat.setConnector(connector);
     tomcat.enableNaming();
     for (String name : WEBAPPS.keySet()) addWebapp(tomcat, name, work);
+    Depot.addTo(tomcat, work, "http://127.0.0.1:" + port + "/");
     tomcat.start();
 
     for (int i = 0; i < CUSTOMERS; i++) {

@@ -7,6 +7,17 @@ package zov.boot;
 public final class Hooks {
   /** Kinds of calls that may wait: how their target, argument and result are to be read. */
   public static final int CONNECTION = 1;
+  public static final int STATEMENT = 2;
+  public static final int COMMIT = 3;
+  public static final int ROLLBACK = 4;
+  /** No wait: it tells which text a statement has. */
+  public static final int PREPARE = 5;
+  public static final int SEND = 6;
+  public static final int RECEIVE = 7;
+  public static final int BROWSE = 8;
+  public static final int CALL = 9;
+  public static final int CALL_OF_CLIENT = 10;
+  public static final int LOOK_UP = 11;
 
   /** Null while nothing is traced. */
   public static volatile Tracer tracer;
@@ -36,16 +47,19 @@ public final class Hooks {
     }
   }
 
-  public static Object ended(Object exchange, Object unused) {
+  /** A call begins that ends the exchange, or may. */
+  public static Object ending(Object exchange, Object unused) { return exchange; }
+
+  /** It has ended; how does not matter. */
+  public static void ended(Object exchange, Object result, Throwable thrown) {
     Tracer to = tracer;
     if (to == null)
-      return null;
+      return;
     try {
       to.ended(exchange);
     } catch (Throwable failure) {
       // The host comes first.
     }
-    return null;
   }
 
   public static Object delayBegin(int kind, Object target, Object argument) {

@@ -38,7 +38,7 @@ final class Collector implements Runnable {
     this.log = log;
     this.pause = pause;
     this.nanoTime = nanoTime;
-    requests = new RequestCounting(tracing, Delays.NONE, nanoTime);
+    requests = new RequestCounting(tracing, nanoTime);
     statistics = new StatisticsJvm(options, processId, log, nanoTime);
     // No method references: these would load the classes here, which not every JVM can.
     gcLedger = new GcLedger(() -> new GcWatch(), nanoTime);

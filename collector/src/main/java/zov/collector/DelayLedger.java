@@ -34,10 +34,11 @@ final class DelayLedger {
     queues.clear();
   }
 
-  /** A delay of a request that stands for so many. */
-  void addPart(DelayType type, String application, String request, String detail1, String detail2,
-      double weight, long nanos) {
-    parts.add(new TallyLedger.Kind(type.number, application, request, detail1, detail2), 0, weight, nanos);
+  /** All delays of a request at one place. */
+  void addPart(TracedRequest request, TracedRequest.Part part) {
+    TallyLedger.Kind kind =
+        new TallyLedger.Kind(part.type.number, request.application, request.name, part.detail1, part.detail2);
+    parts.add(kind, 0, request.weight * part.count, request.weight * part.nanos, part.longestNanos);
   }
 
   /** Commits and rollbacks are told as parts of requests only. */

@@ -6,15 +6,8 @@ package zov.collector;
  * once, so that nothing may wait there; what is thrown is dropped.
  */
 interface Delays {
-  /** For who measures none. */
-  Delays NONE = new Delays() {
-    @Override
-    public void ended(TracedRequest request, int kind, long nanos, Object target, Object argument,
-        Object result, Throwable thrown) {}
-
-    @Override
-    public void ended(TracedRequest request) {}
-  };
+  /** Whether the call that begins is to be told of; measured says whether delays count here. */
+  boolean isWanted(int kind, Object target, boolean measured);
 
   /**
    * A call has ended: the request that it is in, or null outside of any; its kind, of {@link zov.boot.Hooks};

@@ -43,7 +43,7 @@ abstract class Exchanges {
   }
 
   /** The type of that name among those that this one is of; null when it is none. */
-  private static Class<?> find(Class<?> type, String name) {
+  static Class<?> find(Class<?> type, String name) {
     if (type == null || type.getName().equals(name))
       return type;
     for (Class<?> each : type.getInterfaces()) {

@@ -12,17 +12,17 @@ final class RequestCounting {
 
   final RequestLedger told;
   final TraceLedger traced;
+  final DelayLedger delays;
   private final Tracing tracing;
-  private final Delays delays;
   private final LongSupplier nanoTime;
   private RequestTracer tracer;
 
-  RequestCounting(Tracing tracing, Delays delays, LongSupplier nanoTime) {
+  RequestCounting(Tracing tracing, LongSupplier nanoTime) {
     this.tracing = tracing;
-    this.delays = delays;
     this.nanoTime = nanoTime;
     told = new RequestLedger(nanoTime);
     traced = new TraceLedger(nanoTime);
+    delays = new DelayLedger(nanoTime);
   }
 
   /**
@@ -31,9 +31,9 @@ final class RequestCounting {
    */
   boolean trace(int level, int measuredPercent) {
     if (!tracing.isRunning())
-      traced.clear();
+      clear();
     boolean starts = tracing.start(level, () -> {
-      tracer = new RequestTracer(traced, delays, nanoTime);
+      tracer = new RequestTracer(traced, new HostDelays(delays), nanoTime);
       return tracer;
     });
     if (!starts)
@@ -47,8 +47,13 @@ final class RequestCounting {
   void stop() {
     tracing.stop();
     tracer = null;
-    traced.clear();
+    clear();
     told.stop();
+  }
+
+  private void clear() {
+    traced.clear();
+    delays.clear();
   }
 
   boolean isTraced() { return tracing.isRunning(); }

@@ -19,6 +19,7 @@ final class RequestSampler {
   private final LongSupplier unixMillis;
   private final Abbreviations abbreviations;
   private final TraceSampler traced;
+  private final DelaySampler delays;
   private boolean wanted;
 
   RequestSampler(long processId, RequestCounting counting, LongSupplier unixMillis) {
@@ -28,6 +29,7 @@ final class RequestSampler {
     this.unixMillis = unixMillis;
     abbreviations = new Abbreviations(processId);
     traced = new TraceSampler(processId, counting.traced, unixMillis, abbreviations);
+    delays = new DelaySampler(processId, counting.delays, unixMillis, abbreviations);
   }
 
   /** The agent wants requests; what is counted already is told, which may be from before this session. */
@@ -56,6 +58,7 @@ final class RequestSampler {
     }
     if (isTraced()) {
       traced.sample(sink);
+      delays.sample(sink);
       return;
     }
     for (RequestLedger.Account account : ledger.accounts()) {

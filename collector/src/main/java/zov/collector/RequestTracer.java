@@ -120,6 +120,8 @@ final class RequestTracer implements Tracer {
     if (thrown == null && visit.container.isOpen(visit.exchange)) {
       open.put(visit.exchange, visit.request);
       visit.container.whenEnded(visit.exchange, () -> ended(visit.exchange, visit.response));
+      if (!visit.container.isOpen(visit.exchange)) // another thread was quicker
+        ended(visit.exchange, visit.response);
       return;
     }
     end(visit.request,
@@ -143,11 +145,12 @@ final class RequestTracer implements Tracer {
       delays.ended(request);
   }
 
-  /** Null, too, within another delay and in a request that is not measured. */
+  /** Null, too, within another delay, whose reading by {@link Delays} is a part of it. */
   @Override
   public Object delayBegin(int kind, Object target, Object argument) {
     Doing thread = threads.get();
-    if (thread.waiting || (thread.request != null && !thread.request.isMeasured()))
+    boolean measured = thread.request == null || thread.request.isMeasured();
+    if (thread.waiting || !delays.isWanted(kind, target, measured))
       return null;
     thread.waiting = true;
     return new Wait(thread, kind, target, argument, nanoTime.getAsLong());
@@ -156,9 +159,11 @@ final class RequestTracer implements Tracer {
   @Override
   public void delayEnd(Object token, Object result, Throwable thrown) {
     Wait wait = (Wait) token;
-    TracedRequest request = wait.thread.request;
-    wait.thread.waiting = false;
     long nanos = nanoTime.getAsLong() - wait.begunNanos;
-    delays.ended(request, wait.kind, nanos, wait.target, wait.argument, result, thrown);
+    try {
+      delays.ended(wait.thread.request, wait.kind, nanos, wait.target, wait.argument, result, thrown);
+    } finally {
+      wait.thread.waiting = false;
+    }
   }
 }

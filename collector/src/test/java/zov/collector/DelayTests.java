@@ -1,8 +1,18 @@
 package zov.collector;
 
+import java.lang.reflect.Proxy;
+import java.sql.Connection;
+import java.sql.DatabaseMetaData;
+import java.sql.PreparedStatement;
+import java.sql.ResultSet;
+import java.sql.Statement;
+import java.util.ArrayList;
 import java.util.List;
+import java.util.Map;
 import java.util.concurrent.atomic.AtomicInteger;
 import java.util.concurrent.atomic.AtomicLong;
+import javax.sql.DataSource;
+import zov.boot.Hooks;
 
 /** What requests waited for, from additions to samples. */
 final class DelayTests {
@@ -14,6 +24,9 @@ final class DelayTests {
   private final DelaySampler sampler =
       new DelaySampler(PID, ledger, () -> 1_700_000_000_999L, new Abbreviations(PID));
 
+  private final HostDelays delays = new HostDelays(ledger);
+  private final TracedRequest request = new TracedRequest(0, 1);
+
   private DelayTests() {}
 
   static void run() {
@@ -24,7 +37,7 @@ final class DelayTests {
       host.ledger.addDataSource(DelayType.UPDATE, stock, 1, 1_600_000);
       host.ledger.addDataSource(DelayType.TRANSACTION, stock, 1, 9_000_000);
       host.ledger.addQueue(DelayType.PUBLISH, new TallyLedger.Kind(2, "broker", "news"), 4, 3_000_000);
-      host.ledger.addPart(DelayType.QUERY, "shop", "order", "stock", "SELECT ?", 1, 1_600_000);
+      host.query(1_600_000);
       String times =
           Hex.number(20, 1_700_000_000) + Hex.number(21, 5) + Hex.number(314, 5000) + Hex.number(4, PID);
       String part = times + Hex.number(750, 4) + Hex.number(700, 1);
@@ -39,9 +52,37 @@ final class DelayTests {
               Hex.sample(32, part, numbers(753, 1, 754, 1, 755, 2), names)),
           host.poll());
       // What is less than a millisecond waits for more.
-      host.ledger.addPart(DelayType.QUERY, "shop", "order", "stock", "SELECT ?", 1, 400_000);
+      host.query(400_000);
       Check.equal(List.of(Hex.sample(32, part, numbers(753, 1, 754, 1, 755, 0), names)), host.poll());
       Check.equal(List.of(), host.poll());
+    });
+
+    Check.test("calls of a database are told apart, and tell no secret", () -> {
+      DelayTests host = new DelayTests();
+      Connection connection = database("jdbc:x:y://bob:tig@er@host:1/stock;password=tiger?user=bob");
+      DataSource pool = fake(DataSource.class, Map.of());
+      host.call(Hooks.STATEMENT, statement(connection), "select a from b where c='d'", null);
+      host.call(Hooks.STATEMENT, statement(connection), "\"a b\" 7", null);
+      host.call(Hooks.STATEMENT, statement(connection), "call x", fake(ResultSet.class, Map.of()));
+      Statement prepared = fake(PreparedStatement.class, Map.of());
+      host.call(Hooks.PREPARE, connection, "update b set c=7", prepared);
+      host.call(Hooks.STATEMENT, prepared, null, null);
+      host.call(Hooks.STATEMENT, fake(Statement.class, Map.of()), null, null);
+      host.call(Hooks.CONNECTION, pool, null, connection);
+      host.call(Hooks.CONNECTION, pool, null, null);
+      host.call(Hooks.ROLLBACK, connection, null, null);
+      String place = "x:y://host:1/stock ";
+      Check.equal(
+          List.of("QUERY " + place + "select a from b where c=?", "UPDATE " + place + "\"a b\" ?",
+              "QUERY " + place + "call x", "UPDATE " + place + "update b set c=?", "UPDATE other unknown",
+              "CONNECTION " + place + "connection 2", "TRANSACTION " + place + "rollback"),
+          host.parts());
+      Check.equal(List.of("x:thin:host:1/db", "h:mem:a"),
+          List.of(DatabaseCalls.name("jdbc:x:thin:scott/tiger@host:1/db"),
+              DatabaseCalls.name("jdbc:h:mem:a;x=y")));
+      Check.equal(false, host.delays.isWanted(Hooks.COMMIT, pool, true));
+      Check.equal(false, host.delays.isWanted(Hooks.STATEMENT, prepared, false));
+      Check.equal(true, host.delays.isWanted(Hooks.PREPARE, connection, false));
     });
 
     Check.test("of a million kinds a thousand are kept, and all are counted", () -> {
@@ -74,6 +115,42 @@ final class DelayTests {
       }
       Check.equal(800_000L, told);
     });
+  }
+
+  private void call(int kind, Object target, Object argument, Object result) {
+    delays.ended(request, kind, 1, target, argument, result, null);
+  }
+
+  private List<String> parts() {
+    List<String> parts = new ArrayList<>();
+    for (TracedRequest.Part part : request.parts)
+      parts.add(
+          part.type + " " + part.detail1 + " " + part.detail2 + (part.count > 1 ? " " + part.count : ""));
+    return parts;
+  }
+
+  private static Connection database(String address) {
+    return fake(Connection.class,
+        Map.of("getMetaData",
+            fake(DatabaseMetaData.class, Map.of("getURL", address, "getIdentifierQuoteString", "\""))));
+  }
+
+  private static Statement statement(Connection of) {
+    return fake(Statement.class, Map.of("getConnection", of));
+  }
+
+  /** An object that answers these methods so, and all others with null. */
+  private static <T> T fake(Class<T> type, Map<String, Object> answers) {
+    return type.cast(Proxy.newProxyInstance(type.getClassLoader(), new Class<?>[] {type},
+        (proxy, method, arguments) -> answers.get(method.getName())));
+  }
+
+  private void query(long nanos) {
+    request.parts.clear();
+    request.application = "shop";
+    request.name = "order";
+    request.part(DelayType.QUERY, nanos, "stock", "SELECT ?");
+    ledger.addPart(request, request.parts.get(0));
   }
 
   private static String numbers(long... keysAndValues) {

@@ -176,7 +176,7 @@ final class RequestTests {
   }
 
   static RequestCounting untraced(LongSupplier nanoTime) {
-    return new RequestCounting(new Tracing(null, CollectorLog.none()), Delays.NONE, nanoTime);
+    return new RequestCounting(new Tracing(null, CollectorLog.none()), nanoTime);
   }
 
   /** A host with one application, in steps of a clock. */
