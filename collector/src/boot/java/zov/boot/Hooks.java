@@ -47,16 +47,19 @@ public final class Hooks {
     }
   }
 
-  public static Object ended(Object exchange, Object unused) {
+  /** A call begins that ends the exchange, or may. */
+  public static Object ending(Object exchange, Object unused) { return exchange; }
+
+  /** It has ended; how does not matter. */
+  public static void ended(Object exchange, Object result, Throwable thrown) {
     Tracer to = tracer;
     if (to == null)
-      return null;
+      return;
     try {
       to.ended(exchange);
     } catch (Throwable failure) {
       // The host comes first.
     }
-    return null;
   }
 
   public static Object delayBegin(int kind, Object target, Object argument) {

@@ -120,6 +120,8 @@ final class RequestTracer implements Tracer {
     if (thrown == null && visit.container.isOpen(visit.exchange)) {
       open.put(visit.exchange, visit.request);
       visit.container.whenEnded(visit.exchange, () -> ended(visit.exchange, visit.response));
+      if (!visit.container.isOpen(visit.exchange)) // another thread was quicker
+        ended(visit.exchange, visit.response);
       return;
     }
     end(visit.request,

@@ -58,7 +58,7 @@ final class ServletExchanges extends Exchanges {
 
   @Override
   void describe(Object exchange, TracedRequest request) {
-    Object context = call(servletContext, exchange);
+    Object context = contextOf(exchange);
     if (context == null) {
       request.name = (String) call(uri, exchange);
       return;
@@ -67,6 +67,15 @@ final class ServletExchanges extends Exchanges {
     String info = (String) call(pathInfo, exchange);
     String path = call(servletPath, exchange) + (info == null ? "" : info);
     request.name = path.isEmpty() ? "/" : path;
+  }
+
+  /** Null before the container knows, and when the request goes to none: some throw then. */
+  private Object contextOf(Object exchange) {
+    try {
+      return call(servletContext, exchange);
+    } catch (IllegalStateException none) {
+      return null;
+    }
   }
 
   /** The host's name is behind that of the server: "Catalina/localhost". */

@@ -9,6 +9,7 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.concurrent.atomic.AtomicInteger;
 import java.util.function.Consumer;
 import java.util.function.Predicate;
 import java.util.function.Supplier;
@@ -108,37 +109,45 @@ final class Tracing {
   }
 
   private Consumer<String> logger() {
-    int[] lines = new int[1];
-    return line -> {synchronized (lines){if (lines[0]++ < MOST_LINES) log.line(line);
+    AtomicInteger lines = new AtomicInteger();
+    return line -> {
+      if (lines.getAndIncrement() < MOST_LINES)
+        log.line(line);
+    };
   }
-};
-}
 
-private static InputStream resource(String name) throws IOException {
-  InputStream in = Tracing.class.getResourceAsStream(name);
-  if (in == null)
-    throw new IOException("the collector was built without " + name);
-  return in;
-}
-
-/** Has the classes made anew that either of these weavers, which may be null, has to do with. */
-private void retransform(ClassFileTransformer before, ClassFileTransformer after) {
-  List<Class<?>> touched = new ArrayList<>();
-  for (Class<?> each : instrumentation.getAllLoadedClasses()) {
-    if ((mayWeave(before, each) || mayWeave(after, each)) && instrumentation.isModifiableClass(each))
-      touched.add(each);
+  private static InputStream resource(String name) throws IOException {
+    InputStream in = Tracing.class.getResourceAsStream(name);
+    if (in == null)
+      throw new IOException("the collector was built without " + name);
+    return in;
   }
-  for (Class<?> each : touched) {
-    try {
-      instrumentation.retransformClasses(each);
-    } catch (UnmodifiableClassException | RuntimeException | LinkageError failure) {
-      log.line("A class is left as it was: " + each.getName() + ": " + failure);
+
+  /** Has the classes made anew that either of these weavers, which may be null, has to do with. */
+  private void retransform(ClassFileTransformer before, ClassFileTransformer after) {
+    List<Class<?>> touched = new ArrayList<>();
+    for (Class<?> each : instrumentation.getAllLoadedClasses()) {
+      if ((mayWeave(before, each) || mayWeave(after, each)) && instrumentation.isModifiableClass(each))
+        touched.add(each);
+    }
+    if (!retransformed(touched.toArray(new Class<?>[ 0 ]))) {
+      for (Class<?> each : touched) retransformed(each);
     }
   }
-}
 
-@SuppressWarnings("unchecked")
-private static boolean mayWeave(ClassFileTransformer some, Class<?> type) {
-  return some != null && ((Predicate<Class<?>>) some).test(type);
-}
+  private boolean retransformed(Class<?>... types) {
+    try {
+      if (types.length > 0)
+        instrumentation.retransformClasses(types);
+      return true;
+    } catch (UnmodifiableClassException | RuntimeException | LinkageError failure) {
+      log.line(types.length + " classes are left as they were: " + types[0].getName() + ": " + failure);
+      return false;
+    }
+  }
+
+  @SuppressWarnings("unchecked")
+  private static boolean mayWeave(ClassFileTransformer some, Class<?> type) {
+    return some != null && ((Predicate<Class<?>>) some).test(type);
+  }
 }

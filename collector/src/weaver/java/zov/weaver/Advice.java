@@ -14,7 +14,6 @@ final class Advice {
 
   /** The name of a hook: of its descriptor, too. */
   final String begin;
-  /** Null when nothing is to be told at the end. */
   final String end;
   final int kind;
   /** Which arguments the hook gets, by number, from 0. */
@@ -33,8 +32,8 @@ final class Advice {
     return new Advice("enter", "leave", NO_KIND, exchange, response);
   }
 
-  /** The method is the end of an exchange; it is told when it begins. */
-  static Advice end(int exchange) { return new Advice("ended", null, NO_KIND, exchange, NONE); }
+  /** The method ends an exchange, or may. */
+  static Advice end(int exchange) { return new Advice("ending", "ended", NO_KIND, exchange, NONE); }
 
   /** The method may wait; its target and an argument that says on what. */
   static Advice delay(int kind, int target, int argument) {

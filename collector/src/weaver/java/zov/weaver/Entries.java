@@ -30,7 +30,8 @@ final class Entries implements Points {
     }
     add("com/sun/net/httpserver/Filter$Chain", "doFilter(Lcom/sun/net/httpserver/HttpExchange;)V",
         Advice.entry(0, Advice.NONE));
-    add("sun/net/httpserver/HttpExchangeImpl", "close()V", Advice.end(Advice.THIS));
+    for (String answer : new String[] {"sendResponseHeaders(IJ)V", "close()V"})
+      add("sun/net/httpserver/HttpExchangeImpl", answer, Advice.end(Advice.THIS));
   }
 
   private void add(String className, String method, Advice advice) {

@@ -104,9 +104,7 @@ public final class Weaver implements ClassFileTransformer, Predicate<Class<?>> {
     return result;
   }
 
-  static int unsigned(byte[] bytes, int at) {
-    return (bytes[at] & 0xff) << 8 | (bytes[at + 1] & 0xff);
-  }
+  static int unsigned(byte[] bytes, int at) { return (bytes[at] & 0xff) << 8 | (bytes[at + 1] & 0xff); }
 
   private final class WovenClass extends ClassVisitor {
     boolean changed;

@@ -43,10 +43,6 @@ final class WovenMethod extends AdviceAdapter {
     Type[] given =
         advice.hasKind() ? new Type[] {Type.INT_TYPE, OBJECT, OBJECT} : new Type[] {OBJECT, OBJECT};
     invokeStatic(HOOKS, new Method(advice.begin, OBJECT, given));
-    if (advice.end == null) {
-      pop();
-      return;
-    }
     token = newLocal(OBJECT);
     storeLocal(token);
     mark(start);
@@ -63,7 +59,7 @@ final class WovenMethod extends AdviceAdapter {
 
   @Override
   protected void onMethodExit(int opcode) {
-    if (advice.end == null || opcode == ATHROW) // what is thrown comes to the handler
+    if (opcode == ATHROW) // what is thrown comes to the handler
       return;
     if (opcode == ARETURN)
       dup();
@@ -82,21 +78,19 @@ final class WovenMethod extends AdviceAdapter {
   /** The handler is the last one, so that the method's own come first. */
   @Override
   public void visitMaxs(int maxStack, int maxLocals) {
-    if (advice.end != null) {
-      Label handler = new Label();
-      visitTryCatchBlock(start, handler, handler, null);
-      plain.visitLabel(handler);
-      if (framed)
-        visitHandlerFrame();
-      plain.visitInsn(DUP);
-      plain.visitVarInsn(ALOAD, token);
-      plain.visitInsn(SWAP);
-      plain.visitInsn(ACONST_NULL);
-      plain.visitInsn(SWAP);
-      plain.visitMethodInsn(INVOKESTATIC, HOOKS.getInternalName(), advice.end,
-          "(Ljava/lang/Object;Ljava/lang/Object;Ljava/lang/Throwable;)V", false);
-      plain.visitInsn(ATHROW);
-    }
+    Label handler = new Label();
+    visitTryCatchBlock(start, handler, handler, null);
+    plain.visitLabel(handler);
+    if (framed)
+      visitHandlerFrame();
+    plain.visitInsn(DUP);
+    plain.visitVarInsn(ALOAD, token);
+    plain.visitInsn(SWAP);
+    plain.visitInsn(ACONST_NULL);
+    plain.visitInsn(SWAP);
+    plain.visitMethodInsn(INVOKESTATIC, HOOKS.getInternalName(), advice.end,
+        "(Ljava/lang/Object;Ljava/lang/Object;Ljava/lang/Throwable;)V", false);
+    plain.visitInsn(ATHROW);
     super.visitMaxs(maxStack, maxLocals);
   }
 
