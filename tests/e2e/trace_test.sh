@@ -20,6 +20,11 @@ jars() {
 }
 tomcat_jars=$(jars tomcat10-{catalina,coyote,util,util-scan,juli,api,annotations-api,jaspic-api,servlet-api,jsp-api,el-api})
 jetty_jars=$(jars jetty9-{server,servlet,util,http,io,security} servlet-api)
+asm=$(jars asm)
+mkdir "$work/other"
+javac -cp "$asm" -d "$work/other" "$sources/OtherAgent.java"
+printf 'Premain-Class: OtherAgent\nCan-Retransform-Classes: true\n' >"$work/other.mf"
+jar cfm "$work/other.jar" "$work/other.mf" -C "$work/other" .
 
 port=$((20000 + RANDOM % 4000))
 hub=http://127.0.0.1:$((port + 4000))
@@ -41,12 +46,14 @@ ZOV_CONFIG_DIR="$work/config" ZOV_START_DELAY=0 ZOV_LOCAL_ADDRESS=127.0.0.1 ZOV_
   "$build/bin/zovagent" >"$work/agent.log" 2>&1 &
 pids+=($!)
 
-# start SERVER CLASS_PATH MAIN
+# start SERVER CLASS_PATH MAIN ARGUMENT...
 start() {
-  mkdir "$work/classes-$1"
+  mkdir -p "$work/$1/webapp/WEB-INF/classes" "$work/classes-$1"
   javac -cp "$2" -d "$work/classes-$1" "$work/$1/Pages.java" "$sources/$3.java" 2>"$work/javac.log"
-  java "-javaagent:$jar=agent=127.0.0.1:$port,name=$1,root=$work/$1,log=$work/$1/collector.log,statistics=off" \
-    -cp "$2$work/classes-$1" "$3" "$web_port" "$work/$1" >"$work/$1.log" 2>&1 &
+  cp "$work/classes-$1/Pages.class" "$work/$1/webapp/WEB-INF/classes/"
+  java "-javaagent:$work/other.jar" \
+    "-javaagent:$jar=agent=127.0.0.1:$port,name=$1,root=$work/$1,log=$work/$1/collector.log,statistics=off" \
+    -cp "$2$asm:$work/classes-$1" "$3" "$web_port" "$work/$1" "${@:4}" >"$work/$1.log" 2>&1 &
   server=$!
   pids+=("$server")
 }
@@ -98,9 +105,14 @@ mkdir -p "$work"/{tomcat,jetty}
 cp "$sources/Pages.java" "$work/tomcat/"
 sed 's/jakarta\./javax./' "$sources/Pages.java" >"$work/jetty/Pages.java"
 for name in tomcat jetty; do
-  if [ $name = tomcat ]; then start tomcat "$tomcat_jars" TomcatHost; else start jetty "$jetty_jars" JettyHost; fi
+  if [ $name = tomcat ]; then start tomcat "$tomcat_jars" TomcatHost 50; else start jetty "$jetty_jars" JettyHost; fi
   eventually curl -sf -o /dev/null "$web/told"
   eventually told $name shop/told
+  if [ $name = tomcat ]; then
+    touch "$work/tomcat/redeploy"
+    eventually grep -qx 'left of 50: 0' "$work/tomcat.log"
+    told tomcat 'brief/later 50 ' || fail "requests of applications that came and went are not told"
+  fi
   load # which loads classes
   sleep 2
   rows $name >/dev/null

@@ -39,6 +39,7 @@ public final class CollectorTests {
     GcTests.run();
     StatisticsTests.run();
     JvmTests.run();
+    TraceTests.run();
     System.exit(Check.failures());
   }
 
