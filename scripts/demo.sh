@@ -67,6 +67,7 @@ mkdir "$work/config" "$work/shop"
 cat >"$work/config/${host%%.*}_ov.cfg" <<EOF
 [Basic_Config]
 ZOV_REQ_SAMPLEMETHOD = FIXED
+ZOV_REQ_MONITORING_LEVEL = LEVEL2
 ZOV_RESOURCE_SAMPLEMETHOD = FIXED
 
 [Advanced_Agent_Config]
@@ -92,7 +93,7 @@ started shop $! "$http_port"
 
 hub=http://127.0.0.1:$hub_port
 footer="Shop  http://127.0.0.1:$http_port/shop/catalog  http://127.0.0.1:$http_port/shop/order
-Rows  $hub/v1/tables/ZOVREQUEST/rows  also ZOVTHRDP, ZOVAPP, ZOVSERVLT, ZOVSERVS, ZOVDBCONP
+Rows  $hub/v1/tables/ZOVREQUEST/rows  also ZOVREQSEL, ZOVDATAS, ZOVJMSSUM, ZOVTHRDP, ZOVAPP, ZOVDBCONP
 Ctrl-C ends all of it."
 if [ "$mode" = --once ]; then
   say "Waiting for rows (at most $seconds seconds) ..."

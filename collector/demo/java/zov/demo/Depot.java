@@ -20,6 +20,9 @@ import java.sql.PreparedStatement;
 import java.sql.SQLException;
 import java.sql.Statement;
 import javax.jms.JMSException;
+import javax.jms.Message;
+import javax.jms.MessageConsumer;
+import javax.jms.MessageProducer;
 import javax.jms.Queue;
 import javax.jms.QueueBrowser;
 import javax.jms.Session;
@@ -183,14 +186,15 @@ public final class Depot {
     try {
       Queue queue = session.createQueue("depot.notices");
       Topic topic = session.createTopic("depot.news");
-      timed(out, "put",
-          () -> session.createProducer(queue).send(session.createTextMessage("Come and get it.")));
+      MessageProducer toQueue = session.createProducer(queue);
+      MessageProducer toTopic = session.createProducer(topic);
+      MessageConsumer consumer = session.createConsumer(queue);
       QueueBrowser browser = session.createBrowser(queue);
+      Message notice = session.createTextMessage("Come and get it.");
+      timed(out, "put", () -> toQueue.send(notice));
       timed(out, "browse", browser::getEnumeration);
-      browser.close();
-      timed(
-          out, "publish", () -> session.createProducer(topic).send(session.createTextMessage("It is here.")));
-      timed(out, "get", () -> session.createConsumer(queue).receive(WAIT_MILLIS));
+      timed(out, "publish", () -> toTopic.send(notice));
+      timed(out, "get", () -> consumer.receive(WAIT_MILLIS));
     } finally {
       session.close();
     }

@@ -24,6 +24,7 @@ import zov.boot.Hooks;
 final class DatabaseCalls {
   static final String UNKNOWN_STATEMENT = "unknown";
 
+  private static final int MOST_PATTERNS = 500;
   private static final Set<String> QUERIES = Set.of("SELECT", "WITH", "VALUES", "SHOW", "EXPLAIN", "TABLE");
   private static final String USER = "^((?:[A-Za-z0-9+]+:)*(?://)?).*@";
 
@@ -51,6 +52,9 @@ final class DatabaseCalls {
     }
   }
 
+  /** By statement, since most come again and again: those with names in double quotes, and those without. */
+  private final ConcurrentMap<String, String> quotedPatterns = new ConcurrentHashMap<>();
+  private final ConcurrentMap<String, String> patterns = new ConcurrentHashMap<>();
   private final ConcurrentMap<String, Source> byAddress = new ConcurrentHashMap<>();
   /** Of connections, and of what they come from. */
   private final WeakIdentityMap<Source> sources = new WeakIdentityMap<>();
@@ -94,8 +98,21 @@ final class DatabaseCalls {
 
   private Prepared prepared(Connection connection, String sql) {
     Source source = sourceOf(connection);
-    return new Prepared(
-        source, sql == null ? UNKNOWN_STATEMENT : NamePatterns.ofSql(sql, source.quotedNames));
+    return new Prepared(source, sql == null ? UNKNOWN_STATEMENT : pattern(sql, source.quotedNames));
+  }
+
+  private String pattern(String sql, boolean quotedNames) {
+    ConcurrentMap<String, String> known = quotedNames ? quotedPatterns : patterns;
+    String pattern = known.get(sql);
+    if (pattern != null)
+      return pattern;
+    pattern = NamePatterns.ofSql(sql, quotedNames);
+    if (sql.length() > NamePatterns.LONGEST_NAME)
+      return pattern;
+    if (known.size() >= MOST_PATTERNS)
+      known.clear();
+    known.put(sql, pattern);
+    return pattern;
   }
 
   private static boolean isQuery(String pattern) {

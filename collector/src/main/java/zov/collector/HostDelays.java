@@ -32,7 +32,9 @@ final class HostDelays implements Delays {
   @Override
   public void ended(TracedRequest request, int kind, long nanos, Object target, Object argument,
       Object result, Throwable thrown) {
-    HostCall call = read(kind, target, argument, result);
+    boolean declined =
+        kind == Hooks.CONNECTION && result == null && thrown == null; // a driver, of another's address
+    HostCall call = declined ? null : read(kind, target, argument, result);
     if (call == null)
       return;
     double weight = request == null ? 1 : request.weight;

@@ -19,7 +19,7 @@ final class MessageCalls {
   static final int TOPIC = 2;
 
   private static final String TEMPORARY = "temporary";
-  private static final String NOTHING_RECEIVED = "nothing received";
+  private static final String NOTHING = "nothing";
   private static final Pattern PROVIDER = Pattern.compile("(?:[^.]+\\.){0,2}[^.]+(?=\\.)");
 
   private static final ClassValue<MessageCalls> byClass = new ClassValue<>() {
@@ -82,8 +82,7 @@ final class MessageCalls {
       of = place == null ? null : byClass.get(place.getClass());
     }
     if (of == null || !of.isDestination())
-      return new HostCall(
-          typeOf(kind, false), byClass.get(target.getClass()).provider, NOTHING_RECEIVED, null);
+      return new HostCall(typeOf(kind, false), byClass.get(target.getClass()).provider, NOTHING, null);
     boolean topic = of.part.endsWith("Topic");
     Object name = of.next == null ? TEMPORARY : Exchanges.call(of.next, place);
     TallyLedger.Kind queue = new TallyLedger.Kind(

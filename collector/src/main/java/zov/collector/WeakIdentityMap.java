@@ -27,7 +27,10 @@ final class WeakIdentityMap<V> {
 
     @Override
     public boolean equals(Object other) {
-      return this == other;
+      if (this == other)
+        return true;
+      Object mine = get();
+      return mine != null && other instanceof Key && ((Key) other).get() == mine;
     }
   }
 
@@ -56,8 +59,7 @@ final class WeakIdentityMap<V> {
 
   void put(Object object, V value) {
     for (Object key = gone.poll(); key != null; key = gone.poll()) values.remove(key);
-    Probe probe = new Probe(object);
-    if (values.replace(probe, value) == null && values.size() < MOST)
+    if (values.size() < MOST)
       values.put(new Key(object, gone), value);
   }
 }

@@ -3,8 +3,10 @@ package zov.collector;
 import java.lang.reflect.Proxy;
 import java.sql.Connection;
 import java.sql.DatabaseMetaData;
+import java.sql.Driver;
 import java.sql.PreparedStatement;
 import java.sql.ResultSet;
+import java.sql.SQLException;
 import java.sql.Statement;
 import java.util.ArrayList;
 import java.util.List;
@@ -69,7 +71,8 @@ final class DelayTests {
       host.call(Hooks.STATEMENT, prepared, null, null);
       host.call(Hooks.STATEMENT, fake(Statement.class, Map.of()), null, null);
       host.call(Hooks.CONNECTION, pool, null, connection);
-      host.call(Hooks.CONNECTION, pool, null, null);
+      host.delays.ended(host.request, Hooks.CONNECTION, 1, pool, null, null, new SQLException("none left"));
+      host.call(Hooks.CONNECTION, fake(Driver.class, Map.of()), null, null);
       host.call(Hooks.ROLLBACK, connection, null, null);
       String place = "x:y://host:1/stock ";
       Check.equal(

@@ -21,13 +21,15 @@ final class Delays implements Points {
   private static final byte[][] MARKS =
       Stream
           .of("java/sql/SQLException", "javax/jms/JMSException", "jakarta/jms/JMSException",
-              "javax/jms/JMSProducer", "jakarta/jms/JMSProducer")
+              "javax/jms/JMSProducer", "jakarta/jms/JMSProducer", "javax/jms/JMSConsumer",
+              "jakarta/jms/JMSConsumer")
           .map(name -> name.getBytes(StandardCharsets.US_ASCII))
           .toArray(byte[][] ::new);
   private static final Set<String> TYPES = Set.of("java.sql.Connection", "java.sql.Statement",
       "java.sql.Driver", "javax.sql.DataSource", "javax.jms.MessageProducer", "javax.jms.MessageConsumer",
       "javax.jms.QueueBrowser", "javax.jms.JMSProducer", "jakarta.jms.MessageProducer",
-      "jakarta.jms.MessageConsumer", "jakarta.jms.QueueBrowser", "jakarta.jms.JMSProducer");
+      "jakarta.jms.MessageConsumer", "jakarta.jms.QueueBrowser", "jakarta.jms.JMSProducer",
+      "javax.jms.JMSConsumer", "jakarta.jms.JMSConsumer");
   private static final String TEXT = "Ljava/lang/String;";
 
   /** By class, then by name and descriptor of the method. */
