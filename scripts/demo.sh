@@ -73,6 +73,7 @@ mkdir "$work/config"
 cat >"$work/config/${host%%.*}_ov.cfg" <<EOF
 [Basic_Config]
 ZOV_REQ_SAMPLEMETHOD = FIXED
+ZOV_REQ_MONITORING_LEVEL = LEVEL2
 ZOV_RESOURCE_SAMPLEMETHOD = FIXED
 
 [Advanced_Agent_Config]
@@ -80,6 +81,7 @@ ZOV_PORT = $collector_port
 
 [Advanced_J2EE_Config]
 ZOV_REQ_FIXEDINTERVAL_TIME = 5
+ZOV_REQ_SAMPLE_RATE = 100
 ZOV_RESOURCE_FIXEDINTERVAL_TIME = 5
 ZOV_APPSRVR_LOGSCANINTERVAL = 5
 EOF
@@ -96,13 +98,13 @@ say "Starting Tomcat with the collector ..."
 
 hub=http://127.0.0.1:$hub_port
 footer="Shop  http://127.0.0.1:$http_port/shop/catalog  http://127.0.0.1:$http_port/shop/order
-Rows  $hub/v1/tables/ZOVREQUEST/rows  also ZOVTHRDP, ZOVAPP, ZOVSERVLT, ZOVSERVS, ZOVDBCONP
+Rows  $hub/v1/tables/ZOVREQUEST/rows  also ZOVREQSEL, ZOVDATAS, ZOVJMSSUM, ZOVTHRDP, ZOVAPP, ZOVDBCONP
 Log   $hub/v1/events?table=ZOVLOGANAL
 Token for actions, such as CycleAppSvr: $work/config/hub.token
 Ctrl-C ends all of it."
 if [ "$mode" = --once ]; then
   say "Waiting for rows (at most $seconds seconds) ..."
-  view=(once "$seconds" order catalog level)
+  view=(once "$seconds" /order /catalog /level)
 elif [ -t 1 ]; then
   view=(terminal "$footer")
 else

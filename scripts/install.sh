@@ -8,8 +8,8 @@ declare -A packages=(
   [bench]="libbenchmark-dev libprotobuf-dev protobuf-compiler"
   [clang]="clang clang-tidy"
   [fuzz]="clang libclang-rt-14-dev"
-  [demo]="default-jdk-headless libtomcat10-java libhsqldb-java curl procps"
-  [servers]="default-jdk-headless tomcat10 libhsqldb-java libehcache-java libslf4j-java curl procps"
+  [demo]="default-jdk-headless libtomcat10-java libhsqldb-java libactivemq-java libslf4j-java libasm-java curl procps"
+  [servers]="default-jdk-headless tomcat10 libhsqldb-java libehcache-java libslf4j-java libjetty9-java libasm-java curl procps"
 )
 
 missing=()

@@ -19,7 +19,8 @@ options="agent=127.0.0.1:$collector_port,name=$name,root=$root,log=$logs/collect
 {
   printf 'java=%q port=%q log=%q\n' "$(command -v java)" "$http_port" "$logs/$name.log"
   printf 'arguments=('
-  printf '%q ' "-javaagent:$build/collector/zov-collector.jar=$options" "-Djava.util.logging.config.file=$root/logging.properties" "@$build/collector/demo.classpath" \
+  printf '%q ' "-javaagent:$build/collector/zov-collector.jar=$options" \
+    "-Djava.util.logging.config.file=$root/logging.properties" "@$build/collector/demo.classpath" \
     zov.demo.Shop "$http_port" "$root"
   printf ')\n'
 } >"$root/server.conf"

@@ -6,7 +6,7 @@ set -euo pipefail
 build=$1
 for part in collector/zov-collector.jar collector/zov-demo.jar collector/demo.classpath; do
   if [ ! -e "$build/$part" ]; then
-    echo "SKIPPED: $part was not built (it needs default-jdk-headless, libtomcat10-java and libhsqldb-java)"
+    echo "SKIPPED: $part was not built (it needs default-jdk-headless, libtomcat10-java, libhsqldb-java and libactivemq-java)"
     exit 77
   fi
 done
@@ -25,7 +25,7 @@ cat "$TMPDIR/table"
 server='^  shop +connected +[1-9][0-9]* +10\.[^ ]* +[1-9][0-9]*/[1-9][0-9]* +[1-9]'
 page='^  %s +[1-9][0-9]* +[0-9.]+ +[0-9]+ +([0-9]+|-) +[1-9]'
 grep -Eq "$server" "$TMPDIR/table" || fail "no row of ZOVAPSRV"
-for name in 'shop +order' 'shop +catalog' 'stock +level'; do
+for name in 'shop +/order' 'shop +/catalog' 'stock +/level'; do
   # shellcheck disable=SC2059
   grep -Eq "$(printf "$page" "$name")" "$TMPDIR/table" || fail "no row of ZOVREQUEST for $name"
 done

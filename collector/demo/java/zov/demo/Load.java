@@ -26,7 +26,8 @@ final class Load implements Runnable {
         int item = random.nextInt(1, 13);
         String[] pages = {"shop/catalog", "stock/level?item=" + item, "shop/order?item=" + item,
             "shop/inventory.jsp?item=" + item};
-        get(pages[random.nextInt(pages.length)]);
+        get(random.nextInt(5) == 0 ? Depot.PAGES[random.nextInt(Depot.PAGES.length)]
+                                   : pages[random.nextInt(pages.length)]);
         Thread.sleep(random.nextInt(150, 450));
       }
     } catch (InterruptedException stopped) {

@@ -48,6 +48,7 @@ public final class Shop {
     tomcat.setConnector(connector);
     tomcat.enableNaming();
     for (String name : WEBAPPS.keySet()) addWebapp(tomcat, name, work);
+    Depot.addTo(tomcat, work, "http://127.0.0.1:" + port + "/");
     tomcat.start();
 
     for (int i = 0; i < CUSTOMERS; i++) {

@@ -1,5 +1,6 @@
 package zov.collector;
 
+import java.lang.instrument.Instrumentation;
 import java.security.AllPermission;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicBoolean;
@@ -19,19 +20,23 @@ public final class Agent {
 
   private Agent() {}
 
-  public static void premain(String arguments) { startSafely(arguments); }
+  public static void premain(String arguments, Instrumentation instrumentation) {
+    startSafely(arguments, instrumentation);
+  }
 
-  public static void agentmain(String arguments) { startSafely(arguments); }
+  public static void agentmain(String arguments, Instrumentation instrumentation) {
+    startSafely(arguments, instrumentation);
+  }
 
-  private static void startSafely(String arguments) {
+  private static void startSafely(String arguments, Instrumentation instrumentation) {
     try {
-      start(arguments == null ? "" : arguments);
+      start(arguments == null ? "" : arguments, instrumentation);
     } catch (Throwable failure) {
       tell("does not start: " + failure);
     }
   }
 
-  private static void start(String arguments) {
+  private static void start(String arguments, Instrumentation instrumentation) {
     if (!isAllowed()) {
       tell("does not start: the JVM's security manager denies it. Its policy must have: grant codeBase "
           + "\"file:PATH/zov-collector.jar\" { permission java.security.AllPermission; };");
@@ -53,7 +58,8 @@ public final class Agent {
     CollectorLog log = CollectorLog.open(options.logFile);
     System.setProperty(LOG_PROPERTY, log.place());
     tell(log.place().isEmpty() ? "has no log, since no file could be written" : "its log is " + log.place());
-    run(new Collector(options, log, TimeUnit.SECONDS::sleep, System::nanoTime));
+    Tracing tracing = new Tracing(options.trace ? instrumentation : null, log);
+    run(new Collector(options, log, tracing, TimeUnit.SECONDS::sleep, System::nanoTime));
   }
 
   private static void run(Collector collector) {

@@ -27,18 +27,18 @@ final class Collector implements Runnable {
   private final long processId = ProcessHandle.current().pid();
   private final Backoff backoff = new Backoff();
   private final ServerSearch search;
-  private final RequestLedger ledger;
+  private final RequestCounting requests;
   private final GcLedger gcLedger;
   private final StatisticsJvm statistics;
   private Budget budget;
   private long lastServed;
 
-  Collector(Options options, CollectorLog log, Pause pause, LongSupplier nanoTime) {
+  Collector(Options options, CollectorLog log, Tracing tracing, Pause pause, LongSupplier nanoTime) {
     this.options = options;
     this.log = log;
     this.pause = pause;
     this.nanoTime = nanoTime;
-    ledger = new RequestLedger(nanoTime);
+    requests = new RequestCounting(tracing, nanoTime);
     statistics = new StatisticsJvm(options, processId, log, nanoTime);
     // No method references: these would load the classes here, which not every JVM can.
     gcLedger = new GcLedger(() -> new GcWatch(), nanoTime);
@@ -88,14 +88,14 @@ final class Collector implements Runnable {
   }
 
   private void stopCounting() {
-    ledger.stop();
+    requests.stop();
     gcLedger.stop();
   }
 
   private void serve(Connection connection) throws IOException {
     Session session = new Session(connection, processId,
         new PropertySampler(processId, Collector::property, System::getenv),
-        new RequestSampler(processId, ledger, System::currentTimeMillis),
+        new RequestSampler(processId, requests, System::currentTimeMillis),
         new GcSampler(processId, gcLedger, System::currentTimeMillis, nanoTime), budget, search, statistics,
         log);
     session.greet(options, platform(), Locale.getDefault().toString());

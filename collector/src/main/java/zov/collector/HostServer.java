@@ -123,8 +123,8 @@ final class HostServer {
 
   /** "//localhost/shop" is "shop", "//example.test/shop" is "example.test/shop", the root is "ROOT". */
   static String applicationName(String webModule) {
-    String name = webModule.replaceFirst("^//(localhost(/|$))?", "").replaceFirst("/$", "");
-    return name.isEmpty() ? "ROOT" : name;
+    String host = hostName(webModule);
+    return Names.application(host, webModule.replaceFirst("^//", "").substring(host.length()));
   }
 
   /** "//example.test/shop" is of the host "example.test". */

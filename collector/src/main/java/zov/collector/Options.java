@@ -13,9 +13,9 @@ import java.util.Map;
 final class Options {
   private static final String ACCEPTED =
       "agent=HOST:PORT (default 127.0.0.1:63335), name=SERVER, root=DIRECTORY (default the working directory), "
-      + "log=FILE (default: beside the server's own logs, or in the temporary directory) and statistics=on or off "
-      + "(default on)";
-  private static final String KEYS = "agent|name|root|log|statistics";
+      + "log=FILE (default: beside the server's own logs, or in the temporary directory), statistics=on or off "
+      + "(default on) and trace=on or off (default on)";
+  private static final String KEYS = "agent|name|root|log|statistics|trace";
   private static final String PATH = "(root|log)=.*";
 
   final String agentHost;
@@ -26,15 +26,18 @@ final class Options {
   final String logFile;
   /** Whether the agent may have a statistics JVM started. */
   final boolean statistics;
+  /** Whether requests may be traced. */
+  final boolean trace;
 
   private Options(String agentHost, int agentPort, String serverName, String serverRoot, String logFile,
-      boolean statistics) {
+      boolean statistics, boolean trace) {
     this.agentHost = agentHost;
     this.agentPort = agentPort;
     this.serverName = serverName;
     this.serverRoot = serverRoot;
     this.logFile = logFile;
     this.statistics = statistics;
+    this.trace = trace;
   }
 
   /** Throws IllegalArgumentException, whose message says what was given and what is accepted. */
@@ -62,7 +65,7 @@ final class Options {
       throw wrong("'" + agent + "' is not of the form HOST:PORT");
     return new Options(agent.substring(0, colon), port(agent.substring(colon + 1)), given.get("name"),
         given.getOrDefault("root", System.getProperty("user.dir")), given.getOrDefault("log", ""),
-        isOn(given.getOrDefault("statistics", "on")));
+        isOn(given.getOrDefault("statistics", "on")), isOn(given.getOrDefault("trace", "on")));
   }
 
   /** The parts between commas, those that go on with a path put back to it. */

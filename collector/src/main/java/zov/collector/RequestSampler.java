@@ -4,26 +4,32 @@ import java.io.IOException;
 import java.util.function.LongSupplier;
 
 /**
- * Tells the agent, at each poll, which requests of each servlet and JSP ended since it was last told. The
- * server counts every request, so the figures are complete and no percentage thins them. One object serves
- * one session.
+ * Tells the agent, at each poll, which requests ended since it was last told: as they were traced, or else as
+ * the server's MBeans have it, by servlet and JSP. Every request is counted, so no percentage thins these
+ * figures. One object serves one session.
  */
 final class RequestSampler {
   /** The kind of request: a servlet or JSP. */
-  private static final int SERVLET_OR_JSP = 1;
+  static final int SERVLET_OR_JSP = 1;
   private static final long NANOS_PER_MILLI = 1_000_000;
 
   private final long processId;
+  private final RequestCounting counting;
   private final RequestLedger ledger;
   private final LongSupplier unixMillis;
   private final Abbreviations abbreviations;
+  private final TraceSampler traced;
+  private final DelaySampler delays;
   private boolean wanted;
 
-  RequestSampler(long processId, RequestLedger ledger, LongSupplier unixMillis) {
+  RequestSampler(long processId, RequestCounting counting, LongSupplier unixMillis) {
     this.processId = processId;
-    this.ledger = ledger;
+    this.counting = counting;
+    ledger = counting.told;
     this.unixMillis = unixMillis;
     abbreviations = new Abbreviations(processId);
+    traced = new TraceSampler(processId, counting.traced, unixMillis, abbreviations);
+    delays = new DelaySampler(processId, counting.delays, unixMillis, abbreviations);
   }
 
   /** The agent wants requests; what is counted already is told, which may be from before this session. */
@@ -32,14 +38,27 @@ final class RequestSampler {
     ledger.start();
   }
 
+  /** The same, by tracing; false when that cannot be. */
+  boolean trace(int level, int measuredPercent) {
+    wanted = counting.trace(level, measuredPercent);
+    return wanted;
+  }
+
+  boolean isTraced() { return counting.isTraced(); }
+
   void stop() {
     wanted = false;
-    ledger.stop();
+    counting.stop();
   }
 
   void sample(SampleSink sink) throws IOException {
     if (!wanted) {
       stop();
+      return;
+    }
+    if (isTraced()) {
+      traced.sample(sink);
+      delays.sample(sink);
       return;
     }
     for (RequestLedger.Account account : ledger.accounts()) {

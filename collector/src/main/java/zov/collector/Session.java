@@ -37,7 +37,6 @@ final class Session {
   private static final long LEVEL_TWO = 0x7F00;
   private static final long GC_STOP = 2;
 
-  /** The server counts every request, whatever the agent asks for. */
   private static final long EVERY_REQUEST_PERCENT = 100;
 
   /** Return codes of the agent's. */
@@ -107,7 +106,7 @@ final class Session {
     do {
       statistics.check();
       collections.check();
-      if (requestsAsked && requestsRefused != search.isInVain())
+      if (requestsAsked && !requests.isTraced() && requestsRefused != search.isInVain())
         throw new OutdatedException(search.isInVain()
                 ? search.reason()
                 : "The server has been found: the agent may ask again for its requests");
@@ -169,16 +168,21 @@ final class Session {
       accept(request);
       return;
     }
-    requestsRefused = search.isInVain();
+    long percent = Math.max(0, Math.min(EVERY_REQUEST_PERCENT, request.number(RequestKeys.SAMPLING_RATE)));
+    boolean traced =
+        requests.trace(level == LEVEL_TWO ? RequestCounting.DELAYS : RequestCounting.ENTRIES, (int) percent);
+    requestsRefused = !traced && search.isInVain();
     if (requestsRefused) {
       refuse(request, NOT_COLLECTING, search.reason());
       return;
     }
-    requests.start();
-    log.line("The agent collects request data at level " + level + "; it asks for "
-        + request.number(RequestKeys.SAMPLING_RATE)
-        + " percent and gets every request, as the server counts them");
-    connection.send(Message.accepted(request).number(RequestKeys.VALUE, EVERY_REQUEST_PERCENT));
+    if (!traced)
+      requests.start();
+    log.line("The agent collects request data at level " + level + "; every request is counted, "
+        + (traced ? "as it is traced; delays are measured on " + percent + " percent"
+                  : "as the server does"));
+    connection.send(
+        Message.accepted(request).number(RequestKeys.VALUE, traced ? percent : EVERY_REQUEST_PERCENT));
   }
 
   private void collectGcData(Message request) throws IOException {

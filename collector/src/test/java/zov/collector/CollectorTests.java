@@ -34,10 +34,13 @@ public final class CollectorTests {
     conversation();
     SamplingTests.run();
     RequestTests.run();
+    NameTests.run();
+    DelayTests.run();
     GcTests.run();
     StatisticsTests.run();
     LogTests.run();
     JvmTests.run();
+    TraceTests.run();
     System.exit(Check.failures());
   }
 
@@ -102,7 +105,7 @@ public final class CollectorTests {
       for (String[] one : wrong) {
         ByteArrayOutputStream told = new ByteArrayOutputStream();
         System.setErr(new PrintStream(told, true, StandardCharsets.UTF_8));
-        Agent.premain(one[0]);
+        Agent.premain(one[0], null);
         System.setErr(standardError);
         String line = told.toString(StandardCharsets.UTF_8);
         Check.holds(line.contains(one[1]) && line.contains("accepted are"), one[0] + ": " + line);
@@ -161,7 +164,8 @@ public final class CollectorTests {
 
     Running() throws IOException {
       Options options = Options.parse("name=shop,root=/srv/shop,agent=127.0.0.1:" + agent.port());
-      thread = new Thread(new Collector(options, CollectorLog.none(), waits::put, nanos::get));
+      thread = new Thread(new Collector(
+          options, CollectorLog.none(), new Tracing(null, CollectorLog.none()), waits::put, nanos::get));
       thread.start();
     }
 

@@ -48,8 +48,8 @@ final class JvmTests {
 
     Check.test("a JVM without the modules that it likes works, or says what it cannot", () -> {
       try (Place place = new Place(); FakeAgent agent = new FakeAgent();
-           Host host = new Host(
-               place, List.of("--limit-modules", "java.base,java.instrument"), agentOptions(agent))) {
+           Host host = new Host(place, List.of("--limit-modules", "java.base,java.instrument"),
+               agentOptions(agent) + ",trace=off")) {
         Message refusal = agent.welcome().send(COLLECT).message();
         Check.holds(refusal.text(28).contains("--add-modules java.management"), refusal.text(28));
         agent.send(Hex.request(2, Hex.number(13, 2), Hex.number(1, 0x100000)));
@@ -111,7 +111,7 @@ final class JvmTests {
     });
   }
 
-  private static String agentOptions(FakeAgent agent) {
+  static String agentOptions(FakeAgent agent) {
     return "agent=127.0.0.1:" + agent.port() + ",root=FOLDER/my, shop,name=my shop";
   }
 
@@ -130,19 +130,25 @@ final class JvmTests {
     }
   }
 
-  /** A JVM that runs {@link Waiting}, with the collector unless the options are null. */
+  /**
+   * A JVM that runs {@link Waiting} or another main class, with the collector unless the options are null.
+   */
   static final class Host implements Closeable {
     private final Process process;
     private final Path errors;
 
     Host(Place place, List<String> jvmOptions, String agentOptions) throws IOException {
+      this(place, jvmOptions, agentOptions, "zov.collector.Waiting");
+    }
+
+    Host(Place place, List<String> jvmOptions, String agentOptions, String main) throws IOException {
       errors = Files.createTempFile(place.folder, "errors", "");
       List<String> command = new ArrayList<>(List.of(java(), "-Djava.io.tmpdir=" + place.folder));
       command.addAll(jvmOptions);
       if (agentOptions != null)
         command.add(
             "-javaagent:" + place.jar + "=" + agentOptions.replace("FOLDER", place.folder.toString()));
-      command.addAll(List.of("-cp", place(JvmTests.class).toString(), "zov.collector.Waiting"));
+      command.addAll(List.of("-cp", place(JvmTests.class).toString(), main));
       process = new ProcessBuilder(command).redirectError(errors.toFile()).start();
       BufferedReader out =
           new BufferedReader(new InputStreamReader(process.getInputStream(), StandardCharsets.UTF_8));

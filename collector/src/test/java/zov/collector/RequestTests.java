@@ -4,6 +4,7 @@ import java.io.Closeable;
 import java.util.List;
 import java.util.Map;
 import java.util.concurrent.atomic.AtomicLong;
+import java.util.function.LongSupplier;
 import javax.management.ListenerNotFoundException;
 import javax.management.MBeanServer;
 import javax.management.MBeanServerFactory;
@@ -174,6 +175,10 @@ final class RequestTests {
     void announce(String type) { sendNotification(new Notification(type, this, 1)); }
   }
 
+  static RequestCounting untraced(LongSupplier nanoTime) {
+    return new RequestCounting(new Tracing(null, CollectorLog.none()), nanoTime);
+  }
+
   /** A host with one application, in steps of a clock. */
   private static final class Host implements Closeable {
     final MBeanServer server = MBeanServerFactory.createMBeanServer("Test");
@@ -181,14 +186,15 @@ final class RequestTests {
     final ObjectName module = name("Test:j2eeType=WebModule,name=//localhost/shop");
     final Wrapper wrapper = new Wrapper();
     final AtomicLong nanos = new AtomicLong(5);
-    final RequestLedger ledger = new RequestLedger(nanos::get);
+    final RequestCounting counting = untraced(nanos::get);
+    final RequestLedger ledger = counting.told;
     final Samples samples = new Samples();
     RequestSampler sampler;
     Bean bean;
 
     Host() { newSession(); }
 
-    void newSession() { sampler = new RequestSampler(PID, ledger, () -> 1_700_000_000_999L); }
+    void newSession() { sampler = new RequestSampler(PID, counting, () -> 1_700_000_000_999L); }
 
     void deploy(Bean servlet) throws Exception {
       bean = servlet;

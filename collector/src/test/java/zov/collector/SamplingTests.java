@@ -172,12 +172,12 @@ final class SamplingTests {
 
   private static void converse(UnaryOperator<String> properties, LongSupplier nanoTime,
       LongSupplier usedNanos, int requests, Conversation conversation) throws Exception {
-    RequestLedger ledger = new RequestLedger(nanoTime);
+    RequestCounting counting = RequestTests.untraced(nanoTime);
     try (FakeAgent agent = new FakeAgent(); Socket socket = agent.connect();
          Connection connection = new Connection(socket, nanoTime)) {
       agent.accept();
       Session session = new Session(connection, PID, new PropertySampler(PID, properties, name -> null),
-          new RequestSampler(PID, ledger, () -> 0),
+          new RequestSampler(PID, counting, () -> 0),
           new GcSampler(PID, new GcLedger(() -> null, nanoTime), () -> 0, nanoTime), new Budget(usedNanos),
           new ServerSearch(() -> true, nanoTime),
           new StatisticsJvm(Options.parse("name=x"), PID, CollectorLog.none(), nanoTime),
@@ -188,7 +188,7 @@ final class SamplingTests {
       conversation.with(agent);
       work.get();
     } finally {
-      ledger.stop();
+      counting.stop();
     }
   }
 

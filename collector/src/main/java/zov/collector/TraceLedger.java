@@ -1,0 +1,51 @@
+package zov.collector;
+
+import java.util.function.LongSupplier;
+
+/**
+ * Keeps which requests have ended and the agent has not been told, by application and pattern of their paths.
+ * It lasts longer than a session, so that an agent which comes back is told what happened meanwhile. For
+ * locks and limits see {@link TallyLedger}.
+ *
+ * Anybody can make up addresses; so what was not found is kept under one name of its application once half of
+ * the room is taken.
+ */
+final class TraceLedger {
+  /** Ways of the tally; those of delays come behind, by their types. */
+  static final int ALL = 0;
+  static final int ERRORS = 1;
+  static final int FIRST_DELAY = 2;
+
+  private static final int FIRST_ERROR = 500;
+  private static final int NOT_FOUND = 404;
+  private static final DelayType[] delays = DelayType.values();
+
+  final TallyLedger requests;
+  private volatile boolean delaysTold;
+
+  TraceLedger(LongSupplier nanoTime) { requests = new TallyLedger(FIRST_DELAY + delays.length, nanoTime); }
+
+  /** A request has ended; from now on its names are those of the tables. */
+  void ended(TracedRequest request, long nanos, int status) {
+    if (request.application == null)
+      request.application = TallyLedger.OTHER;
+    boolean nameless = request.name == null || (status == NOT_FOUND && requests.isHalfFull());
+    request.name = nameless ? TallyLedger.OTHER : NamePatterns.ofPath(request.name);
+    TallyLedger.Kind kind = new TallyLedger.Kind(0, request.application, request.name);
+    requests.add(kind, ALL, 1, nanos);
+    if (status >= FIRST_ERROR)
+      requests.add(kind, ERRORS, 1, nanos);
+    for (int i = 0; i < delays.length; i++) {
+      if (request.delayCounts[i] > 0)
+        requests.add(kind, FIRST_DELAY + i, request.weight * request.delayCounts[i],
+            request.weight * request.delayNanos[i], 0);
+    }
+  }
+
+  /** Whether delays are known at all. */
+  void tellDelays(boolean known) { delaysTold = known; }
+
+  boolean tellsDelays() { return delaysTold; }
+
+  void clear() { requests.clear(); }
+}

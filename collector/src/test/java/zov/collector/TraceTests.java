@@ -1,0 +1,137 @@
+package zov.collector;
+
+import java.io.Closeable;
+import java.io.IOException;
+import java.net.ServerSocket;
+import java.net.Socket;
+import java.net.SocketTimeoutException;
+import java.nio.charset.StandardCharsets;
+import java.util.List;
+import java.util.Map;
+import java.util.TreeMap;
+
+/** Requests that are traced in a real JVM, which serves them by the JDK's own server. */
+final class TraceTests {
+  private static final int LEVEL_ONE = 0x300;
+
+  private TraceTests() {}
+
+  static void run() {
+    Check.test("traced requests count once, when they have ended, however they do", () -> {
+      try (Traced traced = new Traced()) {
+        traced.collect(LEVEL_ONE);
+        for (String page : List.of("/work", "/later", "/throws")) traced.get(page, 1); // which loads classes
+        traced.poll();
+        traced.get("/work", 5);
+        traced.get("/later", 4);
+        traced.get("/throws", 3);
+        traced.get("/items/4711?x=secret", 2);
+        traced.get("/never", 1);
+        Map<String, Message> rows = traced.poll();
+        Check.equal("[/items/{id}, /later, /throws, /work]", rows.keySet().toString());
+        Object[][] cases = {
+            {"/work", 5L, 100L}, {"/later", 4L, 80L}, {"/throws", 3L, 0L}, {"/items/{id}", 2L, 0L}};
+        for (Object[] one : cases) {
+          Message row = rows.get(one[0]);
+          Check.equal(one[1], row.number(Keys.REQUEST_COUNT));
+          long over = row.number(Keys.REQUEST_TIME) - (Long) one[2];
+          Check.holds(over >= 0 && over < 100, one[0] + " takes " + over + " ms more");
+          Check.holds(
+              row.number(Keys.LONGEST_REQUEST_TIME) * (Long) one[1] >= row.number(Keys.REQUEST_TIME), row);
+        }
+        Check.equal(true, traced.poll().isEmpty());
+
+        traced.collect(0);
+        traced.get("/work", 5);
+        traced.collect(LEVEL_ONE);
+        traced.get("/work", 2);
+        Check.equal(2L, traced.poll().get("/work").number(Keys.REQUEST_COUNT));
+      }
+    });
+
+    Check.test("addresses that somebody makes up take half of the room, and long ones are cut", () -> {
+      TraceLedger ledger = new TraceLedger(System::nanoTime);
+      StringBuilder name = new StringBuilder("/");
+      for (int i = 0; i < 100_000; i++) {
+        for (int rest = i; rest > 0; rest /= 20) name.append((char) ('a' + rest % 20));
+        ended(ledger, name.toString(), 404);
+        name.setLength(1);
+      }
+      ended(ledger, "/page", 200);
+      ended(ledger,
+          "/"
+              + "ab/".repeat(20_000),
+          500);
+      Map<String, Long> counts = new TreeMap<>();
+      for (TallyLedger.Account account : ledger.requests.accounts())
+        counts.put(account.kind.names.get(1), ledger.requests.take(account)[TraceLedger.ALL].count);
+      Check.holds(counts.size() <= TallyLedger.MOST_KINDS / 2 + 3, counts.size());
+      Check.equal(100_002L, counts.values().stream().mapToLong(count -> count).sum());
+      Check.equal(1L, counts.get("/page"));
+      Check.holds(
+          counts.keySet().stream().allMatch(one -> one.length() <= NamePatterns.LONGEST_NAME), "names");
+    });
+  }
+
+  private static void ended(TraceLedger ledger, String name, int status) {
+    TracedRequest request = new TracedRequest(0, 1);
+    request.application = "shop";
+    request.name = name;
+    ledger.ended(request, 1_000_000, status);
+  }
+
+  /** A JVM that serves pages, and the agent that its collector has a session with. */
+  private static final class Traced implements Closeable {
+    private final JvmTests.Place place = new JvmTests.Place();
+    private final FakeAgent agent = new FakeAgent();
+    private final JvmTests.Host host;
+    private final int port;
+
+    Traced() throws IOException {
+      try (ServerSocket free = new ServerSocket(0)) {
+        port = free.getLocalPort();
+      }
+      host = new JvmTests.Host(
+          place, List.of("-Dport=" + port), JvmTests.agentOptions(agent), "zov.collector.TracedServer");
+      agent.welcome();
+    }
+
+    void collect(int level) throws IOException {
+      agent.send(Hex.request(8, Hex.number(13, 9), Hex.number(659, level), Hex.number(679, 7)));
+      Check.equal("2 " + (level == 0 ? 0 : 7), answer(agent.message()));
+    }
+
+    private static String answer(Message message) { return message.number(14) + " " + message.number(15); }
+
+    void get(String page, int times) throws IOException {
+      for (int i = 0; i < times; i++) {
+        try (Socket socket = new Socket("127.0.0.1", port)) {
+          socket.setSoTimeout(page.equals("/never") ? 200 : 10_000);
+          socket.getOutputStream().write(
+              ("GET " + page + " HTTP/1.0\r\n\r\n").getBytes(StandardCharsets.US_ASCII));
+          socket.getInputStream().readAllBytes();
+        } catch (SocketTimeoutException unanswered) {
+          Check.equal("/never", page);
+        }
+      }
+    }
+
+    /** The summaries by name. */
+    Map<String, Message> poll() throws IOException {
+      agent.send(Hex.request(2, Hex.number(13, 2), Hex.number(1, 0x100000)));
+      Map<String, Message> rows = new TreeMap<>();
+      for (Message sample = agent.message(); sample.subtype != 998; sample = agent.message()) {
+        if (sample.subtype == SampleTypes.WORKLOAD_SUMMARY)
+          rows.put(sample.text(Keys.REQUEST_NAME), sample);
+      }
+      return rows;
+    }
+
+    @Override
+    public void close() throws IOException {
+      host.close();
+      agent.close();
+      place.close();
+    }
+  }
+}
