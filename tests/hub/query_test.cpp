@@ -10,6 +10,7 @@ TEST_F(HubTest, ListsItsPathsAndTheirMethods) {
   EXPECT_EQ(
       list,
       "GET  /healthz\n"
+      "GET  /metrics\n"
       "GET  /v1/tables\n"
       "GET  /v1/nodes\n"
       "GET  /v1/nodes/NODE\n"
@@ -306,6 +307,8 @@ TEST_F(HubTest, RefusesWithAStatusAndASentence) {
       {get("timeout=0"), 400, "accepted are whole seconds from 1 to 300"},
       {get("timeout=9x"), 400, "timeout is \\\"9x\\\""},
       {get("node="), 400, "node is empty"},
+      {request("GET", "/metrics?table=FAKE", "", ""), 400,
+       "no parameter \\\"table\\\"; accepted is none: ZOV_METRICS_TABLES"},
       {get("names=long"), 400, "accepted are readable and stated"},
       {get("limit=0"), 400, "accepted are whole numbers from 1 to 2147483647"},
       {get("offset=-1"), 400, "offset is \\\"-1\\\""},

@@ -4,12 +4,16 @@
 
 #include "hub/core/settings.h"
 #include "hub/core/visit.h"
+#include "platform/own_metrics.h"
 #include "platform/trace.h"
 
 static DGT1_Unit traceUnit("ZOVHRWRK");
 
 namespace zov::hub {
 namespace {
+
+OwnTimes queries("zov_agent_query_seconds", "Queries of rows, and their time to the end of their answers.");
+OwnCounter rowsSent("zov_agent_rows", "Rows that answers to queries were made of.");
 
 std::vector<std::string> namesOf(const RowsQuestion& question) {
   const bool waits = question.table->manager->WaitsForSubnodes();
@@ -29,6 +33,7 @@ class RowBlocks {
   bool add(const char* row) {
     if (!_block.empty()) _block += _question.form.separator();
     write(row);
+    rowsSent.add();
     ++_rows;
     return _block.size() < limits().blockBytes || send();
   }
@@ -71,6 +76,10 @@ RowsWork::RowsWork(RowsQuestion question)
       _ended(_question.contexts.size()),
       _page(_question.paging.isAsked() ? std::make_unique<RowPage>(*_question.table, _question.paging)
                                        : nullptr) {}
+
+RowsWork::~RowsWork() {
+  queries.add(_begin);
+}
 
 bool RowsWork::mayWait() const {
   return _question.table->manager->WaitsForSubnodes();

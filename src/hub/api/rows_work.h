@@ -28,6 +28,7 @@ struct RowsQuestion {
 class RowsWork : public Production, public std::enable_shared_from_this<RowsWork> {
  public:
   explicit RowsWork(RowsQuestion question);
+  ~RowsWork() override;
 
   Body& body() override { return _body; }
   const char* contentType() const override { return _question.form.contentType(); }
@@ -49,6 +50,7 @@ class RowsWork : public Production, public std::enable_shared_from_this<RowsWork
   /// Writes the page, if there is one, and ends the body.
   void finish(Body::Patience patience);
 
+  const ZOVClock::Steady _begin = ZOVClock::steady();
   RowsQuestion _question;                 // a context is its part's
   const std::vector<std::string> _names;  // by part: the subnode that it may wait for, or ""
   const std::shared_ptr<NodeReports> _nodes = std::make_shared<NodeReports>();

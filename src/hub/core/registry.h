@@ -15,6 +15,9 @@
 
 class TableManager;
 class TqboxAutomationCapsule;
+namespace zov {
+class MetricsSource;
+}
 
 namespace zov::hub {
 
@@ -63,6 +66,7 @@ class Registry {
   std::atomic<Loader> loader{nullptr};
   /// Commands of all prefixes go to the last callback: there is one product in a process.
   std::atomic<CommandCallback> commandCallback{nullptr};
+  std::atomic<MetricsSource*> metrics{nullptr};
 
  private:
   Registry() = default;

@@ -3,7 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace zov::hub {
 
@@ -54,6 +56,18 @@ struct Limits {
 
 /// The limits in force, for the whole process.
 Limits& limits();
+
+/// What of the agent's metrics is given out. Read when arkmain starts.
+struct MetricsChoice {
+  std::optional<std::vector<std::string>> tables;  ///< of ZOV_METRICS_TABLES; not set: all
+  std::size_t mostSeries = 50'000;  ///< of ZOV_METRICS_MAX_SERIES: in one answer, beside the agent's own
+
+  /// From the environment; what is no number is traced.
+  static MetricsChoice read();
+};
+
+/// The choice in force, for the whole process.
+MetricsChoice& metricsChoice();
 
 /// The token that the hub makes for itself. Without one `problem` says why.
 struct KeptToken {

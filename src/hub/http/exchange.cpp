@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "hub/http/admission.h"
+#include "platform/own_metrics.h"
 #include "platform/trace.h"
 
 static DGT1_Unit traceUnit("ZOVHEXCH");
@@ -13,6 +14,7 @@ static DGT1_Unit traceUnit("ZOVHEXCH");
 namespace zov::hub {
 namespace {
 
+OwnCounter requests("zov_agent_http_requests", "Requests that were let in.");
 constexpr const char* tooManyWait = "too many requests wait for the agent already; try again later";
 constexpr std::size_t wastedBodyBytes = KiB * KiB;  // of a body without a length, read before it is cut off
 constexpr unsigned badRequest = 400;
@@ -133,6 +135,7 @@ bool Exchange::takeBody(std::string_view data) {
 }
 
 void Exchange::route() {
+  requests.add();
   if (_path->takesBody && _bodyBytes > _desk.limits.bodyBytes) {
     return setAnswer(bodyTooLong(std::to_string(_bodyBytes), _desk.limits));
   }
