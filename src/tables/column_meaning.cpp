@@ -9,19 +9,6 @@ namespace zov {
 
 namespace {
 
-/// What the first of the table's sample classes that has the key says of it; nothing when none has it.
-const KeyRow* keyRow(const TableInfo& table, int key) {
-  for (const ZOVSample::_SampleType type : table.sampleTypes) {
-    const std::unique_ptr<ZOVSample> sample(ZOVSample::buildFromType(type));
-    if (sample == nullptr) continue;
-    const SampleClass& known = sample->sampleClass();
-    if (const int place = known.placement[key]; place != 0) {
-      return &known.rows[static_cast<std::size_t>(place - 1)];
-    }
-  }
-  return nullptr;
-}
-
 ColumnMeaning valueMeaning(const KeyInfo& key, const KeyRow& row, NullValue null) {
   const bool isAverage = row.kind == KeyKindStatInfo || row.kind == KeyKindPerfLoad;
   return {key.unit, isAverage ? static_cast<int>(row.scaleFactor) : 0, null, key.meaning};
@@ -141,6 +128,18 @@ ColumnDescription::None noneOf(NullValue null) {
 }
 
 }  // namespace
+
+const KeyRow* keyRow(const TableInfo& table, int key) {
+  for (const ZOVSample::_SampleType type : table.sampleTypes) {
+    const std::unique_ptr<ZOVSample> sample(ZOVSample::buildFromType(type));
+    if (sample == nullptr) continue;
+    const SampleClass& known = sample->sampleClass();
+    if (const int place = known.placement[key]; place != 0) {
+      return &known.rows[static_cast<std::size_t>(place - 1)];
+    }
+  }
+  return nullptr;
+}
 
 ColumnMeaning columnMeaning(const TableInfo& table, const Column& column) {
   switch (column.source) {

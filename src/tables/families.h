@@ -120,6 +120,14 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
   ;
 #include "tables/tables.def"
 
+#define ZOV_TABLE(sort, stem, ...) inline constexpr const char* stem##_metrics[] = {
+#define ZOV_METRICS(word) #word,
+#define ZOV_END_TABLE \
+  ""                  \
+  }                   \
+  ;
+#include "tables/tables.def"
+
 #define ZOV_TABLE(sort, stem, ...) inline constexpr bool stem##_pushesEvents[] = {
 #define ZOV_PUSHES_EVENTS true,
 #define ZOV_END_TABLE \
@@ -151,7 +159,8 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
       zov::facts::stem##_sorting[0],                                                                  \
       ZOV_SAMPLES_##sort,                                                                             \
       zov::facts::stem##_pushesEvents[0],                                                             \
-      zov::facts::stem##_anchors};
+      zov::facts::stem##_anchors,                                                                     \
+      zov::facts::stem##_metrics[0]};
 #include "tables/tables.def"
 
 // --- Classes. The sort of a table says what its requests derive from: see tables.def.

@@ -16,6 +16,7 @@
 
 #include "framework/table_manager.h"
 #include "framework/tqbox.h"
+#include "samples/key_table.h"
 #include "samples/keys.h"
 #include "tables/filters.h"
 
@@ -101,6 +102,7 @@ struct TableInfo {
   bool makesRowsOfSamples;  ///< else its rows come from elsewhere, and PARMA means nothing to it
   bool pushesEvents;
   ResourceAnchors (*makeAnchors)(const FilterValues&);  ///< the filters as anchors, to be asked for in turn
+  std::string_view metrics = {};  ///< the start of its metrics' names; empty: it gives none
 };
 
 /// All tables, in the order in which they are registered.
@@ -108,6 +110,8 @@ std::span<const TableInfo* const> allTables();
 
 /// Of any column of the table, at the decimals of the table's samples.
 ColumnMeaning columnMeaning(const TableInfo& table, const Column& column);
+/// What the first of the table's sample classes that has the key says of it; null when none has it.
+const KeyRow* keyRow(const TableInfo& table, int key);
 /// Of all columns, for whoever reads rows.
 std::vector<ColumnDescription> describeColumns(const TableInfo& table);
 
