@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what the build, the tests or the demo need from Debian's packages, and says what it installs.
-# Usage: scripts/install.sh build|clang|bench|demo|servers|fuzz ...   (as root; without root it names what is missing)
+# Usage: scripts/install.sh build|clang|bench|demo|metrics|servers|fuzz ...   (as root; without root it names what is missing)
 set -euo pipefail
 
 declare -A packages=(
@@ -9,12 +9,13 @@ declare -A packages=(
   [clang]="clang clang-tidy"
   [fuzz]="clang libclang-rt-14-dev"
   [demo]="default-jdk-headless libtomcat10-java libhsqldb-java curl procps"
+  [metrics]="prometheus curl"
   [servers]="default-jdk-headless tomcat10 libhsqldb-java libehcache-java libslf4j-java curl procps"
 )
 
 missing=()
 for group in "$@"; do
-  for package in ${packages[$group]:?"unknown group '$group': build, clang, bench, demo, servers or fuzz"}; do
+  for package in ${packages[$group]:?"unknown group '$group': build, clang, bench, demo, metrics, servers or fuzz"}; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
   done
 done

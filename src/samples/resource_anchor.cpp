@@ -186,7 +186,7 @@ void ZOVResourceAnchor::saveNewSample(ZOVSample* sample, unsigned int collection
 }
 
 void ZOVResourceAnchor::addToTotals(const ZOVSample& sample) {
-  if (!sample.isIntervalSample() || isOneEvent() || !zov::SampleTotals::areKept(sampleType)) return;
+  if (!sample.isIntervalSample() || !zov::SampleTotals::areKept(sampleType)) return;
   if (sampleTotals == nullptr) sampleTotals = std::make_unique<zov::SampleTotals>();
   sampleTotals->add(sample);
 }

@@ -113,7 +113,7 @@ class ZOVResourceAnchor : public ZOVCollectable {
 
   // --- Samples.
   virtual ZOVSample* getLastSample() const { return lastSample; }  ///< null before the first
-  /// Of interval samples, but not of one event; null while none are kept.
+  /// Of interval samples; null while none are kept.
   const zov::SampleTotals* totals() const { return sampleTotals.get(); }
   /// Rated; null when there is none. That of an event is its last sample, until it has been read.
   virtual ZOVSample* getLastHistoricalSample() const;

@@ -27,7 +27,6 @@ void SampleTotals::add(const ZOVSample& sample) {
     _class = &sample.sampleClass();
     _totals.assign(_class->numericKeys.size(), ZOVSample::NullValue);
   }
-  ++_samples;
   for (std::size_t i = 0; i < _totals.size(); ++i) {
     const long long count = sample.getTotalCount(_class->numericKeys[i]);
     if (count < 0) continue;

@@ -19,17 +19,15 @@ class SampleTotals {
   static void keep(ZOVSample::_SampleType type);
   static bool areKept(ZOVSample::_SampleType type);
 
-  /// Adds the counts of one interval, or of one event.
+  /// Adds the counts of an interval, or of a part of what one brought.
   void add(const ZOVSample& sample);
   /// Of a key of the samples; ZOVSample::NullValue before anything was counted.
   long long of(int key) const;
-  long long samples() const { return _samples; }
   std::size_t memoryBytes() const;
 
  private:
   const SampleClass* _class = nullptr;  // of all samples; null before the first
   std::vector<long long> _totals;       // as its numericKeys
-  long long _samples = 0;
 };
 
 }  // namespace zov

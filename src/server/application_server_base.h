@@ -169,7 +169,6 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor,
                      const std::function<void(const ZOVResourceAnchor&)>& visit) const {
     _anchors.forEachAnchor(type, visit);
   }
-  zov::SampleTotals eventTotals(ZOVSample::_SampleType type) const { return _anchors.eventTotals(type); }
   void rollupTo(ZOVAppServerSample& serverSample) { _anchors.rollUpTo(serverSample); }
   using ZOVAppServerAnchor::returnSamples;
   ZOVReturnCode returnSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,

@@ -86,11 +86,7 @@ const ZOVBudget* ServerAnchors::saveResourceSample(ZOVSample* sample, _SaveSampl
   ZOVResourceAnchor& anchor = *described.release();
   anchor.setCollectHistory(keepsHistoryOf(anchor.getSampleType()));
   const ZOVBudget* const full = saveAt(anchor, sample, type, collectionId);
-  if (full) {
-    _table.removeAndDestroy(&anchor);
-  } else if (anchor.isOneEvent() && SampleTotals::areKept(anchor.getSampleType())) {
-    _eventTotals[anchor.getSampleType()].add(*anchor.getLastSample());
-  }
+  if (full) _table.removeAndDestroy(&anchor);
   return full;
 }
 
@@ -294,14 +290,6 @@ void ServerAnchors::forEachAnchor(ZOVSample::_SampleType type,
     const auto next = _table.getIteratorForSampleType(type);
     if (!next) return;
     while (const auto* anchor = static_cast<const ZOVResourceAnchor*>((*next)())) visit(*anchor);
-  });
-}
-
-SampleTotals ServerAnchors::eventTotals(ZOVSample::_SampleType type) const {
-  ZOV_TRACE(Restricted);
-  return holding(_lock, Shared, [&]() ZOV_REQUIRES_SHARED(_lock) {
-    const auto found = _eventTotals.find(type);
-    return found == _eventTotals.end() ? SampleTotals() : found->second;
   });
 }
 

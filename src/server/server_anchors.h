@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <functional>
 #include <list>
-#include <map>
 #include <memory>
 #include <optional>
 
@@ -73,8 +72,6 @@ class ServerAnchors final : public ZOVSampleKeeper {
   /// server's own type the server.
   void forEachAnchor(ZOVSample::_SampleType type,
                      const std::function<void(const ZOVResourceAnchor&)>& visit) const;
-  /// A copy of the totals of a type of events.
-  SampleTotals eventTotals(ZOVSample::_SampleType type) const;
   /// Adds the server-wide sums of the resources to a sample of the server.
   void rollUpTo(ZOVAppServerSample& serverSample);
 
@@ -108,7 +105,6 @@ class ServerAnchors final : public ZOVSampleKeeper {
   mutable ZOVLock _lock{"AppServerLock"};
   ZOVResourceAnchorTable _table ZOV_GUARDED_BY(_lock);
   std::list<RecentRequest> _recentRequests ZOV_GUARDED_BY(_lock);
-  std::map<int, SampleTotals> _eventTotals ZOV_GUARDED_BY(_lock);   // by type, as far as they are kept
   std::optional<ZOVClock::Steady> _toldFull ZOV_GUARDED_BY(_lock);  // none: never full yet
 };
 

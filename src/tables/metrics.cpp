@@ -26,9 +26,8 @@ struct Recipe {
   enum From {
     Value,
     Count,
-    Mean,        ///< a sum, and the count of the related key
-    Statistic,   ///< a sum with its own number of observations
-    EventValue,  ///< added up over all events of a type
+    Mean,       ///< a sum, and the count of the related key
+    Statistic,  ///< a sum with its own number of observations
   } from;
   int key;
   double factor;  ///< from the sample's number to the metric's base unit
@@ -66,21 +65,16 @@ BaseUnit baseUnit(Unit unit) {
   }
 }
 
-std::string_view without(std::string_view name, std::string_view end) {
-  return name.ends_with(end) ? name.substr(0, name.size() - end.size()) : name;
-}
-
 std::string metricName(const TableInfo& table, const KeyInfo& key, std::string_view unit) {
   const std::string prefix = std::string(table.metrics) + "_";
-  std::string_view name = key.name;
-  if (name.starts_with(prefix)) name.remove_prefix(prefix.size());
+  std::string name = "zov_";
+  if (!key.name.starts_with(prefix)) name += prefix;
+  name += key.name;
   // Ends that say what the unit or the kind of the metric says.
-  for (const char* const end : {"_count", "_milliseconds", "_percent"}) name = without(name, end);
-  return ("zov_" + prefix).append(name).append(unit.empty() ? "" : "_").append(unit);
-}
-
-bool isOneEvent(const TableInfo& table) {
-  return ZOVResourceAnchor(table.sampleTypes.front()).isOneEvent();
+  for (const std::string_view end : {"_count", "_milliseconds", "_percent"}) {
+    if (name.ends_with(end)) name.resize(name.size() - end.size());
+  }
+  return name.append(unit.empty() ? "" : "_").append(unit);
 }
 
 /// Keys whose numbers are no measurements.
@@ -98,11 +92,6 @@ void add(Plan& plan, const TableInfo& table, const KeyInfo& key, Type type, Reci
 }
 
 void addKey(Plan& plan, const TableInfo& table, const KeyInfo& key, const KeyRow& row) {
-  if (isOneEvent(table)) {
-    if (key.unit == Unit::Milliseconds)
-      add(plan, table, key, Type::Summary, {Recipe::EventValue, key.number, 1});
-    return;
-  }
   const double scale = 1.0 / static_cast<double>(ZOVSample::getScaleFactorMultiplier(row.scaleFactor));
   switch (row.kind) {
     case KeyKindCounter:
@@ -132,7 +121,7 @@ Plan planOf(const TableInfo& table) {
     for (const Column& column : table.columns) {
       if (column.key == NoKey || !RWCString(filter.column).equals(column.name, RWCString::ignoreCase))
         continue;
-      if (isNew(column.key) && !isOneEvent(table)) {
+      if (isNew(column.key)) {
         plan.labels.push_back({column.key, column.type == ColumnInfo_Integer});
         plan.group.labelNames.emplace_back(keyInfo(column.key).name);
       }
@@ -201,7 +190,6 @@ class Collection {
   void addServer(const TableInfo& table, const ZOVApplicationServerBase& server) {
     const ZOVSample::_SampleType type = table.sampleTypes.front();
     if (server.getStatus() != ServerConnected || !server.runningBackgroundCollection(type)) return;
-    if (isOneEvent(table)) return addEvents(server, type);
     for (const ZOVSample::_SampleType each : table.sampleTypes) {
       const std::vector<std::string> labels = labelsOf(server);
       server.forEachAnchor(each, [&](const ZOVResourceAnchor& anchor) { addAnchor(labels, anchor); });
@@ -229,17 +217,6 @@ class Collection {
     }
     const Values values(anchor);
     for (const Recipe& recipe : _plan.recipes) values.append(series.values, recipe);
-    keep(std::move(series));
-  }
-
-  void addEvents(const ZOVApplicationServerBase& server, ZOVSample::_SampleType type) {
-    const SampleTotals totals = server.eventTotals(type);
-    MetricGroup::Series series{labelsOf(server), {}};
-    for (const Recipe& recipe : _plan.recipes) {
-      const long long sum = totals.of(recipe.key);
-      series.values.push_back(sum == ZOVSample::NullValue ? 0 : scaled(sum, recipe.factor));
-      series.values.push_back(static_cast<double>(totals.samples()));
-    }
     keep(std::move(series));
   }
 
