@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <set>
 #include <string>
 
 #include "samples/sample_classes.h"
 #include "tables/families.h"
+#include "tables/metrics.h"
 #include "tables/sorted_sample.h"
 #include "tables/workload_name.h"
 
@@ -104,6 +106,26 @@ TEST(Tables, ReadableNamesTellWhatAColumnShows) {
       {"c10", "request_time_mean"}, {"c26", "delay_5_time_percent"},
       {"originnode", "node"},       {"as_cpup", "cpu_percent"}};
   for (const auto& [name, shown] : expected) EXPECT_EQ(readable[name], shown);
+}
+
+TEST(Tables, MetricsAreNamedOnceAndEndWithTheirUnit) {
+  std::set<std::string> names;
+  for (const std::string& group : zov::TableMetrics::instance().groups()) {
+    const zov::MetricGroup metrics = zov::TableMetrics::instance().collect(group, 0);
+    EXPECT_FALSE(metrics.families.empty()) << group;
+    for (const zov::MetricFamily& family : metrics.families) {
+      EXPECT_TRUE(names.insert(family.name).second) << family.name;
+      EXPECT_TRUE(family.name.starts_with("zov_") && family.name.ends_with(family.unit)) << family.name;
+      for (const char* reserved : {"_total", "_count", "_sum", "_info", "_bucket"}) {
+        EXPECT_FALSE(family.name.ends_with(reserved)) << family.name;
+      }
+      EXPECT_FALSE(family.help.empty()) << family.name;
+    }
+  }
+  for (const char* name : {"zov_request", "zov_request_time_seconds", "zov_server_up", "zov_gc_time_seconds",
+                           "zov_server_used_memory", "zov_thread_pool_percent_maxed_ratio"}) {
+    EXPECT_TRUE(names.contains(name)) << name;
+  }
 }
 
 TEST(WorkloadName, SharesTheRoomBetweenBothNames) {
