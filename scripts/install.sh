@@ -30,3 +30,5 @@ echo "Installing from Debian's packages: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 apt-get update -qq
 apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+# The package starts a server of its own, which the tests do not use.
+case " ${missing[*]} " in *" prometheus "*) systemctl disable --now prometheus 2>/dev/null || true ;; esac

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tables/families.h"
+#include "tables/metrics.h"
 
 namespace {
 
@@ -40,6 +41,16 @@ std::string listOf(const std::string& label, const std::string& items) {
   return items.empty() ? "" : label + ": " + items + ".\n";
 }
 
+std::string metricsOf(const zov::TableInfo& table) {
+  std::string list;
+  for (const zov::MetricFamily& family : zov::TableMetrics::instance().collect(table.name, 0).families) {
+    list += (list.empty() ? "`" : ", `") + family.name;
+    list += family.type == zov::MetricFamily::Type::Counter ? "_total`" : "`";
+    if (family.type == zov::MetricFamily::Type::Summary) list += " (summary)";
+  }
+  return list;
+}
+
 void print(const zov::TableInfo& table) {
   std::string samples, filters;
   for (const ZOVSample::_SampleType type : table.sampleTypes) {
@@ -53,6 +64,7 @@ void print(const zov::TableInfo& table) {
   std::printf("\n## %s\n\nA row has %d bytes.\n", table.name, table.rowBytes);
   std::fputs(listOf("Samples", samples).c_str(), stdout);
   std::fputs(listOf("Filters", filters).c_str(), stdout);
+  if (!table.metrics.empty()) std::fputs(listOf("Metrics", metricsOf(table)).c_str(), stdout);
   std::fputs(
       "\n| Column | Readable | Offset | Width | Kind | Key | Meaning | Unit | Decimals | None is |\n"
       "|---|---|---|---|---|---|---|---|---|---|\n",
