@@ -2,79 +2,22 @@
 // up to JSON. The peer makes a protobuf message of the same content for each sample, and serialises it.
 
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 
-#include "agent/agent.h"
+#include "bench_agent.h"
 #include "hub/api/rows.h"
 #include "hub/core/registry.h"
 #include "hub/core/request.h"
-#include "runtime/lock.h"
-#include "runtime/waits.h"
-#include "samples/sample_classes.h"
-#include "server/application_server.h"
-#include "tables/table_inits.h"
 #ifdef ZOV_BENCH_PROTOBUF
 #include "samples.pb.h"
 #endif
 
 namespace {
 
-/// An agent with one server, whose requests are `anchors` many. Made once; never taken down.
-class Bench {
- public:
-  static Bench& instance() {
-    static Bench* bench = new Bench;
-    return *bench;
-  }
-
-  void resize(int anchors) {
-    for (; _anchors < anchors; ++_anchors) {
-      auto* sample = new ZOVWorkloadSumSample;
-      const std::string name = "request-" + std::to_string(_anchors);
-      sample->saveStringData(701, "shop");
-      sample->saveStringData(702, name);
-      sample->saveNumericData(4, 4711);
-      sample->saveNumericData(700, 2);
-      sample->saveNumericData(20, 1'700'000'000);
-      sample->saveNumericData(21, 60);
-      for (int key = 703; key <= 731; ++key) sample->saveNumericData(key, key + _anchors % 10);
-      _server->saveSample(sample, SaveSampleInterval, 0);
-    }
-  }
-  ZOVApplicationServer& server() { return *_server; }
-  std::string subnode() const { return _server->getSubnodeName().str(); }
-
- private:
-  Bench() {
-    const std::string folder =
-        std::filesystem::temp_directory_path() / ("zov_row_bench" + std::to_string(getpid()));
-    std::filesystem::create_directories(folder);
-    setenv("ZOV_CONFIG_DIR", folder.c_str(), 1);
-    setenv("ZOV_LOCAL_ADDRESS", "127.0.0.1", 1);
-    setenv("ZOV_AGENT_COMPONENT_TRACE", "NO", 1);
-    zovWaits().contextStartDelaySeconds = 0;
-    ZOVLock::init();
-    auto* agent = new ZOVAgent(nullptr);
-    ZOVAgent::LoadAgents();
-    agent->applicationContext()->start();
-    ZOVReturnCode rc;
-    _server = ZOVApplicationServer::buildNew(
-        {.name = "bench", .rootDirectory = "/srv/bench", .status = ServerConnected}, rc);
-    agent->applicationContext()->defineNewAppServer(_server, false);
-    std::filesystem::remove_all(folder);
-  }
-
-  std::shared_ptr<ZOVApplicationServer> _server;
-  int _anchors = 0;
-};
-
 void AnchorToRow(benchmark::State& state) {
   Bench& bench = Bench::instance();
-  bench.resize(static_cast<int>(state.range(0)));
+  bench.report(static_cast<int>(state.range(0)));
   const auto table = zov::hub::Registry::instance().table("ZOVREQUEST");
   long rows = 0;
   for (auto _ : state) {
@@ -90,12 +33,11 @@ void AnchorToRow(benchmark::State& state) {
 
 void AnchorToJson(benchmark::State& state) {
   Bench& bench = Bench::instance();
-  bench.resize(static_cast<int>(state.range(0)));
-  const std::atomic<bool> givenUp{false};
-  const auto query =
-      std::get<zov::hub::Work>(zov::hub::queryRows({"ZOVREQUEST", {{"node", bench.subnode()}}, ""}));
+  bench.report(static_cast<int>(state.range(0)));
   std::size_t bytes = 0;
-  for (auto _ : state) bytes += query(givenUp).body.size();
+  for (auto _ : state) {
+    bytes += takeAnswer(zov::hub::queryRows({"ZOVREQUEST", {{"node", bench.subnode()}}, "", ""}));
+  }
   state.SetItemsProcessed(state.iterations() * state.range(0));
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
 }

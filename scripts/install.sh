@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what the build, the tests or the demo need from Debian's packages, and says what it installs.
-# Usage: scripts/install.sh build|clang|bench|demo|servers|fuzz ...   (as root; without root it names what is missing)
+# Usage: scripts/install.sh build|clang|bench|demo|metrics|servers|fuzz ...   (as root; without root it names what is missing)
 set -euo pipefail
 
 declare -A packages=(
@@ -9,12 +9,13 @@ declare -A packages=(
   [clang]="clang clang-tidy"
   [fuzz]="clang libclang-rt-14-dev"
   [demo]="default-jdk-headless libtomcat10-java libhsqldb-java libactivemq-java libslf4j-java libasm-java curl procps"
+  [metrics]="prometheus curl"
   [servers]="default-jdk-headless tomcat10 libhsqldb-java libehcache-java libslf4j-java libjetty9-java libasm-java curl procps"
 )
 
 missing=()
 for group in "$@"; do
-  for package in ${packages[$group]:?"unknown group '$group': build, clang, bench, demo, servers or fuzz"}; do
+  for package in ${packages[$group]:?"unknown group '$group': build, clang, bench, demo, metrics, servers or fuzz"}; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
   done
 done
@@ -29,3 +30,5 @@ echo "Installing from Debian's packages: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 apt-get update -qq
 apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+# The package starts a server of its own, which the tests do not use.
+case " ${missing[*]} " in *" prometheus "*) systemctl disable --now prometheus 2>/dev/null || true ;; esac

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tables/families.h"
+#include "tables/metrics.h"
 
 namespace {
 
@@ -15,36 +16,6 @@ std::string kindOf(const zov::Column& column) {
       return "text";
     default:
       return "utf8";
-  }
-}
-
-std::string formOf(const zov::ColumnMeaning& meaning) {
-  switch (meaning.form) {
-    case zov::ColumnForm::Plain:
-      return "";
-    case zov::ColumnForm::PerSecond:
-      return " Per second.";
-    case zov::ColumnForm::Mean:
-      return " Shown: the mean.";
-    case zov::ColumnForm::Share:
-      return " Shown: the share.";
-    case zov::ColumnForm::Zero:
-      return " The samples have no such value: always 0.";
-  }
-  return "";
-}
-
-std::string writtenAs(zov::ColumnSource source) {
-  switch (source) {
-    case zov::ColumnSource::JavaTime:
-      return " As CYYMMDDHHMMSSmmm.";
-    case zov::ColumnSource::Digits:
-      return " As decimal digits.";
-    case zov::ColumnSource::ShortName:
-      return " When it is longer than the column: its start, and six digits that stand for it while the "
-             "agent runs.";
-    default:
-      return "";
   }
 }
 
@@ -70,6 +41,16 @@ std::string listOf(const std::string& label, const std::string& items) {
   return items.empty() ? "" : label + ": " + items + ".\n";
 }
 
+std::string metricsOf(const zov::TableInfo& table) {
+  std::string list;
+  for (const zov::MetricFamily& family : zov::TableMetrics::instance().collect(table.name, 0).families) {
+    list += (list.empty() ? "`" : ", `") + family.name;
+    list += family.type == zov::MetricFamily::Type::Counter ? "_total`" : "`";
+    if (family.type == zov::MetricFamily::Type::Summary) list += " (summary)";
+  }
+  return list;
+}
+
 void print(const zov::TableInfo& table) {
   std::string samples, filters;
   for (const ZOVSample::_SampleType type : table.sampleTypes) {
@@ -83,19 +64,22 @@ void print(const zov::TableInfo& table) {
   std::printf("\n## %s\n\nA row has %d bytes.\n", table.name, table.rowBytes);
   std::fputs(listOf("Samples", samples).c_str(), stdout);
   std::fputs(listOf("Filters", filters).c_str(), stdout);
+  if (!table.metrics.empty()) std::fputs(listOf("Metrics", metricsOf(table)).c_str(), stdout);
   std::fputs(
-      "\n| Column | Offset | Width | Kind | Key | Meaning | Unit | Decimals | None is |\n"
-      "|---|---|---|---|---|---|---|---|---|\n",
+      "\n| Column | Readable | Offset | Width | Kind | Key | Meaning | Unit | Decimals | None is |\n"
+      "|---|---|---|---|---|---|---|---|---|---|\n",
       stdout);
-  for (const zov::Column& column : table.columns) {
+  const std::vector<zov::ColumnDescription> descriptions = zov::describeColumns(table);
+  for (std::size_t i = 0; i < table.columns.size(); ++i) {
+    const zov::Column& column = table.columns[i];
     const zov::ColumnMeaning meaning = zov::columnMeaning(table, column);
     const bool hasKey = column.key != zov::NoKey;
     const std::string name = hasKey ? "`" + std::string(zov::keyInfo(column.key).name) + "`" : "";
     const std::string decimals = meaning.decimals == 0 ? "" : std::to_string(meaning.decimals);
-    std::printf("| `%s` | %u | %u | %s | %s | %.*s%s%s | %s | %s | %s |\n", column.name, column.offset,
-                column.width, kindOf(column).c_str(), name.c_str(), static_cast<int>(meaning.text.size()),
-                meaning.text.data(), formOf(meaning).c_str(), writtenAs(column.source).c_str(),
-                unitOf(meaning).c_str(), decimals.c_str(), nullOf(meaning.null).c_str());
+    std::printf("| `%s` | `%s` | %u | %u | %s | %s | %s | %s | %s | %s |\n", column.name,
+                descriptions[i].readable.c_str(), column.offset, column.width, kindOf(column).c_str(),
+                name.c_str(), descriptions[i].meaning.c_str(), unitOf(meaning).c_str(), decimals.c_str(),
+                nullOf(meaning.null).c_str());
   }
 }
 
@@ -107,6 +91,11 @@ int main() {
       "Made by `tools/table_docs` from `src/tables/columns/*.def` and `src/samples/keys.def`; change those, "
       "and run\n"
       "`build/release/bin/table_docs > docs/tables.md`.\n\n"
+      "A column is shown, and asked for, by either name: `names=readable` of a query shows the readable "
+      "ones, "
+      "with null for\n"
+      "none, decimals behind a point, and times in UTC; what follows here is said of the rows without "
+      "that.\n\n"
       "Integers are signed 32 bits; texts are blank padded, and `utf8` is never cut in the middle of a "
       "character.\n"
       "*Decimals* says how many digits of an integer stand behind the point: with three, 1500 is 1.5. *None "

@@ -23,6 +23,7 @@
 #include "runtime/recovery.h"
 #include "runtime/shutdown_probe.h"
 #include "runtime/trace_scope.h"
+#include "tables/metrics.h"
 #include "tables/table_inits.h"
 #include "tables/zovloganal.h"
 #include "tables/zovprev.h"
@@ -154,6 +155,7 @@ int ZOVAgent::LoadAgents() {
   ZOV_TRACE(Public);
 #define ZOV_TABLE(sort, stem, ...) zov_##stem##_init();
 #include "tables/tables.def"
+  zov::introduceMetrics(&zov::TableMetrics::instance());
   ZOVProductEventCollector::setEmitter(zov_zovprev_agent::emitEvent);
   ZOVLogFile::setEmitter(zov_zovloganal_agent::emitEvent);
   if (ZOVAgentEnvironment* environment = pEnvironment) {

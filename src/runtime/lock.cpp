@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/own_metrics.h"
 #include "runtime/environment.h"
 #include "runtime/held_locks.h"
 #include "runtime/recoverable_thread.h"
@@ -15,6 +16,8 @@
 #include "runtime/waits.h"
 
 static DGT1_Unit traceUnit("ZOVCLOCK");
+
+static zov::OwnTimes lockWaits("zov_agent_lock_wait_seconds", "Waits of threads for locks, and their time.");
 
 ZOVMutex* ZOVLock::pLockMutex = nullptr;
 
@@ -281,9 +284,11 @@ bool ZOVLock::takeBackShared() {
 }
 
 void ZOVLock::wait(Request& request, Waiter& waiter) {
+  const auto begin = ZOVClock::steady();
   Unlocked unlocked;
   request.lines.write();
   waitFor(waiter.event);
+  lockWaits.add(begin);
 }
 
 void ZOVLock::waitFor(ZOVEvent& event) const {

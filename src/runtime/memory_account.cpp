@@ -1,6 +1,17 @@
 #include "runtime/memory_account.h"
 
+#include "platform/own_metrics.h"
+
 namespace zov {
+namespace {
+
+const OwnGauge ofServers("zov_agent_servers_memory_bytes",
+                         "What is kept of all servers, as budgets count it.",
+                         [] { return static_cast<double>(MemoryAccount::allServers().used()); });
+const OwnGauge ofPolls("zov_agent_polls_memory_bytes", "Frames and polls in hand, as budgets count them.",
+                       [] { return static_cast<double>(MemoryAccount::allPolls().used()); });
+
+}  // namespace
 
 MemoryAccount& MemoryAccount::allServers() {
   static auto* const account = new MemoryAccount(zovBudgets().allServers);

@@ -152,7 +152,8 @@ std::size_t ZOVResourceAnchor::ownBytes() const {
 }
 
 std::size_t ZOVResourceAnchor::memoryBytes() const {
-  return ownBytes() + bytesOf(lastSample) + bytesOf(lastHistoricalSample);
+  const std::size_t totalsBytes = sampleTotals != nullptr ? sampleTotals->memoryBytes() : 0;
+  return ownBytes() + totalsBytes + bytesOf(lastSample) + bytesOf(lastHistoricalSample);
 }
 
 std::size_t ZOVResourceAnchor::memoryBytesWith(const ZOVSample& sample) const {
@@ -167,6 +168,7 @@ void ZOVResourceAnchor::saveNewSample(ZOVSample* sample, unsigned int collection
               this, sample);
   if (sample == nullptr) return;
   reportedAt = ZOVClock::coarseSteady();
+  addToTotals(*sample);
   if (collectionId != 0 && collectionId == lastCollectionId && lastSample != nullptr) {
     mergeLaterPart(sample);
     return;
@@ -181,6 +183,12 @@ void ZOVResourceAnchor::saveNewSample(ZOVSample* sample, unsigned int collection
   if (!returned) return;
   if (!interval) delete std::exchange(lastHistoricalSample, nullptr);
   logicallyDeleted = historyOnly = false;
+}
+
+void ZOVResourceAnchor::addToTotals(const ZOVSample& sample) {
+  if (!sample.isIntervalSample() || !zov::SampleTotals::areKept(sampleType)) return;
+  if (sampleTotals == nullptr) sampleTotals = std::make_unique<zov::SampleTotals>();
+  sampleTotals->add(sample);
 }
 
 void ZOVResourceAnchor::mergeLaterPart(ZOVSample* part) {

@@ -10,11 +10,13 @@
 //
 // Nothing here reports failure.
 
+#include <memory>
 #include <span>
 
 #include "platform/clock.h"
 #include "runtime/collectable.h"
 #include "samples/sample.h"
+#include "samples/sample_totals.h"
 
 class ZOVApplicationServerBase;
 struct ZOVSampleCallbackParms;  // the table query's own
@@ -111,6 +113,8 @@ class ZOVResourceAnchor : public ZOVCollectable {
 
   // --- Samples.
   virtual ZOVSample* getLastSample() const { return lastSample; }  ///< null before the first
+  /// Of interval samples; null while none are kept.
+  const zov::SampleTotals* totals() const { return sampleTotals.get(); }
   /// Rated; null when there is none. That of an event is its last sample, until it has been read.
   virtual ZOVSample* getLastHistoricalSample() const;
   /// Takes the sample over. A further part of the collection `collectionId` merges into the last sample; any
@@ -169,12 +173,14 @@ class ZOVResourceAnchor : public ZOVCollectable {
   }
   void mergeLaterPart(ZOVSample* part);
   void addToHistory(const ZOVSample& sample);
+  void addToTotals(const ZOVSample& sample);
   void returnHistory(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                      const ZOVApplicationServerBase* server);
 
   ZOVSample* lastSample = nullptr;            // owned
   ZOVSample* lastHistoricalSample = nullptr;  // owned
-  ZOVClock::Steady reportedAt{};              // of the last sample, when there is one
+  std::unique_ptr<zov::SampleTotals> sampleTotals;
+  ZOVClock::Steady reportedAt{};  // of the last sample, when there is one
   std::size_t charged = 0;
   unsigned int lastCollectionId = 0;
   bool logicallyDeleted = false;

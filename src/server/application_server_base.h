@@ -165,6 +165,10 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor,
   }
   bool findCachedSampleRequest(const ZOVResourceAnchor& wanted) { return _anchors.findCachedRequest(wanted); }
   void defineCachedSampleRequest(const ZOVResourceAnchor& wanted) { _anchors.defineCachedRequest(wanted); }
+  void forEachAnchor(ZOVSample::_SampleType type,
+                     const std::function<void(const ZOVResourceAnchor&)>& visit) const {
+    _anchors.forEachAnchor(type, visit);
+  }
   void rollupTo(ZOVAppServerSample& serverSample) { _anchors.rollUpTo(serverSample); }
   using ZOVAppServerAnchor::returnSamples;
   ZOVReturnCode returnSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,

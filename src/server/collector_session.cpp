@@ -33,6 +33,12 @@ namespace zov {
 
 namespace {
 
+OwnTimes polls("zov_agent_poll_seconds", "Polls of collectors, and their time.");
+OwnCounter pollFailures("zov_agent_poll_failures", "Polls of collectors that brought nothing.");
+OwnCounter framesTaken("zov_agent_frames", "Frames of collectors' polls.");
+OwnCounter droppedUnused(DroppedFrames, DroppedFramesHelp, "reason=\"unused_type\"");
+OwnCounter droppedInvalid(DroppedFrames, DroppedFramesHelp, "reason=\"not_valid\"");
+
 constexpr std::string_view FileEncodingProperty = "file.encoding";
 constexpr const char* ServerLiteral = " Server: ";
 constexpr std::size_t MostMessage = MaximumEventText;
@@ -273,6 +279,7 @@ ZOVReturnCode CollectorSession::obtainSamples(const ZOVPollRequest& request,
   ZOV_TRACE(Public);
   Poll poll;
   ZOVReturnCode rc;
+  const auto begin = ZOVClock::steady();
   withCleanup(
       [&] {
         rc = exchange(zovFunction.text, ZOV_PROFILING_NOT_ACTIVE,
@@ -284,6 +291,9 @@ ZOVReturnCode CollectorSession::obtainSamples(const ZOVPollRequest& request,
         if (rc == ZOV_OK) savePoll(poll, wanted);
       },
       [&] { poll.dropSamples(); });
+  polls.add(begin);
+  if (rc != ZOV_OK) pollFailures.add();
+  if (poll.dropped) droppedOverBudget.add(static_cast<std::int64_t>(poll.frames));
   return rc == ZOV_OK && poll.dropped ? ZOVReturnCode(ZOV_OUT_OF_STORAGE) : rc;
 }
 
@@ -306,6 +316,7 @@ ZOVReturnCode CollectorSession::collectFromSocket(ZOVSocketConnection& socket, c
 }
 
 ZOVReturnCode CollectorSession::takeFrame(ZOVSocketConnection& socket, ZOVBuffer& frame, Poll& poll) {
+  framesTaken.add();
   poll.wireBytes += frame.length();
   if (++poll.frames > zovBudgets().pollFrames || poll.wireBytes > zovBudgets().pollWireBytes) {
     return ZOV_INVALID_DATA;
@@ -313,11 +324,16 @@ ZOVReturnCode CollectorSession::takeFrame(ZOVSocketConnection& socket, ZOVBuffer
   // These two have no class, so they go before they would count as damage.
   if (frame.peekDataType() == ZOVTransportableData::SampleDataType) {
     const int type = frame.peekSubtype();
-    if (type == ZOVSample::SampleTypeProfilerSystem || type == ZOVSample::SampleTypeProfilerResource)
+    if (type == ZOVSample::SampleTypeProfilerSystem || type == ZOVSample::SampleTypeProfilerResource) {
+      droppedUnused.add();
       return 0;
+    }
   }
   std::unique_ptr<ZOVTransportableData> object = ZOVTransportableData::buildFromBuffer(frame);
-  if (!object) return ZOV_INVALID_DATA;
+  if (!object) {
+    droppedInvalid.add();
+    return ZOV_INVALID_DATA;
+  }
   if (object->getDataType() == ZOVTransportableData::SampleDataType) {
     return takeSample(std::unique_ptr<ZOVSample>(static_cast<ZOVSample*>(object.release())), poll);
   }

@@ -48,6 +48,7 @@ void ServerAnchors::saveSample(ZOVSample* sample, _SaveSampleType type, unsigned
     const bool own = sample->getSampleType() == ZOVSample::SampleTypeApplicationServer;
     const ZOVBudget* const full =
         own ? saveServerSample(sample, type, collectionId) : saveResourceSample(sample, type, collectionId);
+    if (full) droppedOverBudget.add();
     if (!full || (_toldFull && ZOVClock::secondsSince(*_toldFull) < SecondsBetweenToldFull)) return nullptr;
     _toldFull = ZOVClock::steady();
     return full;
@@ -279,6 +280,17 @@ unsigned int ServerAnchors::returnSamplesOf(ZOVResourceAnchor& anchor, ZOVSample
   const unsigned int returned = anchor.returnSamples(callback, parms, saveType, &_server);
   if (saveType == SaveSampleHistorical) _table.settle(anchor);
   return returned;
+}
+
+void ServerAnchors::forEachAnchor(ZOVSample::_SampleType type,
+                                  const std::function<void(const ZOVResourceAnchor&)>& visit) const {
+  ZOV_TRACE(Restricted);
+  holding(_lock, Shared, [&]() ZOV_REQUIRES_SHARED(_lock) {
+    if (type == ZOVSample::SampleTypeApplicationServer) return visit(_server);
+    const auto next = _table.getIteratorForSampleType(type);
+    if (!next) return;
+    while (const auto* anchor = static_cast<const ZOVResourceAnchor*>((*next)())) visit(*anchor);
+  });
 }
 
 // --- Roll-up.

@@ -12,6 +12,7 @@
 // Threads: any.
 
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
@@ -67,6 +68,10 @@ class ServerAnchors final : public ZOVSampleKeeper {
   /// server itself always has a sample: at worst one made here of its name and status.
   ZOVReturnCode returnSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms,
                               const ZOVResourceAnchor& wanted, _SaveSampleType saveType);
+  /// Visits the anchors of a type, also those that are logically deleted, with the lock held shared; of the
+  /// server's own type the server.
+  void forEachAnchor(ZOVSample::_SampleType type,
+                     const std::function<void(const ZOVResourceAnchor&)>& visit) const;
   /// Adds the server-wide sums of the resources to a sample of the server.
   void rollUpTo(ZOVAppServerSample& serverSample);
 

@@ -83,7 +83,9 @@ constexpr auto sortable(const Column (&columns)[Size]) {
 template <std::size_t Size>
 constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
   for (const Column& column : columns) {
-    if (column.source == ColumnSource::Own && column.own.text.empty()) return false;
+    if (column.source == ColumnSource::Own && (column.own.text.empty() || column.own.readable.empty())) {
+      return false;
+    }
     if (column.key != NoKey && keyInfo(column.key).meaning.empty()) return false;
   }
   return true;
@@ -114,6 +116,14 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
 #define ZOV_SORTING(when) Sorting::when,
 #define ZOV_END_TABLE \
   Sorting::ByColumn   \
+  }                   \
+  ;
+#include "tables/tables.def"
+
+#define ZOV_TABLE(sort, stem, ...) inline constexpr const char* stem##_metrics[] = {
+#define ZOV_METRICS(word) #word,
+#define ZOV_END_TABLE \
+  ""                  \
   }                   \
   ;
 #include "tables/tables.def"
@@ -149,7 +159,8 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
       zov::facts::stem##_sorting[0],                                                                  \
       ZOV_SAMPLES_##sort,                                                                             \
       zov::facts::stem##_pushesEvents[0],                                                             \
-      zov::facts::stem##_anchors};
+      zov::facts::stem##_anchors,                                                                     \
+      zov::facts::stem##_metrics[0]};
 #include "tables/tables.def"
 
 // --- Classes. The sort of a table says what its requests derive from: see tables.def.
@@ -177,6 +188,9 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
     zov_##stem##_manager() : TableManagerBase(zov_##stem##_application, zov_##stem##_table) {}     \
     tqbox* CreateTqbox(RequestDetail* detail, ContextInfo* context) override;                      \
     zov::QueryAbilities queryAbilities() const override { return abilitiesOf(zov_##stem##_info); } \
+    std::vector<zov::ColumnDescription> describeColumns() const override {                         \
+      return zov::describeColumns(zov_##stem##_info);                                              \
+    }                                                                                              \
     bool WaitsForSubnodes() const override { return ZOV_WAITS_##sort; }                            \
     /* Pushes rows without a request; 0 when the table is not registered. Any thread may call. */  \
     static int EventArrived(zov_##stem##_data_t* rows, int count);                                 \

@@ -12,9 +12,11 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "framework/table_manager.h"
 #include "framework/tqbox.h"
+#include "samples/key_table.h"
 #include "samples/keys.h"
 #include "tables/filters.h"
 
@@ -62,6 +64,7 @@ struct ColumnMeaning {
   NullValue null;
   std::string_view text;  ///< a sentence
   ColumnForm form = ColumnForm::Plain;
+  std::string_view readable = {};  ///< of a column without a key: its name for people
 };
 
 inline constexpr int NoKey = 0;
@@ -99,6 +102,7 @@ struct TableInfo {
   bool makesRowsOfSamples;  ///< else its rows come from elsewhere, and PARMA means nothing to it
   bool pushesEvents;
   ResourceAnchors (*makeAnchors)(const FilterValues&);  ///< the filters as anchors, to be asked for in turn
+  std::string_view metrics = {};  ///< the start of its metrics' names; empty: it gives none
 };
 
 /// All tables, in the order in which they are registered.
@@ -106,6 +110,10 @@ std::span<const TableInfo* const> allTables();
 
 /// Of any column of the table, at the decimals of the table's samples.
 ColumnMeaning columnMeaning(const TableInfo& table, const Column& column);
+/// What the first of the table's sample classes that has the key says of it; null when none has it.
+const KeyRow* keyRow(const TableInfo& table, int key);
+/// Of all columns, for whoever reads rows.
+std::vector<ColumnDescription> describeColumns(const TableInfo& table);
 
 /// What GetColumnInfo answers for an index that is out of range.
 inline constexpr int BadColumnIndex = 0x21060007;

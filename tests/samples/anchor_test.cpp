@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "samples/anchors.h"
+#include "samples/sample_classes.h"
 
 namespace {
 
@@ -197,6 +198,32 @@ TEST(AnchorSamples, ASampleForTheHistoryOfOneThatHasNoneIsDropped) {
   r.anchor.saveNewHistoricalSample(r.sample(1010, 130).release());
   EXPECT_EQ(r.state(), "live");
   EXPECT_EQ(r.anchor.getLastSample(), nullptr);
+}
+
+TEST(AnchorTotals, AddUpWhatIntervalsBringOnceSomebodyWantsThem) {
+  const Owned anchor = an<ZOVWorkloadSumAnchor>(1, 1, "shop", "order");
+  unsigned int collection = 0;
+  const auto save = [&](unsigned int id, long long count, long long time) {
+    auto* sample = new ZOVWorkloadSumSample;
+    sample->saveNumericData(zov::key::request_count, count);
+    sample->saveNumericData(zov::key::request_time, time);
+    anchor->saveNewSample(sample, id);
+  };
+  save(++collection, 100, 1000);
+  EXPECT_EQ(anchor->totals(), nullptr) << "nobody has asked";
+  const std::size_t before = anchor->memoryBytes();
+  zov::SampleTotals::keep(ZOVSample::SampleTypeWorkloadSummary);
+  save(++collection, 3, 40);
+  save(collection, 2, ZOVSample::NullValue);  // a further part of the same collection
+  save(++collection, 1, 2);
+  anchor->resetHistoricalSample();
+  save(++collection, 5'000'000'000, 8);
+  ASSERT_NE(anchor->totals(), nullptr);
+  EXPECT_EQ(anchor->totals()->of(zov::key::request_count), 5'000'000'006);
+  EXPECT_EQ(anchor->totals()->of(zov::key::request_time), 50);
+  EXPECT_EQ(anchor->totals()->of(zov::key::longest_request_time), ZOVSample::NullValue);
+  EXPECT_EQ(anchor->totals()->of(-1), ZOVSample::NullValue);
+  EXPECT_GT(anchor->memoryBytes(), before);
 }
 
 }  // namespace

@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <set>
 #include <string>
 
 #include "samples/sample_classes.h"
 #include "tables/families.h"
+#include "tables/metrics.h"
 #include "tables/sorted_sample.h"
 #include "tables/workload_name.h"
 
@@ -76,6 +78,53 @@ TEST(Tables, SortableColumnsAreThoseWithAValueARateOrAPercentage) {
       const std::string name = row->columnName;
       EXPECT_FALSE(name == "iltype" || name == "inst_level" || name.ends_with("_il")) << table->name << name;
     }
+  }
+}
+
+TEST(Tables, ReadableNamesTellWhatAColumnShows) {
+  std::map<std::string, std::string> readable;  // of ZOVREQUEST and ZOVAPSRV
+  for (const zov::TableInfo* table : zov::allTables()) {
+    const auto described = zov::describeColumns(*table);
+    std::map<std::string, std::string> columns;  // of both kinds of names
+    for (std::size_t i = 0; i < described.size(); ++i) {
+      const std::string name = table->columns[i].name;
+      EXPECT_TRUE(columns.emplace(described[i].readable, name).second)
+          << table->name << described[i].readable;
+      EXPECT_EQ(described[i].readable.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_"),
+                std::string::npos);
+      if (table == &zov_zovrequest_info || table == &zov_zovapsrv_info)
+        readable[name] = described[i].readable;
+    }
+    for (const zov::Column& column : table->columns) {
+      const auto same = columns.find(column.name);
+      EXPECT_TRUE(same == columns.end() || same->second == column.name)
+          << table->name << ": " << column.name << " is another column's readable name";
+    }
+  }
+  const std::map<std::string, std::string> expected = {
+      {"c7", "request_count"},      {"c8", "request_count_per_second"},
+      {"c10", "request_time_mean"}, {"c26", "delay_5_time_percent"},
+      {"originnode", "node"},       {"as_cpup", "cpu_percent"}};
+  for (const auto& [name, shown] : expected) EXPECT_EQ(readable[name], shown);
+}
+
+TEST(Tables, MetricsAreNamedOnceAndEndWithTheirUnit) {
+  std::set<std::string> names;
+  for (const std::string& group : zov::TableMetrics::instance().groups()) {
+    const zov::MetricGroup metrics = zov::TableMetrics::instance().collect(group, 0);
+    EXPECT_FALSE(metrics.families.empty()) << group;
+    for (const zov::MetricFamily& family : metrics.families) {
+      EXPECT_TRUE(names.insert(family.name).second) << family.name;
+      EXPECT_TRUE(family.name.starts_with("zov_") && family.name.ends_with(family.unit)) << family.name;
+      for (const char* reserved : {"_total", "_count", "_sum", "_info", "_bucket"}) {
+        EXPECT_FALSE(family.name.ends_with(reserved)) << family.name;
+      }
+      EXPECT_FALSE(family.help.empty()) << family.name;
+    }
+  }
+  for (const char* name : {"zov_request", "zov_request_time_seconds", "zov_server_up", "zov_gc_time_seconds",
+                           "zov_server_used_memory", "zov_thread_pool_percent_maxed_ratio"}) {
+    EXPECT_TRUE(names.contains(name)) << name;
   }
 }
 

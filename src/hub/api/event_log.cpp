@@ -6,11 +6,13 @@
 #include "framework/table_manager.h"
 #include "hub/api/json.h"
 #include "platform/clock.h"
+#include "platform/own_metrics.h"
 
 namespace zov::hub {
 namespace {
 
 constexpr char idSeparator = '-';
+OwnCounter eventsAdded("zov_agent_events", "Rows that were pushed as events.");
 
 }  // namespace
 
@@ -22,6 +24,7 @@ std::uint64_t EventLog::add(const Table& table, const char* row) {
   JsonWriter writer(stream);
   writeRow(writer, table, row);
   rest += "\n\n";
+  eventsAdded.add();
   const MutexLock guard(_mutex);
   const std::uint64_t position = _oldest + _events.size();
   std::string text = "id: " + _run + idSeparator + std::to_string(position);

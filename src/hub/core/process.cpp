@@ -50,6 +50,7 @@ int Process::run() {
     const int code = loader();
     DGT1_Printf(traceUnit, DGT1_DETAIL, "The agent loader returned %d", code);
   }
+  metricsChoice() = MetricsChoice::read();
   if (!_settings.serve) {
     DGT1_Printf(
         traceUnit, DGT1_MESSAGE, "%s",

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "framework/metrics.h"
 #include "framework/process.h"
 #include "hub/core/registry.h"
 #include "platform/trace.h"
@@ -21,6 +22,10 @@ std::string textOf(const char* text) {
 
 void zov::introduceAgent(AgentIdentity identity) {
   Registry::instance().setIdentity(std::move(identity));
+}
+
+void zov::introduceMetrics(MetricsSource* source) {
+  Registry::instance().metrics = source;
 }
 
 int ARQ_RegisterAgentLoader(int (*loader)()) {

@@ -16,6 +16,9 @@
 
 class TableManager;
 class TqboxAutomationCapsule;
+namespace zov {
+class MetricsSource;
+}
 
 namespace zov::hub {
 
@@ -66,6 +69,7 @@ class Registry {
   std::atomic<CommandCallback> commandCallback{nullptr};
   using ActionCallback = void (*)(const ActionRecord&);
   std::atomic<ActionCallback> actionCallback{nullptr};  ///< of records that have ended
+  std::atomic<MetricsSource*> metrics{nullptr};
 
  private:
   Registry() = default;

@@ -9,10 +9,14 @@
 
 #include "hub/core/kept_token.h"
 #include "platform/services.h"
+#include "platform/trace.h"
+
+static DGT1_Unit traceUnit("ZOVHSETT");
 
 namespace zov::hub {
 namespace {
 
+constexpr std::size_t MostSeries = 10'000'000;
 constexpr const char* accepted =
     "accepted is ADDRESS:PORT with a numeric IPv4 address, [IPV6]:PORT, localhost:PORT, or off";
 
@@ -55,6 +59,36 @@ bool isNumericAddress(const std::string& host) {
 Limits& limits() {
   static Limits inForce;
   return inForce;
+}
+
+MetricsChoice& metricsChoice() {
+  static MetricsChoice inForce;
+  return inForce;
+}
+
+MetricsChoice MetricsChoice::read() {
+  MetricsChoice choice;
+  if (const char* const words = OSL1_GetEnv("ZOV_METRICS_TABLES", nullptr)) {
+    choice.tables.emplace();
+    std::string_view rest = words;
+    while (!rest.empty()) {
+      const std::size_t end = std::min(rest.find_first_of(", "), rest.size());
+      if (end != 0) choice.tables->emplace_back(rest.substr(0, end));
+      rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+  }
+  const std::string_view number = OSL1_GetEnv("ZOV_METRICS_MAX_SERIES", "");
+  if (number.empty()) return choice;
+  std::size_t most = 0;
+  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), most);
+  if (error == std::errc() && end == number.data() + number.size() && most <= MostSeries) {
+    choice.mostSeries = most;
+  } else {
+    DGT1_Printf(traceUnit, DGT1_MESSAGE,
+                "ZOV_METRICS_MAX_SERIES is \"%s\"; accepted is a number from 0 to %u. Used: %u.",
+                std::string(number).c_str(), MostSeries, choice.mostSeries);
+  }
+  return choice;
 }
 
 Limits Limits::within(std::size_t descriptors) const {

@@ -3,7 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace zov::hub {
 
@@ -26,6 +28,7 @@ struct Limits {
   std::size_t answerBytes = 256 * KiB * KiB;  ///< unsent rows of all answers together
   std::size_t bodyShareBytes = 64 * KiB * KiB;  ///< of those, of one answer
   std::size_t blockBytes = 32 * KiB;            ///< rows are sent in blocks of about this
+  std::size_t pageBytes = 128 * KiB * KiB;      ///< rows that wait for their order, of all queries together
   int writerMilliseconds = 5000;                ///< that a table's request waits for room, all in all
   std::size_t readerBytes = KiB * KiB;          ///< that a reader takes in readerSeconds at least
   int readerSeconds = 30;
@@ -53,6 +56,18 @@ struct Limits {
 
 /// The limits in force, for the whole process.
 Limits& limits();
+
+/// What of the agent's metrics is given out. Read when arkmain starts.
+struct MetricsChoice {
+  std::optional<std::vector<std::string>> tables;  ///< of ZOV_METRICS_TABLES; not set: all
+  std::size_t mostSeries = 50'000;  ///< of ZOV_METRICS_MAX_SERIES: in one answer, beside the agent's own
+
+  /// From the environment; what is no number is traced.
+  static MetricsChoice read();
+};
+
+/// The choice in force, for the whole process.
+MetricsChoice& metricsChoice();
 
 /// The token that the hub makes for itself. Without one `problem` says why.
 struct KeptToken {

@@ -3,12 +3,15 @@
 #include <algorithm>
 
 #include "hub/core/registry.h"
+#include "platform/own_metrics.h"
 #include "platform/trace.h"
 
 static DGT1_Unit traceUnit("ZOVHEVNT");
 
 namespace zov::hub {
 namespace {
+
+OwnGauge streamsOpen("zov_agent_event_streams", "Event streams that are open.");
 
 std::shared_ptr<const std::string> comment(const char* text) {
   return std::make_shared<const std::string>(std::string(": ") + text + "\n\n");
@@ -22,7 +25,13 @@ EventStream::EventStream(MHD_Connection* connection, EventTables tables, const E
       _log(log),
       _suspension(connection),
       _position(position),
-      _text(comment("events follow")) {}
+      _text(comment("events follow")) {
+  streamsOpen.change(1);
+}
+
+EventStream::~EventStream() {
+  streamsOpen.change(-1);
+}
 
 ssize_t EventStream::read(char* buffer, std::size_t most) {
   const MutexLock guard(_mutex);

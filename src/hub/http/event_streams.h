@@ -25,6 +25,7 @@ class EventStream {
  public:
   /// `position` is that of the first event to send. `log` outlives the stream.
   EventStream(MHD_Connection* connection, EventTables tables, const EventLog& log, std::uint64_t position);
+  ~EventStream();
 
   /// libmicrohttpd's thread: copies what is to be sent; libmicrohttpd's conventions for the result.
   ssize_t read(char* buffer, std::size_t most);

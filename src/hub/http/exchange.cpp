@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "hub/http/admission.h"
+#include "platform/own_metrics.h"
 #include "platform/trace.h"
 
 static DGT1_Unit traceUnit("ZOVHEXCH");
@@ -16,6 +17,7 @@ static DGT1_Unit traceUnit("ZOVHEXCH");
 namespace zov::hub {
 namespace {
 
+OwnCounter requests("zov_agent_http_requests", "Requests that were let in.");
 constexpr const char* tooManyWait = "too many requests wait for the agent already; try again later";
 constexpr std::size_t wastedBodyBytes = KiB * KiB;  // of a body without a length, read before it is cut off
 constexpr unsigned badRequest = 400;
@@ -148,11 +150,13 @@ bool Exchange::takeBody(std::string_view data) {
 }
 
 void Exchange::route() {
+  requests.add();
   if (_path->takesBody(_call.method) && _bodyBytes > _desk.limits.bodyBytes) {
     return setAnswer(bodyTooLong(std::to_string(_bodyBytes), _desk.limits));
   }
   _call.parameters = std::move(_target.parameters);
   _call.who = addressOf(_connection);
+  _call.accept = header("Accept");
   Reply reply = _path->answer(_call);
   if (auto* const answer = std::get_if<Answer>(&reply)) return setAnswer(std::move(*answer));
   if (const auto* const work = std::get_if<Work>(&reply)) return answerLater(*work);
@@ -274,7 +278,7 @@ bool Exchange::sendBody() {
   _sendsBody = true;
   const Response response = ofReader<Exchange, &Exchange::readBody>(shared_from_this());
   if (response == nullptr) return false;
-  addCommonHeaders(response.get(), Answer().contentType);
+  addCommonHeaders(response.get(), _production->contentType());
   return MHD_queue_response(_connection, 200, response.get()) == MHD_YES;
 }
 

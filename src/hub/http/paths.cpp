@@ -4,6 +4,7 @@
 
 #include "hub/api/actions.h"
 #include "hub/api/events.h"
+#include "hub/api/metrics.h"
 #include "hub/api/nodes.h"
 #include "hub/api/rows.h"
 #include "hub/api/tables.h"
@@ -14,7 +15,8 @@ namespace {
 constexpr const char* plainText = "text/plain; charset=utf-8";
 constexpr std::string_view capitals = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 constexpr std::string_view rowsUsage =
-    "?node=NODE&history=1&COLUMN=VALUE&PARMA=TOP;COLUMN;column;ROWS;n;ORDER;DESC";
+    "?names=readable&node=NODE&COLUMN=VALUE&order=-COLUMN&limit=N&offset=N&history=1&timeout=SECONDS&PARMA=.."
+    ".";
 
 Reply sayOk(const Call&) {
   return Answer{200, "ok\n", plainText};
@@ -25,6 +27,7 @@ Reply listPaths(const Call& call);
 constexpr Path paths[] = {
     {.methods = "GET, HEAD", .pattern = "/", .function = listPaths},
     {.methods = "GET, HEAD", .pattern = "/healthz", .function = sayOk, .access = Access::Open},
+    {.methods = "GET, HEAD", .pattern = "/metrics", .function = scrapeMetrics, .waits = Waits::ForRows},
     {.methods = "GET, HEAD", .pattern = "/v1/tables", .function = listTables},
     {.methods = "GET, HEAD", .pattern = "/v1/nodes", .function = listNodes},
     {.methods = "GET, HEAD", .pattern = "/v1/nodes/NODE", .function = describeNode},

@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "hub/api/metrics.h"
+
 namespace zov::hub {
 namespace {
 
@@ -126,6 +128,7 @@ std::string Server::start() {
     ::close(descriptor);
     return "the HTTP server did not start";
   }
+  checkMetricsChoice();
   _desk.streams.begin();
   _nextKeepAlive = ZOVClock::steady() + std::chrono::milliseconds(_desk.limits.keepAliveMilliseconds);
   return "";
