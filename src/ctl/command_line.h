@@ -1,0 +1,46 @@
+#pragma once
+// zov::ctl::CommandLine: what zovctl can be told, in one place: commands, options and the words that they
+// take. Help, completion and the parsing all go by it.
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ctl/commands.h"
+
+namespace zov::ctl {
+
+class CommandLine {
+ public:
+  CommandLine();
+  /// Reads the arguments and does what they say. CLI::ParseError for those that are wrong, and for --help.
+  Status run(int argc, char** argv);
+  int explain(const CLI::ParseError& error) { return _app.exit(error); }
+
+ private:
+  void addListings();
+  void addRows();
+  void addEvents();
+  void addAct();
+  void addCheck();
+  void addTop();
+  void addCompletion();
+  CLI::App& add(const char* name, const char* text, std::function<Status()> work);
+  AgentClient agent() const { return AgentClient(_address); }
+  /// Prints what may stand for the last of the words, a line each.
+  void complete();
+  std::vector<std::string> candidates(std::vector<std::string> words);
+  std::vector<std::string> valuesOf(const std::string& kind, const std::string& table);
+
+  CLI::App _app{"Shows and steers what the monitoring agent sees of Java application servers."};
+  std::function<Status()> _work;
+  std::string _address = AgentClient::DefaultAddress;
+  std::string _table, _node, _path;
+  std::vector<std::string> _words;
+  RowsOptions _rows;
+  TopOptions _top;
+  bool _follow = false;
+};
+
+}  // namespace zov::ctl

@@ -1,0 +1,4 @@
+#include "ctl/commands.h"
+namespace zov::ctl {
+void top(AgentClient&, const TopOptions&) {}
+}  // namespace zov::ctl
