@@ -137,6 +137,7 @@ void Exchange::route() {
     return setAnswer(bodyTooLong(std::to_string(_bodyBytes), _desk.limits));
   }
   _call.parameters = std::move(_target.parameters);
+  _call.accept = header("Accept");
   Reply reply = _path->function(_call);
   if (auto* const answer = std::get_if<Answer>(&reply)) return setAnswer(std::move(*answer));
   if (const auto* const work = std::get_if<Work>(&reply)) return answerLater(*work);
@@ -258,7 +259,7 @@ bool Exchange::sendBody() {
   _sendsBody = true;
   const Response response = ofReader<Exchange, &Exchange::readBody>(shared_from_this());
   if (response == nullptr) return false;
-  addCommonHeaders(response.get(), Answer().contentType);
+  addCommonHeaders(response.get(), _production->contentType());
   return MHD_queue_response(_connection, 200, response.get()) == MHD_YES;
 }
 
