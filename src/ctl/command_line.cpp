@@ -3,13 +3,16 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "config/nearest_word.h"
+#include "ctl/text.h"
+
 namespace zov::ctl {
 
 CommandLine::CommandLine() {
   _app.name("zovctl");
-  _app.require_subcommand(1);
   _app.failure_message([](const CLI::App*, const CLI::Error& error) {
-    return std::string(error.what()) + "\nzovctl --help and zovctl COMMAND --help say what is accepted.\n";
+    return "zovctl: " + std::string(error.what()) +
+           "\nzovctl --help and zovctl COMMAND --help say what is accepted.\n";
   });
   _app.add_option("-a,--agent", _address, "Where the agent serves HTTP")
       ->type_name("HOST:PORT")
@@ -22,6 +25,7 @@ CommandLine::CommandLine() {
   addAct();
   addCheck();
   addCompletion();
+  _app.allow_extras();  // an unknown command, which is told of in run
 }
 
 CLI::App& CommandLine::add(const char* name, const char* text, std::function<Status()> work) {
@@ -130,7 +134,14 @@ void CommandLine::addCompletion() {
 
 Status CommandLine::run(int argc, char** argv) {
   _app.parse(argc, argv);
-  return _work();
+  if (_work) return _work();
+  const std::vector<std::string> words = _app.remaining();
+  const std::vector<std::string> names = commandNames();
+  const std::string given = words.empty() ? "" : words.front();
+  throw Failure(Status::Usage,
+                (given.empty() ? "No command is given." : "There is no command " + printable(given) + ".") +
+                    nearestHint(given, std::vector<std::string_view>(names.begin(), names.end())) +
+                    " See zovctl --help.");
 }
 
 void CommandLine::complete() {

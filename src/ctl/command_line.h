@@ -26,6 +26,7 @@ class CommandLine {
   void addCheck();
   void addTop();
   void addCompletion();
+  std::vector<std::string> commandNames() const;
   CLI::App& add(const char* name, const char* text, std::function<Status()> work);
   AgentClient agent() const { return AgentClient(_address); }
   /// Prints what may stand for the last of the words, a line each.

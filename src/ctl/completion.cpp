@@ -53,6 +53,14 @@ std::vector<std::string> CommandLine::valuesOf(const std::string& kind, const st
   return values;
 }
 
+std::vector<std::string> CommandLine::commandNames() const {
+  std::vector<std::string> names;
+  for (const CLI::App* const command : _app.get_subcommands([](const CLI::App*) { return true; })) {
+    if (!command->get_group().empty()) names.push_back(command->get_name());
+  }
+  return names;
+}
+
 std::vector<std::string> CommandLine::candidates(std::vector<std::string> words) {
   const std::string begun = words.back();
   words.pop_back();
@@ -66,7 +74,8 @@ std::vector<std::string> CommandLine::candidates(std::vector<std::string> words)
     } else if ((wanted = takingOption(*app, word)) || word.starts_with('-')) {
       continue;
     } else if (app == &_app) {
-      const auto commands = _app.get_subcommands([&](const CLI::App* command) { return command->check_name(word); });
+      const auto commands =
+          _app.get_subcommands([&](const CLI::App* command) { return command->check_name(word); });
       if (commands.empty()) return {};
       app = commands.front();
     } else {
@@ -74,13 +83,7 @@ std::vector<std::string> CommandLine::candidates(std::vector<std::string> words)
     }
   }
   if (!wanted && begun.starts_with('-')) return optionsOf(*app);
-  if (!wanted && app == &_app) {
-    std::vector<std::string> names;
-    for (const CLI::App* const command : _app.get_subcommands({})) {
-      if (!command->get_group().empty()) names.push_back(command->get_name());
-    }
-    return names;
-  }
+  if (!wanted && app == &_app) return commandNames();
   if (!wanted) wanted = positionalOf(*app, positionals.size());
   if (!wanted) return {};
   try {

@@ -66,9 +66,9 @@ void printTable(const Table& table, const RowsOptions& options, const std::vecto
   const std::vector<Column> shown = shownColumns(table, options, rows);
   std::vector<Listing::Heading> headings;
   for (const Column& column : shown) {
-    headings.push_back(
-        {column.readable + (column.unit.empty() || column.unit == "time" ? "" : "/" + column.unit),
-         column.isNumber ? Align::Right : Align::Left});
+    const bool showsUnit = column.unit == "ms" || column.unit == "s" || column.unit == "bytes";
+    headings.push_back({column.readable + (showsUnit ? "/" + column.unit : ""),
+                        column.isNumber ? Align::Right : Align::Left});
   }
   Listing listing(headings);
   for (const Row& row : rows) {

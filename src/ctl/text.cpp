@@ -39,7 +39,9 @@ bool isUpperControl(std::string_view text) {
 }  // namespace
 
 void useLocale() {
-  if (!std::setlocale(LC_CTYPE, "")) std::setlocale(LC_CTYPE, "C.UTF-8");
+  const char* const taken = std::setlocale(LC_CTYPE, "");
+  // Of an environment that names none; nothing else is in use where nobody chose it.
+  if (!taken || std::strcmp(taken, "C") == 0) std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
 std::string printable(std::string_view text) {
