@@ -113,7 +113,7 @@ once() {
 
 pages() { while "$zovctl" top; do sleep 2; done; }
 
-ask=$zovctl
+ask=${zovctl#"$PWD"/}
 [ "$hub_port" = 63390 ] || ask="ZOV_HUB_ADDRESS=$ZOV_HUB_ADDRESS $ask"
 footer="Shop  http://127.0.0.1:$http_port/shop/catalog  http://127.0.0.1:$http_port/shop/order
 More  $ask rows ZOVREQUEST; also tables, nodes, events -f"

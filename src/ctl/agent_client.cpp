@@ -61,7 +61,6 @@ std::vector<std::string> agentDirectories() {
   if (const char* const given = std::getenv("ZOV_CONFIG_DIR"); given && *given)
     directories.emplace_back(given);
   directories.emplace_back("/var/lib/zovagent");
-  directories.emplace_back("/etc/zovagent");
   directories.emplace_back("build/agent");
   return directories;
 }

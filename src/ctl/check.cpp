@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 #include "config/config_parms.h"
@@ -39,13 +40,21 @@ std::string fileIn(const std::string& directory) {
   return directory + "/" + ZOVNodeNames::readSystemName().data() + "_" + ZOVConfigParms::FileSuffix;
 }
 
+/// Where the agent's configuration may be, first the most likely.
+std::vector<std::string> usualFiles() {
+  std::vector<std::string> files;
+  if (const char* const given = std::getenv("ZOV_CONFIG_FILE"); given && *given) files.emplace_back(given);
+  for (const std::string& directory : agentDirectories()) files.push_back(fileIn(directory));
+  files.emplace_back("/etc/zovagent/zovagent.cfg");
+  return files;
+}
+
 /// The file that is meant by what was given.
 std::string fileOf(const std::string& path) {
   if (std::filesystem::is_directory(path)) return fileIn(path);
   if (!path.empty()) return path;
   std::string looked;
-  for (const std::string& directory : agentDirectories()) {
-    const std::string file = fileIn(directory);
+  for (const std::string& file : usualFiles()) {
     if (std::filesystem::exists(file)) return file;
     looked += (looked.empty() ? "" : ", ") + file;
   }

@@ -124,15 +124,20 @@ void CommandLine::addCheck() {
 }
 
 void CommandLine::addCompletion() {
-  CLI::App& command = add("complete", "What may stand for the last word; for shells", [this] {
-    complete();
-    return Status::Done;
-  });
-  command.group("");  // not in the help
-  command.prefix_command();
+  add("completion", "Prints the script by which a shell completes commands",
+      [this] {
+        printScript();
+        return Status::Done;
+      })
+      .add_option("shell", _shell, "The shell")
+      ->type_name("SHELL")
+      ->required()
+      ->check(CLI::IsMember(Shells));
 }
 
 Status CommandLine::run(int argc, char** argv) {
+  if (argc > 1 && std::string_view(argv[1]) == "complete")
+    return complete({argv + 2, argv + argc}), Status::Done;
   _app.parse(argc, argv);
   if (_work) return _work();
   const std::vector<std::string> words = _app.remaining();
@@ -142,15 +147,6 @@ Status CommandLine::run(int argc, char** argv) {
                 (given.empty() ? "No command is given." : "There is no command " + printable(given) + ".") +
                     nearestHint(given, std::vector<std::string_view>(names.begin(), names.end())) +
                     " See zovctl --help.");
-}
-
-void CommandLine::complete() {
-  std::vector<std::string> words = _app.get_subcommand("complete")->remaining();
-  if (words.empty()) words.emplace_back();
-  const std::string begun = words.back();
-  for (const std::string& candidate : candidates(words)) {
-    if (candidate.starts_with(begun)) std::printf("%s\n", candidate.c_str());
-  }
 }
 
 }  // namespace zov::ctl

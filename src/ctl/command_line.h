@@ -29,10 +29,13 @@ class CommandLine {
   std::vector<std::string> commandNames() const;
   CLI::App& add(const char* name, const char* text, std::function<Status()> work);
   AgentClient agent() const { return AgentClient(_address); }
-  /// Prints what may stand for the last of the words, a line each.
-  void complete();
+  void printScript() const;
+  /// Prints what may stand for the last of the words, a line each: what the shells' scripts ask for, by the
+  /// command `complete WORD...`, which no person needs.
+  void complete(std::vector<std::string> words);
   std::vector<std::string> candidates(std::vector<std::string> words);
-  std::vector<std::string> valuesOf(const std::string& kind, const std::string& table);
+  /// Of an argument by its name in the help; `before` it stand these.
+  std::vector<std::string> valuesOf(const std::string& kind, const std::vector<std::string>& before);
 
   CLI::App _app{"Shows and steers what the monitoring agent sees of Java application servers."};
   std::function<Status()> _work;
@@ -42,6 +45,7 @@ class CommandLine {
   RowsOptions _rows;
   TopOptions _top;
   bool _follow = false;
+  std::string _shell;
 };
 
 }  // namespace zov::ctl

@@ -25,6 +25,7 @@ struct RowsOptions {
   bool history = false;
   std::string form = "table";  ///< one of RowForms
 };
+inline const std::vector<std::string> Shells = {"bash", "zsh"};
 inline const std::vector<std::string> RowForms = {"table", "json", "csv"};
 /// `rows`: of one table.
 void printRows(AgentClient& agent, const RowsOptions& options);
