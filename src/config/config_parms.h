@@ -9,6 +9,9 @@
 // need no lock, and the pointers handed out live as long as this object.
 
 #include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
 
 #include "config/agent_config_parms.h"
 #include "config/server_config_parms.h"
@@ -18,11 +21,16 @@
 namespace VPD {
 class AgentConfig;
 class ConfigSection;
+struct ConfigEntry;
 }  // namespace VPD
 
 class ZOVConfigParms : public ZOVMemoryManager {
  public:
+  /// Takes what is to be said of a line: what is not used, or hardly as it is meant. Line 0 is the file.
+  using Report = std::function<void(unsigned int line, const std::string& text)>;
+
   ZOVConfigParms() = default;
+  explicit ZOVConfigParms(Report report) : _report(std::move(report)) {}
   ~ZOVConfigParms() override { _appServerParms.clearAndDestroy(); }
   ZOVConfigParms(const ZOVConfigParms&) = delete;
   ZOVConfigParms& operator=(const ZOVConfigParms&) = delete;
@@ -30,6 +38,8 @@ class ZOVConfigParms : public ZOVMemoryManager {
   /// Reads <prefix>ov.cfg. Answers 0, whatever became of it. Sections are taken in file order, and a server's
   /// section takes the defaults as they stand when it is reached.
   int readFromFile(const char* prefix);
+  void readFile(const char* path);
+  static constexpr const char* FileSuffix = "ov.cfg";
 
   /// Both wait until the file has been read.
   ZOVAgentConfigParms* getAgentConfigParms();
@@ -43,10 +53,13 @@ class ZOVConfigParms : public ZOVMemoryManager {
  private:
   void readSections(const char* path);
   void readSection(const VPD::ConfigSection& section);
-  void readKeys(const VPD::ConfigSection& section);
+  void readEntry(const VPD::ConfigSection& section, const VPD::ConfigEntry& entry);
+  /// Traces the text when `flag` is on, and passes it to who asked for reports.
+  void report(std::uint32_t flag, unsigned int line, const std::string& text) const;
   void addServer(const VPD::ConfigSection& section);
   ZOVAppServerConfigParms* findServer(const char* name, const char* serverRoot) const;
 
+  const Report _report;                 // none in the agent
   RWSlistCollectables _appServerParms;  // ZOVAppServerConfigParms, in file order
   ZOVAgentConfigParms _agentParms;
   ZOVAppServerConfigParms _defaultAppServerParms{nullptr};
