@@ -27,7 +27,7 @@ Reply listPaths(const Call& call);
 constexpr Path paths[] = {
     {.methods = "GET, HEAD", .pattern = "/", .function = listPaths},
     {.methods = "GET, HEAD", .pattern = "/healthz", .function = sayOk, .access = Access::Open},
-    {.methods = "GET, HEAD", .pattern = "/metrics", .function = scrapeMetrics, .waits = Waits::ForRows},
+    {.methods = "GET, HEAD", .pattern = "/metrics", .function = scrapeMetrics},
     {.methods = "GET, HEAD", .pattern = "/v1/tables", .function = listTables},
     {.methods = "GET, HEAD", .pattern = "/v1/nodes", .function = listNodes},
     {.methods = "GET, HEAD", .pattern = "/v1/nodes/NODE", .function = describeNode},
