@@ -68,6 +68,8 @@ final class RequestTracer implements Tracer {
   private final ThreadLocal<Doing> threads = ThreadLocal.withInitial(Doing::new);
   /** Requests that have left their thread and not ended. */
   private final Map<Object, TracedRequest> open = Collections.synchronizedMap(new WeakHashMap<>());
+  /** Whether there ever were such; spares the others a lock. */
+  private volatile boolean anyOpen;
   private volatile int measuredPercent = ALL_PERCENT;
 
   RequestTracer(TraceLedger ledger, Delays delays, LongSupplier nanoTime) {
@@ -90,12 +92,13 @@ final class RequestTracer implements Tracer {
         container.describe(exchange, thread.request);
       return null;
     }
-    TracedRequest request = open.isEmpty() ? null : open.get(exchange);
+    TracedRequest request = anyOpen ? open.get(exchange) : null;
     boolean resumed = request != null && container.isResumed(exchange);
     if (!resumed && !container.isFirst(exchange))
       return null;
     if (!resumed) {
-      open.remove(exchange);
+      if (request != null)
+        open.remove(exchange);
       request = new TracedRequest(nanoTime.getAsLong(), weight());
       container.describe(exchange, request);
     }
@@ -119,6 +122,7 @@ final class RequestTracer implements Tracer {
       return;
     if (thrown == null && visit.container.isOpen(visit.exchange)) {
       open.put(visit.exchange, visit.request);
+      anyOpen = true;
       visit.container.whenEnded(visit.exchange, () -> ended(visit.exchange, visit.response));
       if (!visit.container.isOpen(visit.exchange)) // another thread was quicker
         ended(visit.exchange, visit.response);
@@ -134,7 +138,7 @@ final class RequestTracer implements Tracer {
   }
 
   private void ended(Object exchange, Object response) {
-    TracedRequest request = open.isEmpty() ? null : open.remove(exchange);
+    TracedRequest request = anyOpen ? open.remove(exchange) : null;
     if (request != null)
       end(request, Exchanges.of(exchange).status(exchange, response));
   }

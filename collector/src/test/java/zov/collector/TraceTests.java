@@ -49,6 +49,19 @@ final class TraceTests {
       }
     });
 
+    Check.test("a JVM that cannot be woven, or may not, leaves requests to the server's MBeans", () -> {
+      String[][] cases = {{"-Djava.io.tmpdir=/nowhere", ""}, {"-Dx=y", ",trace=off"}};
+      for (String[] one : cases) {
+        try (Traced traced = new Traced(one[0], one[1])) {
+          traced.agent.send(
+              Hex.request(8, Hex.number(13, 9), Hex.number(659, LEVEL_ONE), Hex.number(679, 7)));
+          Check.equal("2 100", Traced.answer(traced.agent.message()));
+          traced.get("/work", 1);
+          Check.equal(true, traced.poll().isEmpty());
+        }
+      }
+    });
+
     Check.test("addresses that somebody makes up take half of the room, and long ones are cut", () -> {
       TraceLedger ledger = new TraceLedger(System::nanoTime);
       StringBuilder name = new StringBuilder("/");
@@ -87,12 +100,14 @@ final class TraceTests {
     private final JvmTests.Host host;
     private final int port;
 
-    Traced() throws IOException {
+    Traced() throws IOException { this("-Dx=y", ""); }
+
+    Traced(String jvmOption, String more) throws IOException {
       try (ServerSocket free = new ServerSocket(0)) {
         port = free.getLocalPort();
       }
-      host = new JvmTests.Host(
-          place, List.of("-Dport=" + port), JvmTests.agentOptions(agent), "zov.collector.TracedServer");
+      host = new JvmTests.Host(place, List.of("-Dport=" + port, jvmOption),
+          JvmTests.agentOptions(agent) + ",log=FOLDER/log" + more, "zov.collector.TracedServer");
       agent.welcome();
     }
 
