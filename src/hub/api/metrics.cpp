@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
 #include <unordered_set>
 
 #include "hub/api/metrics_text.h"
@@ -28,7 +27,7 @@ std::vector<std::string> chosenGroups(const MetricsSource& source) {
   return groups;
 }
 
-/// Writes one answer of metrics, a group at a time. `_mutex` is a leaf.
+/// Writes one answer of metrics, a group at a time, on one thread.
 class Scrape : public Production, public std::enable_shared_from_this<Scrape> {
  public:
   explicit Scrape(MetricsText::Format format) : _format(format) {}

@@ -63,10 +63,6 @@ class RowBlocks {
   std::size_t _rows = 0;
 };
 
-Body::Patience writersPatience() {
-  return std::chrono::milliseconds(limits().writerMilliseconds);
-}
-
 }  // namespace
 
 RowsWork::RowsWork(RowsQuestion question)
@@ -110,7 +106,7 @@ void RowsWork::run(std::size_t part) {
 
 void RowsWork::ask(std::size_t part) {
   ContextInfo& context = _question.contexts[part];
-  RowBlocks blocks(_question, _body, writersPatience());
+  RowBlocks blocks(_question, _body, _writersPatience);
   context.givenUp = &_givenUp;
   context.nodes = _nodes;
   if (_question.paging.isAsked()) {
@@ -149,7 +145,7 @@ void RowsWork::partEnds(std::size_t part) {
     _ended[part] = true;
     if (std::ranges::count(_ended, false) != 0) return;
   }
-  finish(writersPatience());
+  finish(_writersPatience);
 }
 
 void RowsWork::timeOut() {

@@ -10,6 +10,7 @@
 #include "hub/api/row_form.h"
 #include "hub/api/row_page.h"
 #include "hub/core/request.h"
+#include "hub/core/settings.h"
 
 namespace zov::hub {
 
@@ -51,6 +52,7 @@ class RowsWork : public Production, public std::enable_shared_from_this<RowsWork
   void finish(Body::Patience patience);
 
   const ZOVClock::Steady _begin = ZOVClock::steady();
+  const Body::Patience _writersPatience = std::chrono::milliseconds(limits().writerMilliseconds);
   RowsQuestion _question;                 // a context is its part's
   const std::vector<std::string> _names;  // by part: the subnode that it may wait for, or ""
   const std::shared_ptr<NodeReports> _nodes = std::make_shared<NodeReports>();
