@@ -53,10 +53,10 @@ ZOVAgent::ZOVAgent(const char* /*configurationFile*/)
   initShutdownRequested();
   createComponentTrace();
   readInternalTraceSetting();
-  _configParms = std::make_unique<ZOVConfigParms>();
   buildConfigFilePrefix();
-  if (_configParms->readFromFile(_configFilePrefix.data()) == 0) {
-    productEventCollector().setMaxSamples(getConfigParms()->getLogFileMessagesMax());
+  auto configuration = std::make_unique<ZOVConfigParms>();
+  if (configuration->readFromFile(_configFilePrefix.data()) == 0) {
+    putInForce(std::move(configuration));
     ZOV_LOG_MESSAGE(ZOVA0173I, raiseDescriptorLimit());
     registerWithFramework();
     startComponents();
@@ -95,6 +95,13 @@ void ZOVAgent::registerWithFramework() {
   ARQ_SetSubsystemId(
       ZOVUTF8Handler(getConfigParms()->getAgentId()).convertToSBLocalString(substitute.data()).data());
   ARQ_RegisterAgentLoader(LoadAgents);
+  zov::registerReload([] {
+    if (ZOVAgent* const agent = current()) guarded(ZOV_PLACE, [&] { agent->reloadConfiguration(); });
+  });
+  zov::registerStatus([] {
+    ZOVAgent* const agent = current();
+    return agent != nullptr ? agent->statusLine() : std::string();
+  });
   ARQ_SetCurrency(CurrencyKind, CurrencyAtStart);
   zov::introduceAgent({.version = ProductVersion,
                        .node = getHostName("").str(),
@@ -176,7 +183,8 @@ ZOVAgent::~ZOVAgent() {
   _sessionDirectory.reset();
   _resourceManagerProxy.reset();
   _logFileCollector.reset();
-  _configParms.reset();
+  _configParms = nullptr;
+  _configurations.clear();
   _applicationContext.reset();  // last, since every server lives in it
   _tableServices.reset();
   _serverServices.reset();
@@ -191,11 +199,13 @@ void ZOVAgent::shutdownComponents() {
 }
 
 ZOVAgentConfigParms* ZOVAgent::getConfigParms() const {
-  return _configParms ? _configParms->getAgentConfigParms() : nullptr;
+  ZOVConfigParms* const inForce = _configParms;
+  return inForce ? inForce->getAgentConfigParms() : nullptr;
 }
 
 ZOVAppServerConfigParms* ZOVAgent::getConfigParms(const char* name, const char* root) const {
-  return _configParms ? _configParms->getAppServerConfigParms(name, root) : nullptr;
+  ZOVConfigParms* const inForce = _configParms;
+  return inForce ? inForce->getAppServerConfigParms(name, root) : nullptr;
 }
 
 int ZOVAgent::saveComponentTraceEntry(ZOVAgentFrameworkComponentTraceEntry* entry) {

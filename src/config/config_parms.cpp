@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "diag/utf8_handler.h"
+#include "platform/services.h"
 #include "platform/trace.h"
 #include "platform/vpd.h"
 #include "runtime/trace_scope.h"
@@ -24,6 +25,7 @@ struct Entry {
   const char* section;
   const char* key;
   const char* value;
+  int& complaints;  ///< about the file
 };
 
 struct Word {
@@ -37,6 +39,7 @@ constexpr Word Words[] = {
 };
 
 void reportBadValue(const Entry& entry, const std::string& accepted, int present) {
+  ++entry.complaints;
   DGT1_Printf(traceUnit, DGT1_MESSAGE,
               "Configuration value %s = %s of section %s is not used; accepted is %s. The value stays %d.",
               entry.key, entry.value, entry.section, accepted.c_str(), present);
@@ -89,7 +92,7 @@ struct Key {
 #define APPLY_Server(kind, Name) server.set##Name(read##kind(entry, server.get##Name()))
 #define APPLY_Both(kind, Name) (APPLY_Agent(kind, Name), server.set##Name(agent.get##Name()))
 constexpr Key Keys[] = {
-#define ZOV_CONFIG_KEY(section, key, kind, target, Name)                                \
+#define ZOV_CONFIG_KEY(section, key, kind, target, Name, counts)                        \
   {#section, #key,                                                                      \
    []([[maybe_unused]] const Entry& entry, [[maybe_unused]] ZOVAgentConfigParms& agent, \
       [[maybe_unused]] ZOVAppServerConfigParms& server) { APPLY_##target(kind, Name); }},
@@ -143,29 +146,46 @@ void printServer(const ZOVAppServerConfigParms& parms) {
 
 int ZOVConfigParms::readFromFile(const char* prefix) {
   ZOV_TRACE(Public);
-  const RWCString path = RWCString(prefix) + FileSuffix;
-  DGT1_Printf(traceUnit, DGT1_DETAIL, "Read configuration file=%s", path.data());
-  readSections(path.data());
-  _ready = true;
-  _readyEvent.post();
-  print();
+  read(prefix);
   return 0;
 }
 
-void ZOVConfigParms::readSections(const char* path) {
+std::string ZOVConfigParms::readAgain(const char* prefix) {
+  ZOV_TRACE(Public);
+  if (std::string wrong = read(prefix); !wrong.empty()) return wrong;
+  if (_complaints == 0) return "";
+  return DGT1_FormatText("The file has %d faults, which the trace names.  All values stay as they were.",
+                         _complaints);
+}
+
+std::string ZOVConfigParms::read(const char* prefix) {
+  const RWCString path = OSL1_GetEnv("ZOV_CONFIG_FILE", (RWCString(prefix) + FileSuffix).data());
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Read configuration file=%s", path.data());
+  std::string wrong = readSections(path.data());
+  _ready = true;
+  _readyEvent.post();
+  print();
+  return wrong;
+}
+
+/// "", or why there is no file that could be read.
+std::string ZOVConfigParms::readSections(const char* path) {
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Read PC=%s instance=%s configuration file", ProductCode, Instance);
   VPD::ConfigParser parser;
   VPD::AgentConfig config;
-  if (!parser.parseConfigFromFile(path, &config) && !parser.parseConfig(ProductCode, Instance, &config))
-    return;
+  if (!parser.parseConfigFromFile(path, &config)) {
+    const std::string wrong = parser.getError();
+    if (!parser.parseConfig(ProductCode, Instance, &config)) return wrong;
+  }
   const auto* instance = config.getInstance(Instance);
   if (!instance) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Instance %s not found", Instance);
-    return;
+    return "";
   }
   for (unsigned int i = 0; i < instance->getNumSections(); ++i) {
     if (const auto* section = instance->getSection(i)) readSection(*section);
   }
+  return "";
 }
 
 void ZOVConfigParms::readSection(const VPD::ConfigSection& section) {
@@ -174,6 +194,7 @@ void ZOVConfigParms::readSection(const VPD::ConfigSection& section) {
   if (standard) readKeys(section);
   if (server) addServer(section);
   if (!standard && !server) {
+    ++_complaints;
     DGT1_Printf(traceUnit, DGT1_MESSAGE,
                 "Configuration section %s is not known and not used; a server's section has an id: [%s:id].",
                 section.getName().c_str(), section.getName().c_str());
@@ -189,10 +210,11 @@ void ZOVConfigParms::readKeys(const VPD::ConfigSection& section) {
       return known.section == sectionName && known.key == names[i].c_str();
     });
     if (key == std::end(Keys)) {
+      ++_complaints;
       DGT1_Printf(traceUnit, DGT1_MESSAGE, "Configuration key %s is not known in section %s and not used.",
                   names[i].c_str(), section.getName().c_str());
     } else if (section.getEntryValue(names[i], value)) {
-      key->apply({section.getName().c_str(), names[i].c_str(), value.c_str()}, _agentParms,
+      key->apply({section.getName().c_str(), names[i].c_str(), value.c_str(), _complaints}, _agentParms,
                  _defaultAppServerParms);
     }
   }
@@ -203,6 +225,7 @@ void ZOVConfigParms::addServer(const VPD::ConfigSection& section) {
   const RWCString name = textOf(section, "ZOV_APPSRVR_NAME");
   const RWCString root = textOf(section, "ZOV_APPSRVR_ROOT");
   if (name.isNull() || root.isNull()) {
+    ++_complaints;
     DGT1_Printf(traceUnit, DGT1_MESSAGE,
                 "Missing fields for section %s, AppServer name %s, AppServer root %s", alias.data(),
                 name.data(), root.data());
@@ -212,10 +235,12 @@ void ZOVConfigParms::addServer(const VPD::ConfigSection& section) {
   while (RWCollectable* member = next()) {
     const auto* known = static_cast<const ZOVAppServerConfigParms*>(member);
     if (known->getSubnodeAliasName() == alias) {
+      ++_complaints;
       DGT1_Printf(traceUnit, DGT1_MESSAGE, "Duplicate section %s Subnode alias already exists", alias.data());
       return;
     }
     if (known->getName() == name && known->getServerRoot() == root) {
+      ++_complaints;
       DGT1_Printf(traceUnit, DGT1_MESSAGE,
                   "Duplicate section %s AppServer name %s, AppServer root %s already exists", alias.data(),
                   name.data(), root.data());

@@ -35,7 +35,7 @@ struct ZOVMessageRow {
 const ZOVMessageRow* zovFindMessage(int number);
 
 /// The English texts by number, each beginning with its key; empty where there is no message.
-constexpr int ZOVMessageCount = 180;
+constexpr int ZOVMessageCount = 200;
 extern const std::array<const char*, ZOVMessageCount> zovenu;
 
 class ZOV_Agent_Log_Messages {

@@ -170,7 +170,7 @@ std::string contentsOf(const std::filesystem::path& path) {
 // The page for people names every section, key, word and environment variable.
 TEST(ConfigurationPage, IsComplete) {
   std::set<std::string> names = {
-#define ZOV_CONFIG_KEY(section, key, kind, target, Name) "[" #section "]", "`" #key "`",
+#define ZOV_CONFIG_KEY(section, key, kind, target, Name, counts) "[" #section "]", "`" #key "`",
 #define ZOV_CONFIG_WORD(kind, word, value) word,
 #include "config/config_keys.def"
   };

@@ -87,6 +87,7 @@ class AgentProcess {
       std::signal(SIGINT, SIG_DFL);  // whatever this test was started with
       if (_ignored != 0) std::signal(_ignored, SIG_IGN);
       ::dup2(ends[1], STDERR_FILENO);
+      ::close(STDIN_FILENO);  // a terminal's would make a hangup the end
       ::execl(binary, binary, nullptr);
       ::_exit(127);
     }
@@ -96,6 +97,7 @@ class AgentProcess {
     _reader = std::thread([this, descriptor = ends[0]] { readTrace(descriptor); });
   }
 
+  void send(int signal) { ::kill(_pid, signal); }
   /// Sends the signal, and waits for the end: the exit status, or 256 and the signal that ended it.
   int stop(int signal) {
     ::kill(_pid, signal);

@@ -23,6 +23,14 @@ void zov::introduceAgent(AgentIdentity identity) {
   Registry::instance().setIdentity(std::move(identity));
 }
 
+void zov::registerReload(void (*reload)()) {
+  Registry::instance().reload = reload;
+}
+
+void zov::registerStatus(std::string (*status)()) {
+  Registry::instance().status = status;
+}
+
 int ARQ_RegisterAgentLoader(int (*loader)()) {
   Registry::instance().loader = loader;
   return 0;

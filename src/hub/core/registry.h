@@ -63,6 +63,8 @@ class Registry {
   std::atomic<Loader> loader{nullptr};
   /// Commands of all prefixes go to the last callback: there is one product in a process.
   std::atomic<CommandCallback> commandCallback{nullptr};
+  std::atomic<void (*)()> reload{nullptr};
+  std::atomic<std::string (*)()> status{nullptr};
 
  private:
   Registry() = default;
