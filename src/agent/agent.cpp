@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "agent/action_record.h"
 #include "agent/agent_server_services.h"
 #include "agent/agent_table_services.h"
 #include "agent/house_keeper.h"
@@ -17,6 +18,7 @@
 #include "logs/log_file_collector.h"
 #include "platform/descriptor_limit.h"
 #include "platform/services.h"
+#include "remote/local_scripts.h"
 #include "remote/system_command_manager.h"
 #include "runtime/recovery.h"
 #include "runtime/shutdown_probe.h"
@@ -60,6 +62,7 @@ ZOVAgent::ZOVAgent(const char* /*configurationFile*/)
     ZOV_LOG_MESSAGE(ZOVA0173I, raiseDescriptorLimit());
     registerWithFramework();
     startComponents();
+    ARQ_RegisterActionCallback(zov::logAction);
     ARQ_RegisterCommandCallback(CommandPrefix, handleQTCommand);
     ARQ_SetCurrency(CurrencyKind, CurrencyInService);
     _initialised = true;
@@ -122,7 +125,7 @@ void ZOVAgent::startComponents() {
   _logFileCollector->startBackgroundThread();
   _applicationContext = std::make_unique<ZOVApplicationContext>(_configFilePrefix.data());
   _applicationContext->startBackgroundThread();
-  _systemCommandManager = new ZOVSystemCommandManager;
+  _systemCommandManager = new ZOVSystemCommandManager(std::make_unique<zov::LocalScripts>());
   _systemCommandManager->startBackgroundThread();
 
   _resourceManagerProxy = ZOVResourceManagerProxy::getProxy();

@@ -1,5 +1,6 @@
 #include "agent/agent_server_services.h"
 
+#include "agent/action_record.h"
 #include "agent/agent.h"
 #include "framework/process.h"
 #include "remote/system_command_manager.h"
@@ -72,11 +73,11 @@ std::shared_ptr<ZOVLogFileCollector> AgentServerServices::logFileCollector() {
   return _agent.logFileCollector();
 }
 
-void AgentServerServices::queueSystemCommand(const RWCString& path, const RWCString& command,
-                                             const RWCString& arguments) {
-  if (ZOVSystemCommandManager* manager = _agent.systemCommandManager()) {
-    manager->QueueCommand(path, command, arguments);
-  }
+ZOVReturnCode AgentServerServices::queueSystemCommand(ServerScript script) {
+  ZOVSystemCommandManager* const manager = _agent.systemCommandManager();
+  if (manager == nullptr) return ZOV_UNABLE_TO_START_PROCESS;
+  script.observer = observeScript();
+  return manager->QueueCommand(std::move(script));
 }
 
 }  // namespace zov

@@ -28,8 +28,7 @@ class AgentServerServices : public ZOVServerServices {
   std::shared_ptr<ZOVApplicationServerBase> findServer(const RWCString& name, const RWCString& root) override;
   std::shared_ptr<ZOVResourceManagerProxy> resourceManager() override;
   std::shared_ptr<ZOVLogFileCollector> logFileCollector() override;
-  void queueSystemCommand(const RWCString& path, const RWCString& command,
-                          const RWCString& arguments) override;
+  ZOVReturnCode queueSystemCommand(zov::ServerScript script) override;
 
  private:
   ZOVAgent& _agent;

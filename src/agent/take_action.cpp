@@ -2,6 +2,7 @@
 #include <climits>
 #include <cstring>
 
+#include "agent/action_record.h"
 #include "agent/agent.h"
 #include "agent/take_action_parser.h"
 #include "diag/agent_log.h"
@@ -16,7 +17,8 @@ static DGT1_Unit traceUnit("ZOVCTAKE");
 
 namespace {
 constexpr const char* Delimiters = " \t\n";
-constexpr int KeepAsItIs = -1;  // a level or percentage that was not given
+constexpr const char* NodeSuffix = ":ZOVA";  // of the agent's own node
+constexpr int KeepAsItIs = -1;               // a level or percentage that was not given
 
 /// What a return code is in the reply, and to the framework.
 struct Meaning {
@@ -55,6 +57,12 @@ RWCString readOptions(ZOVQuotedStringParser& parser) {
   return options;
 }
 
+bool isOwnNode(const RWCString& node) {
+  const std::size_t length = std::strlen(NodeSuffix);
+  return node.length() >= length &&
+         node(node.length() - length, length).equals(NodeSuffix, RWCString::ignoreCase);
+}
+
 bool hasArgument(ZOVQuotedStringParser& parser) {
   int done = 0;
   return !parser.next(done, Delimiters).isNull();
@@ -67,14 +75,23 @@ bool readNumber(ZOVQuotedStringParser& parser, int minimum, int maximum, int& nu
   const RWCString token = parser.next(done, Delimiters);
   number = KeepAsItIs;
   if (token.isNull()) return true;
-  return zov::parseDigits(token, number) && number >= minimum && number <= maximum;
+  long long given = 0;
+  if (!zov::parseDigits(token, given) || given < minimum || given > maximum) return false;
+  number = static_cast<int>(given);
+  return true;
 }
 
-void logResult(const RWCString& name, const ZOVApplicationServer* server, unsigned int rc) {
+/// A command's name as it may be shown: what is no name at all can hold anything, a secret too.
+RWCString shownName(const RWCString& name) {
+  constexpr std::string_view Letters = ":ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+  const std::size_t end = std::min(name.view().find_first_not_of(Letters), name.length());
+  return ZOVUTF8Handler::createFromLocalString(name(0, end).data());
+}
+
+void logResult(const RWCString& name, const RWCString& serverName, unsigned int rc) {
   ZOV_FUNCTION;
   if (rc == ZOV_COMMAND_QUEUED) return;  // the work still lies ahead
-  const RWCString command = ZOVUTF8Handler::createFromLocalString(name.data());
-  const RWCString serverName = server ? server->getName() : RWCString("unknown");
+  const RWCString command = shownName(name);
   if (rc == ZOV_OK) {
     ZOV_LOG_ERROR(ZOVA0071I, command, serverName);
   } else {
@@ -87,25 +104,65 @@ void logResult(const RWCString& name, const ZOVApplicationServer* server, unsign
 struct ZOVAgent::Command {
   RWCString name;                                // local code page
   std::shared_ptr<ZOVApplicationServer> server;  // null until found
+  RWCString serverName = "unknown";              // kept, since the handler may end the server
 };
+
+namespace {
+
+using Handler = unsigned int (ZOVAgent::*)(ZOVQuotedStringParser&, ZOVApplicationServer*);
+
+struct NamedHandler {
+  const char* name;
+  Handler handler;
+  bool showsArguments = false;  // in the record: they are numbers, and no secrets
+};
+constexpr NamedHandler Handlers[] = {
+    {"StartAppSvr", &ZOVAgent::handleAppServerStartCommand},
+    {"StopAppSvr", &ZOVAgent::handleAppServerStopCommand},
+    {"CycleAppSvr", &ZOVAgent::handleAppServerRecycleCommand},
+    {"StartResourceMonitor", &ZOVAgent::handleStartResourceDataCollectionCommand},
+    {"StopResourceMonitor", &ZOVAgent::handleStopResourceDataCollectionCommand},
+    {"StartGCMonitor", &ZOVAgent::handleStartGCDataCollectionCommand},
+    {"StopGCMonitor", &ZOVAgent::handleStopGCDataCollectionCommand},
+    {"StartRequestMonitor", &ZOVAgent::handleStartRequestDataCollectionCommand, true},
+    {"StopRequestMonitor", &ZOVAgent::handleStopRequestDataCollectionCommand},
+    {"SetRequestSamplingRate", &ZOVAgent::handleSetRequestDataCollectionCommand, true},
+};
+
+const NamedHandler* findHandler(const RWCString& name) {
+  const auto* const found = std::ranges::find_if(
+      Handlers, [&](const NamedHandler& entry) { return name.equals(entry.name, RWCString::ignoreCase); });
+  return found == std::end(Handlers) ? nullptr : found;
+}
+
+/// Takes a parser of its own, since it reads what the handler is to read.
+std::string shownCommand(const RWCString& name, ZOVQuotedStringParser parser) {
+  const NamedHandler* const known = findHandler(name);
+  const RWCString options = readOptions(parser);
+  const bool isShown = options.isNull() || (known != nullptr && known->showsArguments);
+  return (shownName(name) + (isShown ? options : RWCString(" ***"))).str();
+}
+
+}  // namespace
 
 long ZOVAgent::handleQTCommand(TqboxAutomationCapsule* capsule) {
   ZOV_TRACE(Public);
   Command command;
   unsigned int rc = ZOV_NO_SUCH_SERVER;
   ZOVAgent* agent = current();
+  const zov::CarriedAction carried(capsule->action);
   const auto failure = guarded(ZOV_PLACE, [&] {
     if (agent != nullptr) rc = agent->carryOut(*capsule, command);
   });
   if (failure) rc = failure->getReturnCode();
 
-  const Meaning meaning = meaningOf(rc);
+  const Meaning meaning = failure ? Meaning{rc, 0, CommandOutcome::Failed} : meaningOf(rc);
   const std::string reply = DGT1_FormatText("TYPE=ATR;ATTR=ZOVCOMND.RESULT;ENUM=%d;~", meaning.value);
   capsule->rowOrStatus = static_cast<std::int32_t>(rc);
   capsule->SetMessage(reply.c_str());
   capsule->SetOutcome(meaning.outcome, ZOVReturnCode::getDescription(rc));
   if (capsule->owner != nullptr) capsule->owner->FinishedAutomationCommand(capsule);
-  logResult(command.name, command.server.get(), rc);
+  logResult(command.name, command.serverName, rc);
   return static_cast<long>(rc);
 }
 
@@ -116,47 +173,35 @@ unsigned int ZOVAgent::carryOut(const TqboxAutomationCapsule& capsule, Command& 
   ZOVQuotedStringParser parser(text, '\'');
   int done = 0;
   command.name = parser.next(done, Delimiters);
-  DGT1_Printf(traceUnit, DGT1_DETAIL, "CommandName = <%s>", command.name.data());
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "CommandName = <%s>", shownName(command.name).data());
 
-  // Two separators make a subnode's name; a request that came through the agent's own node names the server.
+  // Two separators make a subnode's name, but for the agent's own with an alternative id; a request that came
+  // through the agent's own node names the server.
   const std::size_t separator = subnode.first(getSysSepChar());
-  if (separator == subnode.last(getSysSepChar())) {
+  if (separator == subnode.last(getSysSepChar()) || isOwnNode(subnode)) {
     const RWCString serverToken = parser.next(done, Delimiters);
     subnode = assembleSubnodeName(serverToken, subnode(0, separator));
   }
   if (_applicationContext != nullptr) {
     command.server = _applicationContext->findAppServerMatchingSubnode(subnode.data());
   }
-  return command.server ? perform(parser, command) : static_cast<unsigned int>(ZOV_NO_SUCH_SERVER);
+  if (capsule.action) {
+    capsule.action->describe(shownCommand(command.name, parser),
+                             command.server ? command.server->getSubnodeNameUTF8().str() : "");
+  }
+  if (!command.server) return ZOV_NO_SUCH_SERVER;
+  command.serverName = command.server->getName();
+  return perform(parser, command);
 }
 
 unsigned int ZOVAgent::perform(ZOVQuotedStringParser& parser, const Command& command) {
   ZOV_TRACE(Private);
-  using Handler = unsigned int (ZOVAgent::*)(ZOVQuotedStringParser&, ZOVApplicationServer*);
-  static constexpr struct {
-    const char* name;
-    Handler handler;
-  } Commands[] = {
-      {"StartAppSvr", &ZOVAgent::handleAppServerStartCommand},
-      {"StopAppSvr", &ZOVAgent::handleAppServerStopCommand},
-      {"CycleAppSvr", &ZOVAgent::handleAppServerRecycleCommand},
-      {"StartResourceMonitor", &ZOVAgent::handleStartResourceDataCollectionCommand},
-      {"StopResourceMonitor", &ZOVAgent::handleStopResourceDataCollectionCommand},
-      {"StartGCMonitor", &ZOVAgent::handleStartGCDataCollectionCommand},
-      {"StopGCMonitor", &ZOVAgent::handleStopGCDataCollectionCommand},
-      {"StartRequestMonitor", &ZOVAgent::handleStartRequestDataCollectionCommand},
-      {"StopRequestMonitor", &ZOVAgent::handleStopRequestDataCollectionCommand},
-      {"SetRequestSamplingRate", &ZOVAgent::handleSetRequestDataCollectionCommand},
-  };
   if (command.name.equals("RemSubNode", RWCString::ignoreCase)) {
     return handleRemoveSubNodeCommand(command.server);
   }
-  for (const auto& entry : Commands) {
-    if (command.name.equals(entry.name, RWCString::ignoreCase)) {
-      return (this->*entry.handler)(parser, command.server.get());
-    }
-  }
-  return ZOV_INVALID_COMMAND;
+  const NamedHandler* const known = findHandler(command.name);
+  return known ? (this->*known->handler)(parser, command.server.get())
+               : static_cast<unsigned int>(ZOV_INVALID_COMMAND);
 }
 
 unsigned int ZOVAgent::handleRemoveSubNodeCommand(const std::shared_ptr<ZOVApplicationServer>& server) {

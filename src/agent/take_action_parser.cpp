@@ -11,9 +11,9 @@ static DGT1_Unit traceUnit("ZOVCTAPR");
 
 namespace zov {
 
-bool parseDigits(const RWCString& text, int& value) {
+bool parseDigits(const RWCString& text, long long& value) {
   if (text.isNull() || std::strspn(text.data(), "0123456789") != text.length()) return false;
-  value = static_cast<int>(std::min<long>(std::strtol(text.data(), nullptr, 10), INT_MAX));
+  value = std::strtoll(text.data(), nullptr, 10);
   return true;
 }
 
@@ -31,7 +31,9 @@ std::optional<TakeActionArgument> TakeActionParser::parseNext() {
     TakeActionArgument found;
     found.id = entry->id;
     if (equals < token.length()) found.value = token(equals + 1, token.length());
-    found.isNumeric = parseDigits(found.value, found.numericValue);
+    long long number = 0;
+    found.isNumeric = parseDigits(found.value, number);
+    found.numericValue = static_cast<int>(std::min<long long>(number, INT_MAX));
     return found;
   }
   return std::nullopt;

@@ -21,7 +21,7 @@ namespace zov {
 struct TakeActionArgument {
   int id = 0;
   RWCString value;         ///< what stands behind the "="
-  int numericValue = 0;    ///< saturates
+  int numericValue = 0;    ///< at most INT_MAX
   bool isNumeric = false;  ///< the value is digits
 };
 
@@ -45,7 +45,7 @@ class TakeActionParser {
   ZOVReturnCode _returnCode;
 };
 
-/// True when the text is digits and not empty; `value` is then its number, at most INT_MAX.
-bool parseDigits(const RWCString& text, int& value);
+/// True when the text is digits and not empty; `value` is then its number, at most LLONG_MAX.
+bool parseDigits(const RWCString& text, long long& value);
 
 }  // namespace zov

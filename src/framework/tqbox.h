@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "framework/filter.h"
@@ -10,6 +11,9 @@
 
 class TableManager;
 class TqboxAutomationCapsule;
+namespace zov {
+class Action;
+}
 
 /// Which table a request asks.
 struct RequestDetail {
@@ -160,6 +164,7 @@ class TqboxAutomationCapsule {
   char command[CommandBytes] = {};  ///< UTF-8, terminated
   /// On entry the index of the row that raised the command; the callback leaves its return code here.
   std::int32_t rowOrStatus = 0;
+  std::shared_ptr<zov::Action> action;  ///< the record of the command; null when there is none
 
  private:
   std::string _message;

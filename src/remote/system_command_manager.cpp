@@ -3,23 +3,47 @@
 #include <sys/wait.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include "diag/agent_log.h"
-#include "diag/quoted_string_parser.h"
+#include "remote/local_scripts.h"
 #include "runtime/recovery.h"
 #include "runtime/shutdown_probe.h"
 #include "runtime/trace_scope.h"
 
 static DGT1_Unit traceUnit("ZOVCSYSC");
 
-void ZOVSystemCommandManager::QueueCommand(const RWCString& path, const RWCString& command,
-                                           const RWCString& arguments) {
+namespace {
+
+constexpr const char* Hidden = "***";
+constexpr std::size_t MostShownBytes = 2048;  // of what a script has written
+
+void replaceAll(RWCString& text, const RWCString& what, const char* with) {
+  for (std::size_t at = 0; (at = text.index(what.view(), at)) != RW_NPOS; at += std::strlen(with)) {
+    text.replace(at, what.length(), with, std::strlen(with));
+  }
+}
+
+void traceLines(const RWCString& text) {
+  for (std::size_t at = 0; at < text.length();) {
+    const std::size_t end = std::min(text.index("\n", at), text.length());
+    DGT1_Printf(traceUnit, DGT1_MESSAGE, "The script wrote: %s", text(at, end - at).data());
+    at = end + 1;
+  }
+}
+
+}  // namespace
+
+ZOVSystemCommandManager::ZOVSystemCommandManager(std::unique_ptr<zov::ScriptRunner> runner)
+    : ZOVAsynchronousTask("SystemCommandManager"), _runner(std::move(runner)) {}
+
+ZOVReturnCode ZOVSystemCommandManager::QueueCommand(zov::ServerScript script) {
   ZOV_TRACE(Public);
   const zov::MutexLock lock(_mutex);
-  _queue.emplace_back(path, command, arguments);
+  if (_queue.size() >= MostQueued) return ZOV_UNABLE_TO_START_PROCESS;
+  _queue.emplace_back(std::move(script));
   _changed.notifyAll();
+  return ZOV_COMMAND_QUEUED;
 }
 
 void ZOVSystemCommandManager::partFromAgent() {
@@ -35,7 +59,8 @@ void ZOVSystemCommandManager::backgroundProcessing() {
   startupCompleted(1);
   while (!isShutdownRequested()) {
     if (::isShutdownRequested()) requestShutdown();
-    guarded(ZOV_PLACE, [this] { runNextCommand(); });
+    SystemCommand command = takeCommand();
+    guarded(ZOV_PLACE, [&] { run(command); });
   }
 }
 
@@ -45,14 +70,22 @@ void ZOVSystemCommandManager::setResting(bool resting) {
   _changed.notifyAll();
 }
 
-void ZOVSystemCommandManager::runNextCommand() {
+void ZOVSystemCommandManager::run(SystemCommand& command) {
   ZOV_FUNCTION;
-  const SystemCommand command = takeCommand();
+  if (command.observer()) command.observer()->scriptBegins();
   const ZOVReturnCode rc = command.start(*this);
+  RWCString reason = rc.getDescription();
+  if (!command.refusal().isNull()) reason += ": " + command.refusal();
   if (rc == ZOV_OK) {
     ZOV_LOG_MESSAGE(ZOVA0071I, command.getCommand(), command.getServer());
   } else {
-    ZOV_LOG_ERROR(ZOVA0072E, command.getCommand(), command.getServer(), rc.getDescription());
+    ZOV_LOG_ERROR(ZOVA0072E, command.getCommand(), command.getServer(), reason);
+  }
+  if (command.observer()) {
+    RWCString output, error;
+    command.getOutput(&output);
+    command.getError(&error);
+    command.observer()->scriptEnded(rc, command.ending(), output + error);
   }
 }
 
@@ -68,30 +101,88 @@ ZOVSystemCommandManager::SystemCommand ZOVSystemCommandManager::takeCommand() {
   return command;
 }
 
-int ZOVSystemCommandManager::runAtRest(const char* line) {
+void ZOVSystemCommandManager::atRest(const std::function<void()>& wait) {
   setResting(true);
-  const int result = std::system(line);
+  wait();
   const zov::MutexLock lock(_mutex);
   while (_parted) _changed.wait(_mutex);
   _resting = false;
-  return result;
 }
 
-ZOVReturnCode ZOVSystemCommandManager::SystemCommand::start(ZOVSystemCommandManager& manager) const {
+ZOVReturnCode ZOVSystemCommandManager::SystemCommand::start(ZOVSystemCommandManager& manager) {
   ZOV_TRACE(Public);
-  DGT1_Printf(traceUnit, DGT1_DETAIL, "Path = %s", _path.data());
-  const RWCString line = _path + "/" + _command + " " + _arguments;
-  DGT1_Printf(traceUnit, DGT1_DETAIL, "Executable = %s", line.data());
-  const int result = manager.runAtRest(line.data());
-  if (result == 0) return ZOV_OK;
-  const int error = result == -1 ? errno : WEXITSTATUS(result);
-  DGT1_Printf(traceUnit, DGT1_MESSAGE, "Results = %d, WEXITSTATUS=%d, WTERMSIG=%d, WSTOPSIG=%d", result,
-              WEXITSTATUS(result), WTERMSIG(result), WSTOPSIG(result));
-  DGT1_Printf(traceUnit, DGT1_MESSAGE, "Error message: %s", std::strerror(error));
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Path = %s", _script.directory.data());
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Executable = %s", line().data());
+  _refusal = refusalOfNames();
+  if (_refusal.isNull()) _run = manager._runner->start(_script, _refusal);
+  if (!_run) return ZOV_UNABLE_TO_START_PROCESS;
+  manager.atRest([this] { stop(); });
+  if (_status == 0) return ZOV_OK;
+  traceEnd();
   return ZOV_UNABLE_TO_START_PROCESS;
 }
 
+ZOVReturnCode ZOVSystemCommandManager::SystemCommand::stop() {
+  if (!_run) return ZOV_OK;
+  _status = _run->wait();
+  if (_status == -1) _errno = errno;
+  _output = shown(_run->output());
+  _error = shown(_run->error());
+  _run.reset();
+  return ZOV_OK;
+}
+
+/// What a ping may hold and no script can be called with.
+RWCString ZOVSystemCommandManager::SystemCommand::refusalOfNames() const {
+  if (!_script.directory.view().starts_with('/')) {
+    return "the server's root directory, in " + _script.path() + ", is no absolute path";
+  }
+  if (!getServer().view().starts_with('-')) return {};
+  return "the name " + getServer() + " would be an option of " + _script.path();
+}
+
 RWCString ZOVSystemCommandManager::SystemCommand::getServer() const {
-  int done = 0;
-  return ZOVQuotedStringParser(_arguments, '\'').next(done, " \t\n");
+  return _script.arguments.empty() ? RWCString() : _script.arguments.front();
+}
+
+/// As a shell is given it, but for the secret.
+RWCString ZOVSystemCommandManager::SystemCommand::line() const {
+  RWCString line = zov::shellLine({_script.path()});
+  for (const RWCString& argument : _script.arguments) {
+    const bool isSecret = !_script.secret.isNull() && argument == _script.secret;
+    line += " " + (isSecret ? RWCString(Hidden) : zov::shellLine({argument}));
+  }
+  return line;
+}
+
+RWCString ZOVSystemCommandManager::SystemCommand::shown(RWCString text) const {
+  if (const RWCString& secret = _script.secret; !secret.isNull()) {
+    // What came before may have taken the beginning of one with it.
+    if (text.length() >= zov::ScriptRun::OutputBytes) text.remove(0, secret.length() - 1);
+    replaceAll(text, zov::shellLine({secret}), Hidden);
+    replaceAll(text, secret, Hidden);
+  }
+  if (text.length() > MostShownBytes) {
+    text.remove(0, text.length() - MostShownBytes);
+    if (const std::size_t end = text.index("\n"); end != RW_NPOS) text.remove(0, end + 1);
+  }
+  return text;
+}
+
+RWCString ZOVSystemCommandManager::SystemCommand::ending() const {
+  if (!_refusal.isNull()) return _refusal;
+  if (_status == 0) return _script.command + " has ended";
+  const std::string how = _status == -1          ? std::strerror(_errno)
+                          : WIFSIGNALED(_status) ? "signal " + std::to_string(WTERMSIG(_status))
+                                                 : "status " + std::to_string(WEXITSTATUS(_status));
+  return _script.command + " has ended with " + how;
+}
+
+void ZOVSystemCommandManager::SystemCommand::traceEnd() const {
+  const int error = _status == -1 ? _errno : WEXITSTATUS(_status);
+  DGT1_Printf(traceUnit, DGT1_MESSAGE, "Results = %d, WEXITSTATUS=%d, WTERMSIG=%d, WSTOPSIG=%d", _status,
+              WEXITSTATUS(_status), WTERMSIG(_status), WSTOPSIG(_status));
+  DGT1_Printf(traceUnit, DGT1_MESSAGE, "Error message: %s", std::strerror(error));
+  traceLines(_output);
+  traceLines(_error);
 }

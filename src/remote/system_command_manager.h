@@ -5,46 +5,70 @@
 // likes. So the agent's end parts the two before it takes away what the thread uses: see partFromAgent.
 
 #include <deque>
+#include <functional>
+#include <memory>
 
 #include "foundation/string.h"
 #include "platform/mutex.h"
+#include "remote/script_runner.h"
 #include "runtime/return_code.h"
 #include "runtime/task.h"
+#include "server/server_script.h"
 
 class ZOVSystemCommandManager : public ZOVAsynchronousTask {
  public:
-  /// One script with its arguments. All texts are put on a shell's line as they stand, so what came from
-  /// outside must have been quoted.
+  /// One script on its way. On the manager's thread alone.
   class SystemCommand {
    public:
-    SystemCommand(const RWCString& path, const RWCString& command, const RWCString& arguments)
-        : _path(path), _command(command), _arguments(arguments) {}
+    explicit SystemCommand(zov::ServerScript script) : _script(std::move(script)) {}
     /// Runs the script and waits for its end: 0, or 43 when it could not be run or did not end with 0.
-    ZOVReturnCode start(ZOVSystemCommandManager& manager) const;
-    const RWCString& getCommand() const { return _command; }
+    ZOVReturnCode start(ZOVSystemCommandManager& manager);
+    /// Waits for the end of the script, and answers 0; at once when none runs.
+    ZOVReturnCode stop();
+    const RWCString& getCommand() const { return _script.command; }
     RWCString getServer() const;  ///< the first argument
+    /// The end of what the script has written, as whole lines as far as it has them, with the secret left
+    /// out. After its end.
+    void getOutput(RWCString* text) const { *text = _output; }
+    void getError(RWCString* text) const { *text = _error; }
+    const RWCString& refusal() const { return _refusal; }  ///< why it was not run; empty when it was
+    RWCString ending() const;                              ///< that, or how it ended; a sentence
+    zov::ScriptObserver* observer() const { return _script.observer.get(); }
 
    private:
-    RWCString _path;
-    RWCString _command;
-    RWCString _arguments;
+    RWCString refusalOfNames() const;
+    RWCString line() const;
+    RWCString shown(RWCString text) const;
+    void traceEnd() const;
+
+    zov::ServerScript _script;
+    std::unique_ptr<zov::ScriptRun> _run;  // null when none runs
+    int _status = 0;                       // in waitpid's form
+    int _errno = 0;                        // when there was no status
+    RWCString _refusal;
+    RWCString _output;
+    RWCString _error;
   };
 
-  ZOVSystemCommandManager() : ZOVAsynchronousTask("SystemCommandManager") {}
+  /// Most commands that wait.
+  static constexpr std::size_t MostQueued = 1000;
+
+  explicit ZOVSystemCommandManager(std::unique_ptr<zov::ScriptRunner> runner);
 
   void backgroundProcessing() override;
-  /// Any thread may queue.
-  void QueueCommand(const RWCString& path, const RWCString& command, const RWCString& arguments);
+  /// Any thread may queue: 176, or 43 when as many wait as may.
+  ZOVReturnCode QueueCommand(zov::ServerScript script);
   /// On return the thread rests, or is inside a script, and touches nothing of the agent ever after: a script
   /// under way runs on unobserved, and what is queued is not run. Called once, before the agent goes.
   void partFromAgent();
 
  private:
   void setResting(bool resting);
-  void runNextCommand();
-  int runAtRest(const char* line);
+  void run(SystemCommand& command);
+  void atRest(const std::function<void()>& wait);
   SystemCommand takeCommand();
 
+  const std::unique_ptr<zov::ScriptRunner> _runner;
   zov::Mutex _mutex;
   zov::Condition _changed;
   std::deque<SystemCommand> _queue ZOV_GUARDED_BY(_mutex);

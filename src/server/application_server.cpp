@@ -16,22 +16,6 @@ static DGT1_Unit traceUnit("ZOVASRVR");
 
 namespace {
 
-/// A word of a shell command. Names come from collectors, so what is more than a plain word is quoted.
-RWCString shellWord(const RWCString& text) {
-  constexpr std::string_view Plain =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./:@%+=,-";
-  if (!text.isNull() && text.view().find_first_not_of(Plain) == std::string_view::npos) return text;
-  RWCString quoted("'");
-  for (const char c : text.view()) {
-    if (c == '\'') {
-      quoted.append("'\\''");
-    } else {
-      quoted.append(c);
-    }
-  }
-  return quoted.append('\'');
-}
-
 bool beginsWith(const RWCString& text, std::string_view start) {
   return text.view().starts_with(start);
 }
@@ -187,29 +171,36 @@ void ZOVApplicationServer::returnLogFileSamples(ZOVSampleCallback callback, ZOVS
 
 // --- Commands.
 
-RWCString ZOVApplicationServer::commandArgument() const {
+RWCString ZOVApplicationServer::nameForScripts() const {
   RWCString name = getName();
   if (beginsWith(getPlatform(), "tsl6") || beginsWith(getPlatform(), "bsp6")) {
     if (const std::size_t bracket = name.first('('); bracket != RW_NPOS) name.remove(bracket);
   }
-  return shellWord(name);
+  return name;
 }
 
-ZOVReturnCode ZOVApplicationServer::queueCommand(const char* script, const RWCString& arguments) {
+ZOVReturnCode ZOVApplicationServer::queueCommand(const char* script, std::vector<RWCString> options,
+                                                 const RWCString& secret) {
   ZOV_FUNCTION;
   if (!mayRunScripts()) {
     ZOV_LOG_ERROR(ZOVA0175E, getName());
     return ZOV_NOT_AUTHENTICATED;
   }
-  const RWCString directory = getServerRootDirectory() + "/bin";
-  ZOVServerServices::current().queueSystemCommand(shellWord(directory), RWCString(script) + ".sh", arguments);
-  startedCollectingRequestData(false);
-  return ZOV_COMMAND_QUEUED;
+  options.insert(options.begin(), nameForScripts());
+  const ZOVReturnCode rc =
+      ZOVServerServices::current().queueSystemCommand({.directory = getServerRootDirectory() + "/bin",
+                                                       .command = RWCString(script) + ".sh",
+                                                       .arguments = std::move(options),
+                                                       .secret = secret,
+                                                       .owner = getOwner(),
+                                                       .observer = nullptr});
+  if (rc == ZOV_COMMAND_QUEUED) startedCollectingRequestData(false);
+  return rc;
 }
 
 ZOVReturnCode ZOVApplicationServer::startAppServer(const RWCString&) {
   ZOV_TRACE(Public);
-  return queueCommand("startServer", commandArgument());
+  return queueCommand("startServer", {}, {});
 }
 
 ZOVReturnCode ZOVApplicationServer::stopAppServer(const RWCString& arguments) {
@@ -219,9 +210,6 @@ ZOVReturnCode ZOVApplicationServer::stopAppServer(const RWCString& arguments) {
   int done = 0;
   const RWCString user = parser.next(done, Separators);
   const RWCString password = parser.next(done, Separators);
-  RWCString argument = commandArgument();
-  if (!user.isNull() && !password.isNull()) {
-    argument += " -user " + shellWord(user) + " -password " + shellWord(password);
-  }
-  return queueCommand("stopServer", argument);
+  if (user.isNull() || password.isNull()) return queueCommand("stopServer", {}, {});
+  return queueCommand("stopServer", {"-user", user, "-password", password}, password);
 }

@@ -52,8 +52,8 @@ class ZOVApplicationServer final : public ZOVApplicationServerBase, private zov:
   bool setVerboseGCLogFile(std::string_view text) override;
   void returnLogFileSamples(ZOVSampleCallback callback, ZOVSampleCallbackParms* parms);
 
-  // --- Commands. Names and options are quoted for the shell where it needs that. 176; 166 when no script may
-  // be run for this server, told by message ZOVA0175E.
+  // --- Commands: 176; 166 when no script may be run for this server, told by message ZOVA0175E; or 43 when
+  // too many wait.
   ZOVReturnCode startAppServer(const RWCString& arguments);
   ZOVReturnCode stopAppServer(const RWCString& arguments);
 
@@ -65,8 +65,8 @@ class ZOVApplicationServer final : public ZOVApplicationServerBase, private zov:
   const ZOVApplicationServerBase* server() const override { return this; }
 
   void followLog(std::unique_ptr<ZOVLogFile> log);
-  RWCString commandArgument() const;
-  ZOVReturnCode queueCommand(const char* script, const RWCString& arguments);
+  RWCString nameForScripts() const;
+  ZOVReturnCode queueCommand(const char* script, std::vector<RWCString> options, const RWCString& secret);
 
   mutable ZOVLock _logFileLock{"LogFileLock"};
   std::unique_ptr<ZOVLogFile> _followedLog ZOV_GUARDED_BY(_logFileLock);

@@ -7,6 +7,7 @@
 
 #include "foundation/string.h"
 #include "runtime/return_code.h"
+#include "server/server_script.h"
 
 class ZOVAgentConfigParms;
 class ZOVAppServerConfigParms;
@@ -44,9 +45,9 @@ class ZOVServerServices {
   }
   /// Null while there is none.
   virtual std::shared_ptr<ZOVResourceManagerProxy> resourceManager() { return nullptr; }
-  /// Runs `path`/`command` with the arguments on the system command thread.
-  virtual void queueSystemCommand(const RWCString& /*path*/, const RWCString& /*command*/,
-                                  const RWCString& /*arguments*/) {}
+  /// Runs the script on the system command thread: 176 when it is queued. Who watches it is the agent's to
+  /// say: on a thread that carries out a command it is that command's record.
+  virtual ZOVReturnCode queueSystemCommand(zov::ServerScript /*script*/) { return 176; }
   /// The task that scans log files; null when logs are not followed.
   virtual std::shared_ptr<ZOVLogFileCollector> logFileCollector() { return nullptr; }
 };

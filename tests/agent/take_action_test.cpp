@@ -36,7 +36,7 @@ std::string replyOf(int value) {
 
 std::string contextLine(const std::string& name, const std::string& root = "/srv") {
   return "appServerName=" + name + "\tserverRootDirectory=" + root + "\toccurrence=0\tplatform=tsl7" +
-         "\tsubnodeName=" + name + ":host:ZOVS\townerUid=7\n";
+         "\tsubnodeName=" + name + ":host:ZOVS\townerUid=" + std::to_string(::geteuid()) + "\n";
 }
 
 /// What a pattern of one group finds in a file of the sources.
@@ -71,6 +71,10 @@ TEST_F(TakeAction, FindsTheServerChecksTheArgumentsAndReplies) {
       {"shop:host:ZOVS", "", 52, 2},
       {"shop:host:ZOVS", "StartRequestMonitor 2x", 52, 2},
       {"shop:host:ZOVS", "StartRequestMonitor -1", 52, 2},
+      {"shop:host:ZOVS", "StartRequestMonitor 4294967297", 52, 2},
+      {"shop:host:ZOVS", "StartRequestMonitor 99999999999999999999", 52, 2},
+      {"shop:host:ZOVS", "'StopResourceMonitor'", 0, 1},
+      {"shop:host:ZOVS", "StopResourceMonitor 'x", 0, 1},
       {"shop:host:ZOVS", "SetRequestSamplingRate 50", 179, 5},
       {"none:host:ZOVS", "StopResourceMonitor", 7, 3},
       {"none:host:ZOVS", "Nonsense", 7, 3},
@@ -79,6 +83,8 @@ TEST_F(TakeAction, FindsTheServerChecksTheArgumentsAndReplies) {
       {"host:ZOVA", "StopResourceMonitor shop", 0, 1},
       {"host:ZOVA", "StopResourceMonitor 'shop' x", 52, 2},
       {"host:ZOVA", "StopResourceMonitor", 7, 3},
+      {"host:elsewhere:ZOVA", "StopResourceMonitor shop", 0, 1},
+      {"host:elsewhere:ZOVA", "StopResourceMonitor none", 7, 3},
       {"host:ZOVA", "RemSubNode old and more", 0, 1},
       {"host:ZOVA", "RemSubNode old", 7, 3},
   };
@@ -95,7 +101,7 @@ TEST_F(TakeAction, LogsWhatBecameOfACommand) {
   sendCommand("shop:host:ZOVS", "StopResourceMonitor");
   EXPECT_EQ(messages().back(),
             "Take Action command StopResourceMonitor completed successfully for application server shop.");
-  sendCommand("none:host:ZOVS", "Nonsense x");
+  sendCommand("none:host:ZOVS", "'Nonsense x' y");
   EXPECT_EQ(
       messages().back(),
       "Take Action command Nonsense failed for application server unknown - Reason: Unable to locate the "

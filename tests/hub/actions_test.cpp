@@ -1,6 +1,10 @@
+#include "framework/actions.h"
+
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <regex>
 
 #include "hub_fixture.h"
 #include "support/environment_variable.h"
@@ -10,6 +14,7 @@ namespace {
 std::atomic<int> commandsInside{0};
 std::atomic<int> commandsTaken{0};
 std::atomic<Gate*> commandGate{nullptr};
+std::shared_ptr<zov::Action> queuedWork;  // of the last command "1"
 
 /// "wait" waits at the gate, a number is the outcome, and anything else is done.
 long answerCommand(TqboxAutomationCapsule* capsule) {
@@ -22,6 +27,12 @@ long answerCommand(TqboxAutomationCapsule* capsule) {
   capsule->rowOrStatus = std::atoi(command.c_str());
   capsule->SetOutcome(static_cast<CommandOutcome>(capsule->rowOrStatus), "why \"so\"");
   capsule->SetMessage(reply.c_str());
+  if (capsule->action) capsule->action->describe(command + " ***", "");
+  if (command == "1") {
+    queuedWork = capsule->action;
+    queuedWork->queue();
+    queuedWork->queue();
+  }
   capsule->owner->FinishedAutomationCommand(capsule);
   --commandsInside;
   return capsule->rowOrStatus;
@@ -32,6 +43,14 @@ class HubActions : public HubTest {
   ~HubActions() override {
     stop();
     ARQ_RegisterCommandCallback("OV", nullptr);
+    queuedWork.reset();
+  }
+  /// A record, without its number, its time and how long it took.
+  std::string recordAt(const std::string& place) {
+    const std::string body = zovTestGet(port, place, actionHeaders()).body;
+    static const std::regex varying(
+        "\"action\":[0-9]+,|\"when\":\"[-0-9]+T[0-9:]+Z\",|\"milliseconds\":[0-9]+,|\n");
+    return std::regex_replace(body, varying, "");
   }
   void startWithCommands() {
     start();
@@ -67,6 +86,36 @@ TEST_F(HubActions, AnswerWithTheirOutcome) {
     EXPECT_EQ(answer.status, status) << word;
     EXPECT_THAT(answer.body, testing::HasSubstr(std::string("\"result\":\"") + word + "\""));
   }
+}
+
+TEST_F(HubActions, AreRecordedUntilTheirLastWorkHasEnded) {
+  startWithCommands();
+  static std::vector<std::string> told;
+  ARQ_RegisterActionCallback([](const zov::ActionRecord& record) { told.push_back(record.reason); });
+  const std::string place = act(body("1")).headers.at("location");
+  const auto record = [](const std::string& rest) {
+    return R"({"who":"127.0.0.1","node":"n:h:ZOVS","command":"1 ***",)" + rest + "}";
+  };
+  EXPECT_EQ(zovTestGet(port, place).status, 401);
+  EXPECT_EQ(zovTestGet(port, "/v1/actions").status, 401);
+  EXPECT_EQ(recordAt(place), record(R"("result":"waiting","reason":"why \"so\"","output":"")"));
+  queuedWork->begin();
+  EXPECT_EQ(recordAt(place), record(R"("result":"running","reason":"why \"so\"","output":"")"));
+  queuedWork->end(CommandOutcome::Failed, "the first", "a line\n");
+  queuedWork->begin();
+  EXPECT_TRUE(told.empty());
+  queuedWork->end(CommandOutcome::Done, "the second", "");
+  EXPECT_EQ(recordAt(place), record(R"("result":"failed","reason":"the first","output":"a line\n")"));
+  EXPECT_EQ(told, std::vector<std::string>{"the first"});
+
+  const std::string left = act(body("1")).headers.at("location");
+  queuedWork.reset();
+  EXPECT_THAT(recordAt(left), testing::HasSubstr(R"("result":"failed","reason":"it was not carried out)"));
+  for (int i = 0; i < 199; ++i) ASSERT_EQ(act(body("go 'u' 'p'")).status, 200);
+  EXPECT_EQ(zovTestGet(port, place, actionHeaders()).status, 404) << "200 are kept";
+  EXPECT_EQ(zovTestGet(port, left, actionHeaders()).status, 200);
+  EXPECT_EQ(zovTestGet(port, left + "x", actionHeaders()).status, 404);
+  ARQ_RegisterActionCallback(nullptr);
 }
 
 TEST_F(HubActions, OfAServerGoInTheirOrderAndThoseOfOthersBeside) {

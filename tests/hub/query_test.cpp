@@ -17,7 +17,9 @@ TEST_F(HubTest, ListsItsPathsAndTheirMethods) {
       "GET  "
       "/v1/tables/TABLE/rows?node=NODE&history=1&COLUMN=VALUE&PARMA=TOP;COLUMN;column;ROWS;n;ORDER;DESC\n"
       "GET  /v1/events?table=TABLE\n"
-      "POST /v1/actions  {\"node\": NODE, \"command\": COMMAND}\n");
+      "GET  /v1/actions\n"
+      "POST /v1/actions  {\"node\": NODE, \"command\": COMMAND}\n"
+      "GET  /v1/actions/NUMBER\n");
   const struct {
     const char* path;
     const char* allow;
@@ -25,7 +27,7 @@ TEST_F(HubTest, ListsItsPathsAndTheirMethods) {
                {"/healthz", "GET, HEAD"},
                {"/v1/tables/FAKE/rows", "GET, HEAD"},
                {"/v1/events", "GET"},
-               {"/v1/actions", "POST"}};
+               {"/v1/actions", "GET, HEAD, POST"}};
   for (const auto& [path, allow] : cases) {
     ZOVTestHttpClient client(port);
     client.send(ZOVTestHttpClient::request("BREW", path));
@@ -262,7 +264,7 @@ TEST_F(HubTest, RefusesWithAStatusAndASentence) {
       {request("GET", "/v1/tables/a/b/rows", "", ""), 404, "there is no path"},
       {request("GET", "/nothing", "", ""), 404, "there is no path /nothing"},
       {request("DELETE", "/v1/tables", "", ""), 405, "accepted for /v1/tables is GET, HEAD"},
-      {request("GET", "/v1/actions", "", ""), 405, "is POST"},
+      {request("PUT", "/v1/actions", "", ""), 405, "POST"},
       {request("HEAD", "/v1/events", "", ""), 405, ""},
       {request("GET", "/v1/events?table=NONE", "", ""), 404, "there is no table \\\"NONE\\\""},
       {request("GET", "/v1/events?node=x", "", ""), 400, "accepted is table"},

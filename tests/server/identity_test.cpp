@@ -153,10 +153,10 @@ TEST_F(IdentityTest, Commands) {
   build("shop")->stopAppServer(" me 'my secret'");
   build("a; reboot #'")->startAppServer("");
   EXPECT_EQ(services.commands,
-            (std::vector<std::string>{"/srv/bin|startServer.sh|shop", "/srv/bin|startServer.sh|shop",
-                                      "/srv/bin|stopServer.sh|'shop(2)'",
-                                      "/srv/bin|stopServer.sh|shop -user me -password 'my secret'",
-                                      "/srv/bin|startServer.sh|'a; reboot #'\\'''"}));
+            (std::vector<std::string>{"/srv/bin/startServer.sh|shop", "/srv/bin/startServer.sh|shop",
+                                      "/srv/bin/stopServer.sh|shop(2)",
+                                      "/srv/bin/stopServer.sh|shop|-user|me|-password|my secret",
+                                      "/srv/bin/startServer.sh|a; reboot #'"}));
 }
 
 }  // namespace

@@ -70,7 +70,7 @@ TEST_F(OwnershipTest, ALineWithoutAnOwnerIsHisWhoConnectsFirst) {
     EXPECT_EQ(answerTo(Eve), 174);
     EXPECT_EQ(server->startAppServer(""), ZOVReturnCode(176));
     EXPECT_EQ(std::exchange(rig.services.commands, {}),
-              std::vector<std::string>{"/srv/shop/bin|startServer.sh|shop"});
+              std::vector<std::string>{"/srv/shop/bin/startServer.sh|shop"});
     server.reset();
     rig.stop();
   }

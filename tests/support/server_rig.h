@@ -61,9 +61,11 @@ class RecordingServerServices : public ZOVServerServices {
     return context ? context->findAppServer(name, root) : nullptr;
   }
   std::shared_ptr<ZOVResourceManagerProxy> resourceManager() override { return manager; }
-  void queueSystemCommand(const RWCString& path, const RWCString& command,
-                          const RWCString& arguments) override {
-    commands.push_back(path.str() + "|" + command.str() + "|" + arguments.str());
+  ZOVReturnCode queueSystemCommand(zov::ServerScript script) override {
+    std::string line = script.path().str();
+    for (const RWCString& argument : script.arguments) line += "|" + argument.str();
+    commands.push_back(line);
+    return 176;
   }
 
   ZOVAppServerConfigParms serverParms{"defaults"};

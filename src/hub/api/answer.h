@@ -25,12 +25,15 @@ struct Call {
   std::string subject;                ///< what the path names, such as a table; empty when it names nothing
   std::vector<Parameter> parameters;  ///< in the order given
   std::string body;
+  std::string method;
+  std::string who;  ///< the client's address
 };
 
 struct Answer {
   unsigned status = 200;
   std::string body;
   const char* contentType = "application/json";
+  std::string location = {};  ///< a path for the header of that name; empty: none
 
   /// {"error": sentence}. The sentence tells what was given and what is accepted.
   static Answer error(unsigned status, std::string_view sentence);

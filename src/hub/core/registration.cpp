@@ -70,6 +70,11 @@ int ARQ_RegisterCommandCallback(const char* prefix, long (*callback)(TqboxAutoma
   return 0;
 }
 
+int ARQ_RegisterActionCallback(void (*callback)(const zov::ActionRecord&)) {
+  Registry::instance().actionCallback = callback;
+  return 0;
+}
+
 int ARQ_Subnode_Register_nAff(const char* name, const char* product, const char* version, int,
                               const char* affinity, const char* feature) {
   const bool queued = Registry::instance().queueSubnode(

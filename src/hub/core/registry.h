@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "framework/actions.h"
 #include "framework/process.h"
 #include "hub/core/table.h"
 #include "platform/mutex.h"
@@ -63,6 +64,8 @@ class Registry {
   std::atomic<Loader> loader{nullptr};
   /// Commands of all prefixes go to the last callback: there is one product in a process.
   std::atomic<CommandCallback> commandCallback{nullptr};
+  using ActionCallback = void (*)(const ActionRecord&);
+  std::atomic<ActionCallback> actionCallback{nullptr};  ///< of records that have ended
   std::atomic<void (*)()> reload{nullptr};
   std::atomic<std::string (*)()> status{nullptr};
 

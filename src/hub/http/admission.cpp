@@ -118,7 +118,7 @@ std::optional<Answer> refusalOf(const RequestHead& head, const Settings& setting
   if (head.entry->access == Access::Acting) {
     if (auto refusal = refusalOfAction(head, settings, hasToken)) return refusal;
   }
-  return head.entry->takesBody ? refusalOfBody(head, limits) : std::nullopt;
+  return head.entry->takesBody(head.method) ? refusalOfBody(head, limits) : std::nullopt;
 }
 
 Answer bodyTooLong(std::string_view bytes, const Limits& limits) {

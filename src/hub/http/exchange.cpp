@@ -1,6 +1,9 @@
 #include "hub/http/exchange.h"
 
+#include <netdb.h>
+#include <netinet/in.h>
 #include <strings.h>
+#include <sys/socket.h>
 
 #include <exception>
 #include <utility>
@@ -43,6 +46,17 @@ std::vector<std::string> headersOf(MHD_Connection* connection, const char* name)
       },
       &wanted);
   return std::move(wanted.values);
+}
+
+/// The client's, numeric.
+std::string addressOf(MHD_Connection* connection) {
+  const auto* const known = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+  const sockaddr* const address = known == nullptr ? nullptr : known->client_addr;
+  if (address == nullptr) return "unknown";
+  const socklen_t size = address->sa_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
+  char text[NI_MAXHOST] = "";
+  ::getnameinfo(address, size, text, sizeof text, nullptr, 0, NI_NUMERICHOST);
+  return text;
 }
 
 /// A response that owns `body`.
@@ -94,6 +108,7 @@ Exchange::Exchange(Desk& desk, MHD_Connection* connection, std::string_view targ
 bool Exchange::proceed(std::string_view method, std::string_view data) {
   if (_phase == Phase::Head) {
     _phase = Phase::Body;
+    _call.method = method;
     return admit(method);
   }
   if (!data.empty()) return takeBody(data);
@@ -133,11 +148,12 @@ bool Exchange::takeBody(std::string_view data) {
 }
 
 void Exchange::route() {
-  if (_path->takesBody && _bodyBytes > _desk.limits.bodyBytes) {
+  if (_path->takesBody(_call.method) && _bodyBytes > _desk.limits.bodyBytes) {
     return setAnswer(bodyTooLong(std::to_string(_bodyBytes), _desk.limits));
   }
   _call.parameters = std::move(_target.parameters);
-  Reply reply = _path->function(_call);
+  _call.who = addressOf(_connection);
+  Reply reply = _path->answer(_call);
   if (auto* const answer = std::get_if<Answer>(&reply)) return setAnswer(std::move(*answer));
   if (const auto* const work = std::get_if<Work>(&reply)) return answerLater(*work);
   if (auto* const rows = std::get_if<std::shared_ptr<Production>>(&reply)) return produce(std::move(*rows));
@@ -338,6 +354,9 @@ bool Exchange::sendAnswer() {
   if (answer.status == 401) MHD_add_response_header(response.get(), "WWW-Authenticate", "Bearer");
   if (answer.status == 405) {
     MHD_add_response_header(response.get(), "Allow", std::string(_path->methods).c_str());
+  }
+  if (!answer.location.empty()) {
+    MHD_add_response_header(response.get(), "Location", answer.location.c_str());
   }
   if (_closes) MHD_add_response_header(response.get(), "Connection", "close");
   if (answer.status == 503) MHD_add_response_header(response.get(), "Retry-After", "1");

@@ -29,19 +29,18 @@ constexpr Path paths[] = {
     {.methods = "GET, HEAD", .pattern = "/v1/nodes", .function = listNodes},
     {.methods = "GET, HEAD", .pattern = "/v1/nodes/NODE", .function = describeNode},
     {.methods = "GET, HEAD", .pattern = "/v1/tables/TABLE", .function = describeTable},
-    {.methods = "GET, HEAD",
-     .pattern = "/v1/tables/TABLE/rows",
-     .function = queryRows,
-     .usage = rowsUsage,
-     .waits = Waits::ForRows},
+    {.methods = "GET, HEAD", .pattern = "/v1/tables/TABLE/rows", .function = queryRows, .usage = rowsUsage},
     {.methods = "GET", .pattern = "/v1/events", .function = followEvents, .usage = "?table=TABLE"},
-    {.methods = "POST",
+    {.methods = "GET, HEAD, POST",
      .pattern = "/v1/actions",
-     .function = runCommand,
-     .usage = "  {\"node\": NODE, \"command\": COMMAND}",
-     .waits = Waits::ForCommand,
+     .function = listActions,
+     .postUsage = "  {\"node\": NODE, \"command\": COMMAND}",
      .access = Access::Acting,
-     .takesBody = true},
+     .posted = runCommand},
+    {.methods = "GET, HEAD",
+     .pattern = "/v1/actions/NUMBER",
+     .function = describeAction,
+     .access = Access::Acting},
 };
 
 std::string_view firstOf(std::string_view methods) {
@@ -53,9 +52,12 @@ Reply listPaths(const Call&) {
   Answer answer{200, "", plainText};
   for (const Path& path : paths) {
     if (path.function == listPaths) continue;
-    std::string line(firstOf(path.methods));
-    line.resize(width, ' ');
-    answer.body.append(line).append(path.pattern).append(path.usage) += '\n';
+    const auto write = [&](std::string method, std::string_view usage) {
+      method.resize(width, ' ');
+      answer.body.append(method).append(path.pattern).append(usage) += '\n';
+    };
+    write(std::string(firstOf(path.methods)), path.usage);
+    if (path.posted != nullptr) write("POST", path.postUsage);
   }
   return answer;
 }

@@ -8,9 +8,6 @@
 
 namespace zov::hub {
 
-/// Whose threads do the work that a path's function gives back.
-enum class Waits { Never, ForRows, ForCommand };
-
 /// Who may ask for a path: anybody; whoever has the token, when one is set; whoever has a token, and no web
 /// page of another origin, since it changes something.
 enum class Access { Open, Reading, Acting };
@@ -20,11 +17,15 @@ struct Path {
   std::string_view pattern;  ///< a word in capitals stands for any text without a slash, Call::subject
   Reply (*function)(const Call& call);
   std::string_view usage = {};  ///< in the list of paths, behind the pattern
-  Waits waits = Waits::Never;
+  std::string_view postUsage = {};
   Access access = Access::Reading;
-  bool takesBody = false;  ///< JSON, of at most Limits::bodyBytes
+  /// For POST, when that is another one than `function`, or the only one; takes a body in JSON, of at most
+  /// Limits::bodyBytes.
+  Reply (*posted)(const Call& call) = nullptr;
 
   bool allows(std::string_view method) const;
+  bool takesBody(std::string_view method) const { return posted != nullptr && method == "POST"; }
+  Reply answer(const Call& call) const { return (takesBody(call.method) ? posted : function)(call); }
 };
 
 /// The entry of a path, or null; `subject` is what stands in the pattern's place.

@@ -1,0 +1,34 @@
+#pragma once
+// zov::LocalScripts: runs a server's script as a process of this host, started by posix_spawn:
+//
+//   [systemd-run --scope] setpriv [user, group, groups] sh -c 'umask ...; exec SCRIPT ARGUMENTS'
+//
+// As whom. Where the agent may change users (CAP_SETUID and CAP_SETGID), as the server's owner. Else, and for
+// a server without an owner that the configuration names, as the agent's own user, and then only a script
+// that nobody else but root could have put there (see findForeignHand).
+//
+// Beside systemd. Under a unit of systemd the script runs in a scope of its own, or the unit's stop would end
+// the server that it started. That takes the right to start scopes, which root has.
+//
+// What it writes. Two pipes take it while the agent lives. A drain, a process beside the script, holds their
+// read ends too, and reads from the moment on that the agent lets go of the run, by its end or its death: so
+// no write of the script, or of a server that has inherited the pipes, ever fails or waits.
+
+#include "remote/script_runner.h"
+
+namespace zov {
+
+class LocalScripts : public ScriptRunner {
+ public:
+  std::unique_ptr<ScriptRun> start(const ServerScript& script, RWCString& refusal) override;
+};
+
+/// The words as one line for a shell: a word that is more than letters, digits and _./:@%+=,- is quoted.
+RWCString shellLine(const std::vector<RWCString>& words);
+
+/// Whether somebody else than root and `user` could change what is run as `path`: by writing the file or a
+/// directory on the way to it (links are followed), or by owning one. A sticky directory is no way to
+/// another's file in it. Answers a sentence, or nothing when only these two could.
+RWCString findForeignHand(const RWCString& path, uid_t user);
+
+}  // namespace zov
