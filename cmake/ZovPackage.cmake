@@ -6,16 +6,21 @@ set(ZOV_PACKAGE_MAINTAINER "the authors of zovagent <zovagent@packages.debian.or
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 
 install(TARGETS zovagent DESTINATION sbin COMPONENT agent)
-if(TARGET zovscripts)
 install(TARGETS zovscripts DESTINATION libexec/zovagent COMPONENT agent)
-endif()
 set(man_pages ${packaging}/zovagent.8)
+set(generated ${CMAKE_CURRENT_BINARY_DIR}/packaging)
+file(MAKE_DIRECTORY ${generated})
+set(made)
 if(TARGET zovctl)
   install(TARGETS zovctl DESTINATION bin COMPONENT agent)
   list(APPEND man_pages ${packaging}/zovctl.1)
-  install(FILES ${packaging}/completion/zovctl.bash DESTINATION share/bash-completion/completions
-    RENAME zovctl COMPONENT agent)
-  install(FILES ${packaging}/completion/_zovctl DESTINATION share/zsh/vendor-completions COMPONENT agent)
+  foreach(shell bash zsh)
+    add_custom_command(OUTPUT ${generated}/zovctl.${shell} DEPENDS zovctl VERBATIM
+      COMMAND zovctl completion ${shell} > ${generated}/zovctl.${shell})
+    list(APPEND made ${generated}/zovctl.${shell})
+  endforeach()
+  install(FILES ${generated}/zovctl.bash DESTINATION share/bash-completion/completions RENAME zovctl COMPONENT agent)
+  install(FILES ${generated}/zovctl.zsh DESTINATION share/zsh/vendor-completions RENAME _zovctl COMPONENT agent)
 endif()
 
 install(FILES ${packaging}/zovagent.service ${packaging}/zovagent-scripts.socket
@@ -29,25 +34,21 @@ install(FILES ${packaging}/debian/lintian-overrides DESTINATION share/lintian/ov
   COMPONENT agent)
 
 # As Debian wants them.
-set(compressed)
 foreach(page ${man_pages})
   cmake_path(GET page FILENAME name)
-  cmake_path(GET page EXTENSION LAST_ONLY section)
-  string(SUBSTRING ${section} 1 1 section)
-  set(output ${CMAKE_CURRENT_BINARY_DIR}/packaging/${name}.gz)
-  add_custom_command(OUTPUT ${output} DEPENDS ${page} COMMAND gzip -9nc ${page} > ${output} VERBATIM)
-  install(FILES ${output} DESTINATION share/man/man${section} COMPONENT agent)
-  list(APPEND compressed ${output})
+  string(REGEX MATCH "[0-9]$" section ${name})
+  add_custom_command(OUTPUT ${generated}/${name}.gz DEPENDS ${page} VERBATIM
+    COMMAND gzip -9nc ${page} > ${generated}/${name}.gz)
+  install(FILES ${generated}/${name}.gz DESTINATION share/man/man${section} COMPONENT agent)
+  list(APPEND made ${generated}/${name}.gz)
 endforeach()
-set(changelog ${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.gz)
-add_custom_command(OUTPUT ${changelog} DEPENDS ${packaging}/debian/changelog
-  COMMAND gzip -9nc ${packaging}/debian/changelog > ${changelog} VERBATIM)
-install(FILES ${changelog} DESTINATION share/doc/zovagent COMPONENT agent)
-file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/packaging)
-add_custom_target(package_files ALL DEPENDS ${compressed} ${changelog})
+add_custom_command(OUTPUT ${generated}/changelog.gz DEPENDS ${packaging}/debian/changelog VERBATIM
+  COMMAND gzip -9nc ${packaging}/debian/changelog > ${generated}/changelog.gz)
+install(FILES ${generated}/changelog.gz DESTINATION share/doc/zovagent COMPONENT agent)
+add_custom_target(package_files ALL DEPENDS ${made} ${generated}/changelog.gz)
 
 # dpkg asks before it replaces these.
-file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/packaging/conffiles "/etc/zovagent/environment\n/etc/zovagent/zovagent.cfg\n")
+file(WRITE ${generated}/conffiles "/etc/zovagent/environment\n/etc/zovagent/zovagent.cfg\n")
 set(CPACK_GENERATOR DEB)
 set(CPACK_SET_DESTDIR ON)  # since not all of it is under one prefix
 set(CPACK_INSTALL_PREFIX /usr)
@@ -73,5 +74,5 @@ The package holds the agent, the collector, and the service that runs the
 scripts of servers for the agent.")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${packaging}/debian/postinst ${packaging}/debian/prerm
-  ${packaging}/debian/postrm ${CMAKE_CURRENT_BINARY_DIR}/packaging/conffiles)
+  ${packaging}/debian/postrm ${generated}/conffiles)
 include(CPack)

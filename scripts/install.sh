@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what the build, the tests or the demo need from Debian's packages, and says what it installs.
-# Usage: scripts/install.sh build|clang|bench|demo|servers|fuzz ...   (as root; without root it names what is missing)
+# Usage: scripts/install.sh build|clang|bench|demo|servers|fuzz|package ...   (as root; without root it names what is missing)
 set -euo pipefail
 
 declare -A packages=(
@@ -8,13 +8,14 @@ declare -A packages=(
   [bench]="libbenchmark-dev libprotobuf-dev protobuf-compiler"
   [clang]="clang clang-tidy"
   [fuzz]="clang libclang-rt-14-dev"
+  [package]="dpkg-dev file adduser lintian systemd iproute2 default-jdk-headless tomcat10 curl"
   [demo]="default-jdk-headless libtomcat10-java libhsqldb-java curl procps"
   [servers]="default-jdk-headless tomcat10 libhsqldb-java libehcache-java libslf4j-java curl procps"
 )
 
 missing=()
 for group in "$@"; do
-  for package in ${packages[$group]:?"unknown group '$group': build, clang, bench, demo, servers or fuzz"}; do
+  for package in ${packages[$group]:?"unknown group '$group': build, clang, bench, demo, servers, fuzz or package"}; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
   done
 done

@@ -19,6 +19,7 @@
 #include "platform/descriptor_limit.h"
 #include "platform/services.h"
 #include "remote/local_scripts.h"
+#include "remote/script_helper.h"
 #include "remote/system_command_manager.h"
 #include "runtime/recovery.h"
 #include "runtime/shutdown_probe.h"
@@ -47,6 +48,13 @@ constexpr struct {
   std::uint32_t mask;
 } InternalTraceWords[] = {
     {"YES", 0x1E00}, {"MINOR", 0x1E00}, {"PRIVATE", 0xE00}, {"RESTRICTED", 0x600}, {"PUBLIC", 0x200}};
+
+/// An agent that may not change users has a helper run the scripts of servers.
+std::unique_ptr<zov::ScriptRunner> makeScriptRunner() {
+  const std::string helper = OSL1_GetEnv("ZOV_SCRIPT_HELPER", "");
+  if (helper.empty()) return std::make_unique<zov::LocalScripts>();
+  return std::make_unique<zov::HelperScripts>(helper);
+}
 }  // namespace
 
 ZOVAgent::ZOVAgent(const char* /*configurationFile*/)
@@ -125,7 +133,7 @@ void ZOVAgent::startComponents() {
   _logFileCollector->startBackgroundThread();
   _applicationContext = std::make_unique<ZOVApplicationContext>(_configFilePrefix.data());
   _applicationContext->startBackgroundThread();
-  _systemCommandManager = new ZOVSystemCommandManager(std::make_unique<zov::LocalScripts>());
+  _systemCommandManager = new ZOVSystemCommandManager(makeScriptRunner());
   _systemCommandManager->startBackgroundThread();
 
   _resourceManagerProxy = ZOVResourceManagerProxy::getProxy();

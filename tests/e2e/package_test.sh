@@ -23,13 +23,16 @@ eventually() {
 of() { sed -n "s/^$2=//p" "/lib/systemd/system/$1"; }
 # as USER COMMAND...
 as() { setpriv --reuid "$1" --regid "$(id -g "$1")" --init-groups --no-new-privs "${@:2}"; }
-leftovers() {
-  find / -xdev \( -path /proc -o -path /var/lib/dpkg -o -path "$work" \) -prune -o -name '*zov*' -print |
-    grep -vxFf "$work/before" || true
+# Of the names in it: a manual page that was looked at is cached.
+named() {
+  find /etc /run /usr /var \( -path /var/cache -o -path /var/lib/dpkg -o -path "$work" \) -prune -o -name '*zov*' -print
 }
+leftovers() { named | grep -vxFf "$work/before" || true; }
 hub=http://127.0.0.1:63390
 # status NUMBER: that of the server
 status() { curl -sf $hub/v1/tables/ZOVAPSST/rows | grep -q "\"server_nam\":\"shop\".*\"status\":$1"; }
+# sessions NUMBER: so many have begun
+sessions() { [ "$(grep -c ZOVA0012I "$work/agent.log")" -eq "$1" ]; }
 act() { # USER COMMAND
   as "$1" curl -s -o "$work/answer" -w '%{http_code}' -H 'Content-Type: application/json' \
     -H "Authorization: Bearer $(as "$1" cat /var/lib/zovagent/hub.token 2>/dev/null)" \
@@ -82,7 +85,7 @@ SCRIPT
 }
 
 inside() {
-  find / -xdev -name '*zov*' -not -path "$work*" >"$work/before"
+  named >"$work/before"
   ip link set lo up
   dpkg -i "$work"/zovagent_*.deb
   id -nG zovagent | grep -qw adm || fail "the agent's user is not in adm"
@@ -112,10 +115,9 @@ inside() {
   chmod o-w /srv/shop/bin/stopServer.sh
   [ "$(act member CycleAppSvr)" = 202 ] || fail "$(cat "$work/answer")"
   eventually grep -q 'ZOVA0071I.*startServer.sh' "$work/agent.log"
-  eventually status 1
+  eventually sessions 2
   [ "$(xargs </srv/shop/logs/stop) $(xargs </srv/shop/logs/start)" = "tomcat tomcat tomcat" ] ||
     fail "the scripts did not run as their server's owner"
-  as zovagent systemd-socket-activate --version >/dev/null
   kill $agent
   wait $agent
   kill "$(cat /srv/shop/temp/pid)" $helper
@@ -147,7 +149,7 @@ done
 [ -e "$build/collector/zov-collector.jar" ] || skip "the collector was not built (it needs default-jdk-headless)"
 ! getent passwd zovagent >/dev/null || skip "the package is installed on this host"
 
-(cd "$build" && cpack -G DEB -B "$work" >/dev/null)
+(cd "$build" && cpack -G DEB -B "$work" >/dev/null 2>&1 && rm -r "$work/_CPack_Packages")
 if lintian --allow-root "$work"/*.deb | grep '^E:'; then fail "lintian finds errors"; fi
 systemd-analyze security --offline=true --threshold=20 --no-pager \
   "$(dirname "$0")/../../packaging/zovagent.service" >"$work/security" || fail "$(tail -1 "$work/security")"

@@ -71,6 +71,10 @@ TEST(Service, AHangupReadsTheConfigurationAgain) {
   }
   EXPECT_TRUE(collector.waitForRequest(2, 3)) << "it is polled each second now";
 
+  agent.send(SIGHUP);
+  EXPECT_TRUE(agent.waitForTrace("0 changes count, and 1 need a new start"))
+      << "what needs one stays as it was";
+
   collector.close();
   FakeCollector again(agent.collectorPort());
   again.send(wirePing(8, "server1", "/srv/shop"));
