@@ -23,6 +23,7 @@ cleanup() {
     kill -KILL "$pid" 2>/dev/null || true
     wait "$pid" 2>/dev/null || true
   done
+  "$work/shop/bin/stopServer.sh" shop 2>/dev/null || true
   rm -rf "$work"
 }
 trap cleanup EXIT
@@ -41,6 +42,13 @@ free_port() {
   echo "$port"
 }
 
+# has_not_started NAME: says so, and ends.
+has_not_started() {
+  say "$1 has not opened its port. Its last words:"
+  tail -n 20 "$work/$1.log" >&2
+  exit 1
+}
+
 # started NAME PID PORT: waits until the process listens.
 started() {
   for _ in {1..300}; do
@@ -48,9 +56,7 @@ started() {
     if ! kill -0 "$2" 2>/dev/null; then break; fi
     sleep 0.1
   done
-  say "$1 has not opened its port $3. Its last words:"
-  tail -n 20 "$work/$1.log" >&2
-  exit 1
+  has_not_started "$1"
 }
 
 collector_port=63335 hub_port=63390 http_port=8080
@@ -63,7 +69,7 @@ hub_port=$(free_port "$hub_port")
 http_port=$(free_port "$http_port")
 
 host=$(uname -n)
-mkdir "$work/config" "$work/shop"
+mkdir "$work/config"
 cat >"$work/config/${host%%.*}_ov.cfg" <<EOF
 [Basic_Config]
 ZOV_REQ_SAMPLEMETHOD = FIXED
@@ -84,15 +90,13 @@ pids+=($!)
 started agent $! "$hub_port"
 
 say "Starting Tomcat with the collector ..."
-options="agent=127.0.0.1:$collector_port,name=shop,root=$work/shop,log=$work/collector.log"
-java "-javaagent:$build/collector/zov-collector.jar=$options" \
-  "@$build/collector/demo.classpath" zov.demo.Shop "$http_port" "$work/shop" >"$work/shop.log" 2>&1 &
-pids+=($!)
-started shop $! "$http_port"
+"$(dirname "$0")/install_demo_server.sh" "$build" "$work/shop" shop "$collector_port" "$http_port" "$work"
+"$work/shop/bin/startServer.sh" shop || has_not_started shop
 
 hub=http://127.0.0.1:$hub_port
 footer="Shop  http://127.0.0.1:$http_port/shop/catalog  http://127.0.0.1:$http_port/shop/order
 Rows  $hub/v1/tables/ZOVREQUEST/rows  also ZOVTHRDP, ZOVAPP, ZOVSERVLT, ZOVSERVS, ZOVDBCONP
+Token for actions, such as CycleAppSvr: $work/config/hub.token
 Ctrl-C ends all of it."
 if [ "$mode" = --once ]; then
   say "Waiting for rows (at most $seconds seconds) ..."

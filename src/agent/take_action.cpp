@@ -206,7 +206,10 @@ unsigned int ZOVAgent::perform(ZOVQuotedStringParser& parser, const Command& com
 
 unsigned int ZOVAgent::handleRemoveSubNodeCommand(const std::shared_ptr<ZOVApplicationServer>& server) {
   ZOV_TRACE(Public);
-  return _applicationContext->deleteAppServerContext(server);
+  const unsigned int rc = _applicationContext->deleteAppServerContext(server);
+  // Its collector may have gone unnoticed since the last poll; then the next try finds it so.
+  if (rc == ZOV_SERVER_NOT_STOPPED) server->offerConnectivityTest();
+  return rc;
 }
 
 unsigned int ZOVAgent::handleAppServerStartCommand(ZOVQuotedStringParser& parser,

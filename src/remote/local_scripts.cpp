@@ -36,7 +36,7 @@ enum : int { Input, Output, Error, OutputEnd, ErrorEnd, Agent, FirstClosed };
 /// nobody's child, so that the script finds none that it does not know.
 constexpr const char* Prologue =
     "( { cat <&5; cat <&3 & cat <&4; } & ) </dev/null >/dev/null 2>&1; exec 3<&- 4<&- 5<&-\n"
-    "cd 2>/dev/null || cd /\n"
+    "cd 2>/dev/null || cd /; unset OLDPWD\n"
     "umask 022\n"
     "exec ";
 

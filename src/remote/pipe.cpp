@@ -66,7 +66,8 @@ ZOVReturnCode ZOVPipe::Read(RWCString* text) {
 
 ZOVReturnCode ZOVPipe::Write(const RWCString* text) {
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Writing to pipe <%i>", _writeEnd);
-  return ::write(_writeEnd, text->data(), text->length()) < 0 ? failed("write") : ZOVReturnCode(ZOV_OK);
+  const int end = _writeEnd == 0 ? -1 : _writeEnd;
+  return ::write(end, text->data(), text->length()) < 0 ? failed("write") : ZOVReturnCode(ZOV_OK);
 }
 
 ZOVReturnCode ZOVPipe::destroy(int* descriptor) {

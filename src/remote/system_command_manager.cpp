@@ -74,6 +74,7 @@ void ZOVSystemCommandManager::run(SystemCommand& command) {
   ZOV_FUNCTION;
   if (command.observer()) command.observer()->scriptBegins();
   const ZOVReturnCode rc = command.start(*this);
+  command.callAfterwards();  // a server that is gone is shown so at once
   RWCString reason = rc.getDescription();
   if (!command.refusal().isNull()) reason += ": " + command.refusal();
   if (rc == ZOV_OK) {

@@ -33,6 +33,9 @@ class ZOVSystemCommandManager : public ZOVAsynchronousTask {
     void getError(RWCString* text) const { *text = _error; }
     const RWCString& refusal() const { return _refusal; }  ///< why it was not run; empty when it was
     RWCString ending() const;                              ///< that, or how it ended; a sentence
+    void callAfterwards() const {
+      if (_script.afterwards) _script.afterwards();
+    }
     zov::ScriptObserver* observer() const { return _script.observer.get(); }
 
    private:

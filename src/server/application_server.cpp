@@ -193,6 +193,11 @@ ZOVReturnCode ZOVApplicationServer::queueCommand(const char* script, std::vector
                                                        .arguments = std::move(options),
                                                        .secret = secret,
                                                        .owner = getOwner(),
+                                                       .afterwards =
+                                                           [weak = weak_from_this()] {
+                                                             if (const auto server = weak.lock())
+                                                               server->offerConnectivityTest();
+                                                           },
                                                        .observer = nullptr});
   if (rc == ZOV_COMMAND_QUEUED) startedCollectingRequestData(false);
   return rc;

@@ -332,6 +332,10 @@ ZOVReturnCode ZOVApplicationServerBase::requestTestConnectivity() {
   return _monitor.submit(std::make_shared<TestConnectionRequest>());
 }
 
+void ZOVApplicationServerBase::offerConnectivityTest() {
+  _monitor.offer(std::make_shared<TestConnectionRequest>());
+}
+
 // --- Threads.
 
 void ZOVApplicationServerBase::requestThreadsToStop() {

@@ -192,6 +192,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor,
   void fetchMessages();
   /// 0 when the present collector answered a ping.
   ZOVReturnCode requestTestConnectivity();
+  void offerConnectivityTest();  ///< the same, without a wait for the answer
   ZOVReturnCode submitAsynchronousRequest(const std::shared_ptr<CollectProfilerSampleRequest>& request) {
     return _monitor.submit(request);
   }

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -31,6 +32,8 @@ struct ServerScript {
   /// Whom the server belongs to, and as whom the script is to run. None: the configuration names the server,
   /// and the script runs as the agent's own user.
   std::optional<uid_t> owner;
+  /// Called on the thread that has run the script, whatever came of it; waits for nothing. May be empty.
+  std::function<void()> afterwards;
   std::shared_ptr<ScriptObserver> observer;  ///< null when nobody watches
 
   RWCString path() const { return directory + "/" + command; }

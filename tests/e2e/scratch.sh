@@ -18,7 +18,7 @@ skip() {
 # With the last words of all logs.
 fail() {
   echo "FAILED: $*" >&2
-  find "$work" -path '*log*' -type f -exec tail -n 20 {} + >&2
+  find "$work" -name '*.log' -type f -exec tail -n 20 {} + >&2
   exit 1
 }
 

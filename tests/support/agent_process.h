@@ -50,6 +50,8 @@ class AgentProcess {
   void configureMore(const std::string& text) { _configuration += text; }
   void setEnvironment(const std::string& name, const std::string& value) { _environment[name] = value; }
 
+  /// The agent is to run as this user, and to have its directory. For root only.
+  void setUser(uid_t user) { _user = user; }
   /// The agent is to start with the signal ignored, as a shell does that puts it into the background.
   void setIgnored(int signal) { _ignored = signal; }
 
@@ -87,7 +89,10 @@ class AgentProcess {
       std::signal(SIGINT, SIG_DFL);  // whatever this test was started with
       if (_ignored != 0) std::signal(_ignored, SIG_IGN);
       ::dup2(ends[1], STDERR_FILENO);
-      ::close(STDIN_FILENO);  // a terminal's would make a hangup the end
+      ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);  // a hangup ends it in a terminal
+      if (_user && (::chown(_directory.path().c_str(), *_user, 0) != 0 ||
+                    ::chown((prefix() + "ov.cfg").c_str(), *_user, 0) != 0 || ::setuid(*_user) != 0))
+        ::_exit(126);
       ::execl(binary, binary, nullptr);
       ::_exit(127);
     }
@@ -119,11 +124,15 @@ class AgentProcess {
   const std::string& directory() const { return _directory.path(); }
   /// Sends a command through HTTP, with the token that the agent keeps.
   ZOVTestAnswer act(const std::string& node, const std::string& command) {
+    return ZOVTestHttpClient(_httpPort).post("/v1/actions",
+                                             R"({"node":")" + node + R"(","command":")" + command + "\"}",
+                                             "Content-Type: application/json\r\n" + authorization());
+  }
+  /// The header with the token that the agent keeps.
+  std::string authorization() const {
     std::string token;
     std::ifstream(_directory.file("hub.token")) >> token;
-    return ZOVTestHttpClient(_httpPort).post(
-        "/v1/actions", R"({"node":")" + node + R"(","command":")" + command + "\"}",
-        "Content-Type: application/json\r\nAuthorization: Bearer " + token + "\r\n");
+    return "Authorization: Bearer " + token + "\r\n";
   }
   std::string contextFile() const {
     std::ostringstream text;
@@ -143,9 +152,9 @@ class AgentProcess {
       return found >= count || _ended;
     }) && _trace.find(text) != std::string::npos;
   }
-  rapidjson::Document get(const std::string& target) {
+  rapidjson::Document get(const std::string& target, const std::string& headers = "") {
     rapidjson::Document document;
-    const ZOVTestAnswer answer = zovTestGet(_httpPort, target);
+    const ZOVTestAnswer answer = zovTestGet(_httpPort, target, headers);
     EXPECT_EQ(answer.status, 200) << target << ": " << answer.body;
     document.Parse(answer.body.c_str());
     return document;
@@ -216,6 +225,7 @@ class AgentProcess {
   std::uint16_t _httpPort = 0;
   std::map<std::string, std::string> _environment;
   int _ignored = 0;
+  std::optional<uid_t> _user;
   pid_t _pid = 0;
   std::thread _reader;
   std::mutex _mutex;  // guards what follows
