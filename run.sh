@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds and starts; installs what is missing (as root).
-#   ./run.sh          the agent and an example Tomcat with the collector inside it, with a live table
+#   ./run.sh          the agent and an example Tomcat with the collector inside it, with zovctl top
 #   ./run.sh --once   the same, until the rows are there; prints them and ends
 #   ./run.sh agent    the agent alone
 set -euo pipefail
@@ -17,16 +17,16 @@ build() {
 case "${1:-}" in
   "" | --once)
     scripts/install.sh build demo
-    build zovagent zov-collector zov-demo
+    build zovagent zovctl zov-collector zov-demo
     exec scripts/demo.sh "$build" "$@"
     ;;
   agent)
     scripts/install.sh build
-    build zovagent
+    build zovagent zovctl
     export ZOV_CONFIG_DIR=${ZOV_CONFIG_DIR:-$PWD/build/agent}
     mkdir -p "$ZOV_CONFIG_DIR"
-    echo "Configuration is in $ZOV_CONFIG_DIR; rows at http://${ZOV_HUB_ADDRESS:-127.0.0.1:63390}/v1/tables" >&2
-    echo "Actions need the token in $ZOV_CONFIG_DIR/hub.token" >&2
+    echo "Configuration is in $ZOV_CONFIG_DIR. Look at the agent with $build/bin/zovctl top" >&2
+    echo "Actions need the token in $ZOV_CONFIG_DIR/hub.token, which zovctl finds" >&2
     exec "$build/bin/zovagent"
     ;;
   *)

@@ -30,7 +30,7 @@ function(zov_room_libraries room)
   set_property(GLOBAL PROPERTY ZOV_LIBRARIES_${room} ${ARGN})
 endfunction()
 
-# One static library of all rooms.
+# One static library of all rooms, but of those that are named: these stay object libraries, for programs of their own.
 function(zov_core name)
   set(rooms_file ${PROJECT_SOURCE_DIR}/src/rooms.txt)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${rooms_file})
@@ -55,6 +55,9 @@ function(zov_core name)
       string(REPLACE "/" "_" lower zov_${lower})
       target_link_libraries(${target} PUBLIC ${lower})  # usage requirements, and no objects
     endforeach()
+    if(room IN_LIST ARGN)
+      continue()
+    endif()
     target_sources(${name} PRIVATE $<TARGET_OBJECTS:${target}>)
     target_link_libraries(${name} PUBLIC ${libraries})
   endforeach()

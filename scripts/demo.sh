@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Shows the road from a running Java server to a row: starts the agent and an example Tomcat with the collector
-# inside it, and a table of what the agent sees. Everything it starts ends with it, on Ctrl-C too.
+# inside it, and shows what the agent sees. Everything it starts ends with it, on Ctrl-C too.
 #
-# Usage: scripts/demo.sh BUILD_DIRECTORY            live table, until Ctrl-C
+# Usage: scripts/demo.sh BUILD_DIRECTORY            zovctl top, until q or Ctrl-C
 #        scripts/demo.sh BUILD_DIRECTORY --once     waits for the rows, prints them once; status 0 when they came
 set -euo pipefail
 
@@ -93,23 +93,42 @@ say "Starting Tomcat with the collector ..."
 "$(dirname "$0")/install_demo_server.sh" "$build" "$work/shop" shop "$collector_port" "$http_port" "$work"
 "$work/shop/bin/startServer.sh" shop || has_not_started shop
 
-hub=http://127.0.0.1:$hub_port
-footer="Shop  http://127.0.0.1:$http_port/shop/catalog  http://127.0.0.1:$http_port/shop/order
-Rows  $hub/v1/tables/ZOVREQUEST/rows  also ZOVTHRDP, ZOVAPP, ZOVSERVLT, ZOVSERVS, ZOVDBCONP
-Token for actions, such as CycleAppSvr: $work/config/hub.token
-Ctrl-C ends all of it."
-if [ "$mode" = --once ]; then
+export ZOV_HUB_ADDRESS=127.0.0.1:$hub_port
+zovctl=$build/bin/zovctl
+
+# Waits until a server with statistics of its own and every page of the example have rows, and prints them.
+once() {
+  local page=
   say "Waiting for rows (at most $seconds seconds) ..."
-  view=(once "$seconds" order catalog level)
-elif [ -t 1 ]; then
-  view=(terminal "$footer")
+  for ((end = SECONDS + seconds; SECONDS < end;)); do
+    page=$("$zovctl" top) || true
+    if grep -Eq '/[0-9]+ +[0-9]+' <<<"$page" && grep -q ' order ' <<<"$page" && grep -q ' catalog ' <<<"$page" &&
+      grep -q ' level ' <<<"$page"; then
+      echo "$page"
+      return
+    fi
+    sleep 0.5
+  done
+  echo "$page"
+  say "Not all rows came within $seconds seconds."
+  return 1
+}
+
+pages() { while "$zovctl" top; do sleep 2; done; }
+
+ask=${zovctl#"$PWD"/}
+[ "$hub_port" = 63390 ] || ask="ZOV_HUB_ADDRESS=$ZOV_HUB_ADDRESS $ask"
+footer="Shop  http://127.0.0.1:$http_port/shop/catalog  http://127.0.0.1:$http_port/shop/order
+More  $ask rows ZOVREQUEST; also tables, nodes, events -f"
+# In the background, so that a signal to this script is handled at once.
+if [ "$mode" = --once ]; then
+  once &
+elif [ -t 0 ] && [ -t 1 ]; then
+  "$zovctl" top --note "$footer" <&0 &
 else
   say "$footer"
-  view=(live)
+  pages &
 fi
-
-# In the background, so that a signal to this script is handled at once.
-java "@$build/collector/demo.classpath" zov.demo.LiveTable "$hub" "${view[@]}" &
 pids+=($!)
 status=0
 wait $! || status=$?

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 declare -A packages=(
-  [build]="g++ cmake ninja-build pkg-config libicu-dev libfmt-dev libmicrohttpd-dev rapidjson-dev libgtest-dev libgmock-dev curl ca-certificates"
+  [build]="g++ cmake ninja-build pkg-config libicu-dev libfmt-dev libmicrohttpd-dev rapidjson-dev libcli11-dev libcurl4-openssl-dev libgtest-dev libgmock-dev curl ca-certificates"
   [bench]="libbenchmark-dev libprotobuf-dev protobuf-compiler"
   [clang]="clang clang-tidy"
   [fuzz]="clang libclang-rt-14-dev"

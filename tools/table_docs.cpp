@@ -18,36 +18,6 @@ std::string kindOf(const zov::Column& column) {
   }
 }
 
-std::string formOf(const zov::ColumnMeaning& meaning) {
-  switch (meaning.form) {
-    case zov::ColumnForm::Plain:
-      return "";
-    case zov::ColumnForm::PerSecond:
-      return " Per second.";
-    case zov::ColumnForm::Mean:
-      return " Shown: the mean.";
-    case zov::ColumnForm::Share:
-      return " Shown: the share.";
-    case zov::ColumnForm::Zero:
-      return " The samples have no such value: always 0.";
-  }
-  return "";
-}
-
-std::string writtenAs(zov::ColumnSource source) {
-  switch (source) {
-    case zov::ColumnSource::JavaTime:
-      return " As CYYMMDDHHMMSSmmm.";
-    case zov::ColumnSource::Digits:
-      return " As decimal digits.";
-    case zov::ColumnSource::ShortName:
-      return " When it is longer than the column: its start, and six digits that stand for it while the "
-             "agent runs.";
-    default:
-      return "";
-  }
-}
-
 std::string unitOf(const zov::ColumnMeaning& meaning) {
   const std::string unit(zov::nameOf(meaning.unit));
   if (meaning.form != zov::ColumnForm::PerSecond) return unit;
@@ -84,18 +54,20 @@ void print(const zov::TableInfo& table) {
   std::fputs(listOf("Samples", samples).c_str(), stdout);
   std::fputs(listOf("Filters", filters).c_str(), stdout);
   std::fputs(
-      "\n| Column | Offset | Width | Kind | Key | Meaning | Unit | Decimals | None is |\n"
-      "|---|---|---|---|---|---|---|---|---|\n",
+      "\n| Column | Readable | Offset | Width | Kind | Key | Meaning | Unit | Decimals | None is |\n"
+      "|---|---|---|---|---|---|---|---|---|---|\n",
       stdout);
-  for (const zov::Column& column : table.columns) {
+  const std::vector<zov::ColumnDescription> descriptions = zov::describeColumns(table);
+  for (std::size_t i = 0; i < table.columns.size(); ++i) {
+    const zov::Column& column = table.columns[i];
     const zov::ColumnMeaning meaning = zov::columnMeaning(table, column);
     const bool hasKey = column.key != zov::NoKey;
     const std::string name = hasKey ? "`" + std::string(zov::keyInfo(column.key).name) + "`" : "";
     const std::string decimals = meaning.decimals == 0 ? "" : std::to_string(meaning.decimals);
-    std::printf("| `%s` | %u | %u | %s | %s | %.*s%s%s | %s | %s | %s |\n", column.name, column.offset,
-                column.width, kindOf(column).c_str(), name.c_str(), static_cast<int>(meaning.text.size()),
-                meaning.text.data(), formOf(meaning).c_str(), writtenAs(column.source).c_str(),
-                unitOf(meaning).c_str(), decimals.c_str(), nullOf(meaning.null).c_str());
+    std::printf("| `%s` | `%s` | %u | %u | %s | %s | %s | %s | %s | %s |\n", column.name,
+                descriptions[i].readable.c_str(), column.offset, column.width, kindOf(column).c_str(),
+                name.c_str(), descriptions[i].meaning.c_str(), unitOf(meaning).c_str(), decimals.c_str(),
+                nullOf(meaning.null).c_str());
   }
 }
 
@@ -107,6 +79,11 @@ int main() {
       "Made by `tools/table_docs` from `src/tables/columns/*.def` and `src/samples/keys.def`; change those, "
       "and run\n"
       "`build/release/bin/table_docs > docs/tables.md`.\n\n"
+      "A column is shown, and asked for, by either name: `names=readable` of a query shows the readable "
+      "ones, "
+      "with null for\n"
+      "none, decimals behind a point, and times in UTC; what follows here is said of the rows without "
+      "that.\n\n"
       "Integers are signed 32 bits; texts are blank padded, and `utf8` is never cut in the middle of a "
       "character.\n"
       "*Decimals* says how many digits of an integer stand behind the point: with three, 1500 is 1.5. *None "

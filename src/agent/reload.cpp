@@ -37,7 +37,8 @@ void ZOVAgent::putInForce(std::unique_ptr<ZOVConfigParms> configuration) {
 void ZOVAgent::reloadConfiguration() {
   ZOV_TRACE(Public);
   auto fresh = std::make_unique<ZOVConfigParms>();
-  if (const std::string wrong = fresh->readAgain(_configFilePrefix.data()); !wrong.empty()) {
+  fresh->readFromFile(_configFilePrefix.data());
+  if (const std::string wrong = fresh->faults(); !wrong.empty()) {
     ZOV_LOG_ERROR(ZOVA0192E, wrong.c_str());
     return;
   }

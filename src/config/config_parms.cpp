@@ -4,7 +4,9 @@
 #include <charconv>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "config/nearest_word.h"
 #include "diag/utf8_handler.h"
 #include "platform/services.h"
 #include "platform/trace.h"
@@ -17,15 +19,28 @@ namespace {
 
 constexpr const char* ProductCode = "ov";
 constexpr const char* Instance = "";
-constexpr const char* FileSuffix = "ov.cfg";
 constexpr const char* BasicSection = "Basic_Config";
+constexpr std::string_view ServerKeys[] = {"ZOV_APPSRVR_NAME", "ZOV_APPSRVR_ROOT", "ZOV_LOG_FORMAT"};
 
-/// One entry of the file.
+/// One entry of the file, and who is told of what is wrong with it.
 struct Entry {
-  const char* section;
+  std::string section;
   const char* key;
   const char* value;
-  int& complaints;  ///< about the file
+  std::string_view parameter;
+  std::function<void(std::uint32_t flag, const std::string& text)> report;
+
+  std::string shown() const { return std::string(key) + " = " + DGT1_Cut(value, 100); }
+};
+
+struct Range {
+  std::string_view parameter;
+  int minimum, maximum, fallback;
+};
+constexpr Range Ranges[] = {
+#define ZOV_AGENT_RANGE(Name, minimum, maximum, fallback) {#Name, minimum, maximum, fallback},
+#define ZOV_SERVER_RANGE(Name, minimum, maximum, fallback, message) {#Name, minimum, maximum, fallback},
+#include "config/ranges.def"
 };
 
 struct Word {
@@ -39,10 +54,19 @@ constexpr Word Words[] = {
 };
 
 void reportBadValue(const Entry& entry, const std::string& accepted, int present) {
-  ++entry.complaints;
-  DGT1_Printf(traceUnit, DGT1_MESSAGE,
-              "Configuration value %s = %s of section %s is not used; accepted is %s. The value stays %d.",
-              entry.key, entry.value, entry.section, accepted.c_str(), present);
+  entry.report(
+      DGT1_MESSAGE,
+      DGT1_FormatText("Configuration value %s of section %s is not used; accepted is %s. The value stays %d.",
+                      entry.shown().c_str(), entry.section.c_str(), accepted.c_str(), present));
+}
+
+/// Servers and the agent look at ranges when they are set up, and say so then.
+void hintAtRange(const Entry& entry, int value) {
+  const auto* const range = std::ranges::find(Ranges, entry.parameter, &Range::parameter);
+  if (range == std::end(Ranges) || (value >= range->minimum && value <= range->maximum)) return;
+  entry.report(DGT1_DETAIL,
+               DGT1_FormatText("%s is outside %d to %d; %d is used instead.", entry.shown().c_str(),
+                               range->minimum, range->maximum, range->fallback));
 }
 
 /// The number that the value begins with; what follows it does not count.
@@ -50,16 +74,33 @@ int readNumber(const Entry& entry, int present) {
   std::string_view text = entry.value;
   if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
   int value = present;
-  if (std::from_chars(text.data(), text.data() + text.size(), value).ec == std::errc()) return value;
-  reportBadValue(entry, "a whole number of 32 bits", present);
-  return present;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc()) {
+    reportBadValue(entry, "a whole number of 32 bits", present);
+    return present;
+  }
+  if (end != text.data() + text.size()) {
+    entry.report(DGT1_DETAIL, DGT1_FormatText("%s counts as %d; what follows the number does not count.",
+                                              entry.shown().c_str(), value));
+  }
+  hintAtRange(entry, value);
+  return value;
 }
 
 int readWord(std::string_view kind, const Entry& entry, int present) {
   std::string accepted;
+  std::vector<std::string_view> known;
   for (const Word& word : Words) {
     if (word.kind != kind) continue;
-    if (word.word == "*" || word.word == entry.value) return word.value;
+    if (word.word == entry.value) return word.value;
+    if (word.word == "*") {
+      if (const std::string_view nearest = zov::nearestWord(entry.value, known); !nearest.empty()) {
+        entry.report(DGT1_DETAIL,
+                     entry.shown() + " counts as any other text. Did you mean " + std::string(nearest) + "?");
+      }
+      return word.value;
+    }
+    known.push_back(word.word);
     accepted.append(accepted.empty() ? "" : ", ").append(word.word);
   }
   reportBadValue(entry, "one of " + accepted, present);
@@ -85,6 +126,7 @@ const char* readText(const Entry& entry, const RWCString& /*present*/) {
 struct Key {
   std::string_view section;
   std::string_view key;
+  std::string_view parameter;
   void (*apply)(const Entry& entry, ZOVAgentConfigParms& agent, ZOVAppServerConfigParms& server);
 };
 
@@ -93,7 +135,7 @@ struct Key {
 #define APPLY_Both(kind, Name) (APPLY_Agent(kind, Name), server.set##Name(agent.get##Name()))
 constexpr Key Keys[] = {
 #define ZOV_CONFIG_KEY(section, key, kind, target, Name, counts)                        \
-  {#section, #key,                                                                      \
+  {#section, #key, #Name,                                                               \
    []([[maybe_unused]] const Entry& entry, [[maybe_unused]] ZOVAgentConfigParms& agent, \
       [[maybe_unused]] ZOVAppServerConfigParms& server) { APPLY_##target(kind, Name); }},
 #include "config/config_keys.def"
@@ -104,6 +146,24 @@ constexpr Key Keys[] = {
 
 bool isStandardSection(std::string_view name) {
   return std::ranges::find(Keys, name, &Key::section) != std::end(Keys);
+}
+
+bool isServer(const VPD::ConfigSection& section) {
+  return section.getID().c_str() && !(section.getName() == BasicSection);
+}
+
+/// What may have been meant by a key: with the section that it belongs to.
+std::string hintAtKey(const std::string& section, std::string_view key, bool server) {
+  std::vector<std::string_view> ofSection, all;
+  if (server) ofSection.assign(std::begin(ServerKeys), std::end(ServerKeys));
+  for (const Key& known : Keys) {
+    if (known.section == section) ofSection.push_back(known.key);
+    all.push_back(known.key);
+  }
+  const std::string_view nearest = zov::nearestWord(key, all);
+  if (nearest.empty() || !zov::nearestWord(key, ofSection).empty()) return zov::nearestHint(key, ofSection);
+  const auto* const place = std::ranges::find(Keys, nearest, &Key::key);
+  return " " + std::string(nearest) + " stands in section " + std::string(place->section) + ".";
 }
 
 /// The value of an entry in UTF-8; empty when there is none.
@@ -146,78 +206,98 @@ void printServer(const ZOVAppServerConfigParms& parms) {
 
 int ZOVConfigParms::readFromFile(const char* prefix) {
   ZOV_TRACE(Public);
-  read(prefix);
+  const RWCString path = RWCString(prefix) + FileSuffix;
+  readFile(OSL1_GetEnv("ZOV_CONFIG_FILE", path.data()));
   return 0;
 }
 
-std::string ZOVConfigParms::readAgain(const char* prefix) {
-  ZOV_TRACE(Public);
-  if (std::string wrong = read(prefix); !wrong.empty()) return wrong;
-  if (_complaints == 0) return "";
-  return DGT1_FormatText("The file has %d faults, which the trace names.  All values stay as they were.",
-                         _complaints);
-}
-
-std::string ZOVConfigParms::read(const char* prefix) {
-  const RWCString path = OSL1_GetEnv("ZOV_CONFIG_FILE", (RWCString(prefix) + FileSuffix).data());
-  DGT1_Printf(traceUnit, DGT1_DETAIL, "Read configuration file=%s", path.data());
-  std::string wrong = readSections(path.data());
+void ZOVConfigParms::readFile(const char* path) {
+  DGT1_Printf(traceUnit, DGT1_DETAIL, "Read configuration file=%s", path);
+  readSections(path);
   _ready = true;
   _readyEvent.post();
   print();
-  return wrong;
 }
 
-/// "", or why there is no file that could be read.
-std::string ZOVConfigParms::readSections(const char* path) {
+void ZOVConfigParms::report(std::uint32_t flag, unsigned int line, const std::string& text) {
+  DGT1_Printf(traceUnit, flag, "%s", text.c_str());
+  tell(line, text, flag == DGT1_MESSAGE);
+}
+
+void ZOVConfigParms::tell(unsigned int line, const std::string& text, bool isFault) {
+  if (isFault && _faults++ == 0) {
+    _firstFault = line == 0 ? text : "line " + std::to_string(line) + ": " + text;
+  }
+  if (_report) _report(line, text);
+}
+
+std::string ZOVConfigParms::faults() const {
+  if (_faults == 0) return "";
+  return DGT1_FormatText("Faults of the file: %d. The first: %s", _faults, _firstFault.c_str());
+}
+
+void ZOVConfigParms::readSections(const char* path) {
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Read PC=%s instance=%s configuration file", ProductCode, Instance);
   VPD::ConfigParser parser;
   VPD::AgentConfig config;
-  if (!parser.parseConfigFromFile(path, &config)) {
-    const std::string wrong = parser.getError();
-    if (!parser.parseConfig(ProductCode, Instance, &config)) return wrong;
+  if (!parser.parseConfigFromFile(path, &config) && !parser.parseConfig(ProductCode, Instance, &config)) {
+    for (const auto& [line, text] : parser.getErrors()) tell(line, text, true);
+    return;
   }
   const auto* instance = config.getInstance(Instance);
   if (!instance) {
     DGT1_Printf(traceUnit, DGT1_DETAIL, "Instance %s not found", Instance);
-    return "";
+    return;
   }
   for (unsigned int i = 0; i < instance->getNumSections(); ++i) {
     if (const auto* section = instance->getSection(i)) readSection(*section);
   }
-  return "";
 }
 
 void ZOVConfigParms::readSection(const VPD::ConfigSection& section) {
   const bool standard = isStandardSection(section.getName().c_str());
-  const bool server = section.getID().c_str() && !(section.getName() == BasicSection);
-  if (standard) readKeys(section);
+  const bool server = isServer(section);
+  if (standard || server) {
+    for (const VPD::ConfigEntry& entry : section.getEntries()) readEntry(section, entry);
+  }
   if (server) addServer(section);
   if (!standard && !server) {
-    ++_complaints;
-    DGT1_Printf(traceUnit, DGT1_MESSAGE,
-                "Configuration section %s is not known and not used; a server's section has an id: [%s:id].",
-                section.getName().c_str(), section.getName().c_str());
+    std::vector<std::string_view> known;
+    for (const Key& key : Keys) {
+      if (known.empty() || known.back() != key.section) known.push_back(key.section);
+    }
+    const std::string name = DGT1_Cut(section.getName().c_str(), 100);
+    report(DGT1_MESSAGE, section.getLine(),
+           "Configuration section " + name + " is not known and not used; a server's section has an id: [" +
+               name + ":id]." + zov::nearestHint(name, known));
   }
 }
 
-void ZOVConfigParms::readKeys(const VPD::ConfigSection& section) {
-  const std::string_view sectionName = section.getName().c_str();
-  const auto names = section.getEntryNames();
-  for (unsigned int i = 0; i < names.getSize(); ++i) {
-    VPD::String value;
-    const auto key = std::ranges::find_if(Keys, [&](const Key& known) {
-      return known.section == sectionName && known.key == names[i].c_str();
-    });
-    if (key == std::end(Keys)) {
-      ++_complaints;
-      DGT1_Printf(traceUnit, DGT1_MESSAGE, "Configuration key %s is not known in section %s and not used.",
-                  names[i].c_str(), section.getName().c_str());
-    } else if (section.getEntryValue(names[i], value)) {
-      key->apply({section.getName().c_str(), names[i].c_str(), value.c_str(), _complaints}, _agentParms,
-                 _defaultAppServerParms);
-    }
+void ZOVConfigParms::readEntry(const VPD::ConfigSection& section, const VPD::ConfigEntry& entry) {
+  const std::string sectionName = section.getName().c_str();
+  const auto& entries = section.getEntries();
+  const auto last = std::find_if(entries.rbegin(), entries.rend(),
+                                 [&](const VPD::ConfigEntry& other) { return other.name == entry.name; });
+  if (last->line != entry.line) {
+    report(DGT1_DETAIL, entry.line,
+           DGT1_FormatText("%s does not count: it stands again in line %d.", entry.name.c_str(), last->line));
+    return;
   }
+  const auto* const key = std::ranges::find_if(Keys, [&](const Key& known) {
+    return known.section == sectionName && known.key == entry.name.c_str();
+  });
+  if (key != std::end(Keys)) {
+    key->apply({sectionName, entry.name.c_str(), entry.value.c_str(), key->parameter,
+                [&](std::uint32_t flag, const std::string& text) { report(flag, entry.line, text); }},
+               _agentParms, _defaultAppServerParms);
+    return;
+  }
+  const bool server = isServer(section);
+  if (server && std::ranges::find(ServerKeys, entry.name.c_str()) != std::end(ServerKeys)) return;
+  const std::string name = DGT1_Cut(entry.name.c_str(), 100);
+  report(DGT1_MESSAGE, entry.line,
+         "Configuration key " + name + " is not known in section " + DGT1_Cut(sectionName, 100) +
+             " and not used." + hintAtKey(sectionName, name, server));
 }
 
 void ZOVConfigParms::addServer(const VPD::ConfigSection& section) {
@@ -225,25 +305,23 @@ void ZOVConfigParms::addServer(const VPD::ConfigSection& section) {
   const RWCString name = textOf(section, "ZOV_APPSRVR_NAME");
   const RWCString root = textOf(section, "ZOV_APPSRVR_ROOT");
   if (name.isNull() || root.isNull()) {
-    ++_complaints;
-    DGT1_Printf(traceUnit, DGT1_MESSAGE,
-                "Missing fields for section %s, AppServer name %s, AppServer root %s", alias.data(),
-                name.data(), root.data());
+    report(DGT1_MESSAGE, section.getLine(),
+           DGT1_FormatText("Missing fields for section %s, AppServer name %s, AppServer root %s",
+                           alias.data(), name.data(), root.data()));
     return;
   }
   RWSlistCollectablesIterator next(_appServerParms);
   while (RWCollectable* member = next()) {
     const auto* known = static_cast<const ZOVAppServerConfigParms*>(member);
     if (known->getSubnodeAliasName() == alias) {
-      ++_complaints;
-      DGT1_Printf(traceUnit, DGT1_MESSAGE, "Duplicate section %s Subnode alias already exists", alias.data());
+      report(DGT1_MESSAGE, section.getLine(),
+             DGT1_FormatText("Duplicate section %s Subnode alias already exists", alias.data()));
       return;
     }
     if (known->getName() == name && known->getServerRoot() == root) {
-      ++_complaints;
-      DGT1_Printf(traceUnit, DGT1_MESSAGE,
-                  "Duplicate section %s AppServer name %s, AppServer root %s already exists", alias.data(),
-                  name.data(), root.data());
+      report(DGT1_MESSAGE, section.getLine(),
+             DGT1_FormatText("Duplicate section %s AppServer name %s, AppServer root %s already exists",
+                             alias.data(), name.data(), root.data()));
       return;
     }
   }

@@ -10,6 +10,8 @@
 // out live as long as this object.
 
 #include <atomic>
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,21 +24,28 @@
 namespace VPD {
 class AgentConfig;
 class ConfigSection;
+struct ConfigEntry;
 }  // namespace VPD
 
 class ZOVConfigParms : public ZOVMemoryManager {
  public:
+  /// Takes what is to be said of a line: what is not used, or hardly as it is meant. Line 0 is the file.
+  using Report = std::function<void(unsigned int line, const std::string& text)>;
+
   ZOVConfigParms() = default;
+  explicit ZOVConfigParms(Report report) : _report(std::move(report)) {}
   ~ZOVConfigParms() override { _appServerParms.clearAndDestroy(); }
   ZOVConfigParms(const ZOVConfigParms&) = delete;
   ZOVConfigParms& operator=(const ZOVConfigParms&) = delete;
 
-  /// Reads <prefix>ov.cfg. Answers 0, whatever became of it. Sections are taken in file order, and a server's
-  /// section takes the defaults as they stand when it is reached.
+  /// Reads ZOV_CONFIG_FILE, or <prefix>ov.cfg. Answers 0, whatever became of it. Sections are taken in file
+  /// order, and a server's section takes the defaults as they stand when it is reached.
   int readFromFile(const char* prefix);
-
-  /// The same, for a file that changes nothing when anything is wrong with it: answers what that is, or "".
-  std::string readAgain(const char* prefix);
+  void readFile(const char* path);
+  static constexpr const char* FileSuffix = "ov.cfg";
+  /// Behind the reading: "", or how much is wrong with the file, and what comes first. A file that is read
+  /// while the agent runs changes nothing then.
+  std::string faults() const;
   /// What is not as in `former`, in the order of config_keys.def and of the file. What counts with the
   /// agent's restart only stays as it was there.
   std::vector<zov::ConfigChange> keepWhatNeedsARestart(const ZOVConfigParms& former);
@@ -51,19 +60,23 @@ class ZOVConfigParms : public ZOVMemoryManager {
   void print() const;  ///< traces all parameters
 
  private:
-  std::string read(const char* prefix);
-  std::string readSections(const char* path);
+  void readSections(const char* path);
   void readSection(const VPD::ConfigSection& section);
-  void readKeys(const VPD::ConfigSection& section);
+  void readEntry(const VPD::ConfigSection& section, const VPD::ConfigEntry& entry);
+  /// Traces the text when `flag` is on, and passes it to who asked for reports.
+  void report(std::uint32_t flag, unsigned int line, const std::string& text);
+  void tell(unsigned int line, const std::string& text, bool isFault);
   void addServer(const VPD::ConfigSection& section);
   std::vector<ZOVAppServerConfigParms*> servers() const;  // in file order
   ZOVAppServerConfigParms* findSection(const RWCString& id) const;
   ZOVAppServerConfigParms* findServer(const char* name, const char* serverRoot) const;
 
+  const Report _report;                 // none in the agent
   RWSlistCollectables _appServerParms;  // ZOVAppServerConfigParms, in file order
   ZOVAgentConfigParms _agentParms;
   ZOVAppServerConfigParms _defaultAppServerParms{nullptr};
-  int _complaints = 0;
+  int _faults = 0;
+  std::string _firstFault;
   ZOVEvent _readyEvent;
   std::atomic<bool> _ready{false};
 };

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "framework/linked_list.h"
@@ -32,6 +33,17 @@ struct QueryAbilities {
   bool pushesEvents = false;          ///< rows are pushed as they come, to requests that stay open
 };
 
+/// What a reader must know of a column to read it.
+struct ColumnDescription {
+  enum class None { Never, MinusOne, Empty };  ///< what stands for no value
+  std::string readable;                        ///< snake case; no other column of the table has it
+  std::string_view unit = {};  ///< "ms", "s", "bytes", "count", "percent", "time" (16 digits), or empty
+  std::string meaning = {};    ///< sentences
+  int decimals = 0;            ///< how many digits of an integer stand behind the point
+  None none = None::Never;
+  bool isDigits = false;  ///< a text that is a decimal number
+};
+
 }  // namespace zov
 
 /// Made once per table by the agent's loader, and registered for the rest of the process's life.
@@ -57,6 +69,8 @@ class TableManager {
   virtual bool WaitsForSubnodes() const { return true; }
   /// Without any, the framework filters and limits; any thread.
   virtual zov::QueryAbilities queryAbilities() const { return {}; }
+  /// In the order of the columns, or nothing; any thread.
+  virtual std::vector<zov::ColumnDescription> describeColumns() const { return {}; }
 
   /// Enters the table with the framework: 0, or non-zero when the table's name is empty or taken.
   static int RegisterWithManager(TableManager* manager);

@@ -54,18 +54,19 @@ bool isUtf8(std::string_view text) {
 
 }  // namespace
 
-std::unique_ptr<LogFormat> LogFormat::make(const RWCString& name) {
+std::unique_ptr<LogFormat> LogFormat::find(const RWCString& name) {
   if (name.isNull() || name == "ACTIVITY") return std::make_unique<ActivityLog>();
   if (name == "JSON") return std::make_unique<JsonLog>();
   std::string_view pattern = name.view();
   for (const auto& known : Patterns) {
     if (known.name == name.view()) pattern = known.pattern;
   }
-  if (auto log = PatternLog::make(pattern)) return log;
-  DGT1_Printf(traceUnit, DGT1_MESSAGE,
-              "ZOV_LOG_FORMAT = %s is not used; accepted are ACTIVITY, TOMCAT, LOGBACK, LOG4J, JSON, and a "
-              "pattern with %%d in it and %%m at its end. The form of activity logs is read.",
-              name.data());
+  return PatternLog::make(pattern);
+}
+
+std::unique_ptr<LogFormat> LogFormat::make(const RWCString& name) {
+  if (auto log = find(name)) return log;
+  DGT1_Printf(traceUnit, DGT1_MESSAGE, "ZOV_LOG_FORMAT = %s is not used; %s", name.data(), Accepted);
   return std::make_unique<ActivityLog>();
 }
 

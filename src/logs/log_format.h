@@ -22,6 +22,12 @@ class LogFormat {
   /// The form that the configuration names (docs/configuration.md); without a name, and for one that is not
   /// known, which is traced, that of activity logs.
   static std::unique_ptr<LogFormat> make(const RWCString& name);
+  /// The same; null for one that is not known.
+  static std::unique_ptr<LogFormat> find(const RWCString& name);
+  static constexpr const char* Accepted =
+      "accepted are ACTIVITY, TOMCAT, LOGBACK, LOG4J, JSON, and a pattern with %d in it and %m at its end. "
+      "The "
+      "form of activity logs is read.";
 
   /// What a line, with its end, is.
   virtual Line classify(std::string_view line) = 0;

@@ -18,6 +18,7 @@ namespace VPD {
 namespace {
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+constexpr std::size_t mostErrors = 100;
 constexpr const char* accepted =
     "accepted are [NAME], [NAME:id], NAME = value, empty lines, and comments that begin with # or ;";
 
@@ -45,15 +46,15 @@ std::string shown(std::string_view line) {
 class Reader {
  public:
   /// What is wrong with the line, or an empty text.
-  std::string take(std::string_view line) {
+  std::string take(std::string_view line, unsigned int number) {
     if (line.empty() || line.front() == '#' || line.front() == ';') return {};
     if (line.find('\0') != std::string_view::npos) return "the line holds a zero byte";
-    return line.front() == '[' ? takeSection(line) : takeEntry(line);
+    return line.front() == '[' ? takeSection(line, number) : takeEntry(line, number);
   }
   ConfigBase result() { return std::move(_instance); }
 
  private:
-  std::string takeSection(std::string_view line) {
+  std::string takeSection(std::string_view line, unsigned int number) {
     if (line.back() != ']') return "the section has no closing bracket at the end of its line";
     const std::string_view inside = line.substr(1, line.size() - 2);
     if (inside.find_first_of("[]") != std::string_view::npos)
@@ -67,17 +68,17 @@ class Reader {
       if (text.empty()) return "the section has a colon and no id behind it";
       id = String(text);
     }
-    _section = &_instance.addSection(String(name), std::move(id));
+    _section = &_instance.addSection({String(name), std::move(id), number});
     return {};
   }
 
-  std::string takeEntry(std::string_view line) {
+  std::string takeEntry(std::string_view line, unsigned int number) {
     const std::size_t equals = line.find('=');
     if (equals == std::string_view::npos) return "neither a section nor an entry";
     const std::string_view name = trim(line.substr(0, equals));
     if (name.empty()) return "the entry has no name";
     if (!_section) return "an entry ahead of the first section";
-    _section->addEntry(String(name), String(trim(line.substr(equals + 1))));
+    _section->addEntry({String(name), String(trim(line.substr(equals + 1))), number});
     return {};
   }
 
@@ -114,15 +115,15 @@ std::string readFile(CharStar path, std::string& text) {
 
 Array<String> ConfigSection::getEntryNames() const {
   Array<String> names;
-  for (const auto& [name, value] : _entries) names.add(name);
+  for (const ConfigEntry& entry : _entries) names.add(entry.name);
   return names;
 }
 
 bool ConfigSection::getEntryValue(const String& name, String& value) const {
   const auto entry = std::find_if(_entries.rbegin(), _entries.rend(),
-                                  [&](const auto& known) { return known.first == name; });
+                                  [&](const ConfigEntry& known) { return known.name == name; });
   if (entry == _entries.rend()) return false;
-  value = entry->second;
+  value = entry->value;
   return true;
 }
 
@@ -140,24 +141,30 @@ bool ConfigParser::parseConfigFromFile(CharStar path, AgentConfig* config) {
   if (!path) path = "";
   std::string text;
   const std::string why = readFile(path, text);
-  if (!why.empty()) return fail(fmt::format("Configuration file {} cannot be read: {}", path, why));
+  if (!why.empty()) {
+    _errors = {{0, why}};
+    return fail(fmt::format("Configuration file {} cannot be read: {}", path, why));
+  }
   return parseConfigFromText(path, text, config);
 }
 
 bool ConfigParser::parseConfigFromText(CharStar name, std::string_view text, AgentConfig* config) {
   _error.clear();
+  _errors.clear();
   if (!name) name = "";
   if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
   Reader reader;
-  for (unsigned int number = 1; !text.empty(); ++number) {
+  for (unsigned int number = 1; !text.empty() && _errors.size() < mostErrors; ++number) {
     const std::size_t end = std::min(text.find('\n'), text.size());
     const std::string_view line = trim(text.substr(0, end));
     text.remove_prefix(std::min(end + 1, text.size()));
-    const std::string why = reader.take(line);
-    if (!why.empty()) {
-      return fail(fmt::format("Configuration file {}, line {}: found '{}', {}; {}", name, number, shown(line),
-                              why, accepted));
-    }
+    const std::string why = reader.take(line, number);
+    if (!why.empty())
+      _errors.push_back({number, fmt::format("found '{}', {}; {}", shown(line), why, accepted)});
+  }
+  if (!_errors.empty()) {
+    return fail(
+        fmt::format("Configuration file {}, line {}: {}", name, _errors.front().line, _errors.front().text));
   }
   config->setInstance(reader.result());
   return true;

@@ -53,20 +53,30 @@ class Array {
   std::vector<T> _elements;
 };
 
+struct ConfigEntry {
+  String name;
+  String value;
+  unsigned int line;  ///< of the file, from 1
+};
+
 class ConfigSection {
  public:
-  ConfigSection(String name, String id) : _name(std::move(name)), _id(std::move(id)) {}
+  ConfigSection(String name, String id, unsigned int line)
+      : _name(std::move(name)), _id(std::move(id)), _line(line) {}
   const String& getName() const { return _name; }
   const String& getID() const { return _id; }  ///< its c_str() is null when the section has no id
   Array<String> getEntryNames() const;         ///< in file order, a repeated name as often as it stands
   /// True, and the value, when the entry exists; of repeated entries the last one counts.
   bool getEntryValue(const String& name, String& value) const;
-  void addEntry(String name, String value) { _entries.emplace_back(std::move(name), std::move(value)); }
+  unsigned int getLine() const { return _line; }
+  const std::vector<ConfigEntry>& getEntries() const { return _entries; }
+  void addEntry(ConfigEntry entry) { _entries.push_back(std::move(entry)); }
 
  private:
   String _name;
   String _id;
-  std::vector<std::pair<String, String>> _entries;
+  unsigned int _line;
+  std::vector<ConfigEntry> _entries;
 };
 
 /// The sections of one instance, in file order.
@@ -76,9 +86,7 @@ class ConfigBase {
   const ConfigSection* getSection(unsigned int position) const {
     return position < _sections.size() ? &_sections[position] : nullptr;
   }
-  ConfigSection& addSection(String name, String id) {
-    return _sections.emplace_back(std::move(name), std::move(id));
-  }
+  ConfigSection& addSection(ConfigSection section) { return _sections.emplace_back(std::move(section)); }
 
  private:
   std::vector<ConfigSection> _sections;
@@ -95,6 +103,12 @@ class AgentConfig {
   std::optional<ConfigBase> _instance;
 };
 
+/// What is wrong with a line; with line 0, with the file.
+struct ConfigError {
+  unsigned int line;
+  std::string text;
+};
+
 class ConfigParser {
  public:
   /// Files above this size are refused.
@@ -109,11 +123,14 @@ class ConfigParser {
 
   /// Why the last parse failed, as a sentence for people; empty after a success.
   const std::string& getError() const { return _error; }
+  /// Each line that is wrong, up to a hundred of them.
+  const std::vector<ConfigError>& getErrors() const { return _errors; }
 
  private:
   bool fail(const std::string& why);
 
   std::string _error;
+  std::vector<ConfigError> _errors;
 };
 
 }  // namespace VPD

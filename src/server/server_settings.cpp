@@ -15,12 +15,9 @@ struct Range {
   int minimum, maximum, defaultValue;
   ZOVMessageNumber message;  // names the value, the server and the default
 };
-// The message of the two ages speaks of another parameter; readers of the log know it so.
-constexpr Range CollectAge{0, 600, 0, ZOVA0039E};
-constexpr Range RequestPollInterval{0, 999999, 0, ZOVA0036W};
-constexpr Range ResourcePollInterval{0, 999999, 0, ZOVA0034W};
-constexpr Range LogEvents{1, 1000, 10, ZOVA0039E};
-constexpr Range LogScanInterval{1, 3600, 60, ZOVA0038W};
+#define ZOV_SERVER_RANGE(Name, minimum, maximum, fallback, message) \
+  constexpr Range Name{minimum, maximum, fallback, message};
+#include "config/ranges.def"
 
 int validateConfigValue(int value, const Range& range, const RWCString& serverName) {
   ZOV_FUNCTION;
@@ -43,21 +40,22 @@ ServerSettings ServerSettings::read(const ZOVAppServerConfigParms* parms, const 
   settings.historicalCollection = parms->getHistoricalCollectionFlag();
   settings.retainHistory = parms->getRetainHistory();
   settings.requestCollectAction = parms->getRequestCollectAction();
-  settings.requestCollectAgeMax = checked(parms->getRequestCollectAgeMax(), CollectAge);
-  settings.resourceCollectAgeMax = checked(parms->getResourceCollectAgeMax(), CollectAge);
+  settings.requestCollectAgeMax = checked(parms->getRequestCollectAgeMax(), RequestCollectAgeMax);
+  settings.resourceCollectAgeMax = checked(parms->getResourceCollectAgeMax(), ResourceCollectAgeMax);
   if (settings.requestCollectAction == CollectByInterval) {
-    settings.pollInterval = checked(parms->getRequestCollectPollFrequency(), RequestPollInterval);
+    settings.pollInterval = checked(parms->getRequestCollectPollFrequency(), RequestCollectPollFrequency);
   }
   settings.resourceCollectAction = parms->getResourceCollectAction();
   if (settings.resourceCollectAction == CollectByInterval) {
-    settings.resourcePollFrequency = checked(parms->getResourceCollectPollFrequency(), ResourcePollInterval);
+    settings.resourcePollFrequency =
+        checked(parms->getResourceCollectPollFrequency(), ResourceCollectPollFrequency);
   }
   settings.resourceCollectEnabled = parms->getResourceCollectEnabled() != 0;
   settings.gcCollectAction = parms->getGCCollectAction();
   settings.gcCollectInterval = parms->getGCCollectPollFrequency();
   settings.workloadCollectLevel = parms->getWorkloadCollectLevel();
   settings.workloadCapturePercent = parms->getWorkloadCapturePercent();
-  settings.retainLogFileEvents = checked(parms->getRetainLogFileEvents(), LogEvents);
+  settings.retainLogFileEvents = checked(parms->getRetainLogFileEvents(), RetainLogFileEvents);
   settings.logFormat = parms->getLogFormat();
   settings.logScanInterval = checked(parms->getLogScanInterval(), LogScanInterval);
   return settings;

@@ -1,6 +1,8 @@
 // What columns mean: of a key, what the key means, in the form and at the decimals that the arithmetic of
 // samples gives it.
 
+#include <algorithm>
+
 #include "tables/table.h"
 
 namespace zov {
@@ -82,6 +84,62 @@ ColumnMeaning keyMeaning(const TableInfo& table, const Column& column) {
   }
 }
 
+std::string readableName(const Column& column, const ColumnMeaning& meaning) {
+  std::string name(column.key == NoKey || !meaning.readable.empty() ? meaning.readable
+                                                                    : keyInfo(column.key).name);
+  if (column.source == ColumnSource::ShortName) return name + "_short";
+  switch (meaning.form) {
+    case ColumnForm::PerSecond:
+      return name + "_per_second";
+    case ColumnForm::Mean:
+      return name + "_mean";
+    case ColumnForm::Share:
+      return name + "_percent";
+    default:
+      return name;
+  }
+}
+
+std::string_view wordsOf(ColumnForm form) {
+  switch (form) {
+    case ColumnForm::PerSecond:
+      return " Per second.";
+    case ColumnForm::Mean:
+      return " Shown: the mean.";
+    case ColumnForm::Share:
+      return " Shown: the share.";
+    case ColumnForm::Zero:
+      return " The samples have no such value: always 0.";
+    default:
+      return "";
+  }
+}
+
+std::string_view wordsOf(ColumnSource source) {
+  switch (source) {
+    case ColumnSource::JavaTime:
+      return " As CYYMMDDHHMMSSmmm.";
+    case ColumnSource::Digits:
+      return " As decimal digits.";
+    case ColumnSource::ShortName:
+      return " When it is longer than the column: its start, and six digits that stand for it while the "
+             "agent runs.";
+    default:
+      return "";
+  }
+}
+
+ColumnDescription::None noneOf(NullValue null) {
+  switch (null) {
+    case NullValue::MinusOne:
+      return ColumnDescription::None::MinusOne;
+    case NullValue::Blank:
+      return ColumnDescription::None::Empty;
+    default:
+      return ColumnDescription::None::Never;
+  }
+}
+
 }  // namespace
 
 ColumnMeaning columnMeaning(const TableInfo& table, const Column& column) {
@@ -89,25 +147,55 @@ ColumnMeaning columnMeaning(const TableInfo& table, const Column& column) {
     case ColumnSource::Own:
       return column.own;
     case ColumnSource::OriginNode:
-      return {Unit::None, 0, NullValue::Never, "Subnode of the server."};
+      return {Unit::None, 0, NullValue::Never, "Subnode of the server.", ColumnForm::Plain, "node"};
     case ColumnSource::ServerName:
-      return {Unit::None, 0, NullValue::Never, "Name of the server."};
+      return {Unit::None, 0, NullValue::Never, "Name of the server.", ColumnForm::Plain, "server"};
     case ColumnSource::NodeName:
-      return {Unit::None, 0, NullValue::Never, "Short name of the host."};
+      return {Unit::None, 0, NullValue::Never, "Short name of the host.", ColumnForm::Plain, "host"};
     case ColumnSource::SampleTime:
-      return {Unit::Time, 0, NullValue::Never, "When the sample was taken, CYYMMDDHHMMSSmmm."};
+      return {Unit::Time,        0,
+              NullValue::Never,  "When the sample was taken, CYYMMDDHHMMSSmmm.",
+              ColumnForm::Plain, "sample_time"};
     case ColumnSource::Duration:
-      return {Unit::Seconds, 0, NullValue::Never, "How long the sample covers."};
+      return {Unit::Seconds,     0,         NullValue::Never, "How long the sample covers.",
+              ColumnForm::Plain, "duration"};
     case ColumnSource::CapturePercent:
-      return {Unit::Percent, 0, NullValue::Never, "How many of the requests are captured."};
+      return {Unit::Percent,     0,
+              NullValue::Never,  "How many of the requests are captured.",
+              ColumnForm::Plain, "request_capture_percent"};
     case ColumnSource::StatisticsCollected:
-      return {Unit::None, 0, NullValue::Never,
-              "1 when the server's own statistics are collected, 0 when not."};
+      return {Unit::None,        0,
+              NullValue::Never,  "1 when the server's own statistics are collected, 0 when not.",
+              ColumnForm::Plain, "statistics_collected"};
     case ColumnSource::RowNumber:
-      return {Unit::None, 0, NullValue::Never, "Number of the row in the answer, from 1."};
+      return {Unit::None,        0,           NullValue::Never, "Number of the row in the answer, from 1.",
+              ColumnForm::Plain, "row_number"};
     default:
       return keyMeaning(table, column);
   }
+}
+
+std::vector<ColumnDescription> describeColumns(const TableInfo& table) {
+  std::vector<ColumnDescription> columns;
+  for (const Column& column : table.columns) {
+    const ColumnMeaning meaning = columnMeaning(table, column);
+    ColumnDescription described{readableName(column, meaning)};
+    const auto taken = [&](const std::string& name) {
+      return std::ranges::find(columns, name, &ColumnDescription::readable) != columns.end();
+    };
+    const std::string name = described.readable;
+    for (int again = 2; taken(described.readable); ++again) {
+      described.readable = name + "_" + std::to_string(again);
+    }
+    described.unit = nameOf(meaning.unit);
+    described.meaning =
+        std::string(meaning.text).append(wordsOf(meaning.form)).append(wordsOf(column.source));
+    described.decimals = meaning.decimals;
+    described.none = noneOf(meaning.null);
+    described.isDigits = column.source == ColumnSource::Digits;
+    columns.push_back(std::move(described));
+  }
+  return columns;
 }
 
 }  // namespace zov

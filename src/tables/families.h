@@ -83,7 +83,9 @@ constexpr auto sortable(const Column (&columns)[Size]) {
 template <std::size_t Size>
 constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
   for (const Column& column : columns) {
-    if (column.source == ColumnSource::Own && column.own.text.empty()) return false;
+    if (column.source == ColumnSource::Own && (column.own.text.empty() || column.own.readable.empty())) {
+      return false;
+    }
     if (column.key != NoKey && keyInfo(column.key).meaning.empty()) return false;
   }
   return true;
@@ -177,6 +179,9 @@ constexpr bool allHaveMeaning(const Column (&columns)[Size]) {
     zov_##stem##_manager() : TableManagerBase(zov_##stem##_application, zov_##stem##_table) {}     \
     tqbox* CreateTqbox(RequestDetail* detail, ContextInfo* context) override;                      \
     zov::QueryAbilities queryAbilities() const override { return abilitiesOf(zov_##stem##_info); } \
+    std::vector<zov::ColumnDescription> describeColumns() const override {                         \
+      return zov::describeColumns(zov_##stem##_info);                                              \
+    }                                                                                              \
     bool WaitsForSubnodes() const override { return ZOV_WAITS_##sort; }                            \
     /* Pushes rows without a request; 0 when the table is not registered. Any thread may call. */  \
     static int EventArrived(zov_##stem##_data_t* rows, int count);                                 \

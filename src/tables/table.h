@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "framework/table_manager.h"
 #include "framework/tqbox.h"
@@ -62,6 +63,7 @@ struct ColumnMeaning {
   NullValue null;
   std::string_view text;  ///< a sentence
   ColumnForm form = ColumnForm::Plain;
+  std::string_view readable = {};  ///< of a column without a key: its name for people
 };
 
 inline constexpr int NoKey = 0;
@@ -106,6 +108,8 @@ std::span<const TableInfo* const> allTables();
 
 /// Of any column of the table, at the decimals of the table's samples.
 ColumnMeaning columnMeaning(const TableInfo& table, const Column& column);
+/// Of all columns, for whoever reads rows.
+std::vector<ColumnDescription> describeColumns(const TableInfo& table);
 
 /// What GetColumnInfo answers for an index that is out of range.
 inline constexpr int BadColumnIndex = 0x21060007;

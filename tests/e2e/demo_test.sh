@@ -22,8 +22,8 @@ fail() {
 "$(dirname "$0")/../../scripts/demo.sh" "$build" --once >"$TMPDIR/table" || fail "the rows have not come"
 cat "$TMPDIR/table"
 
-server='^  shop +connected +[1-9][0-9]* +10\.[^ ]* +[1-9][0-9]*/[1-9][0-9]* +[1-9]'
-page='^  %s +[1-9][0-9]* +[0-9.]+ +[0-9]+ +([0-9]+|-) +[1-9]'
+server='^ shop +connected +[1-9][0-9]* +10\.[^ ]* +[0-9.]+ +[1-9][0-9]*/[1-9][0-9]* +[1-9]'
+page='^ %s +[1-9][0-9]* +[0-9.]+ +[0-9]+ +([0-9]+|-) +[0-9]+'
 grep -Eq "$server" "$TMPDIR/table" || fail "no row of ZOVAPSRV"
 for name in 'shop +order' 'shop +catalog' 'stock +level'; do
   # shellcheck disable=SC2059

@@ -96,9 +96,13 @@ class FakeTable : public zov::TableManagerBase {
   int AddDataToEvent(const FakeRow& row) { return addRowsToEvent(reinterpret_cast<const char*>(&row), 1); }
 
   zov::QueryAbilities queryAbilities() const override { return abilities; }
+  std::vector<zov::ColumnDescription> describeColumns() const override { return descriptions; }
 
   zov::QueryAbilities abilities{
       .filters = {}, .sortable = {"number"}, .limitsRows = false, .pushesEvents = true};
+  std::vector<zov::ColumnDescription> descriptions{
+      {"mean_time", "ms", "Mean time.", 2, zov::ColumnDescription::None::MinusOne},
+      {"label", "time", "", 0, zov::ColumnDescription::None::Empty}};
   FakeBox::Sample sample;  ///< what each TakeSample does; set before the query
   std::atomic<int> boxes{0};
 };

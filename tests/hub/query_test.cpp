@@ -15,7 +15,8 @@ TEST_F(HubTest, ListsItsPathsAndTheirMethods) {
       "GET  /v1/nodes/NODE\n"
       "GET  /v1/tables/TABLE\n"
       "GET  "
-      "/v1/tables/TABLE/rows?node=NODE&history=1&COLUMN=VALUE&PARMA=TOP;COLUMN;column;ROWS;n;ORDER;DESC\n"
+      "/v1/tables/TABLE/rows?names=readable&node=NODE&COLUMN=VALUE&order=-COLUMN&limit=N&offset=N&history=1"
+      "&timeout=SECONDS&PARMA=...\n"
       "GET  /v1/events?table=TABLE\n"
       "GET  /v1/actions\n"
       "POST /v1/actions  {\"node\": NODE, \"command\": COMMAND}\n"
@@ -46,9 +47,12 @@ TEST_F(HubTest, ListsTablesAndNodes) {
   start();
   const std::string described =
       "{\"table\":\"FAKE\",\"application\":\"TST\",\"row_bytes\":52,\"events\":true,\"columns\":["
-      "{\"name\":\"number\",\"offset\":0,\"size\":4,\"type\":\"int\",\"sortable\":true},"
-      "{\"name\":\"text\",\"offset\":4,\"size\":16,\"type\":\"utf8\",\"sortable\":false},"
-      "{\"name\":\"originnode\",\"offset\":20,\"size\":32,\"type\":\"text\",\"sortable\":false}]}";
+      "{\"name\":\"number\",\"offset\":0,\"size\":4,\"type\":\"int\",\"sortable\":true,"
+      "\"readable\":\"mean_time\",\"unit\":\"ms\",\"meaning\":\"Mean time.\",\"decimals\":2,\"none\":-1},"
+      "{\"name\":\"text\",\"offset\":4,\"size\":16,\"type\":\"utf8\",\"sortable\":false,"
+      "\"readable\":\"label\",\"unit\":\"time\",\"meaning\":\"\",\"decimals\":0,\"none\":\"\"},"
+      "{\"name\":\"originnode\",\"offset\":20,\"size\":32,\"type\":\"text\",\"sortable\":false,"
+      "\"readable\":\"originnode\",\"meaning\":\"\",\"decimals\":0}]}";
   EXPECT_EQ(zovTestGet(port, "/v1/tables").body, "[" + described + "]\n");
   EXPECT_EQ(zovTestGet(port, "/v1/tables/FAKE").body, described + "\n");
 
@@ -218,6 +222,54 @@ TEST_F(HubTest, WritesAnyRowAsValidJson) {
   }
 }
 
+TEST_F(HubTest, ShowsRowsAsTheirReaderAsks) {
+  setenv("TZ", "XST-2", 1);  // two hours ahead of UTC
+  tzset();
+  start();
+  const Subnodes registered{"a", "b"};
+  table.sample = [](FakeBox& box) {
+    const bool isFirst = std::string(box.GetSubnode()) == "a";
+    if (!isFirst) return void(box.AddData(FakeRow(-205, "1260101013005042", "b\",")));
+    box.AddData(FakeRow(-1, "", "a"));
+    box.AddData(FakeRow(7, "no time", "a"));
+    for (int i = 0; i < 200; ++i) box.AddData(FakeRow(-1, "", "a"));
+    box.AddData(FakeRow(150, "", "\xFF"));
+  };
+  const struct {
+    const char* query;
+    const char* accept;
+    const char* expected;  // part of the body
+  } cases[] = {
+      {"?names=readable&limit=2&offset=1&order=-mean_time", "*/*",
+       R"("rows":[{"mean_time":0.07,"label":null,"originnode":"a"},)"
+       R"({"mean_time":-2.05,"label":"2025-12-31T23:30:05.042Z","originnode":"b\","}],"nodes":[]})"},
+      {"?order=NUMBER&limit=3&offset=2", "text/html, application/json",
+       R"("rows":[{"number":150,"text":"","originnode":"?"},{"number":-1,"text":"","originnode":"a"},{"number":-1,)"},
+      {"?order=-text&limit=1", "", R"("rows":[{"number":7,"text":"no time","originnode":"a"}],"nodes")"},
+      {"?offset=202", "text/csv;q=0", R"("rows":[{"number":150,"text":"","originnode":"?"},{"number":-205,)"},
+      {"?limit=2", "application/json;q=0.5, text/csv", "number,text,originnode\r\n-1,,a\r\n7,no time,a\r\n"},
+      {"?names=readable&order=-originnode&limit=3", "TEXT/CSV",
+       "mean_time,label,originnode\r\n1.50,,?\r\n-2.05,2025-12-31T23:30:05.042Z,\"b\"\",\"\r\n,,a\r\n"},
+  };
+  for (const auto& [query, accept, expected] : cases) {
+    ZOVTestHttpClient client(port);
+    const ZOVTestAnswer answer =
+        client.get("/v1/tables/FAKE/rows" + std::string(query), "Accept: " + std::string(accept) + "\r\n");
+    std::string body = answer.body;
+    for (std::size_t i; (i = body.find("\xEF\xBF\xBD")) != std::string::npos;) body.replace(i, 3, "?");
+    EXPECT_NE(body.find(expected), std::string::npos) << query << body;
+    EXPECT_EQ(answer.headers.at("content-type").starts_with("text/csv"), *expected != '"') << query;
+  }
+  zov::hub::limits().pageBytes = 100 * sizeof(FakeRow);
+  const ZOVTestAnswer refused = zovTestGet(port, "/v1/tables/FAKE/rows?order=number");
+  EXPECT_EQ(refused.status, 400) << refused.body;
+  EXPECT_NE(refused.body.find("accepted is a smaller limit"), std::string::npos) << refused.body;
+  EXPECT_EQ(zovTestGet(port, "/v1/tables/FAKE/rows?order=number&limit=5").status, 200)
+      << "room is given back";
+  unsetenv("TZ");
+  tzset();
+}
+
 TEST_F(HubTest, RefusesWithAStatusAndASentence) {
   start();
   const std::string json = actionHeaders();
@@ -256,6 +308,11 @@ TEST_F(HubTest, RefusesWithAStatusAndASentence) {
       {get("timeout=0"), 400, "accepted are whole seconds from 1 to 300"},
       {get("timeout=9x"), 400, "timeout is \\\"9x\\\""},
       {get("node="), 400, "node is empty"},
+      {get("names=long"), 400, "accepted are readable and stated"},
+      {get("limit=0"), 400, "accepted are whole numbers from 1 to 2147483647"},
+      {get("offset=-1"), 400, "offset is \\\"-1\\\""},
+      {get("order=-none"), 400,
+       "order is \\\"-none\\\"; accepted is a column, or - and a column, of NUMBER TEXT"},
       {get("TEXT=%4"), 400, "malformed % escape"},
       {get("TEXT=%00"), 400, "zero byte"},
       {get("TEXT=" + std::string(5000, 'x')), 414, "TEXT has 5000 bytes"},

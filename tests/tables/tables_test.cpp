@@ -79,6 +79,33 @@ TEST(Tables, SortableColumnsAreThoseWithAValueARateOrAPercentage) {
   }
 }
 
+TEST(Tables, ReadableNamesTellWhatAColumnShows) {
+  std::map<std::string, std::string> readable;  // of ZOVREQUEST and ZOVAPSRV
+  for (const zov::TableInfo* table : zov::allTables()) {
+    const auto described = zov::describeColumns(*table);
+    std::map<std::string, std::string> columns;  // of both kinds of names
+    for (std::size_t i = 0; i < described.size(); ++i) {
+      const std::string name = table->columns[i].name;
+      EXPECT_TRUE(columns.emplace(described[i].readable, name).second)
+          << table->name << described[i].readable;
+      EXPECT_EQ(described[i].readable.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_"),
+                std::string::npos);
+      if (table == &zov_zovrequest_info || table == &zov_zovapsrv_info)
+        readable[name] = described[i].readable;
+    }
+    for (const zov::Column& column : table->columns) {
+      const auto same = columns.find(column.name);
+      EXPECT_TRUE(same == columns.end() || same->second == column.name)
+          << table->name << ": " << column.name << " is another column's readable name";
+    }
+  }
+  const std::map<std::string, std::string> expected = {
+      {"c7", "request_count"},      {"c8", "request_count_per_second"},
+      {"c10", "request_time_mean"}, {"c26", "delay_5_time_percent"},
+      {"originnode", "node"},       {"as_cpup", "cpu_percent"}};
+  for (const auto& [name, shown] : expected) EXPECT_EQ(readable[name], shown);
+}
+
 TEST(WorkloadName, SharesTheRoomBetweenBothNames) {
   const struct {
     const char* major;

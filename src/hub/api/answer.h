@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -27,6 +28,7 @@ struct Call {
   std::string body;
   std::string method;
   std::string who;  ///< the client's address
+  std::string accept;  ///< the types of content that the asker takes, as HTTP's Accept has them
 };
 
 struct Answer {
@@ -59,6 +61,7 @@ class Production {
 
   virtual ~Production() = default;
   virtual Body& body() = 0;
+  virtual const char* contentType() const { return Answer().contentType; }
   /// To be run at once, as far as lanes and threads allow. Asked for once.
   virtual std::vector<Part> parts() = 0;
   /// Whether a part may wait for what is outside of the agent.
@@ -77,6 +80,9 @@ class Production {
 using EventTables = std::vector<std::shared_ptr<const Table>>;
 
 using Reply = std::variant<Answer, Work, std::shared_ptr<Production>, EventTables>;
+
+/// Which of the types the asker prefers; the first where he says nothing of any, or likes two as much.
+std::size_t preferredType(std::string_view accept, std::initializer_list<std::string_view> offered);
 
 /// A text of the caller's in a sentence: in quotation marks, and not at any length.
 std::string quoted(std::string_view text);

@@ -67,7 +67,7 @@ bool Body::write(std::string items, Patience& patience) {
     release(counted);
     return false;
   }
-  items.insert(0, std::exchange(_begun, true) ? "," : _head);
+  items.insert(0, std::exchange(_begun, true) ? _separator : _head);
   _blocks.push_back({std::move(items), counted});
   guard.unlock();
   if (_changed) _changed();
@@ -78,7 +78,8 @@ void Body::finish(const std::string& tail) {
   {
     const MutexLock guard(_mutex);
     if (hasEnded()) return;
-    _blocks.push_back({std::exchange(_begun, true) ? tail : _head + tail, 0});
+    std::string last = std::exchange(_begun, true) ? tail : _head + tail;
+    if (!last.empty()) _blocks.push_back({std::move(last), 0});
     _finished = true;
     _ended = true;
   }

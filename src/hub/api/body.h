@@ -23,7 +23,8 @@ class Body {
   using Patience = ZOVClock::Steady::duration;
   enum class Reading { Some, NoneYet, End, Cut };
 
-  explicit Body(std::string head) : _head(std::move(head)) {}
+  explicit Body(std::string head, const char* separator = ",")
+      : _head(std::move(head)), _separator(separator) {}
   ~Body();
   Body(const Body&) = delete;
   Body& operator=(const Body&) = delete;
@@ -31,8 +32,8 @@ class Body {
   /// Called after each change that the reader may wait for, with no lock held. Set before anyone writes.
   void onChange(std::function<void()> changed) { _changed = std::move(changed); }
 
-  /// Adds items, which are separated by commas. False when the body has ended, or when there was no room for
-  /// as long as the patience lasts: that cuts it.
+  /// Adds items, which the separator stands between. False when the body has ended, or when there was no room
+  /// for as long as the patience lasts: that cuts it.
   bool write(std::string items, Patience& patience);
   /// Ends the body with the tail; what comes later is refused.
   void finish(const std::string& tail);
@@ -56,13 +57,14 @@ class Body {
  private:
   struct Block {
     std::string text;
-    std::size_t counted;  // of its bytes; those of the head, commas and the tail are not
+    std::size_t counted;  // of its bytes; those of the head, separators and the tail are not
   };
 
   bool hasEnded() const ZOV_REQUIRES(_mutex) { return _finished || _cut; }
   void release(std::size_t counted);
 
   std::string _head;
+  const char* const _separator;
   std::function<void()> _changed;
   mutable Mutex _mutex;
   std::deque<Block> _blocks ZOV_GUARDED_BY(_mutex);

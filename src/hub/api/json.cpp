@@ -1,8 +1,7 @@
 #include "hub/api/json.h"
 
-#include <cstring>
-
 #include "framework/filter.h"
+#include "hub/api/row_form.h"
 
 namespace zov::hub {
 namespace {
@@ -38,19 +37,24 @@ std::size_t wellFormed(std::string_view text) {
 
 }  // namespace
 
+void appendUtf8(std::string& target, std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t good = wellFormed(text);
+    target.append(text.substr(0, good));
+    text.remove_prefix(good);
+    if (text.empty()) return;
+    target += "\xEF\xBF\xBD";
+    text.remove_prefix(1);
+  }
+}
+
 void writeText(JsonWriter& writer, std::string_view text) {
-  const std::size_t good = wellFormed(text);
-  if (good == text.size()) {
-    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
-    return;
+  std::string repaired;
+  if (wellFormed(text) != text.size()) {
+    appendUtf8(repaired, text);
+    text = repaired;
   }
-  std::string repaired(text.substr(0, good));
-  for (text.remove_prefix(good); !text.empty();) {
-    const std::size_t length = characterLength(text);
-    repaired.append(length == 0 ? "\xEF\xBF\xBD" : text.substr(0, length));
-    text.remove_prefix(length == 0 ? 1 : length);
-  }
-  writer.String(repaired.data(), static_cast<rapidjson::SizeType>(repaired.size()));
+  writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
 }
 
 void writeKey(JsonWriter& writer, std::string_view key) {
@@ -73,16 +77,11 @@ void writeRow(JsonWriter& writer, const Table& table, const char* row) {
   writer.StartObject();
   for (const Column& column : table.columns) {
     writeKey(writer, column.name);
-    const char* const value = row + column.offset;
     if (column.type == ColumnInfo_Integer) {
-      std::int32_t number;
-      std::memcpy(&number, value, sizeof number);
-      writer.Int(number);
-      continue;
+      writer.Int(numberOf(column, row));
+    } else {
+      writeText(writer, textOf(column, row));
     }
-    std::string_view text(value, strnlen(value, column.size));
-    while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-    writeText(writer, text);
   }
   writer.EndObject();
 }

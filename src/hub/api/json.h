@@ -27,7 +27,9 @@ class JsonStream {
 
 using JsonWriter = rapidjson::Writer<JsonStream>;
 
-/// Writes a text. Bytes that are not UTF-8 become U+FFFD, one for each.
+/// Appends a text, with U+FFFD for each byte that is not UTF-8.
+void appendUtf8(std::string& target, std::string_view text);
+/// Writes a text. Bytes that are not UTF-8 go out as appendUtf8 has them.
 void writeText(JsonWriter& writer, std::string_view text);
 void writeKey(JsonWriter& writer, std::string_view key);
 void writeMember(JsonWriter& writer, std::string_view key, std::string_view text);

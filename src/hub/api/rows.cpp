@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <map>
 
 #include "hub/api/nodes.h"
@@ -17,10 +18,21 @@ namespace {
 constexpr const char* originColumn = "ORIGINNODE";
 constexpr const char* parmColumn = "PARMA";
 
+/// Reads a count of rows: "", or a sentence about what is wrong.
+std::string takeCount(const std::string& name, const std::string& value, std::size_t least,
+                      std::size_t& target) {
+  constexpr std::size_t most = std::numeric_limits<std::int32_t>::max();
+  const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), target);
+  if (error == std::errc() && end == value.data() + value.size() && target >= least && target <= most)
+    return "";
+  return name + " is " + quoted(value) + "; accepted are whole numbers from " + std::to_string(least) +
+         " to " + std::to_string(most);
+}
+
 /// What a query's parameters say.
 class RowsQuery {
  public:
-  explicit RowsQuery(std::shared_ptr<const Table> table) : _table(std::move(table)) {}
+  RowsQuery(std::shared_ptr<const Table> table, RowForm form) : _table(std::move(table)), _form(form) {}
 
   /// "" or a sentence about what is wrong.
   std::string take(const Parameter& parameter);
@@ -30,6 +42,10 @@ class RowsQuery {
 
  private:
   std::string takeTimeout(const std::string& value);
+  std::string takeNames(const std::string& value);
+  std::string takeOrder(std::string_view value);
+  /// All columns, each behind a blank.
+  std::string columnNames() const;
   std::string takeFilter(const Column& column, const std::string& value);
   /// What the rows must have that the table does not see to by itself.
   std::vector<Threshold> thresholds() const;
@@ -44,6 +60,8 @@ class RowsQuery {
   std::shared_ptr<const Table> _table;
   bool _history = false;
   int _seconds = limits().querySeconds;
+  RowForm _form;
+  Paging _paging;
   std::vector<std::string> _nodes;
   std::vector<Filter> _filters;
   std::string _parma;  // as given; empty: none
@@ -64,6 +82,10 @@ std::string RowsQuery::take(const Parameter& parameter) {
     return "";
   }
   if (name == "timeout") return takeTimeout(value);
+  if (name == "names") return takeNames(value);
+  if (name == "limit") return takeCount(name, value, 1, _paging.limit);
+  if (name == "offset") return takeCount(name, value, 0, _paging.offset);
+  if (name == "order") return takeOrder(value);
   if (equalsIgnoringCase(name, parmColumn)) {
     if (!_parma.empty()) return "PARMA is given more than once; accepted is one";
     _parma = value;
@@ -71,10 +93,31 @@ std::string RowsQuery::take(const Parameter& parameter) {
   }
   if (const Column* column = _table->find(name)) return takeFilter(*column, value);
 
-  std::string wrong = "there is no parameter " + quoted(name) + " of the table " + _table->manager->table() +
-                      "; accepted are node, history, timeout, PARMA and the columns";
-  for (const Column& column : _table->columns) wrong += ' ' + column.upperName;
-  return wrong;
+  return "there is no parameter " + quoted(name) + " of the table " + _table->manager->table() +
+         "; accepted are node, history, timeout, names, limit, offset, order, PARMA and the columns" +
+         columnNames();
+}
+
+std::string RowsQuery::columnNames() const {
+  std::string names;
+  for (const Column& column : _table->columns) names += ' ' + column.upperName;
+  return names;
+}
+
+std::string RowsQuery::takeNames(const std::string& value) {
+  if (value != "readable" && value != "stated") {
+    return "names is " + quoted(value) + "; accepted are readable and stated";
+  }
+  _form.readable = value == "readable";
+  return "";
+}
+
+std::string RowsQuery::takeOrder(std::string_view value) {
+  _paging.descending = value.starts_with('-');
+  _paging.order = _table->find(value.substr(_paging.descending ? 1 : 0));
+  if (_paging.order != nullptr) return "";
+  return "order is " + quoted(value) + "; accepted is a column, or - and a column, of" + columnNames() +
+         ", or by its readable name";
 }
 
 std::string RowsQuery::takeTimeout(const std::string& value) {
@@ -141,10 +184,14 @@ std::vector<Threshold> RowsQuery::thresholds() const {
 }
 
 void RowsQuery::limit(ContextInfo& context) const {
+  if (_paging.order == nullptr) context.rowsOfSubnode = _paging.wanted();
   if (_parma.empty()) return;
   // A limit counts the rows that pass, so it is the hub's where the hub has more to drop.
   const bool byHub = _top.rows != 0 && (!_table->abilities.limitsRows || !context.thresholds.empty());
-  if (byHub) context.rowsOfSubnode = _top.rows;
+  if (byHub) {
+    const std::size_t most = context.rowsOfSubnode;
+    context.rowsOfSubnode = most == 0 ? _top.rows : std::min<std::size_t>(most, _top.rows);
+  }
   context.filters.push_back(Filter::ofText(parmColumn, byHub ? _top.withoutLimit() : _parma));
 }
 
@@ -173,7 +220,7 @@ ContextInfo RowsQuery::historyOf(const std::string& node) const {
 }
 
 RowsQuestion RowsQuery::question() const {
-  RowsQuestion question{_table, {}, std::chrono::seconds(_seconds)};
+  RowsQuestion question{_table, {}, std::chrono::seconds(_seconds), _form, _paging};
   const std::vector<std::string> nodes = addressedNodes();
   const bool waits = _table->manager->WaitsForSubnodes();
   if (nodes.empty() || (!waits && (!_history || _nodes.empty()))) {
@@ -191,7 +238,8 @@ RowsQuestion RowsQuery::question() const {
 Reply queryRows(const Call& call) {
   auto table = Registry::instance().table(call.subject);
   if (table == nullptr) return noSuchTable(call.subject);
-  RowsQuery query(std::move(table));
+  const bool csv = preferredType(call.accept, {"application/json", "text/csv"}) == 1;
+  RowsQuery query(std::move(table), {.readable = false, .csv = csv});
   for (const Parameter& parameter : call.parameters) {
     if (const std::string wrong = query.take(parameter); !wrong.empty()) return Answer::error(400, wrong);
   }

@@ -5,8 +5,9 @@
 
 namespace zov::hub {
 
-/// Reads the parameters `node`, `history`, `timeout`, `PARMA` and filters by column, and asks the table: each
-/// subnode by a part of its own, where the table waits for subnodes.
+/// Reads the parameters `node`, `history`, `timeout`, `names`, `limit`, `offset`, `order`, `PARMA` and
+/// filters by column, and asks the table: each subnode by a part of its own, where the table waits for
+/// subnodes.
 Reply queryRows(const Call& call);
 
 }  // namespace zov::hub

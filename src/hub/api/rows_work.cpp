@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "hub/api/json.h"
 #include "hub/core/settings.h"
 #include "hub/core/visit.h"
 #include "platform/trace.h"
@@ -11,17 +10,6 @@ static DGT1_Unit traceUnit("ZOVHRWRK");
 
 namespace zov::hub {
 namespace {
-
-std::string headOf(const Table& table) {
-  std::string head;
-  JsonStream stream(head);
-  JsonWriter writer(stream);
-  writer.StartObject();
-  writeMember(writer, "table", table.manager->table());
-  writeKey(writer, "rows");
-  writer.StartArray();
-  return head;
-}
 
 std::vector<std::string> namesOf(const RowsQuestion& question) {
   const bool waits = question.table->manager->WaitsForSubnodes();
@@ -32,15 +20,15 @@ std::vector<std::string> namesOf(const RowsQuestion& question) {
   return names;
 }
 
-/// Rows of one part on their way into the body, a block at a time.
+/// Rows on their way into the body, a block at a time.
 class RowBlocks {
  public:
-  RowBlocks(const Table& table, Body& body) : _table(table), _body(body) {}
+  RowBlocks(const RowsQuestion& question, Body& body, Body::Patience patience)
+      : _question(question), _body(body), _patience(patience) {}
 
   bool add(const char* row) {
-    if (!_block.empty()) _block += ',';
-    _writer.Reset(_stream);
-    writeRow(_writer, _table, row);
+    if (!_block.empty()) _block += _question.form.separator();
+    write(row);
     ++_rows;
     return _block.size() < limits().blockBytes || send();
   }
@@ -53,22 +41,36 @@ class RowBlocks {
   std::size_t rows() const { return _rows; }
 
  private:
-  const Table& _table;
+  void write(const char* row) {
+    const RowForm& form = _question.form;
+    if (form.csv) return appendCsvRow(_block, *_question.table, row, form.readable);
+    _writer.Reset(_stream);
+    form.readable ? writeReadableRow(_writer, *_question.table, row)
+                  : writeRow(_writer, *_question.table, row);
+  }
+
+  const RowsQuestion& _question;
   Body& _body;
+  Body::Patience _patience;
   std::string _block;
   JsonStream _stream{_block};
   JsonWriter _writer{_stream};
   std::size_t _rows = 0;
-  Body::Patience _patience = std::chrono::milliseconds(limits().writerMilliseconds);
 };
+
+Body::Patience writersPatience() {
+  return std::chrono::milliseconds(limits().writerMilliseconds);
+}
 
 }  // namespace
 
 RowsWork::RowsWork(RowsQuestion question)
     : _question(std::move(question)),
       _names(namesOf(_question)),
-      _body(headOf(*_question.table)),
-      _ended(_question.contexts.size()) {}
+      _body(_question.form.head(*_question.table), _question.form.separator()),
+      _ended(_question.contexts.size()),
+      _page(_question.paging.isAsked() ? std::make_unique<RowPage>(*_question.table, _question.paging)
+                                       : nullptr) {}
 
 bool RowsWork::mayWait() const {
   return _question.table->manager->WaitsForSubnodes();
@@ -85,29 +87,46 @@ std::vector<Production::Part> RowsWork::parts() {
 
 void RowsWork::run(std::size_t part) {
   try {
-    if (!_givenUp) ask(_question.contexts[part]);
+    if (!_givenUp) ask(part);
   } catch (const std::exception& error) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "A query ended early: %s", error.what());
     {
       const MutexLock guard(_mutex);
-      _failure = error.what();
+      _failure = Answer::error(500, std::string("the request failed: ") + error.what());
     }
     _body.cut();
   }
   partEnds(part);
 }
 
-void RowsWork::ask(ContextInfo& context) {
-  RowBlocks blocks(*_question.table, _body);
+void RowsWork::ask(std::size_t part) {
+  ContextInfo& context = _question.contexts[part];
+  RowBlocks blocks(_question, _body, writersPatience());
   context.givenUp = &_givenUp;
   context.nodes = _nodes;
-  context.takeRow = [&](const char* row) { return blocks.add(row); };
+  if (_question.paging.isAsked()) {
+    context.takeRow = [&](const char* row) { return keep(part, row); };
+  } else {
+    context.takeRow = [&](const char* row) { return blocks.add(row); };
+  }
   const Visit visit;
   Request request(*_question.table->manager, std::move(context));
   request.box().TakeSample();
   blocks.send();
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Table %s gave %u rows", _question.table->manager->table().c_str(),
               blocks.rows());
+}
+
+bool RowsWork::keep(std::size_t part, const char* row) {
+  MutexLock guard(_mutex);
+  if (_page == nullptr || _page->add(part, row)) return _page != nullptr;
+  _failure = Answer::error(
+      400, "the rows to put in order need more than the " + std::to_string(limits().pageBytes / KiB / KiB) +
+               " MiB that all queries have for it; accepted is a smaller limit, or fewer rows by "
+               "a filter or by node");
+  guard.unlock();
+  giveUp();
+  return false;
 }
 
 void RowsWork::refuse(std::size_t part) {
@@ -121,7 +140,7 @@ void RowsWork::partEnds(std::size_t part) {
     _ended[part] = true;
     if (std::ranges::count(_ended, false) != 0) return;
   }
-  _body.finish(tail());
+  finish(writersPatience());
 }
 
 void RowsWork::timeOut() {
@@ -133,7 +152,7 @@ void RowsWork::timeOut() {
     }
   }
   _givenUp = true;
-  _body.finish(tail());
+  finish({});  // others are not to wait for its reader
 }
 
 void RowsWork::giveUp() {
@@ -143,19 +162,22 @@ void RowsWork::giveUp() {
 
 Answer RowsWork::failure() const {
   const MutexLock guard(_mutex);
-  return _failure.empty()
-             ? Answer::error(503, "too much waits for the agent, or for readers, already; try again later")
-             : Answer::error(500, "the request failed: " + _failure);
+  if (_failure) return *_failure;
+  return Answer::error(503, "too much waits for the agent, or for readers, already; try again later");
 }
 
-std::string RowsWork::tail() const {
-  std::string text;
-  JsonStream stream(text);
-  JsonWriter writer(stream);
-  writer.StartObject();
-  writeNodes(writer, _nodes->all());
-  writer.EndObject();
-  return "]," + text.substr(1) + '\n';
+void RowsWork::finish(Body::Patience patience) {
+  std::unique_ptr<RowPage> page;
+  {
+    const MutexLock guard(_mutex);
+    page = std::move(_page);
+  }
+  if (page != nullptr) {
+    RowBlocks blocks(_question, _body, patience);
+    page->forEach([&](const char* row) { return blocks.add(row); });
+    blocks.send();
+  }
+  _body.finish(_question.form.tail(_nodes->all()));
 }
 
 }  // namespace zov::hub

@@ -13,6 +13,21 @@ const char* typeName(const Column& column) {
   return column.type == ColumnInfo_Utf8Text ? "utf8" : "text";
 }
 
+void writeDescription(JsonWriter& writer, const ColumnDescription& described) {
+  writeMember(writer, "readable", described.readable);
+  if (!described.unit.empty()) writeMember(writer, "unit", described.unit);
+  writeMember(writer, "meaning", described.meaning);
+  writeKey(writer, "decimals");
+  writer.Int(described.decimals);
+  if (described.none == ColumnDescription::None::Never) return;
+  writeKey(writer, "none");
+  if (described.none == ColumnDescription::None::MinusOne) {
+    writer.Int(-1);
+  } else {
+    writer.String("");
+  }
+}
+
 void writeTable(JsonWriter& writer, const Table& table) {
   writer.StartObject();
   writeMember(writer, "table", table.manager->table());
@@ -33,6 +48,7 @@ void writeTable(JsonWriter& writer, const Table& table) {
     writeMember(writer, "type", typeName(column));
     writeKey(writer, "sortable");
     writer.Bool(column.sortable);
+    writeDescription(writer, column.described);
     writer.EndObject();
   }
   writer.EndArray();

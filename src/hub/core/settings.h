@@ -26,6 +26,7 @@ struct Limits {
   std::size_t answerBytes = 256 * KiB * KiB;  ///< unsent rows of all answers together
   std::size_t bodyShareBytes = 64 * KiB * KiB;  ///< of those, of one answer
   std::size_t blockBytes = 32 * KiB;            ///< rows are sent in blocks of about this
+  std::size_t pageBytes = 128 * KiB * KiB;      ///< rows that wait for their order, of all queries together
   int writerMilliseconds = 5000;                ///< that a table's request waits for room, all in all
   std::size_t readerBytes = KiB * KiB;          ///< that a reader takes in readerSeconds at least
   int readerSeconds = 30;

@@ -28,9 +28,13 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b) {
 }
 
 const Column* Table::find(std::string_view name) const {
-  const auto found = std::ranges::find_if(
-      columns, [&](const Column& column) { return equalsIgnoringCase(column.name, name); });
-  return found == columns.end() ? nullptr : &*found;
+  for (const bool readable : {false, true}) {
+    const auto found = std::ranges::find_if(columns, [&](const Column& column) {
+      return equalsIgnoringCase(readable ? column.described.readable : column.name, name);
+    });
+    if (found != columns.end()) return &*found;
+  }
+  return nullptr;
 }
 
 std::shared_ptr<const Table> Table::describe(TableManager& manager) {
@@ -40,6 +44,7 @@ std::shared_ptr<const Table> Table::describe(TableManager& manager) {
   table->manager = &manager;
   table->abilities = manager.queryAbilities();
   table->rowBytes = box._rowSize > 0 ? static_cast<std::size_t>(box._rowSize) : 0;
+  const std::vector<ColumnDescription> descriptions = manager.describeColumns();
   for (int i = 0; i < box.NumColumns(); ++i) {
     ColumnInfo info;
     if (box.GetColumnInfo(&info, i) != 0 || info.name == nullptr) continue;
@@ -51,7 +56,10 @@ std::shared_ptr<const Table> Table::describe(TableManager& manager) {
     }
     const bool sortable = std::ranges::any_of(
         table->abilities.sortable, [&](const char* name) { return std::string_view(name) == info.name; });
-    table->columns.push_back({info.name, upperCase(info.name), info.offset, info.size, info.type, sortable});
+    const auto index = static_cast<std::size_t>(i);
+    table->columns.push_back(
+        {info.name, upperCase(info.name), info.offset, info.size, info.type, sortable,
+         index < descriptions.size() ? descriptions[index] : ColumnDescription{.readable = info.name}});
   }
   return table;
 }

@@ -19,6 +19,7 @@ struct Column {
   std::uint16_t size = 0;
   std::uint16_t type = 0;  ///< ColumnInfo_Type
   bool sortable = false;
+  ColumnDescription described = {};  ///< readable is the name where the table says nothing
 };
 
 /// Of names and words, which are ASCII.
@@ -31,7 +32,7 @@ struct Table {
   std::vector<Column> columns;
   QueryAbilities abilities;
 
-  /// Null when there is no column of that name, in whatever case.
+  /// The column of that name, else of that readable name, in whatever case; or null.
   const Column* find(std::string_view name) const;
 
   /// Asks the table for its columns. One that lies outside the row is traced and left out.

@@ -152,6 +152,7 @@ void Exchange::route() {
     return setAnswer(bodyTooLong(std::to_string(_bodyBytes), _desk.limits));
   }
   _call.parameters = std::move(_target.parameters);
+  _call.accept = header("Accept");
   _call.who = addressOf(_connection);
   Reply reply = _path->answer(_call);
   if (auto* const answer = std::get_if<Answer>(&reply)) return setAnswer(std::move(*answer));
@@ -274,7 +275,7 @@ bool Exchange::sendBody() {
   _sendsBody = true;
   const Response response = ofReader<Exchange, &Exchange::readBody>(shared_from_this());
   if (response == nullptr) return false;
-  addCommonHeaders(response.get(), Answer().contentType);
+  addCommonHeaders(response.get(), _production->contentType());
   return MHD_queue_response(_connection, 200, response.get()) == MHD_YES;
 }
 

@@ -14,7 +14,8 @@ namespace {
 constexpr const char* plainText = "text/plain; charset=utf-8";
 constexpr std::string_view capitals = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 constexpr std::string_view rowsUsage =
-    "?node=NODE&history=1&COLUMN=VALUE&PARMA=TOP;COLUMN;column;ROWS;n;ORDER;DESC";
+    "?names=readable&node=NODE&COLUMN=VALUE&order=-COLUMN&limit=N&offset=N&history=1&timeout=SECONDS&PARMA=.."
+    ".";
 
 Reply sayOk(const Call&) {
   return Answer{200, "ok\n", plainText};
