@@ -51,6 +51,7 @@ class ScriptHelper : public testing::Test {
             .arguments = {"shop", "it's $(id); a b", ""},
             .secret = {},
             .owner = ::geteuid(),
+            .afterwards = {},
             .observer = nullptr};
   }
   std::string refusalOf(const zov::ServerScript& asked) {
