@@ -24,6 +24,13 @@ void replaceAll(RWCString& text, const RWCString& what, const char* with) {
   }
 }
 
+/// The text may begin within a secret, when what stood before it has not been kept.
+void removeRest(RWCString& text, std::string_view secret) {
+  do secret.remove_prefix(1);
+  while (!text.view().starts_with(secret));
+  text.remove(0, secret.size());
+}
+
 void traceLines(const RWCString& text) {
   for (std::size_t at = 0; at < text.length();) {
     const std::size_t end = std::min(text.index("\n", at), text.length());
@@ -158,8 +165,7 @@ RWCString ZOVSystemCommandManager::SystemCommand::line() const {
 
 RWCString ZOVSystemCommandManager::SystemCommand::shown(RWCString text) const {
   if (const RWCString& secret = _script.secret; !secret.isNull()) {
-    // What came before may have taken the beginning of one with it.
-    if (text.length() >= zov::ScriptRun::OutputBytes) text.remove(0, secret.length() - 1);
+    removeRest(text, secret.view());
     replaceAll(text, zov::shellLine({secret}), Hidden);
     replaceAll(text, secret, Hidden);
   }

@@ -1,6 +1,4 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -9,6 +7,7 @@
 #include <sstream>
 
 #include "agent_fixture.h"
+#include "runtime/recovery.h"
 #include "server/application_server.h"
 #include "support/fake_collector.h"
 
@@ -96,6 +95,24 @@ TEST_F(TakeAction, FindsTheServerChecksTheArgumentsAndReplies) {
   }
 }
 
+TEST_F(TakeAction, RepliesAlsoWhenTheCommandIsCutOff) {
+  struct RaisingBox : CommandBox {
+    RaisingBox() : CommandBox("") { requestDetail = &other; }
+    int NumColumns() override {
+      zovRaise(ZOVException(ZOV_NO_SUCH_SERVER));
+      return 0;
+    }
+    RequestDetail other{"OV", "OTHER"};
+  };
+  start(contextLine("shop"));
+  RaisingBox box;
+  TqboxAutomationCapsule capsule;
+  capsule.owner = &box;
+  EXPECT_EQ(ZOVAgent::handleQTCommand(&capsule), 7);
+  EXPECT_EQ(capsule.message(), replyOf(0));
+  EXPECT_EQ(box.completed, 1);
+}
+
 TEST_F(TakeAction, LogsWhatBecameOfACommand) {
   start(contextLine("shop"));
   sendCommand("shop:host:ZOVS", "StopResourceMonitor");
@@ -106,34 +123,6 @@ TEST_F(TakeAction, LogsWhatBecameOfACommand) {
       messages().back(),
       "Take Action command Nonsense failed for application server unknown - Reason: Unable to locate the "
       "application server.");
-}
-
-TEST_F(TakeAction, RunsTheServersScriptsInOrderWithTheOptionsOfTheStop) {
-  const std::string bin = directory.path() + "/bin";
-  ASSERT_EQ(::mkdir(bin.c_str(), 0700), 0);
-  ASSERT_EQ(::mkfifo((bin + "/seen").c_str(), 0600), 0);
-  for (const std::string script : {"startServer", "stopServer"}) {
-    std::ofstream(bin + "/" + script + ".sh")
-        << "#!/bin/sh\necho " << script << " \"$@\" > " << bin << "/seen\n"
-        << (script == "stopServer" ? "exit 3\n" : "");
-    ::chmod((bin + "/" + script + ".sh").c_str(), 0700);
-  }
-  start(contextLine("my shop", directory.path()));
-  const Reply reply = sendCommand("my shop:host:ZOVS", "CycleAppSvr 'user one' 'it'");
-  EXPECT_EQ(reply.code, 176);
-  EXPECT_EQ(reply.text, replyOf(4));
-
-  std::fstream seen(bin + "/seen", std::ios::in | std::ios::out);  // open for both, so that it has no end
-  const auto ranWith = [&] {
-    std::string line;
-    std::getline(seen, line);  // waits for the script
-    return line;
-  };
-  EXPECT_EQ(ranWith(), "stopServer my shop -user user -password one");
-  EXPECT_EQ(ranWith(), "startServer my shop");
-  EXPECT_THAT(messages(),
-              testing::Contains("Take Action command stopServer.sh failed for application server my "
-                                "shop - Reason: Unable to start the new process."));
 }
 
 TEST_F(TakeAction, SetsTheSamplingRateOfACollectorThatCollects) {
