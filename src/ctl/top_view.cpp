@@ -170,12 +170,13 @@ std::vector<std::string> TopView::page(const TopData& data, std::size_t columns)
 }
 
 std::vector<std::string> TopView::screen(const TopData& data, Terminal::Size size, const std::string& time) {
-  constexpr std::size_t FewestServers = 3, ServersShare = 4, Headings = 5;
+  constexpr std::size_t ServersShare = 4, Headings = 2;
   _columns = size.columns;
   const auto connected = std::ranges::count(data.servers, "connected", &TopServer::status);
   const std::string title = fmt::format("zovctl top  {}  {}  servers {}, connected {}, requests {}", time,
                                         _agent, data.servers.size(), connected, data.requests.size());
   std::vector<std::string> lines{line(title, Style::Bold), line(printable(data.error), Style::Red)};
+  const std::size_t titles = lines.size();
   std::vector<std::string> foot;
   for (std::size_t at = 0; at < _note.size();) {
     const std::size_t end = std::min(_note.find('\n', at), _note.size());
@@ -184,13 +185,13 @@ std::vector<std::string> TopView::screen(const TopData& data, Terminal::Size siz
   }
   foot.push_back(_typesFilter ? line("Only what has in its names: " + printable(_filter) + "_", Style::Bold)
                               : line(Keys, Style::Dim));
-  const std::size_t room = size.lines - std::min(size.lines, lines.size() + foot.size());
+  const std::size_t room = size.lines - std::min(size.lines, titles + foot.size());
   if (_shown == Shown::Help) addHelp(lines);
   if (_shown == Shown::Request) addRequest(lines, data, room);
   if (_shown == Shown::Lists) {
-    addServers(lines, data, std::max(FewestServers, room / ServersShare));
+    addServers(lines, data, std::max<std::size_t>(1, room / ServersShare));
     lines.push_back(line(""));
-    const std::size_t used = lines.size() - 2 + Headings - 3;
+    const std::size_t used = lines.size() - titles + Headings;
     addRequests(lines, data, room - std::min(room, used), true);
   }
   lines.resize(size.lines - std::min(size.lines, foot.size()));
