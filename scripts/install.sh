@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the build, the tests or the demo need from Debian's packages, and says what it installs.
-# Usage: scripts/install.sh build|clang|bench|demo|metrics|servers|fuzz ...   (as root; without root it names what is missing)
+# Usage: scripts/install.sh build|clang|bench|demo|metrics|servers|fuzz|package ...   (as root; without root it names
+# what is missing)
 set -euo pipefail
 
 declare -A packages=(
@@ -8,6 +9,7 @@ declare -A packages=(
   [bench]="libbenchmark-dev libprotobuf-dev protobuf-compiler"
   [clang]="clang clang-tidy"
   [fuzz]="clang libclang-rt-14-dev"
+  [package]="dpkg-dev file adduser lintian systemd iproute2 default-jdk-headless tomcat10 curl"
   [demo]="default-jdk-headless libtomcat10-java libhsqldb-java libactivemq-java libslf4j-java libasm-java curl procps"
   [metrics]="prometheus curl"
   [servers]="default-jdk-headless tomcat10 libhsqldb-java libehcache-java libslf4j-java libjetty9-java libasm-java curl procps"
@@ -15,7 +17,7 @@ declare -A packages=(
 
 missing=()
 for group in "$@"; do
-  for package in ${packages[$group]:?"unknown group '$group': build, clang, bench, demo, metrics, servers or fuzz"}; do
+  for package in ${packages[$group]:?"unknown group '$group': build, clang, bench, demo, metrics, servers, fuzz or package"}; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
   done
 done

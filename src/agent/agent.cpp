@@ -19,6 +19,7 @@
 #include "platform/descriptor_limit.h"
 #include "platform/services.h"
 #include "remote/local_scripts.h"
+#include "remote/script_helper.h"
 #include "remote/system_command_manager.h"
 #include "runtime/recovery.h"
 #include "runtime/shutdown_probe.h"
@@ -48,6 +49,13 @@ constexpr struct {
   std::uint32_t mask;
 } InternalTraceWords[] = {
     {"YES", 0x1E00}, {"MINOR", 0x1E00}, {"PRIVATE", 0xE00}, {"RESTRICTED", 0x600}, {"PUBLIC", 0x200}};
+
+/// An agent that may not change users has a helper run the scripts of servers.
+std::unique_ptr<zov::ScriptRunner> makeScriptRunner() {
+  const std::string helper = OSL1_GetEnv("ZOV_SCRIPT_HELPER", "");
+  if (helper.empty()) return std::make_unique<zov::LocalScripts>();
+  return std::make_unique<zov::HelperScripts>(helper);
+}
 }  // namespace
 
 ZOVAgent::ZOVAgent(const char* /*configurationFile*/)
@@ -56,10 +64,10 @@ ZOVAgent::ZOVAgent(const char* /*configurationFile*/)
   initShutdownRequested();
   createComponentTrace();
   readInternalTraceSetting();
-  _configParms = std::make_unique<ZOVConfigParms>();
   buildConfigFilePrefix();
-  if (_configParms->readFromFile(_configFilePrefix.data()) == 0) {
-    productEventCollector().setMaxSamples(getConfigParms()->getLogFileMessagesMax());
+  auto configuration = std::make_unique<ZOVConfigParms>();
+  if (configuration->readFromFile(_configFilePrefix.data()) == 0) {
+    putInForce(std::move(configuration));
     ZOV_LOG_MESSAGE(ZOVA0173I, raiseDescriptorLimit());
     registerWithFramework();
     startComponents();
@@ -99,6 +107,13 @@ void ZOVAgent::registerWithFramework() {
   ARQ_SetSubsystemId(
       ZOVUTF8Handler(getConfigParms()->getAgentId()).convertToSBLocalString(substitute.data()).data());
   ARQ_RegisterAgentLoader(LoadAgents);
+  zov::registerReload([] {
+    if (ZOVAgent* const agent = current()) guarded(ZOV_PLACE, [&] { agent->reloadConfiguration(); });
+  });
+  zov::registerStatus([] {
+    ZOVAgent* const agent = current();
+    return agent != nullptr ? agent->statusLine() : std::string();
+  });
   ARQ_SetCurrency(CurrencyKind, CurrencyAtStart);
   zov::introduceAgent({.version = ProductVersion,
                        .node = getHostName("").str(),
@@ -119,7 +134,7 @@ void ZOVAgent::startComponents() {
   _logFileCollector->startBackgroundThread();
   _applicationContext = std::make_unique<ZOVApplicationContext>(_configFilePrefix.data());
   _applicationContext->startBackgroundThread();
-  _systemCommandManager = new ZOVSystemCommandManager(std::make_unique<zov::LocalScripts>());
+  _systemCommandManager = new ZOVSystemCommandManager(makeScriptRunner());
   _systemCommandManager->startBackgroundThread();
 
   _resourceManagerProxy = ZOVResourceManagerProxy::getProxy();
@@ -181,7 +196,8 @@ ZOVAgent::~ZOVAgent() {
   _sessionDirectory.reset();
   _resourceManagerProxy.reset();
   _logFileCollector.reset();
-  _configParms.reset();
+  _configParms = nullptr;
+  _configurations.clear();
   _applicationContext.reset();  // last, since every server lives in it
   _tableServices.reset();
   _serverServices.reset();
@@ -196,11 +212,13 @@ void ZOVAgent::shutdownComponents() {
 }
 
 ZOVAgentConfigParms* ZOVAgent::getConfigParms() const {
-  return _configParms ? _configParms->getAgentConfigParms() : nullptr;
+  ZOVConfigParms* const inForce = _configParms;
+  return inForce ? inForce->getAgentConfigParms() : nullptr;
 }
 
 ZOVAppServerConfigParms* ZOVAgent::getConfigParms(const char* name, const char* root) const {
-  return _configParms ? _configParms->getAppServerConfigParms(name, root) : nullptr;
+  ZOVConfigParms* const inForce = _configParms;
+  return inForce ? inForce->getAppServerConfigParms(name, root) : nullptr;
 }
 
 int ZOVAgent::saveComponentTraceEntry(ZOVAgentFrameworkComponentTraceEntry* entry) {

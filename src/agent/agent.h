@@ -17,6 +17,8 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "config/config_parms.h"
 #include "config/node_names.h"
@@ -81,6 +83,12 @@ class ZOVAgent : public ZOVAgentEnvironment {
   int Process(int argc, char** argv);
   /// The framework's callback: registers the tables, then lets the events go that waited for them. Answers 0.
   static int LoadAgents();
+
+  /// Reads the configuration file again, and says by messages what has changed, and when each change counts.
+  /// A file with anything wrong in it changes nothing. The main thread calls.
+  void reloadConfiguration();
+  /// A line about the servers, for who looks at the service.
+  std::string statusLine();
 
   int lock(_LockRequestType type, _WaitRequestType wait) { return _agentLock.get(type, wait); }
   void release(_LockRequestType type) { _agentLock.release(type); }
@@ -168,6 +176,7 @@ class ZOVAgent : public ZOVAgentEnvironment {
   void createComponentTrace();
   void readInternalTraceSetting();
   void buildConfigFilePrefix();
+  void putInForce(std::unique_ptr<ZOVConfigParms> configuration);
   void registerWithFramework();
   void startComponents();
   std::uint16_t collectorSessionPort() const;
@@ -189,7 +198,9 @@ class ZOVAgent : public ZOVAgentEnvironment {
   RWCString _systemName;        // the short host name; written once, by the constructor
   RWCString _configFilePrefix;  // directory and host part of the configuration file's path
   std::unique_ptr<ZOVAgentFrameworkComponentTrace> _componentTrace;  // null when it is off
-  std::unique_ptr<ZOVConfigParms> _configParms;
+  /// Each that was ever in force, since their parameters are in the hands of servers; the main thread's.
+  std::vector<std::unique_ptr<ZOVConfigParms>> _configurations;
+  std::atomic<ZOVConfigParms*> _configParms{nullptr};  // the last of them
   bool _initialised = false;
   std::atomic<bool> _shuttingDown{false};
   RWCString _agentVersion;

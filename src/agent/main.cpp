@@ -1,6 +1,7 @@
 // The process's entry. The exit status is always 0, also when the start failed; the trace tells.
 
 #include <malloc.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <csignal>
@@ -32,6 +33,15 @@ static void takeInterrupts() {
   if (present.sa_handler != SIG_IGN) std::signal(SIGINT, ZOVShutdownSignalHandler);
 }
 
+/// A hangup has the configuration read again. Where the agent runs in a terminal it ends with that, and what
+/// was ignored at its start stays so.
+static void takeHangups() {
+  struct sigaction present {};
+  ::sigaction(SIGHUP, nullptr, &present);
+  if (present.sa_handler == SIG_IGN || ::isatty(STDIN_FILENO) == 1) return;
+  std::signal(SIGHUP, [](int) { zov::requestReload(); });
+}
+
 /// By default hundreds of threads that are seldom busy get an arena each, which keeps the most that its
 /// thread ever used.
 static void shareArenas() {
@@ -57,6 +67,7 @@ int main(int argc, char** argv) {
   std::signal(SIGQUIT, ZOVShutdownSignalHandler);
   std::signal(SIGTERM, ZOVShutdownSignalHandler);
   takeInterrupts();
+  takeHangups();
   agent->Process(argc, argv);
   // Here, since a line of trace takes a lock, which the handler may not.
   if (const int signal = receivedSignal; signal != 0) {

@@ -8,6 +8,7 @@
 
 #include "config/nearest_word.h"
 #include "diag/utf8_handler.h"
+#include "platform/services.h"
 #include "platform/trace.h"
 #include "platform/vpd.h"
 #include "runtime/trace_scope.h"
@@ -133,7 +134,7 @@ struct Key {
 #define APPLY_Server(kind, Name) server.set##Name(read##kind(entry, server.get##Name()))
 #define APPLY_Both(kind, Name) (APPLY_Agent(kind, Name), server.set##Name(agent.get##Name()))
 constexpr Key Keys[] = {
-#define ZOV_CONFIG_KEY(section, key, kind, target, Name)                                \
+#define ZOV_CONFIG_KEY(section, key, kind, target, Name, counts)                        \
   {#section, #key, #Name,                                                               \
    []([[maybe_unused]] const Entry& entry, [[maybe_unused]] ZOVAgentConfigParms& agent, \
       [[maybe_unused]] ZOVAppServerConfigParms& server) { APPLY_##target(kind, Name); }},
@@ -206,7 +207,7 @@ void printServer(const ZOVAppServerConfigParms& parms) {
 int ZOVConfigParms::readFromFile(const char* prefix) {
   ZOV_TRACE(Public);
   const RWCString path = RWCString(prefix) + FileSuffix;
-  readFile(path.data());
+  readFile(OSL1_GetEnv("ZOV_CONFIG_FILE", path.data()));
   return 0;
 }
 
@@ -218,9 +219,21 @@ void ZOVConfigParms::readFile(const char* path) {
   print();
 }
 
-void ZOVConfigParms::report(std::uint32_t flag, unsigned int line, const std::string& text) const {
+void ZOVConfigParms::report(std::uint32_t flag, unsigned int line, const std::string& text) {
   DGT1_Printf(traceUnit, flag, "%s", text.c_str());
+  tell(line, text, flag == DGT1_MESSAGE);
+}
+
+void ZOVConfigParms::tell(unsigned int line, const std::string& text, bool isFault) {
+  if (isFault && _faults++ == 0) {
+    _firstFault = line == 0 ? text : "line " + std::to_string(line) + ": " + text;
+  }
   if (_report) _report(line, text);
+}
+
+std::string ZOVConfigParms::faults() const {
+  if (_faults == 0) return "";
+  return DGT1_FormatText("Faults of the file: %d. The first: %s", _faults, _firstFault.c_str());
 }
 
 void ZOVConfigParms::readSections(const char* path) {
@@ -228,9 +241,7 @@ void ZOVConfigParms::readSections(const char* path) {
   VPD::ConfigParser parser;
   VPD::AgentConfig config;
   if (!parser.parseConfigFromFile(path, &config) && !parser.parseConfig(ProductCode, Instance, &config)) {
-    for (const auto& [line, text] : parser.getErrors()) {
-      if (_report) _report(line, text);
-    }
+    for (const auto& [line, text] : parser.getErrors()) tell(line, text, true);
     return;
   }
   const auto* instance = config.getInstance(Instance);

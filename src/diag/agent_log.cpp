@@ -20,6 +20,12 @@ RWCString numberText(char kind, const DGT1_Arg& argument) {
   return RWCString(DGT1_Format("%X", &argument, 1));
 }
 
+DGT1_Line::Priority priorityOf(ZOVMessageSeverity severity) {
+  constexpr DGT1_Line::Priority Priorities[] = {DGT1_Line::Information, DGT1_Line::Warning, DGT1_Line::Error,
+                                                DGT1_Line::Critical};
+  return Priorities[static_cast<std::size_t>(severity)];
+}
+
 /// The parameter number `index` of a message, in UTF-8.
 RWCString parameterText(std::size_t index, char kind, const DGT1_Arg& argument, std::size_t most) {
   if (argument.kind == DGT1_Arg::Kind::Text) {
@@ -109,7 +115,7 @@ void ZOV_Agent_Log::publish(const char* file, const char* function, int line, ZO
     // Under the caller's file and line, so that the message shows as the caller's.
     const RWCString time = now.asString();
     const DGT1_Arg shown[] = {time.data(), static_cast<const char*>(localText)};
-    DGT1_WriteFormatted(file, line, "%s %s", shown, std::size(shown));
+    DGT1_WriteFormatted(file, {line, priorityOf(severity)}, "%s %s", shown, std::size(shown));
   } else {  // the same text again would tell a reader nothing
     ZOVDebug_PrintUTF8::Buffer shown;
     DGT1_Printf(traceUnit, DGT1_ERROR, "%s", ZOVDebug_PrintUTF8(shown, text).data());

@@ -20,6 +20,13 @@ struct AgentIdentity {
 /// To be called before ARQ_SetVersionUsingProduct and arkmain; a later call replaces what was told.
 void introduceAgent(AgentIdentity identity);
 
+/// Called on arkmain's thread for each requestReload() before it: reads the configuration again.
+void registerReload(void (*reload)());
+/// Called on arkmain's thread: a line of what the agent does, for who looks at the service.
+void registerStatus(std::string (*status)());
+/// Safe in a signal handler. Before arkmain it counts when that has begun to serve.
+void requestReload();
+
 }  // namespace zov
 
 /// Runs the framework on the calling thread: calls the registered loader once, serves queries, events and

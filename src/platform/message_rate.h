@@ -40,5 +40,5 @@ class MessageRate {
     if (!(unit).on(flags) || !rate.admit()) break;                                                  \
     const unsigned leftOut = rate.takeLeftOut();                                                    \
     if (leftOut > 0) DGT1_Print((unit), __LINE__, "%u lines like the next were left out", leftOut); \
-    DGT1_Print((unit), __LINE__, __VA_ARGS__);                                                      \
+    DGT1_Print((unit), DGT1_Line::of(__LINE__, flags), __VA_ARGS__);                                \
   } while (false)

@@ -115,6 +115,13 @@ std::string timeStamp() {
   return fmt::format("{}.{:06}", std::string_view(text, length), now % 1'000'000);
 }
 
+/// Whether JOURNAL_STREAM, which children inherit, still tells of this standard error: "DEVICE:INODE".
+bool standardErrorIsJournal() {
+  struct stat current {};
+  if (::fstat(STDERR_FILENO, &current) != 0) return false;
+  return OSL1_GetEnv("JOURNAL_STREAM", "") == fmt::format("{}:{}", current.st_dev, current.st_ino);
+}
+
 // What the calling thread's lines go to, when they are kept back.
 constinit thread_local zov::TraceHold* currentHold = nullptr;
 
@@ -143,9 +150,10 @@ class DGT1_Registry {
     updatePreamble();
   }
 
-  void setFile(const char* path) {
+  void setOutput(const char* path, bool standardErrorIsJournal) {
     const zov::MutexLock lock(_mutex);
     _path = path;
+    _toJournal = standardErrorIsJournal;
   }
 
   void setSink(DGT1_Sink sink, void* context) {
@@ -155,17 +163,21 @@ class DGT1_Registry {
   }
 
   /// Of a text without control characters but line feeds.
-  void write(const char* tag, int line, std::string_view text) {
+  void write(const char* tag, DGT1_Line line, std::string_view text) {
     const zov::MutexLock lock(_mutex);
-    if (_sink) return _sink(tag, line, text, _sinkContext);
-    const std::string head = fmt::format("{} {} {} {} ", timeStamp(), ::gettid(), tag, line);
+    if (_sink) return _sink(tag, line.number, text, _sinkContext);
+    const int file = descriptor();
+    const std::string priority =
+        file == STDERR_FILENO && _toJournal ? fmt::format("<{}>", static_cast<int>(line.priority)) : "";
+    const std::string head =
+        fmt::format("{}{} {} {} {} ", priority, timeStamp(), ::gettid(), tag, line.number);
     std::string lines;
     while (!text.empty()) {
       const std::size_t end = std::min(text.find('\n'), text.size());
       if (end != 0) lines.append(head).append(text.substr(0, end)) += '\n';
       text.remove_prefix(std::min(end + 1, text.size()));
     }
-    writeFully(descriptor(), lines.empty() ? head + "\n" : lines);
+    writeFully(file, lines.empty() ? head + "\n" : lines);
   }
 
  private:
@@ -205,6 +217,7 @@ class DGT1_Registry {
   DGT1_Unit* _units ZOV_GUARDED_BY(_mutex) = nullptr;
   std::vector<Rule> _rules ZOV_GUARDED_BY(_mutex){{"", defaultFlags}};
   std::string _path ZOV_GUARDED_BY(_mutex);
+  bool _toJournal ZOV_GUARDED_BY(_mutex) = false;
   int _file ZOV_GUARDED_BY(_mutex) = -1;
   ino_t _inode ZOV_GUARDED_BY(_mutex) = 0;
   dev_t _device ZOV_GUARDED_BY(_mutex) = 0;
@@ -349,7 +362,7 @@ std::string formatLine(const char* format, const DGT1_Arg* arguments, std::size_
 }
 
 /// Of a text whose control characters are ours.
-void deliver(const char* unitTag, int line, std::string_view text) {
+void deliver(const char* unitTag, DGT1_Line line, std::string_view text) {
   if (currentHold != nullptr) return currentHold->keep(unitTag, line, text);
   DGT1_Registry::instance().write(unitTag, line, text);
 }
@@ -376,7 +389,7 @@ void zov::TraceHold::pause() {
 void zov::TraceHold::write() {
   pause();
   // Nothing is left to be freed: after this a raise may jump past the end.
-  for (const Line& line : std::exchange(_lines, {})) deliver(line.unitTag, line.number, line.text);
+  for (const Line& line : std::exchange(_lines, {})) deliver(line.unitTag, line.place, line.text);
 }
 
 std::string DGT1_Cut(std::string_view text, std::size_t most) {
@@ -390,7 +403,7 @@ std::string DGT1_Cut(std::string_view text, std::size_t most) {
 }
 
 // Not half-way through a line, and not at all where an unwinding could not pass (a destructor that traces).
-void DGT1_WriteFormatted(const char* unitTag, int line, const char* format, const DGT1_Arg* arguments,
+void DGT1_WriteFormatted(const char* unitTag, DGT1_Line line, const char* format, const DGT1_Arg* arguments,
                          std::size_t count) {
   const zov::CancellationOff whole;
   try {
@@ -399,7 +412,7 @@ void DGT1_WriteFormatted(const char* unitTag, int line, const char* format, cons
   }
 }
 
-void DGT1_PrintArguments(const char* unitTag, int line, const char* format, const DGT1_Arg* arguments,
+void DGT1_PrintArguments(const char* unitTag, DGT1_Line line, const char* format, const DGT1_Arg* arguments,
                          std::size_t count) {
   const zov::CancellationOff whole;
   try {
@@ -415,7 +428,7 @@ void DGT1_PrintArguments(const char* unitTag, int line, const char* format, cons
   }
 }
 
-void DGT1_Write(const char* unitTag, int line, std::string_view text) {
+void DGT1_Write(const char* unitTag, DGT1_Line line, std::string_view text) {
   const zov::CancellationOff whole;
   text = withoutLineEnd(text);
   try {
@@ -454,7 +467,7 @@ bool DGT1_Configure(std::string_view setting, std::string* error) {
 }
 
 void DGT1_Open() {
-  DGT1_Registry::instance().setFile(OSL1_GetEnv("ZOV_TRACE_FILE", ""));
+  DGT1_Registry::instance().setOutput(OSL1_GetEnv("ZOV_TRACE_FILE", ""), standardErrorIsJournal());
   std::string error;
   if (!DGT1_Configure(OSL1_GetEnv("ZOV_TRACE", "ERROR MESSAGE"), &error)) {
     writeFully(STDERR_FILENO, "ZOV_TRACE: " + error + "\n");

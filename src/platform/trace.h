@@ -4,7 +4,8 @@
 // STATE or ALL, each alone or with units in brackets, e.g. "ERROR MESSAGE FLOW(ZOVCSOCK,ZOVCLOCK)"; the
 // default is "ERROR MESSAGE". Lines go to standard error, or to ZOV_TRACE_FILE, which is reopened after a
 // rename. A line is time, thread, unit, line number, text; and nothing that comes from outside makes a second
-// one of it, or reaches a terminal as a control character.
+// one of it, or reaches a terminal as a control character. Where standard error is the journal
+// (JOURNAL_STREAM names it), each line begins with its priority, "<3>", which the journal takes off.
 //
 // Any thread may trace at any time, also before main and after the environment is gone. A line is written
 // whole. Tracing never raises, never fails towards its caller, and takes no lock of the agent's.
@@ -24,6 +25,20 @@ enum DGT1_Flag : std::uint32_t {
   DGT1_DETAIL = 0x10,
   DGT1_FLOW = 0x40,
   DGT1_MESSAGE = 0x80,  ///< numbered messages
+};
+
+/// Where a line of trace comes from, and how much it matters: the priorities of syslog(3).
+struct DGT1_Line {
+  enum Priority { Critical = 2, Error = 3, Warning = 4, Notice = 5, Information = 6, Debug = 7 };
+
+  DGT1_Line(int place, Priority grade = Debug) : number(place), priority(grade) {}  // NOLINT: implicit
+  /// Of a line that is traced when one of `flags` is on.
+  static DGT1_Line of(int number, std::uint32_t flags) {
+    return {number, flags & DGT1_ERROR ? Warning : flags & DGT1_MESSAGE ? Notice : Debug};
+  }
+
+  int number;  ///< of the source file's line
+  Priority priority;
 };
 
 /// The trace unit of one source file. Constructed statically; lives for the whole process.
@@ -88,26 +103,26 @@ constexpr std::size_t DGT1_MostText = 1024;
 /// The text in `most` bytes; one that is longer is cut between two UTF-8 characters, and ends in "...".
 std::string DGT1_Cut(std::string_view text, std::size_t most = DGT1_MostText);
 
-/// Writes a line without a test of flags. `unit` and `line` are shown; most callers use DGT1_Printf. A line
-/// feed in `text` begins a line of its own in the file; any other control character is escaped. So who may
-/// have texts from outside in it gives them as arguments of the following.
-void DGT1_Write(const char* unitTag, int line, std::string_view text);
+/// Writes a line without a test of flags. The unit and the line's number are shown; most callers use
+/// DGT1_Printf. A line feed in `text` begins a line of its own in the file; any other control character is
+/// escaped. So who may have texts from outside in it gives them as arguments of the following.
+void DGT1_Write(const char* unitTag, DGT1_Line line, std::string_view text);
 /// Formats and writes. Control characters of the arguments are escaped, also line feeds ("\n", "\x1B"); those
 /// of the format stay.
-void DGT1_WriteFormatted(const char* unitTag, int line, const char* format, const DGT1_Arg* arguments,
+void DGT1_WriteFormatted(const char* unitTag, DGT1_Line line, const char* format, const DGT1_Arg* arguments,
                          std::size_t count);
 /// The same; each text is also cut as DGT1_Cut does, since it may come from outside.
-void DGT1_PrintArguments(const char* unitTag, int line, const char* format, const DGT1_Arg* arguments,
+void DGT1_PrintArguments(const char* unitTag, DGT1_Line line, const char* format, const DGT1_Arg* arguments,
                          std::size_t count);
 template <class... A>
-void DGT1_Print(const DGT1_Unit& unit, int line, const char* format, const A&... a) {
+void DGT1_Print(const DGT1_Unit& unit, DGT1_Line line, const char* format, const A&... a) {
   const DGT1_Arg arguments[] = {DGT1_Arg(0), DGT1_Arg(a)...};
   DGT1_PrintArguments(unit.tag(), line, format, arguments + 1, sizeof...(a));
 }
 /// Traces a formatted line when one of `flags` is on for `unit`.
-#define DGT1_Printf(unit, flags, ...)                                \
-  do {                                                               \
-    if ((unit).on(flags)) DGT1_Print((unit), __LINE__, __VA_ARGS__); \
+#define DGT1_Printf(unit, flags, ...)                                                      \
+  do {                                                                                     \
+    if ((unit).on(flags)) DGT1_Print((unit), DGT1_Line::of(__LINE__, flags), __VA_ARGS__); \
   } while (false)
 
 /// Hexadecimal dump under a title, sixteen bytes a line; at most 4,096 bytes are shown.
@@ -138,8 +153,8 @@ class TraceHold {
   void begin();
   void pause();
   void write();  ///< pauses, too
-  void keep(const char* unitTag, int number, std::string_view text) {
-    _lines.push_back({unitTag, number, std::string(text)});
+  void keep(const char* unitTag, DGT1_Line line, std::string_view text) {
+    _lines.push_back({unitTag, line, std::string(text)});
   }
   static TraceHold* current();
   static void cutTo(TraceHold* hold);
@@ -147,7 +162,7 @@ class TraceHold {
  private:
   struct Line {
     const char* unitTag;
-    int number;
+    DGT1_Line place;
     std::string text;
   };
   std::vector<Line> _lines;

@@ -132,7 +132,7 @@ const ConfigBase* AgentConfig::getInstance(const String& name) const {
 }
 
 bool ConfigParser::fail(const std::string& why) {
-  _error = why + ". The file is not used, and the defaults stand.";
+  _error = why + ". The file is not used, and all values stay as they were.";
   DGT1_Printf(traceUnit, DGT1_MESSAGE, "%s", _error.c_str());
   return false;
 }

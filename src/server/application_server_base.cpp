@@ -1,6 +1,7 @@
 #include "server/application_server_base.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "config/node_names.h"
@@ -69,6 +70,26 @@ ZOVReturnCode ZOVApplicationServerBase::init(_AppServerStatus status) {
   return 0;
 }
 
+void ZOVApplicationServerBase::reconfigure() {
+  ZOV_TRACE(Public);
+  if (_appServerType != MonitoredServer) return;
+  ZOVServerServices& services = ZOVServerServices::current();
+  _configParms = services.getConfigParms(getName().data(), _serverRootDirectory.data());
+  const zov::ServerSettings fresh =
+      zov::ServerSettings::read(_configParms, services.getConfigParms(), getName());
+  const auto switches = [](const zov::LiveSettings& settings) {
+    return std::array<int, 4>{settings.workloadCollectLevel, settings.workloadCapturePercent,
+                              settings.gcCollectAction, settings.gcCollectInterval};
+  };
+  // What was switched by an action stays, as long as the file says nothing new of it.
+  if (switches(fresh) != switches(_settings)) _session.switches().reconfigure();
+  const bool statisticsSwitched = fresh.resourceCollectEnabled != _settings.resourceCollectEnabled;
+  static_cast<zov::LiveSettings&>(_settings) = fresh;
+  if (statisticsSwitched) _statistics.setSuspended(!fresh.resourceCollectEnabled);
+  if (_status == ServerConnected && isPSISupported()) _statistics.start();
+  wakeupBackgroundProfilerMonitor();
+}
+
 ZOVReturnCode ZOVApplicationServerBase::admit(const zov::Peer& peer) const {
   ZOV_FUNCTION;
   const std::optional<uid_t> known = getOwner();
@@ -79,8 +100,9 @@ ZOVReturnCode ZOVApplicationServerBase::admit(const zov::Peer& peer) const {
 
 /// By its name and root; the defaults of all servers have no root.
 bool ZOVApplicationServerBase::isNamedByConfiguration() const {
-  return _configParms && !_configParms->getServerRoot().isNull() && _configParms->getName() == getName() &&
-         _configParms->getServerRoot() == _serverRootDirectory;
+  const ZOVAppServerConfigParms* const parms = _configParms;
+  return parms && !parms->getServerRoot().isNull() && parms->getName() == getName() &&
+         parms->getServerRoot() == _serverRootDirectory;
 }
 
 RWCString ZOVApplicationServerBase::getStatusText() const {
@@ -193,8 +215,9 @@ ZOVReturnCode ZOVApplicationServerBase::buildSubnodeName() {
   ZOV_TRACE(Public);
   RWCString alias = getAliasName();
   RWCString name = getSubnodeName();
-  if (_configParms && alias != _configParms->getSubnodeAliasName()) {
-    alias = _configParms->getSubnodeAliasName();
+  if (const ZOVAppServerConfigParms* const parms = _configParms;
+      parms && alias != parms->getSubnodeAliasName()) {
+    alias = parms->getSubnodeAliasName();
     name.clear();
   }
   if (name.isNull()) name = makeSubnodeName(alias);

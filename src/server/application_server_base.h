@@ -132,6 +132,9 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor,
   virtual const char* getSubnodeAffinity() const = 0;
 
   // --- Configuration.
+  /// Takes the live settings from the configuration that is in force now. One thread at a time, with none of
+  /// the server's locks held.
+  void reconfigure();
   ZOVAppServerConfigParms* getConfigParms() const { return _configParms; }
   const zov::ServerSettings& settings() const { return _settings; }
   int getRequestCollectLevel() const { return _session.switches().requestLevel(); }
@@ -316,7 +319,7 @@ class ZOVApplicationServerBase : public ZOVAppServerAnchor,
 
   // Set by init, before the server is shared.
   bool _excludedFromMonitoring = false;
-  ZOVAppServerConfigParms* _configParms = nullptr;
+  std::atomic<ZOVAppServerConfigParms*> _configParms{nullptr};  // replaced by reconfigure
   zov::ServerSettings _settings;
 
   // The parts; each knows those that it needs.

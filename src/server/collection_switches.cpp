@@ -52,7 +52,7 @@ void CollectionSwitches::startedCollectingGCData(bool collects) {
 
 int CollectionSwitches::levelToGoOnWith() const {
   if (const int last = _requestLevel; last > 0) return last;
-  return std::max(_server.settings().workloadCollectLevel, 1);
+  return std::max<int>(_server.settings().workloadCollectLevel, 1);
 }
 
 ZOVReturnCode CollectionSwitches::processCollectRequest(int level, int percent) {
@@ -93,6 +93,7 @@ ZOVReturnCode CollectionSwitches::processCollectRequest(int level, int percent) 
 ZOVReturnCode CollectionSwitches::startDefaultRequestCollection() {
   ZOV_TRACE(Restricted);
   if (_server.isExcludedFromMonitoring()) return ZOV_SERVER_EXCLUDED;
+  if (_reconfigured.exchange(false)) configure();
   const int action = _server.settings().requestCollectAction;
   if (action != CollectOnDemand && action != CollectByInterval) return 0;
   return processCollectRequest(_requestLevel, _requestPercent);

@@ -22,6 +22,8 @@ class CollectionSwitches {
 
   /// Takes level, percentage, action and interval from the server's settings, before the server is shared.
   void configure();
+  /// The same when the next session begins.
+  void reconfigure() { _reconfigured = true; }
 
   bool collectsRequests() const { return _collectsRequests; }
   bool collectsGC() const { return _collectsGC; }
@@ -53,6 +55,7 @@ class CollectionSwitches {
   CollectorSession& _session;
   std::atomic<bool> _collectsRequests{false};
   std::atomic<bool> _collectsGC{false};
+  std::atomic<bool> _reconfigured{false};
   // What is wanted, also without a collector.
   std::atomic<int> _requestLevel{0};
   std::atomic<int> _requestPercent{0};

@@ -125,6 +125,8 @@ long CollectorMonitor::secondsToNextTurn() {
 void CollectorMonitor::turn() {
   if (_server.getStatus() == ServerConnected) _lastConnected = ZOVClock::steady();
   serveRequests();
+  // The interval may have become shorter.
+  _nextSample = std::min(_nextSample, ZOVClock::steady() + std::chrono::seconds(_settings.pollInterval));
   if (pollsOnInterval() && secondsToNextSample() <= 0) sampleOnInterval();
   if (secondsToNextTest() <= 0) testWhenQuiet();
   if (isUnused()) _thread.stopUnlessWoken();

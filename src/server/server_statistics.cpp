@@ -74,11 +74,14 @@ long ServerStatistics::secondsToNextTurn() {
 
 void ServerStatistics::turn() {
   if (_server.getStatus() == ServerConnected) _lastConnected = ZOVClock::steady();
-  if (ZOVClock::secondsSince(_lastConnected) >= zovWaits().disconnectedSeconds) {
+  const int frequency = _settings.resourcePollFrequency;
+  if (frequency == 0 || ZOVClock::secondsSince(_lastConnected) >= zovWaits().disconnectedSeconds) {
     return _thread.stopUnlessWoken();
   }
+  const auto next = ZOVClock::steady() + std::chrono::seconds(frequency);
+  _nextCollection = std::min(_nextCollection, next);        // the interval may have become shorter
   if (ZOVClock::secondsSince(_nextCollection) < 0) return;  // woken ahead of time
-  _nextCollection = ZOVClock::steady() + std::chrono::seconds(_settings.resourcePollFrequency);
+  _nextCollection = next;
   if (_server.getStatus() == ServerConnected && isCollected()) collectAll();
 }
 

@@ -78,9 +78,11 @@ void ZOVProfilerSocketMonitor::backgroundProcessing() {
   if (const std::shared_ptr<ZOVServerSocket> socket = open()) {
     const auto reception = std::make_shared<zov::Reception>(socket);
     while (!isShutdownRequested()) {
+      _vital.beat(std::chrono::seconds(zovWaits().listenerAcceptSeconds));
       if (!serveNext(reception)) _shutdownEvent.waitWithTimeout(zovWaits().acceptPauseSeconds);
     }
   }
+  _vital.rest();
   guarded(ZOV_PLACE, [&] { _directory.stopProfilerMonitorThreads(); });
   const zov::MutexLock lock(_serverSocketMutex);
   _serverSocket.reset();
@@ -91,6 +93,7 @@ std::shared_ptr<ZOVServerSocket> ZOVProfilerSocketMonitor::open() {
   ZOV_TRACE(Private);
   const char* const address = OSL1_GetEnv("ZOV_LOCAL_ADDRESS", DefaultAddress);
   while (!isShutdownRequested()) {
+    _vital.beat(std::chrono::seconds(zovWaits().listenerRetrySeconds));
     guarded(ZOV_PLACE, [&] { tryToOpen(address); });
     if (std::shared_ptr<ZOVServerSocket> socket = serverSocket()) return socket;
     const std::string port =

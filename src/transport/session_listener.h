@@ -13,6 +13,7 @@
 #include <memory>
 
 #include "platform/mutex.h"
+#include "platform/service_manager.h"
 #include "runtime/return_code.h"
 #include "runtime/task.h"
 #include "transport/greeting.h"
@@ -93,4 +94,5 @@ class ZOVProfilerSocketMonitor : public ZOVAsynchronousTask {
   std::shared_ptr<ZOVServerSocket> _serverSocket ZOV_GUARDED_BY(_serverSocketMutex);  // null until open
   const std::uint16_t _port;
   ZOVSessionDirectory& _directory;
+  zov::VitalLoop _vital{"the listener for collectors"};
 };

@@ -1,7 +1,10 @@
 #include "platform/trace.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -113,6 +116,35 @@ TEST_F(TraceFile, NothingFromOutsideMakesALineOrReachesATerminal) {
               testing::ElementsAre("name=a\\n2026-01-01 00:00:00 1 ZOVX 1 forged\\r\\t\\x1B[2J\\x7F\\x08!",
                                    "first ab\\nc", "\tsecond \\n \\xC2\\x9B \xC3\x9B\\n",
                                    "%d does not fit [x\\ny]", "title", "line\\x1B", ""));
+}
+
+TEST(Trace, GivesEachLineItsPriorityWhereStandardErrorIsTheJournal) {
+  const TemporaryDirectory directory;
+  const std::string journal = directory.write("journal", ""), file = directory.file("trace.log");
+  const int former = ::dup(STDERR_FILENO), ours = ::open(journal.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  struct stat status {};
+  ::fstat(ours, &status);
+  const std::string stream = std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+  const auto print = [](const char* journalStream, const char* path) {
+    const EnvironmentVariable named("JOURNAL_STREAM", journalStream), to("ZOV_TRACE_FILE", path);
+    DGT1_Open();
+    DGT1_Printf(traceUnit, DGT1_ERROR, "two\nlines");
+    DGT1_Printf(traceUnit, DGT1_MESSAGE, "x");
+    DGT1_Write("ZOVTTRC1", {1, DGT1_Line::Error}, "x");
+  };
+  ::dup2(ours, STDERR_FILENO);
+  print(stream.c_str(), nullptr);
+  print("1:2", nullptr);  // inherited, of a parent's
+  print(stream.c_str(), file.c_str());
+  ::dup2(former, STDERR_FILENO);
+  ::close(former), ::close(ours);
+  DGT1_Open();
+  std::string priorities;
+  for (const std::string& path : {journal, file}) {
+    for (const std::string& line : linesOf(path))
+      priorities += line.starts_with("<") ? line.substr(0, 3) : "-";
+  }
+  EXPECT_EQ(priorities, "<4><4><5><3>--------");
 }
 
 TEST(Trace, DumpsBytesAndStopsAt4096) {

@@ -78,7 +78,7 @@ TEST(ConfigFile, BadLineIsNamedAndNothingIsTaken) {
     VPD::AgentConfig config;
     EXPECT_FALSE(parser.parseConfigFromText("host_ov.cfg", c.text, &config)) << c.text;
     EXPECT_THAT(parser.getError(), AllOf(HasSubstr("host_ov.cfg, "), HasSubstr(c.line), HasSubstr(c.found),
-                                         HasSubstr("[NAME:id]"), HasSubstr("the defaults stand")));
+                                         HasSubstr("[NAME:id]"), HasSubstr("all values stay")));
     EXPECT_TRUE(trace.has(parser.getError()));
     EXPECT_EQ(shown(config), "nothing");
   }

@@ -89,6 +89,7 @@ class AgentProcess {
       std::signal(SIGINT, SIG_DFL);  // whatever this test was started with
       if (_ignored != 0) std::signal(_ignored, SIG_IGN);
       ::dup2(ends[1], STDERR_FILENO);
+      ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);  // a hangup ends it in a terminal
       if (_user && (::chown(_directory.path().c_str(), *_user, 0) != 0 ||
                     ::chown((prefix() + "ov.cfg").c_str(), *_user, 0) != 0 || ::setuid(*_user) != 0))
         ::_exit(126);
@@ -101,6 +102,7 @@ class AgentProcess {
     _reader = std::thread([this, descriptor = ends[0]] { readTrace(descriptor); });
   }
 
+  void send(int signal) { ::kill(_pid, signal); }
   /// Sends the signal, and waits for the end: the exit status, or 256 and the signal that ended it.
   int stop(int signal) {
     ::kill(_pid, signal);

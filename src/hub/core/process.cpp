@@ -14,6 +14,7 @@
 #include "hub/core/registry.h"
 #include "hub/core/settings.h"
 #include "hub/core/visit.h"
+#include "platform/service_manager.h"
 #include "platform/trace.h"
 
 static DGT1_Unit traceUnit("ZOVHPROC");
@@ -21,10 +22,28 @@ static DGT1_Unit traceUnit("ZOVHPROC");
 namespace zov::hub {
 namespace {
 
-// Made before main, so that ARQ_Shutdown finds it whenever a signal comes.
+// Made before main, so that a signal's handler finds them whenever it runs.
 const int shutdownEvent = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+const int reloadEvent = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 
 std::atomic<std::uint16_t> portNow{0};
+
+/// Safe in a signal handler.
+void post(int event, eventfd_t value) {
+  const int saved = errno;
+  eventfd_write(event, value);
+  errno = saved;
+}
+
+std::string status() {
+  const auto agent = Registry::instance().status.load();
+  return agent == nullptr ? "" : agent();
+}
+
+/// The shorter of two waits; -1 is no end.
+int shorterWait(int one, int other) {
+  return one < 0 || (other >= 0 && other < one) ? other : one;
+}
 
 /// One run of arkmain, on its thread.
 class Process {
@@ -34,15 +53,18 @@ class Process {
  private:
   void serve();
   void tryToListen();
+  int nextRound();
+  void reload();
   void stop();
 
   const Settings _settings = Settings::fromEnvironment(Registry::instance().identity().directory);
   std::unique_ptr<FrontDoor> _door;  // null while there is no port
   bool _saidThatPortIsTaken = false;
+  ServiceManager _manager;
 };
 
 int Process::run() {
-  if (shutdownEvent < 0) {
+  if (shutdownEvent < 0 || reloadEvent < 0) {
     DGT1_Printf(traceUnit, DGT1_ERROR, "No eventfd could be made; the framework does not start");
     return 1;
   }
@@ -62,17 +84,37 @@ int Process::run() {
 }
 
 void Process::serve() {
+  if (_settings.serve) tryToListen();
+  _manager.ready();
   for (;;) {
+    pollfd events[] = {{shutdownEvent, POLLIN, 0},
+                       {reloadEvent, POLLIN, 0},
+                       {_door == nullptr ? -1 : _door->descriptor(), POLLIN, 0}};
+    if (poll(events, std::size(events), nextRound()) > 0) {
+      if (events[0].revents != 0) break;
+      if (events[1].revents != 0) reload();
+    }
     if (_settings.serve && _door == nullptr) tryToListen();
-    const int wait = !_settings.serve   ? -1
-                     : _door == nullptr ? limits().bindRetryMilliseconds
-                                        : _door->attend();
-    pollfd events[] = {{shutdownEvent, POLLIN, 0}, {_door == nullptr ? -1 : _door->descriptor(), POLLIN, 0}};
-    if (poll(events, std::size(events), wait) > 0 && events[0].revents != 0) break;
   }
   eventfd_t value = 0;
   eventfd_read(shutdownEvent, &value);
   DGT1_Printf(traceUnit, DGT1_FLOW, "Shutdown was requested (%u)", value);
+}
+
+/// Does what is due, and answers the milliseconds until something is again.
+int Process::nextRound() {
+  const int door = !_settings.serve   ? -1
+                   : _door == nullptr ? limits().bindRetryMilliseconds
+                                      : _door->attend();
+  return shorterWait(_manager.attend(&status), door);
+}
+
+void Process::reload() {
+  eventfd_t value = 0;
+  eventfd_read(reloadEvent, &value);
+  _manager.reloading();
+  if (const auto agent = Registry::instance().reload.load()) agent();
+  _manager.ready();
 }
 
 void Process::tryToListen() {
@@ -100,6 +142,7 @@ void Process::tryToListen() {
 }
 
 void Process::stop() {
+  _manager.stopping();
   const auto deadline = ZOVClock::steady() + std::chrono::milliseconds(limits().stopMilliseconds);
   portNow = 0;
   if (_door != nullptr) _door->stop(deadline);
@@ -124,10 +167,11 @@ int arkmain(int, char**) {
 }
 
 void ARQ_Shutdown(int how) {
-  const int saved = errno;
-  const eventfd_t value = how > 0 ? static_cast<eventfd_t>(how) : 1;
-  eventfd_write(zov::hub::shutdownEvent, value);
-  errno = saved;
+  zov::hub::post(zov::hub::shutdownEvent, how > 0 ? static_cast<eventfd_t>(how) : 1);
+}
+
+void zov::requestReload() {
+  hub::post(hub::reloadEvent, 1);
 }
 
 int ARQ_AwaitRequests(int milliseconds) {

@@ -28,6 +28,14 @@ void zov::introduceMetrics(MetricsSource* source) {
   Registry::instance().metrics = source;
 }
 
+void zov::registerReload(void (*reload)()) {
+  Registry::instance().reload = reload;
+}
+
+void zov::registerStatus(std::string (*status)()) {
+  Registry::instance().status = status;
+}
+
 int ARQ_RegisterAgentLoader(int (*loader)()) {
   Registry::instance().loader = loader;
   return 0;

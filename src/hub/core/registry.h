@@ -70,6 +70,8 @@ class Registry {
   using ActionCallback = void (*)(const ActionRecord&);
   std::atomic<ActionCallback> actionCallback{nullptr};  ///< of records that have ended
   std::atomic<MetricsSource*> metrics{nullptr};
+  std::atomic<void (*)()> reload{nullptr};
+  std::atomic<std::string (*)()> status{nullptr};
 
  private:
   Registry() = default;
