@@ -10,12 +10,17 @@ source "$(dirname "$0")/scratch.sh"
 for part in collector/zov-collector.jar collector/demo.classpath; do
   [ -e "$build/$part" ] || skip "$part was not built (it needs default-jdk-headless, libtomcat10-java and libhsqldb-java)"
 done
-command -v prometheus promtool >/dev/null || skip "prometheus is not installed (scripts/install.sh metrics)"
+{ command -v prometheus && command -v promtool; } >/dev/null || skip "prometheus is not installed (scripts/install.sh metrics)"
 
 promtool check rules "$packaging"/prometheus/*.rules.yml
 
-port=$((20000 + RANDOM % 3000))
-hub=127.0.0.1:$((port + 3000)) prometheus=127.0.0.1:$((port + 6000))
+free_port() {
+  local port
+  while port=$((20000 + RANDOM % 12000)) && (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; do :; done
+  echo "$port"
+}
+port=$(free_port)
+hub=127.0.0.1:$(free_port) prometheus=127.0.0.1:$(free_port)
 host=$(uname -n)
 mkdir "$work/config" "$work/shop"
 cat >"$work/config/${host%%.*}_ov.cfg" <<EOT
@@ -32,7 +37,7 @@ ZOV_CONFIG_DIR="$work/config" ZOV_START_DELAY=0 ZOV_HUB_ADDRESS=$hub ZOV_HUB_TOK
   "$build/bin/zovagent" >"$work/agent.log" 2>&1 &
 pids+=($!)
 java "-javaagent:$build/collector/zov-collector.jar=agent=127.0.0.1:$port,name=shop,root=$work/shop,log=$work/collector.log" \
-  "@$build/collector/demo.classpath" zov.demo.Shop $((port + 9000)) "$work/shop" >"$work/shop.log" 2>&1 &
+  "@$build/collector/demo.classpath" zov.demo.Shop "$(free_port)" "$work/shop" >"$work/shop.log" 2>&1 &
 pids+=($!)
 cat >"$work/prometheus.yml" <<EOT
 global: {scrape_interval: 500ms}
@@ -97,7 +102,13 @@ ask "http://$hub/metrics" | promtool check metrics || fail "promtool finds fault
 [ "$(known 'up{job="zov"}')" = 1 ] || fail "the scrape has failed"
 [ "$(known zov_agent_metrics_left_out_series)" = 0 ] || fail "series were left out"
 ! grep -E 'level=(warn|error)' "$work/prometheus.log" | grep -v "Found no API" || fail "Prometheus complains"
-for query in $(grep -ohE '"expr": *"([^"\\]|\\.)*"' "$packaging"/grafana/*.json | grep -oE '\bzov_[a-z0-9_]+' | sort -u); do
-  [ -n "$(known "count($query)")" ] || fail "the dashboard asks for $query, which there is not"
+grep -ohE '"expr": *"([^"\\]|\\.)*"' "$packaging"/grafana/*.json |
+  sed 's/^"expr": *"//; s/"$//; s/\\"/"/g; s/\$__rate_interval/5m/g; s/\$node/.*/g' >"$work/queries"
+[ -s "$work/queries" ] || fail "the dashboard asks for nothing"
+while read -r query; do
+  promtool query instant "http://$prometheus" "$query" >"$work/answer" || fail "the dashboard's query is not one: $query"
+done <"$work/queries"
+for metric in $(grep -oE '\bzov_[a-z0-9_]+' "$work/queries" | sort -u); do
+  [ -n "$(known "count($metric)")" ] || fail "the dashboard asks for $metric, which there is not"
 done
 [ "$(curl -s -o /dev/null -w '%{http_code}' "http://$hub/metrics")" = 401 ] || fail "a scrape without the token is answered"
