@@ -32,11 +32,6 @@ std::string givenToken() {
   return token ? token : "";
 }
 
-bool isThisHost(const std::string& base) {
-  const std::string host = base.substr(base.find("//") + 2);
-  return host.starts_with("127.") || host.starts_with("[::1]") || host.starts_with("localhost:");
-}
-
 std::string authorization(const std::string& token) {
   return "Authorization: Bearer " + token;
 }
