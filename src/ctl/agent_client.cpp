@@ -126,9 +126,9 @@ HttpAnswer AgentClient::postAction(const std::string& body) {
       continue;
     }
     action.headers = {authorization(token)};
-    const HttpAnswer answer = _http.send(action);
+    HttpAnswer answer = _http.send(action);
     if (answer.status != 401) return answer;
-    refused = answer;
+    refused = std::move(answer);
   }
   if (refused) fail(*refused);
   throw Failure(
@@ -143,6 +143,7 @@ std::vector<std::string> AgentClient::nodes() {
   std::vector<std::string> names;
   const rapidjson::Document told = get("/v1/nodes");
   if (!told.IsObject() || !told.HasMember("subnodes") || !told["subnodes"].IsArray()) return names;
+  names.reserve(told["subnodes"].Size() + 1);
   names.push_back(memberText(told, "agent"));
   for (const auto& subnode : told["subnodes"].GetArray()) names.push_back(memberText(subnode, "name"));
   return names;
