@@ -119,7 +119,8 @@ pages() { while "$zovctl" top; do sleep 2; done; }
 ask=${zovctl#"$PWD"/}
 [ "$hub_port" = 63390 ] || ask="ZOV_HUB_ADDRESS=$ZOV_HUB_ADDRESS $ask"
 footer="Shop  http://127.0.0.1:$http_port/shop/catalog  http://127.0.0.1:$http_port/shop/order
-More  $ask rows ZOVREQUEST; also tables, nodes, events -f"
+More  $ask rows ZOVREQUEST; also tables, nodes, events -f
+Token for actions, such as CycleAppSvr: $work/config/hub.token"
 # In the background, so that a signal to this script is handled at once.
 if [ "$mode" = --once ]; then
   once &
