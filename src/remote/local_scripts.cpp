@@ -231,8 +231,9 @@ std::unique_ptr<ScriptRun> LocalScripts::start(const ServerScript& script, RWCSt
   }
   if (!refusal.isNull()) return nullptr;
   auto run = std::make_unique<SpawnedScript>();
-  if (const int failed = run->spawn(commandOf(script, account), environmentOf(account))) {
-    refusal = script.path() + " cannot be started: " + std::strerror(failed);
+  const std::vector<std::string> command = commandOf(script, account);
+  if (const int failed = run->spawn(command, environmentOf(account))) {
+    refusal = script.path() + " is not run: " + command[0] + " cannot be started, " + std::strerror(failed);
     return nullptr;
   }
   return run;

@@ -35,7 +35,9 @@ class ScriptRun {
 class ScriptRunner {
  public:
   virtual ~ScriptRunner() = default;
-  /// Starts the script; or null, and then `refusal` says by name what is refused, and why.
+  /// Starts the script; may wait, for files and users that are looked at. Touches nothing of the agent, whose
+  /// end does not wait for it. Null when nothing was started, and then `refusal` says by name what is
+  /// refused, and why.
   virtual std::unique_ptr<ScriptRun> start(const ServerScript& script, RWCString& refusal) = 0;
 };
 

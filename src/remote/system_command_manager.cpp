@@ -122,9 +122,15 @@ ZOVReturnCode ZOVSystemCommandManager::SystemCommand::start(ZOVSystemCommandMana
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Path = %s", _script.directory.data());
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Executable = %s", line().data());
   _refusal = refusalOfNames();
-  if (_refusal.isNull()) _run = manager._runner->start(_script, _refusal);
-  if (!_run) return ZOV_UNABLE_TO_START_PROCESS;
-  manager.atRest([this] { stop(); });
+  bool started = false;
+  // The start looks at files and users, which may hang as well as the script.
+  const auto startAndWait = [&] {
+    _run = manager._runner->start(_script, _refusal);
+    started = _run != nullptr;
+    stop();
+  };
+  if (_refusal.isNull()) manager.atRest(startAndWait);
+  if (!started) return ZOV_UNABLE_TO_START_PROCESS;
   if (_status == 0) return ZOV_OK;
   traceEnd();
   return ZOV_UNABLE_TO_START_PROCESS;
