@@ -32,11 +32,6 @@ std::string givenToken() {
   return token ? token : "";
 }
 
-bool isThisHost(const std::string& base) {
-  const std::string host = base.substr(base.find("//") + 2);
-  return host.starts_with("127.") || host.starts_with("[::1]") || host.starts_with("localhost:");
-}
-
 std::string authorization(const std::string& token) {
   return "Authorization: Bearer " + token;
 }
@@ -131,9 +126,9 @@ HttpAnswer AgentClient::postAction(const std::string& body) {
       continue;
     }
     action.headers = {authorization(token)};
-    const HttpAnswer answer = _http.send(action);
+    HttpAnswer answer = _http.send(action);
     if (answer.status != 401) return answer;
-    refused = answer;
+    refused = std::move(answer);
   }
   if (refused) fail(*refused);
   throw Failure(
@@ -148,6 +143,7 @@ std::vector<std::string> AgentClient::nodes() {
   std::vector<std::string> names;
   const rapidjson::Document told = get("/v1/nodes");
   if (!told.IsObject() || !told.HasMember("subnodes") || !told["subnodes"].IsArray()) return names;
+  names.reserve(told["subnodes"].Size() + 1);
   names.push_back(memberText(told, "agent"));
   for (const auto& subnode : told["subnodes"].GetArray()) names.push_back(memberText(subnode, "name"));
   return names;

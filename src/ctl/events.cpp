@@ -19,7 +19,7 @@ constexpr int ErrorSeverity = 22, WarningSeverity = 21, HighestSeverity = 24;
 
 /// "2026-11-23 10:08:28.123" of CYYMMDDHHMMSSmmm, where the first three digits are the years since 1900.
 std::string timeOf(const Row& row) {
-  const std::string stamp = row.text("sdate_time");
+  std::string stamp = row.text("sdate_time");
   if (stamp.size() != 16 || stamp.find_first_not_of("0123456789") != std::string::npos) return stamp;
   const auto part = [&](std::size_t at, std::size_t count) { return stamp.substr(at, count); };
   return std::to_string(1900 + std::stoi(part(0, 3))) + "-" + part(3, 2) + "-" + part(5, 2) + " " +

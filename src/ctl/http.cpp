@@ -1,6 +1,8 @@
 #include "ctl/http.h"
 
+#include <arpa/inet.h>
 #include <curl/curl.h>
+#include <netinet/in.h>
 
 #include <utility>
 
@@ -116,6 +118,23 @@ void Http::wait(std::span<const int> descriptors, std::chrono::milliseconds time
     const auto ended = _transfers.extract(message->easy_handle);
     ended.mapped()->end(code);
   }
+}
+
+bool isThisHost(const std::string& url) {
+  const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> parts(curl_url(), curl_url_cleanup);
+  char* told = nullptr;
+  if (curl_url_set(parts.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK ||
+      curl_url_get(parts.get(), CURLUPART_HOST, &told, 0) != CURLUE_OK) {
+    return false;
+  }
+  const std::string host = told;
+  curl_free(told);
+  in_addr address{};
+  if (inet_pton(AF_INET, host.c_str(), &address) == 1) {
+    const std::uint32_t number = ntohl(address.s_addr);
+    return number == INADDR_ANY || number >> IN_CLASSA_NSHIFT == IN_LOOPBACKNET;
+  }
+  return host == "localhost" || host == "[::1]" || host == "[::]";
 }
 
 std::string urlEncoded(std::string_view text) {

@@ -55,6 +55,8 @@ class Http {
   std::map<void*, std::unique_ptr<Transfer>> _transfers;  // by their handle
 };
 
+/// Whether a URL names this host, by an address or as "localhost".
+bool isThisHost(const std::string& url);
 /// The text as a part of a path or a query.
 std::string urlEncoded(std::string_view text);
 

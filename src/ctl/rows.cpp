@@ -27,7 +27,7 @@ std::string Row::text(const std::string& name) const {
 }
 
 std::string Row::text(const Column& column) const {
-  const std::string text = this->text(column.readable);
+  std::string text = this->text(column.readable);
   if (text.empty() || column.decimals == 0 || !column.isNumber) return text;
   return fmt::format("{:.{}f}", number(column.readable, 0), column.decimals);
 }

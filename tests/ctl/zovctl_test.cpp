@@ -101,6 +101,16 @@ class Zovctl : public testing::Test {
     collector.serve(std::move(samples));
     ASSERT_TRUE(collector.waitForRequest(2));
   }
+  /// What a script for bash leaves in the file "reply".
+  std::string bash(const std::string& script) const {
+    const TemporaryDirectory directory;
+    TerminalProcess shell(
+        {"/bin/bash", "-c",
+         "cd " + directory.path() + "; ZOV_HUB_ADDRESS=" + address + "; export ZOV_HUB_ADDRESS; " + script},
+        80, 24);
+    EXPECT_EQ(shell.end(), 0) << shell.screen();
+    return contentsOf(directory.file("reply"));
+  }
   std::vector<std::string> top() const { return {binary(), "-a", address, "top", "-d", "0.2"}; }
   /// The screen, or a page, without what differs between runs.
   std::string still(std::string text) const {
@@ -195,6 +205,11 @@ TEST_F(Zovctl, OffersWhatThereIsAndNothingElse) {
   EXPECT_EQ(offers({"rows", "ZOVREQUEST", "--ord"}), "--order\n");
   EXPECT_EQ(offers({"-a", address, "act", "shop"}), node + "\n");
   EXPECT_EQ(offers({"-a", "127.0.0.1:1", "act", ""}), "");
+  const std::string line = "zovctl act " + node.substr(0, node.find(':') + 1);
+  const std::string script =
+      "source <($ZOV_TEST_CTL completion bash); PATH=$(dirname $ZOV_TEST_CTL):$PATH; COMP_LINE='" + line +
+      "'; COMP_POINT=${#COMP_LINE}; _zovctl; echo \"${COMPREPLY[*]}\" >reply";
+  EXPECT_EQ(bash(script), node.substr(node.find(':') + 1) + "\n");
   std::istringstream commands(offers({"act", node, ""}));
   int count = 0;
   for (std::string command; commands >> command; ++count) {
@@ -211,6 +226,12 @@ TEST_F(Zovctl, FindsTheTokenOrSaysWhereItLooked) {
   EXPECT_EQ(lost.status, 4);
   EXPECT_THAT(lost.err, AllOf(HasSubstr("/nonexistent/hub.token (No such file"),
                               HasSubstr("build/agent/hub.token"), HasSubstr("Set ZOV_HUB_TOKEN")));
+  // A kept one stays on this host, whatever its address begins with.
+  for (const char* elsewhere :
+       {"192.0.2.7:1", "127.example.invalid:1", "http://localhost:1@example.invalid:1"}) {
+    EXPECT_THAT(zovctl(act, {{"ZOV_HUB_ADDRESS", elsewhere}, {"ZOV_CONFIG_DIR", agent.directory()}}).err,
+                HasSubstr("the agent is on another host"));
+  }
   // One that is not the agent's is passed over.
   const TemporaryDirectory other;
   other.write("hub.token", "0123456789abcdef0123456789abcdef\n");
