@@ -26,8 +26,9 @@ long take(TqboxAutomationCapsule* capsule) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   zov::hub::Registry::instance().commandCallback = take;
-  const zov::hub::Reply reply =
-      zov::hub::runCommand({"", {}, std::string(reinterpret_cast<const char*>(data), size)});
+  zov::hub::Call call;
+  call.body.assign(reinterpret_cast<const char*>(data), size);
+  const zov::hub::Reply reply = zov::hub::runCommand(call);
   if (const auto* const refusal = std::get_if<zov::hub::Answer>(&reply)) {
     require(refusal->status == 400 && !refusal->body.empty());
     return 0;
