@@ -35,7 +35,7 @@ start_agent() {
 rows_within() {
   local end=$((SECONDS + $1))
   while [ "$SECONDS" -lt "$end" ]; do
-    if curl -sf -m 2 "http://$hub/v1/tables/ZOVREQUEST/rows" | grep -q '"req_name":"shop"'; then return; fi
+    if curl -sf -m 2 "http://$hub/v1/tables/ZOVREQUEST/rows" | grep -q '"server_nam":"shop"'; then return; fi
     sleep 0.1
   done
   return 1
