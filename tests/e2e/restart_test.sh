@@ -35,7 +35,7 @@ start_agent() {
 rows_within() {
   local end=$((SECONDS + $1))
   while [ "$SECONDS" -lt "$end" ]; do
-    if curl -sf -m 2 "http://$hub/v1/tables/ZOVREQUEST/rows" | grep -q '"server_nam":"shop"'; then return; fi
+    if curl -sf -m 2 "http://$hub/v1/tables/ZOVREQUEST/rows" | grep -q '"req_name":"shop"'; then return; fi
     sleep 0.1
   done
   return 1
@@ -53,5 +53,6 @@ sleep 3 # of load, so that there is something to tell
 
 kill -KILL "$agent"
 wait "$agent" 2>/dev/null || true
+curl -sf -o /dev/null "http://127.0.0.1:$((port + 8000))/shop/order?item=1" # which nobody has been told of
 start_agent
 rows_within 5 || fail "no rows of the shop's requests within 5 seconds"
