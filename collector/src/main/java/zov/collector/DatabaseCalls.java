@@ -102,15 +102,15 @@ final class DatabaseCalls {
   }
 
   private String pattern(String sql, boolean quotedNames) {
+    if (sql.length() > NamePatterns.LONGEST_NAME)
+      return NamePatterns.ofSql(sql, quotedNames);
     ConcurrentMap<String, String> known = quotedNames ? quotedPatterns : patterns;
     String pattern = known.get(sql);
     if (pattern != null)
       return pattern;
-    pattern = NamePatterns.ofSql(sql, quotedNames);
-    if (sql.length() > NamePatterns.LONGEST_NAME)
-      return pattern;
     if (known.size() >= MOST_PATTERNS)
       known.clear();
+    pattern = NamePatterns.ofSql(sql, quotedNames);
     known.put(sql, pattern);
     return pattern;
   }

@@ -2,6 +2,7 @@ package zov.collector;
 
 import java.net.HttpURLConnection;
 import java.net.URI;
+import java.net.URL;
 import java.net.http.HttpRequest;
 import zov.boot.Hooks;
 
@@ -60,19 +61,24 @@ final class HostDelays implements Delays {
       return MessageCalls.read(kind, target, argument, result);
     if (kind == Hooks.LOOK_UP)
       return new HostCall(DelayType.LOOK_UP, NamePatterns.ofPath(String.valueOf(argument)), "", null);
-    if (kind == Hooks.CALL_OF_CLIENT)
-      return callTo(((HttpRequest) argument).method(), ((HttpRequest) argument).uri());
+    if (kind == Hooks.CALL_OF_CLIENT) {
+      HttpRequest request = (HttpRequest) argument;
+      URI address = request.uri();
+      return callTo(
+          address.getScheme(), address.getHost(), address.getPort(), request.method(), address.getRawPath());
+    }
     answered.put(target, true);
     HttpURLConnection connection = (HttpURLConnection) target;
-    return callTo(connection.getRequestMethod(), URI.create(connection.getURL().toString()));
+    URL address = connection.getURL();
+    return callTo(address.getProtocol(), address.getHost(), address.getPort(), connection.getRequestMethod(),
+        address.getPath());
   }
 
-  /** Of an address: scheme, host and port, and the pattern of the path; no user and no query. */
-  private static HostCall callTo(String method, URI address) {
-    String port = address.getPort() < 0 ? "" : ":" + address.getPort();
-    String server = NamePatterns.shortened(address.getScheme() + "://" + address.getHost() + port);
-    String path = address.getRawPath() == null ? "" : NamePatterns.ofPath(address.getRawPath());
-    return new HostCall(DelayType.CALL, server, method + " " + path, null);
+  /** No user and no query. */
+  private static HostCall callTo(String scheme, String host, int port, String method, String path) {
+    String server = scheme + "://" + host + (port < 0 ? "" : ":" + port);
+    return new HostCall(DelayType.CALL, NamePatterns.shortened(server),
+        method + " " + NamePatterns.ofPath(path == null ? "" : path), null);
   }
 
   private DatabaseCalls databases() {

@@ -1,6 +1,9 @@
 package zov.collector;
 
+import java.lang.ref.WeakReference;
 import java.lang.reflect.Proxy;
+import java.net.URL;
+import java.net.URLClassLoader;
 import java.sql.Connection;
 import java.sql.DatabaseMetaData;
 import java.sql.Driver;
@@ -88,6 +91,17 @@ final class DelayTests {
       Check.equal(true, host.delays.isWanted(Hooks.PREPARE, connection, false));
     });
 
+    Check.test("nothing of an application's is held, nor its class loader", () -> {
+      DelayTests host = new DelayTests();
+      WeakReference<ClassLoader> application = host.application();
+      for (int i = 0; i < 50 && application.get() != null; i++) {
+        System.gc();
+        Thread.sleep(20);
+      }
+      Check.equal(null, application.get());
+      Check.equal(3, host.request.parts.size());
+    });
+
     Check.test("of a million kinds a thousand are kept, and all are counted", () -> {
       TallyLedger many = new TallyLedger(1, () -> 0);
       for (int i = 0; i < 1_000_000; i++) many.add(new TallyLedger.Kind(i % 2, "a" + i), 0, 1, 1);
@@ -124,6 +138,21 @@ final class DelayTests {
     delays.ended(request, kind, 1, target, argument, result, null);
   }
 
+  /** Calls of a driver that an application has brought and that is gone now. */
+  private WeakReference<ClassLoader> application() {
+    ClassLoader loader = new URLClassLoader(new URL[0], ClassLoader.getPlatformClassLoader());
+    DatabaseMetaData about = fake(loader, DatabaseMetaData.class, Map.of("getURL", "jdbc:x:y"));
+    Connection connection = fake(loader, Connection.class, Map.of("getMetaData", about));
+    DataSource pool = fake(loader, DataSource.class, Map.of());
+    PreparedStatement prepared = fake(loader, PreparedStatement.class, Map.of());
+    Check.equal(false, delays.isWanted(Hooks.SEND, pool, true));
+    call(Hooks.CONNECTION, pool, null, connection);
+    call(Hooks.PREPARE, connection, "update a", prepared);
+    call(Hooks.STATEMENT, prepared, null, null);
+    call(Hooks.COMMIT, connection, null, null);
+    return new WeakReference<>(loader);
+  }
+
   private List<String> parts() {
     List<String> parts = new ArrayList<>();
     for (TracedRequest.Part part : request.parts)
@@ -144,8 +173,12 @@ final class DelayTests {
 
   /** An object that answers these methods so, and all others with null. */
   private static <T> T fake(Class<T> type, Map<String, Object> answers) {
-    return type.cast(Proxy.newProxyInstance(type.getClassLoader(), new Class<?>[] {type},
-        (proxy, method, arguments) -> answers.get(method.getName())));
+    return fake(type.getClassLoader(), type, answers);
+  }
+
+  private static <T> T fake(ClassLoader loader, Class<T> type, Map<String, Object> answers) {
+    return type.cast(Proxy.newProxyInstance(
+        loader, new Class<?>[] {type}, (proxy, method, arguments) -> answers.get(method.getName())));
   }
 
   private void query(long nanos) {
