@@ -53,5 +53,6 @@ sleep 3 # of load, so that there is something to tell
 
 kill -KILL "$agent"
 wait "$agent" 2>/dev/null || true
+curl -sf -o /dev/null "http://127.0.0.1:$((port + 8000))/shop/order?item=1" # which nobody has been told of
 start_agent
 rows_within 5 || fail "no rows of the shop's requests within 5 seconds"

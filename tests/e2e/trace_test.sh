@@ -124,7 +124,7 @@ for name in tomcat jetty; do
   paste -d'|' "$work/clocks" "$work/rows"
   agree || fail "$name's rows are not what its pages had"
 
-  node=$(curl -sf "$hub/v1/nodes" | grep -o "\"[^\"]*$name[^\"]*\"" | head -1 | tr -d '"')
+  node=$(curl -sf "$hub/v1/nodes" | grep -o "\"${name}:[^\"]*\"" | head -1 | tr -d '"')
   act StopRequestMonitor
   get "/work?[1-5]"
   act StartRequestMonitor

@@ -121,15 +121,25 @@ final class RequestTracer implements Tracer {
     if (visit.resumed)
       return;
     if (thrown == null && visit.container.isOpen(visit.exchange)) {
-      open.put(visit.exchange, visit.request);
-      anyOpen = true;
-      visit.container.whenEnded(visit.exchange, () -> ended(visit.exchange, visit.response));
-      if (!visit.container.isOpen(visit.exchange)) // another thread was quicker
-        ended(visit.exchange, visit.response);
+      leaveOpen(visit);
       return;
     }
     end(visit.request,
         thrown != null ? Exchanges.FAILED : visit.container.status(visit.exchange, visit.response));
+  }
+
+  /** Another thread may be quicker, and end the request while this one still leaves it. */
+  private void leaveOpen(Visit visit) {
+    boolean goesOn = false;
+    open.put(visit.exchange, visit.request);
+    anyOpen = true;
+    try {
+      visit.container.whenEnded(visit.exchange, () -> ended(visit.exchange, visit.response));
+      goesOn = visit.container.isOpen(visit.exchange);
+    } finally {
+      if (!goesOn)
+        ended(visit.exchange, visit.response);
+    }
   }
 
   @Override

@@ -1,5 +1,6 @@
 package zov.weaver;
 
+import java.util.Arrays;
 import org.objectweb.asm.Label;
 import org.objectweb.asm.MethodVisitor;
 import org.objectweb.asm.Opcodes;
@@ -97,7 +98,7 @@ final class WovenMethod extends AdviceAdapter {
   /** Nothing is said of the arguments, since the method may have put anything in their place. */
   private void visitHandlerFrame() {
     Object[] locals = new Object[argumentSlots + 1];
-    java.util.Arrays.fill(locals, TOP);
+    Arrays.fill(locals, TOP);
     locals[argumentSlots] = OBJECT.getInternalName();
     plain.visitFrame(F_NEW, locals.length, locals, 1, new Object[] {THROWABLE.getInternalName()});
   }
