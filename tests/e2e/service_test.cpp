@@ -49,7 +49,8 @@ TEST(Service, AHangupReadsTheConfigurationAgain) {
   };
 
   reload("[Basic_Config]\nZOV_REQ_SAMPLEMETHOD = FIXEDINTERVAL\nZOV_REQ_SAMPEL = 1\n");
-  EXPECT_TRUE(agent.waitForTrace("stay as they were.  Faults of the file: 1. The first: line 5: Configuration key ZOV_REQ_SAMPEL"));
+  EXPECT_TRUE(agent.waitForTrace(
+      "stay as they were.  Faults of the file: 1. The first: line 5: Configuration key ZOV_REQ_SAMPEL"));
   reload("[Broken\n");
   EXPECT_TRUE(agent.waitForTrace("line 3"));
   EXPECT_TRUE(agent.waitForTrace("ZOVA0192E", 2));

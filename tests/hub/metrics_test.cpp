@@ -61,7 +61,8 @@ TEST_F(HubTest, GivesMetricsInTheFormatThatIsAskedFor) {
        "# HELP zov_y_seconds A\\\\B.\n# TYPE zov_y_seconds summary\n# UNIT zov_y_seconds seconds\n"
        "zov_y_seconds_count{node=\"a\",name=\"q\\\"\\\\\\n\xEF\xBF\xBD\"} 2\n"
        "zov_y_seconds_sum{node=\"a\",name=\"q\\\"\\\\\\n\xEF\xBF\xBD\"} 3\n"
-       "# HELP zov_z Z.\n# TYPE zov_z gauge\nzov_z{node=\"a\",name=\"\"} -1e+09\n# HELP process_cpu_seconds "},
+       "# HELP zov_z Z.\n# TYPE zov_z gauge\nzov_z{node=\"a\",name=\"\"} -1e+09\n# HELP "
+       "process_cpu_seconds "},
       {"", "text/plain; version=0.0.4; charset=utf-8",
        "# HELP target_info What this agent is.\n# TYPE target_info gauge\n"
        "target_info{node=\"ID:host\",version=\"1.2\"} 1\n"

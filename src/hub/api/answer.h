@@ -27,7 +27,7 @@ struct Call {
   std::vector<Parameter> parameters;  ///< in the order given
   std::string body;
   std::string method;
-  std::string who;  ///< the client's address
+  std::string who;     ///< the client's address
   std::string accept;  ///< the types of content that the asker takes, as HTTP's Accept has them
 };
 
