@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "ctl/failure.h"
@@ -25,15 +26,22 @@ constexpr int Faults[] = {SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
 termios original;
 bool entered = false;
 
+/// A description of its own, so that it can be written without waiting, and no one else's is changed.
+int output = -1;
+int signals = -1;
+
+/// Gives up when a signal comes while the terminal takes nothing, as one that is held by Ctrl-S does.
 void writeAll(std::string_view text) {
   while (!text.empty()) {
-    const ssize_t count = ::write(STDOUT_FILENO, text.data(), text.size());
-    if (count < 0 && errno != EINTR && errno != EAGAIN) return;
-    if (count > 0) text.remove_prefix(static_cast<std::size_t>(count));
-    if (count < 0) {
-      pollfd waited{STDOUT_FILENO, POLLOUT, 0};
-      ::poll(&waited, 1, 1000);
+    const ssize_t count = ::write(output, text.data(), text.size());
+    if (count > 0) {
+      text.remove_prefix(static_cast<std::size_t>(count));
+      continue;
     }
+    if (count < 0 && errno != EINTR && errno != EAGAIN) return;
+    pollfd waited[] = {{output, POLLOUT, 0}, {signals, POLLIN, 0}};
+    ::poll(waited, std::size(waited), -1);
+    if (waited[0].revents == 0 && waited[1].revents != 0) return;
   }
 }
 
@@ -51,7 +59,7 @@ void enter() {
 void leave() {
   if (!entered) return;
   entered = false;
-  [[maybe_unused]] const ssize_t ignored = ::write(STDOUT_FILENO, LeaveScreen.data(), LeaveScreen.size());
+  [[maybe_unused]] const ssize_t ignored = ::write(output, LeaveScreen.data(), LeaveScreen.size());
   ::tcsetattr(STDIN_FILENO, TCSANOW, &original);
 }
 
@@ -101,9 +109,13 @@ Terminal::Terminal() {
   if (::tcgetattr(STDIN_FILENO, &original) != 0) {
     throw Failure(Status::Refused, std::string("The keyboard cannot be read: ") + std::strerror(errno) + ".");
   }
+  output = ::open("/dev/tty", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (output < 0)
+    throw Failure(Status::Refused,
+                  std::string("The terminal cannot be opened: ") + std::strerror(errno) + ".");
   const sigset_t set = watchedSignals();
   ::sigprocmask(SIG_BLOCK, &set, nullptr);
-  _signals = ::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
+  signals = ::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
   for (const int signal : Faults) std::signal(signal, onFault);
   enter();
 }
@@ -111,11 +123,12 @@ Terminal::Terminal() {
 Terminal::~Terminal() {
   leave();
   for (const int signal : Faults) std::signal(signal, SIG_DFL);
-  ::close(_signals);
+  ::close(signals);
+  ::close(output);
 }
 
-std::vector<int> Terminal::descriptors() const {
-  return {STDIN_FILENO, _signals};
+std::vector<int> Terminal::descriptors() {
+  return {STDIN_FILENO, signals};
 }
 
 std::optional<std::vector<Key>> Terminal::readKeys() {
@@ -133,7 +146,7 @@ std::optional<std::vector<Key>> Terminal::readKeys() {
 
 bool Terminal::takeSignals() {
   signalfd_siginfo told;
-  while (::read(_signals, &told, sizeof told) == sizeof told) {
+  while (::read(signals, &told, sizeof told) == sizeof told) {
     switch (told.ssi_signo) {
       case SIGWINCH:
         break;  // the size is asked for with each screen

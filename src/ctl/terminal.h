@@ -26,21 +26,18 @@ class Terminal {
   Terminal& operator=(const Terminal&) = delete;
 
   /// What can be read when there is something for readKeys or takeSignals.
-  std::vector<int> descriptors() const;
+  static std::vector<int> descriptors();
   /// The keys that wait; nothing when the terminal has gone.
-  std::optional<std::vector<Key>> readKeys();
+  static std::optional<std::vector<Key>> readKeys();
   /// False when a signal asks for the end. Stops and goes on again as the terminal's user wants.
-  bool takeSignals();
+  static bool takeSignals();
 
   struct Size {
     std::size_t columns, lines;
   };
   static Size size();
   /// Shows these lines from the first one of the screen on, which they should fill.
-  void show(const std::vector<std::string>& lines);
-
- private:
-  int _signals;  // a descriptor of signals
+  static void show(const std::vector<std::string>& lines);
 };
 
 }  // namespace zov::ctl

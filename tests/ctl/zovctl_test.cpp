@@ -350,6 +350,10 @@ TEST_F(Zovctl, PutsTheTerminalBack) {
     EXPECT_THAT(terminal.written(), EndsWith(left)) << c.signal;
     EXPECT_EQ(terminal.settings().c_lflag, before.c_lflag);
   }
+  TerminalProcess held(top(), 80, 24);
+  ASSERT_TRUE(held.shows("pay"));
+  held.press("\023");  // Ctrl-S: the terminal takes nothing any more
+  EXPECT_EQ(held.end(SIGTERM), 0);
   TerminalProcess terminal(top(), 80, 24);
   ASSERT_TRUE(terminal.shows("pay"));
   terminal.press("\032");

@@ -2,6 +2,7 @@
 // A program in a terminal of its own, and what is on its screen: enough of a terminal for what zovctl sends,
 // and a failure of the test for what a line does beyond the last column. Waits give up after 30 seconds.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
@@ -23,6 +24,7 @@ class TerminalProcess {
   TerminalProcess(const std::vector<std::string>& command, unsigned short columns, unsigned short lines) {
     winsize size{lines, columns, 0, 0};
     ::openpty(&_master, &_slave, nullptr, nullptr, &size);
+    ::fcntl(_master, F_SETFD, FD_CLOEXEC);  // the program may not keep its own terminal alive
     _pid = ::fork();
     if (_pid == 0) {
       ::setenv("TERM", "xterm", 1);
@@ -83,6 +85,8 @@ class TerminalProcess {
   bool stops() {
     int status = 0;
     for (int tries = 0; tries < 3000 && ::waitpid(_pid, &status, WUNTRACED | WNOHANG) == 0; ++tries) read(10);
+    while (read(0)) {
+    }
     return WIFSTOPPED(status);
   }
   void goOn() { ::kill(_pid, SIGCONT); }
