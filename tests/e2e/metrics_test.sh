@@ -64,8 +64,8 @@ eventually() {
   done
   fail "has not come about: $*"
 }
-orders='request_name=order'
-total='sum(zov_request_total{request_name="order"})'
+orders='request_name=/order'
+total='sum(zov_request_total{request_name="/order"})'
 
 eventually eval '[ -n "$(known "$total")" ]'
 echo "--- A gauge and the row of the same moment"
@@ -95,7 +95,7 @@ grown() {
   [ "$count" -gt 0 ] && [ "$(known "$total")" = $((before + count)) ]
 }
 eventually grown
-eventually eval '[ "$(known "zov_request_time_seconds_count{request_name=\"order\"}")" = "$(known "$total")" ]'
+eventually eval '[ "$(known "zov_request_time_seconds_count{request_name=\"/order\"}")" = "$(known "$total")" ]'
 
 echo "--- What Prometheus and promtool find wrong"
 ask "http://$hub/metrics" | promtool check metrics || fail "promtool finds fault"
