@@ -17,14 +17,6 @@ echo -e "[Advanced_Agent_Config]\nZOV_PORT = $port" >"$work/config/${host%%.*}_o
 "$(dirname "$0")/../../scripts/install_demo_server.sh" "$build" "$work/shop" shop "$port" $((port + 8000)) "$work/logs"
 trap '"$work/shop/bin/stopServer.sh" shop 2>/dev/null || true; cleanup' EXIT
 
-# eventually SECONDS COMMAND...
-eventually() {
-  local end=$((SECONDS + $1))
-  until "${@:2}"; do
-    [ "$SECONDS" -lt "$end" ] || fail "has not come about in $1 seconds: ${*:2}"
-    sleep 0.1
-  done
-}
 token=none:
 # answers PATH PATTERN: with the token
 answers() { curl -sf -H "$token" "$hub$1" | grep -q "$2"; }
@@ -35,16 +27,16 @@ agent=$!
 pids+=("$agent")
 "$work/shop/bin/startServer.sh" shop
 status=/v1/tables/ZOVAPSST/rows
-eventually 30 answers $status '"status":1'
+eventually answers $status '"status":1'
 before=$(cat "$work/shop/server.pid")
 token="Authorization: Bearer $(cat "$work/config/hub.token")"
 
 place=$(curl -sf -D - -o /dev/null -H "$token" -H 'Content-Type: application/json' "$hub/v1/actions" \
   -d "{\"node\":\"shop:${host%%.*}:ZOVS\",\"command\":\"CycleAppSvr me secret\"}" |
   sed -n 's/^Location: \(.*\)\r$/\1/p')
-eventually 10 answers $status '"status":0'
-eventually 60 answers "$place" '"result":"done"'
-eventually 10 answers $status '"status":1'
+eventually answers $status '"status":0'
+eventually answers "$place" '"result":"done"'
+eventually answers $status '"status":1'
 after=$(cat "$work/shop/server.pid")
 [ "$after" -ne "$before" ] || fail "it is the same process"
 ! grep -r secret "$work/config" "$work/logs" || fail "the password can be read"

@@ -10,15 +10,6 @@ for part in zov-collector.jar zov-weaver.jar zov-demo.jar demo.classpath; do
   [ -e "$build/collector/$part" ] || skip "$part was not built; scripts/install.sh demo installs what it needs"
 done
 
-# eventually COMMAND...: within 60 seconds
-eventually() {
-  for _ in {1..300}; do
-    "$@" && return
-    sleep 0.2
-  done
-  fail "has not come about: $*"
-}
-
 port=$((20000 + RANDOM % 4000))
 hub=http://127.0.0.1:$((port + 4000))
 web=http://127.0.0.1:$((port + 8000))

@@ -57,13 +57,6 @@ field() { ask -H 'Accept: text/csv' "http://$hub/v1/tables/$1/rows?names=readabl
   awk -F, -v wanted="$2" 'NR == 1 { for (i = 1; i <= NF; i++) if ($i == wanted) column = i } NR == 2 { print $column }'; }
 # known QUERY: the one value that Prometheus has; nothing when there is none
 known() { promtool query instant "http://$prometheus" "$1" 2>/dev/null | sed -n 's/.*=> \([^ ]*\) @.*/\1/p' | head -n 1; }
-eventually() {
-  for _ in {1..400}; do
-    "$@" && return
-    sleep 0.1
-  done
-  fail "has not come about: $*"
-}
 orders='request_name=/order'
 total='sum(zov_request_total{request_name="/order"})'
 

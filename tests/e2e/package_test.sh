@@ -11,14 +11,6 @@ source "$(dirname "$0")/scratch.sh"
 
 # --- In the copy.
 
-# eventually COMMAND...: within 60 seconds
-eventually() {
-  for _ in {1..300}; do
-    "$@" && return
-    sleep 0.2
-  done
-  fail "has not come about: $*"
-}
 # of UNIT KEY: the values that the unit has
 of() { sed -n "s/^$2=//p" "/lib/systemd/system/$1"; }
 # as USER COMMAND...

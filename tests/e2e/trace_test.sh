@@ -64,13 +64,6 @@ rows() {
 }
 told() { rows "$1" | grep -q "$2"; }
 get() { curl -s -o /dev/null --max-time "${2:-20}" "$web$1" || true; }
-eventually() {
-  for _ in {1..150}; do
-    "$@" && return
-    sleep 0.2
-  done
-  fail "has not come about: $*"
-}
 # One of each at a time: on one processor, requests side by side wait outside of the pages' clocks.
 load() {
   get "/work?[1-20]"
