@@ -26,12 +26,14 @@ final class ServletExchanges extends Exchanges {
   private final Method addListener;
   private final Method eventContext;
   private final Class<?> listener;
+  /** By context: containers work their names out anew each time. */
+  private final WeakIdentityMap<String> applications = new WeakIdentityMap<>();
 
   ServletExchanges(Class<?> type, Class<?> request, String api) throws ReflectiveOperationException {
     ClassLoader loader = request.getClassLoader();
     dispatcherType = request.getMethod("getDispatcherType");
-    contextPath = request.getMethod("getContextPath");
     servletContext = request.getMethod("getServletContext");
+    contextPath = servletContext.getReturnType().getMethod("getContextPath");
     virtualServer = servletContext.getReturnType().getMethod("getVirtualServerName");
     uri = request.getMethod("getRequestURI");
     servletPath = request.getMethod("getServletPath");
@@ -63,7 +65,7 @@ final class ServletExchanges extends Exchanges {
       request.name = (String) call(uri, exchange);
       return;
     }
-    request.application = applicationName(context, (String) call(contextPath, exchange));
+    request.application = applicationOf(context);
     String info = (String) call(pathInfo, exchange);
     String path = call(servletPath, exchange) + (info == null ? "" : info);
     request.name = path.isEmpty() ? "/" : path;
@@ -78,11 +80,20 @@ final class ServletExchanges extends Exchanges {
     }
   }
 
+  private String applicationOf(Object context) {
+    String known = applications.get(context);
+    if (known == null) {
+      known = applicationName(context);
+      applications.put(context, known);
+    }
+    return known;
+  }
+
   /** The host's name is behind that of the server: "Catalina/localhost". */
-  private String applicationName(Object context, String path) {
+  private String applicationName(Object context) {
     String server = String.valueOf(call(virtualServer, context));
     String host = server.equals("null") ? "localhost" : server.substring(server.lastIndexOf('/') + 1);
-    return Names.application(host, path);
+    return Names.application(host, (String) call(contextPath, context));
   }
 
   @Override

@@ -1,5 +1,7 @@
 package zov.collector;
 
+import java.util.Map;
+import java.util.concurrent.ConcurrentHashMap;
 import java.util.function.LongSupplier;
 
 /**
@@ -20,7 +22,11 @@ final class TraceLedger {
   private static final int NOT_FOUND = 404;
   private static final DelayType[] delays = DelayType.values();
 
+  private static final int MOST_KEPT_PATHS = 1000;
+  private static final int LONGEST_KEPT_PATH = 200;
+
   final TallyLedger requests;
+  private final Map<String, String> patterns = new ConcurrentHashMap<>();
   private volatile boolean delaysTold;
 
   TraceLedger(LongSupplier nanoTime) { requests = new TallyLedger(FIRST_DELAY + delays.length, nanoTime); }
@@ -30,16 +36,30 @@ final class TraceLedger {
     if (request.application == null)
       request.application = TallyLedger.OTHER;
     boolean nameless = request.name == null || (status == NOT_FOUND && requests.isHalfFull());
-    request.name = nameless ? TallyLedger.OTHER : NamePatterns.ofPath(request.name);
+    request.name = nameless ? TallyLedger.OTHER : patternOf(request.name);
     TallyLedger.Kind kind = new TallyLedger.Kind(0, request.application, request.name);
     requests.add(kind, ALL, 1, nanos);
     if (status >= FIRST_ERROR)
       requests.add(kind, ERRORS, 1, nanos);
-    for (int i = 0; i < delays.length; i++) {
+    for (int i = 0; request.delayCounts != null && i < delays.length; i++) {
       if (request.delayCounts[i] > 0)
         requests.add(kind, FIRST_DELAY + i, request.weight * request.delayCounts[i],
             request.weight * request.delayNanos[i], 0);
     }
+  }
+
+  /** The same paths come again and again, and a pattern takes longer than to look it up. */
+  private String patternOf(String path) {
+    String known = patterns.get(path);
+    if (known != null)
+      return known;
+    String pattern = NamePatterns.ofPath(path);
+    if (path.length() <= LONGEST_KEPT_PATH) {
+      if (patterns.size() >= MOST_KEPT_PATHS)
+        patterns.clear();
+      patterns.put(path, pattern);
+    }
+    return pattern;
   }
 
   /** Whether delays are known at all. */
@@ -47,5 +67,8 @@ final class TraceLedger {
 
   boolean tellsDelays() { return delaysTold; }
 
-  void clear() { requests.clear(); }
+  void clear() {
+    requests.clear();
+    patterns.clear();
+  }
 }

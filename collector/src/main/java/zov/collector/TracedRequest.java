@@ -13,6 +13,7 @@ import java.util.List;
 final class TracedRequest {
   /** Further parts are counted in the sums only. */
   static final int MOST_PARTS = 100;
+  private static final int DELAY_TYPES = DelayType.values().length;
 
   /** What the request waited for at one place; all its delays there together. */
   static final class Part {
@@ -37,9 +38,10 @@ final class TracedRequest {
   String application;
   /** The path within its application, as it came until the request ends, and from then on its pattern. */
   String name;
-  final long[] delayCounts = new long[DelayType.values().length];
-  final long[] delayNanos = new long[DelayType.values().length];
-  final List<Part> parts = new ArrayList<>();
+  /** By type; null as long as there were none, since most requests wait for nothing that is known here. */
+  long[] delayCounts;
+  long[] delayNanos;
+  List<Part> parts = List.of();
 
   TracedRequest(long begunNanos, double weight) {
     this.begunNanos = begunNanos;
@@ -50,6 +52,10 @@ final class TracedRequest {
 
   /** One of its delays has ended. */
   void delay(DelayType type, long nanos) {
+    if (delayCounts == null) {
+      delayCounts = new long[DELAY_TYPES];
+      delayNanos = new long[DELAY_TYPES];
+    }
     delayCounts[type.ordinal()]++;
     delayNanos[type.ordinal()] += nanos;
   }
@@ -71,6 +77,8 @@ final class TracedRequest {
     }
     if (parts.size() == MOST_PARTS)
       return null;
+    if (parts.isEmpty())
+      parts = new ArrayList<>();
     Part added = new Part(type, detail1, detail2);
     parts.add(added);
     return added;

@@ -182,7 +182,7 @@ final class DelayTests {
   }
 
   private void query(long nanos) {
-    request.parts.clear();
+    request.parts = List.of();
     request.application = "shop";
     request.name = "order";
     request.part(DelayType.QUERY, nanos, "stock", "SELECT ?");
