@@ -69,9 +69,16 @@ bool isUnitOfSystemd() {
   return std::getenv("INVOCATION_ID") != nullptr && ::stat("/run/systemd/system", &status) == 0;
 }
 
+/// A scope is called by its whole command line otherwise, which the system manager tells and logs.
+std::string scopeName(const ServerScript& script) {
+  return "--description=zovagent: " + script.command.str();
+}
+
 std::vector<std::string> commandOf(const ServerScript& script, const Account& account) {
   std::vector<std::string> words;
-  if (isUnitOfSystemd()) words = {SystemdRun, "--scope", "--collect", "--quiet", "--"};
+  if (::geteuid() == 0 && isUnitOfSystemd()) {
+    words = {SystemdRun, "--scope", "--collect", "--quiet", scopeName(script), "--"};
+  }
   words.insert(words.end(), {SetPriv, "--inh-caps=-all", "--ambient-caps=-all"});
   if (account.user != ::geteuid()) {
     words.insert(words.end(), {"--reuid=" + std::to_string(account.user),

@@ -7,8 +7,9 @@
 // a server without an owner that the configuration names, as the agent's own user, and then only a script
 // that nobody else but root could have put there (see findForeignHand).
 //
-// Beside systemd. Under a unit of systemd the script runs in a scope of its own, or the unit's stop would end
-// the server that it started. That takes the right to start scopes, which root has.
+// Beside systemd. Under a unit of systemd root's scripts run in a scope of their own, or the unit's stop
+// would end the server that they started. Others may start no scope, and their scripts run in the unit. The
+// scope's name, which everybody can read, holds no argument.
 //
 // What it writes. Two pipes take it while the agent lives. A drain, a process beside the script, holds their
 // read ends too, and reads from the moment on that the agent lets go of the run, by its end or its death: so
