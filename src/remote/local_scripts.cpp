@@ -222,6 +222,17 @@ RWCString shellLine(const std::vector<RWCString>& words) {
   return line;
 }
 
+RWCString refusalOfNames(const ServerScript& script) {
+  const RWCString name = script.server();
+  const auto hasZero = [](const RWCString& text) { return text.view().find('\0') != std::string_view::npos; };
+  if (!script.directory.view().starts_with('/')) {
+    return "the server's root directory, in " + script.path() + ", is no absolute path";
+  }
+  if (name.view().starts_with('-')) return "the name " + name + " would be an option of " + script.path();
+  if (!hasZero(script.path()) && std::ranges::none_of(script.arguments, hasZero)) return {};
+  return "a zero byte, which none can hold, is in the path or an argument of " + script.path();
+}
+
 std::unique_ptr<ScriptRun> LocalScripts::start(const ServerScript& script, RWCString& refusal) {
   ZOV_TRACE(Public);
   const uid_t own = ::geteuid();

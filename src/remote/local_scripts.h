@@ -27,6 +27,9 @@ class LocalScripts : public ScriptRunner {
 /// The words as one line for a shell: a word that is more than letters, digits and _./:@%+=,- is quoted.
 RWCString shellLine(const std::vector<RWCString>& words);
 
+/// Why no script can be called with such texts, of which a ping may hold any; empty when it can.
+RWCString refusalOfNames(const ServerScript& script);
+
 /// Whether somebody else than root and `user` could change what is run as `path`: by writing the file or a
 /// directory on the way to it (links are followed), or by owning one. A sticky directory is no way to
 /// another's file in it. Answers a sentence, or nothing when only these two could.

@@ -176,11 +176,12 @@ std::unique_ptr<ScriptRun> HelperScripts::start(const ServerScript& script, RWCS
 }
 
 RWCString refusalOfHelper(const ServerScript& script, uid_t user) {
+  if (RWCString wrong = refusalOfNames(script); !wrong.isNull()) return wrong;
   const std::string path = script.path().str();
   if (std::ranges::find(Commands, script.command.view()) == std::end(Commands)) {
     return RWCString(path + " is not run: accepted are startServer.sh and stopServer.sh");
   }
-  if (!script.directory.view().starts_with('/') || !script.directory.view().ends_with("/bin")) {
+  if (!script.directory.view().ends_with("/bin")) {
     return RWCString(path + " is not run: accepted is a script in bin of a server's root");
   }
   const RWCString wrong = findForeignHand(script.path(), user);
@@ -189,7 +190,7 @@ RWCString refusalOfHelper(const ServerScript& script, uid_t user) {
          "; accepted is a script that only this user and root can change";
 }
 
-bool serveScript(int connection, uid_t agent, ScriptRunner& runner) {
+bool serveScript(int connection, uid_t agent, bool mayBeRoots, ScriptRunner& runner) {
   ZOV_TRACE(Public);
   const Packets peer(connection);
   const std::vector<std::string> request = peer.receive(ForAnAnswer);  // or who sends it may see no answer
@@ -199,7 +200,17 @@ bool serveScript(int connection, uid_t agent, ScriptRunner& runner) {
                   RWCString("user " + (user ? std::to_string(*user) : "?") + " may have no script run"));
   }
   const std::optional<ServerScript> script = scriptIn(request, *user);
-  if (!script) return refuse(peer, "the request is none");
+  if (!script) {
+    return refuse(peer, RWCString("a request of " + std::to_string(request.size()) + " texts, the first \"" +
+                                  (request.empty() ? "" : request[0]) +
+                                  "\", is none: accepted is run, a user's number or nothing, directory, "
+                                  "command, arguments; no script is run"));
+  }
+  if (*script->owner == 0 && !mayBeRoots) {
+    return refuse(peer, script->path() +
+                            " is not run as root: accepted are servers of other users; "
+                            "zovscripts --root runs those of root, too");
+  }
   if (const RWCString wrong = refusalOfHelper(*script, *script->owner); !wrong.isNull())
     return refuse(peer, wrong);
   RWCString refusal;

@@ -11,8 +11,9 @@
 // a packet each, whose texts stand as LENGTH:TEXT, so that any byte may be in them. An agent that goes leaves
 // the script and the helper that waits for it.
 //
-// The helper has the rights of root and believes nothing: neither who calls, whom the kernel names, nor what
-// is to be run, which comes from a ping. What it would run it looks at itself.
+// The helper has the rights of root. Who calls, the kernel names; what is to be run, which comes from a ping,
+// it looks at itself. Whose the server is, it is told by the agent, and cannot know: so it runs nothing as
+// root that it is not allowed to by its command line, and else what its owner could have put there alone.
 
 #include <sys/types.h>
 
@@ -34,9 +35,9 @@ class HelperScripts : public ScriptRunner {
 };
 
 /// The helper's side: serves the one request that comes over the connection, and returns when its script has
-/// ended. `agent` and root may ask. Traces what was run as whom, without its arguments. True when a script
-/// has been run.
-bool serveScript(int connection, uid_t agent, ScriptRunner& runner);
+/// ended. `agent` and root may ask, and for scripts that run as root only where that `mayBeRoots`. Traces
+/// what was run as whom, without its arguments. True when a script has been run.
+bool serveScript(int connection, uid_t agent, bool mayBeRoots, ScriptRunner& runner);
 
 /// Why the helper runs no such script as this user; empty when it does. A script starts or stops a server,
 /// from bin of the server's root, and nobody but the user and root could have put it there.

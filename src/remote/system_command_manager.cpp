@@ -121,7 +121,7 @@ ZOVReturnCode ZOVSystemCommandManager::SystemCommand::start(ZOVSystemCommandMana
   ZOV_TRACE(Public);
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Path = %s", _script.directory.data());
   DGT1_Printf(traceUnit, DGT1_DETAIL, "Executable = %s", line().data());
-  _refusal = refusalOfNames();
+  _refusal = zov::refusalOfNames(_script);
   bool started = false;
   // The start looks at files and users, which may hang as well as the script.
   const auto startAndWait = [&] {
@@ -144,19 +144,6 @@ ZOVReturnCode ZOVSystemCommandManager::SystemCommand::stop() {
   _error = shown(_run->error());
   _run.reset();
   return ZOV_OK;
-}
-
-/// What a ping may hold and no script can be called with.
-RWCString ZOVSystemCommandManager::SystemCommand::refusalOfNames() const {
-  if (!_script.directory.view().starts_with('/')) {
-    return "the server's root directory, in " + _script.path() + ", is no absolute path";
-  }
-  if (!getServer().view().starts_with('-')) return {};
-  return "the name " + getServer() + " would be an option of " + _script.path();
-}
-
-RWCString ZOVSystemCommandManager::SystemCommand::getServer() const {
-  return _script.arguments.empty() ? RWCString() : _script.arguments.front();
 }
 
 /// As a shell is given it, but for the secret.

@@ -26,7 +26,7 @@ class ZOVSystemCommandManager : public ZOVAsynchronousTask {
     /// Waits for the end of the script, and answers 0; at once when none runs.
     ZOVReturnCode stop();
     const RWCString& getCommand() const { return _script.command; }
-    RWCString getServer() const;  ///< the first argument
+    RWCString getServer() const { return _script.server(); }
     /// The end of what the script has written, as whole lines as far as it has them, with the secret left
     /// out. After its end.
     void getOutput(RWCString* text) const { *text = _output; }
@@ -39,7 +39,6 @@ class ZOVSystemCommandManager : public ZOVAsynchronousTask {
     zov::ScriptObserver* observer() const { return _script.observer.get(); }
 
    private:
-    RWCString refusalOfNames() const;
     RWCString line() const;
     RWCString shown(RWCString text) const;
     void traceEnd() const;

@@ -37,6 +37,7 @@ struct ServerScript {
   std::shared_ptr<ScriptObserver> observer;  ///< null when nobody watches
 
   RWCString path() const { return directory + "/" + command; }
+  RWCString server() const { return arguments.empty() ? RWCString() : arguments.front(); }
 };
 
 }  // namespace zov

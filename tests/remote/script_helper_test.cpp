@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <thread>
 
 #include "remote/local_scripts.h"
@@ -29,7 +30,7 @@ class ScriptHelper : public testing::Test {
     _thread = std::thread([this] {
       zov::LocalScripts scripts;
       for (int one; (one = ::accept4(_listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
-        zov::serveScript(one, agent, scripts);
+        zov::serveScript(one, agent, mayBeRoots, scripts);
       }
     });
   }
@@ -63,7 +64,8 @@ class ScriptHelper : public testing::Test {
   const TemporaryDirectory directory;
   const std::string path = directory.file("helper");
   std::string root;
-  uid_t agent = ::geteuid();
+  const uid_t agent = ::geteuid();
+  std::atomic<bool> mayBeRoots = true;
 
  private:
   const int _listener = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
@@ -92,7 +94,7 @@ TEST_F(ScriptHelper, RunsAScriptAndTellsHowItEnded) {
   EXPECT_TRUE(std::filesystem::exists(directory.file("done")));
 }
 
-TEST_F(ScriptHelper, BelievesNothing) {
+TEST_F(ScriptHelper, LooksItselfAtWhatItRuns) {
   write("startServer.sh", "");
   write("stopServer.sh", "", 0757);
   write("other.sh", "");
@@ -108,7 +110,13 @@ TEST_F(ScriptHelper, BelievesNothing) {
       {script("other.sh"), "accepted are startServer.sh and stopServer.sh"},
       {script("../bin/startServer.sh"), "accepted are startServer.sh and stopServer.sh"},
       {with([&](auto& s) { s.directory = RWCString(root); }), "accepted is a script in bin"},
-      {with([](auto& s) { s.directory = "bin"; }), "accepted is a script in bin"},
+      {with([](auto& s) { s.directory = "bin"; }), "is no absolute path"},
+      {with([](auto& s) {
+         s.arguments = {"-f", "x"};
+       }),
+       "the name -f would be an option"},
+      {with([](auto& s) { s.directory.append(std::string_view("\0/bin", 5)); }), "a zero byte"},
+      {with([](auto& s) { s.arguments.emplace_back(std::string_view("\0", 1)); }), "a zero byte"},
       {script("stopServer.sh"), "can be written by others"},
       {with([](auto& s) { s.owner = 54321; }), "belongs to user"},
   };
@@ -119,6 +127,8 @@ TEST_F(ScriptHelper, BelievesNothing) {
   EXPECT_NE(
       refusalOf(with([](auto& s) { s.arguments.emplace_back(std::string(200'000, 'x')); })).find("too long"),
       std::string::npos);
+  mayBeRoots = false;
+  EXPECT_NE(refusalOf(with([](auto& s) { s.owner = 0; })).find("is not run as root"), std::string::npos);
   if (::geteuid() != 0) GTEST_SKIP() << "only root can come as another user";
   ASSERT_EQ(::chmod(path.c_str(), 0777), 0);
   ASSERT_EQ(::chmod(directory.path().c_str(), 0755), 0);
