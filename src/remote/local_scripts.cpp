@@ -16,6 +16,7 @@
 #include <cstring>
 #include <string>
 
+#include "platform/descriptor_limit.h"
 #include "remote/pipe.h"
 #include "runtime/trace_scope.h"
 
@@ -86,7 +87,8 @@ std::vector<std::string> commandOf(const ServerScript& script, const Account& ac
   }
   std::vector<RWCString> called{script.path()};
   called.insert(called.end(), script.arguments.begin(), script.arguments.end());
-  words.insert(words.end(), {"/bin/sh", "-c", Prologue + shellLine(called).str()});
+  const std::string limit = "ulimit -S -n " + std::to_string(startingDescriptorLimit()) + "\n";
+  words.insert(words.end(), {"/bin/sh", "-c", limit + Prologue + shellLine(called).str()});
   return words;
 }
 
@@ -144,6 +146,9 @@ class SpawnedScript : public ScriptRun {
 
 int SpawnedScript::spawn(std::vector<std::string> command, std::vector<std::string> environment) {
   if (_output.writeEnd() == 0 || _error.writeEnd() == 0 || _agent.writeEnd() == 0) return EMFILE;
+  // A script opens its own streams anew as /dev/stdout or /dev/stderr, and may be another user's. Who else
+  // could get at a pipe has that user's rights, or root's.
+  for (const int stream : {_output.writeEnd(), _error.writeEnd()}) ::fchmod(stream, 0622);
   posix_spawn_file_actions_t actions;
   posix_spawnattr_t attributes;
   ::posix_spawn_file_actions_init(&actions);

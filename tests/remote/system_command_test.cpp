@@ -3,11 +3,13 @@
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <sstream>
 
+#include "platform/descriptor_limit.h"
 #include "remote/local_scripts.h"
 #include "remote/pipe.h"
 #include "remote/system_command_manager.h"
@@ -81,13 +83,21 @@ TEST_F(SystemCommandTest, TheScriptIsItsOwnersAndHasNothingOfTheAgents) {
   const passwd* const games = ::getpwnam("games");
   ASSERT_NE(games, nullptr);
   const std::string root = directory.file("shop");
-  writeScript(root, "id -u; id -G; umask; echo $HOME $USER; env | cut -d= -f1 | sort | tr '\\n' ' '\n");
+  writeScript(root,
+              "id -u; id -G; umask; ulimit -n; echo $HOME $USER >/dev/stdout; echo wrong >/dev/stderr\n"
+              "env | cut -d= -f1 | sort | tr '\\n' ' '\n");
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = 345;
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+  ASSERT_GT(raiseDescriptorLimit(), 345);
   const EnvironmentVariable secret("ZOV_HUB_TOKEN", "secret");
   const gid_t group = 4;
   ASSERT_EQ(::setgroups(1, &group), 0) << "the agent's, which the script must not have";
   const std::string names = "HOME LANG LOGNAME PATH PWD SHELL USER ";
   EXPECT_EQ(run(scriptOf(root, {"shop"}, games->pw_uid)), ZOVReturnCode(0)) << ending.data() << error.data();
-  EXPECT_EQ(output.str(), "5\n60\n0022\n/usr/games games\n" + names);
+  EXPECT_EQ(output.str(), "5\n60\n0022\n345\n/usr/games games\n" + names);
+  EXPECT_EQ(error, "wrong\n");
   ::setgroups(0, nullptr);
   ::chown((root + "/bin").c_str(), 0, 0);
   EXPECT_EQ(run(scriptOf(root, {"shop"}, 0)), ZOVReturnCode(0)) << ending.data();
