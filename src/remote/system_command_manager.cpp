@@ -24,7 +24,7 @@ void replaceAll(RWCString& text, const RWCString& what, const char* with) {
   }
 }
 
-/// The text may begin within a secret, when what stood before it has not been kept.
+/// A text that has been cut may begin within a secret.
 void removeRest(RWCString& text, std::string_view secret) {
   do secret.remove_prefix(1);
   while (!text.view().starts_with(secret));
@@ -158,7 +158,7 @@ RWCString ZOVSystemCommandManager::SystemCommand::line() const {
 
 RWCString ZOVSystemCommandManager::SystemCommand::shown(RWCString text) const {
   if (const RWCString& secret = _script.secret; !secret.isNull()) {
-    removeRest(text, secret.view());
+    if (text.length() == zov::ScriptRun::OutputBytes) removeRest(text, secret.view());
     replaceAll(text, zov::shellLine({secret}), Hidden);
     replaceAll(text, secret, Hidden);
   }

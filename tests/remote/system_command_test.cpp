@@ -161,6 +161,11 @@ TEST_F(SystemCommandTest, OfAFailureTheLastLinesAreToldAndThePasswordNowhere) {
     EXPECT_TRUE(trace.has("Executable = " + root + "/bin/stopServer.sh shop -user me -password ***"));
     EXPECT_FALSE(trace.has("secret")) << "in " << output.data() << error.data();
   }
+  writeScript(root, "echo 'done: <shop>'\n");
+  zov::ServerScript script = scriptOf(root, {"shop", "sword"});
+  script.secret = "sword";
+  EXPECT_EQ(run(script), ZOVReturnCode(0));
+  EXPECT_EQ(output, "done: <shop>\n") << "only of what has been cut may the begin be a secret's";
 }
 
 TEST(Pipe, IsReadAsFarAsItGoesAndClosedOnce) {
