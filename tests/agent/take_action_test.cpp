@@ -33,9 +33,9 @@ std::string replyOf(int value) {
   return "TYPE=ATR;ATTR=ZOVCOMND.RESULT;ENUM=" + std::to_string(value) + ";~";
 }
 
-std::string contextLine(const std::string& name, const std::string& root = "/srv") {
-  return "appServerName=" + name + "\tserverRootDirectory=" + root + "\toccurrence=0\tplatform=tsl7" +
-         "\tsubnodeName=" + name + ":host:ZOVS\townerUid=" + std::to_string(::geteuid()) + "\n";
+std::string contextLine(const std::string& name, const std::string& owner = std::to_string(::geteuid())) {
+  return "appServerName=" + name + "\tserverRootDirectory=/srv\toccurrence=0\tplatform=tsl7" +
+         "\tsubnodeName=" + name + ":host:ZOVS\townerUid=" + owner + "\n";
 }
 
 /// What a pattern of one group finds in a file of the sources.
@@ -55,7 +55,7 @@ class TakeAction : public AgentFixture {};
 }  // namespace
 
 TEST_F(TakeAction, FindsTheServerChecksTheArgumentsAndReplies) {
-  start(contextLine("shop") + contextLine("old"));
+  start(contextLine("shop") + contextLine("old") + contextLine("far", ""));
   const struct {
     const char* origin;
     const char* command;
@@ -75,6 +75,8 @@ TEST_F(TakeAction, FindsTheServerChecksTheArgumentsAndReplies) {
       {"shop:host:ZOVS", "'StopResourceMonitor'", 0, 1},
       {"shop:host:ZOVS", "StopResourceMonitor 'x", 0, 1},
       {"shop:host:ZOVS", "SetRequestSamplingRate 50", 179, 5},
+      {"far:host:ZOVS", "StartAppSvr", 166, 0},
+      {"far:host:ZOVS", "CycleAppSvr", 166, 0},
       {"none:host:ZOVS", "StopResourceMonitor", 7, 3},
       {"none:host:ZOVS", "Nonsense", 7, 3},
       {"", "StopResourceMonitor", 7, 3},

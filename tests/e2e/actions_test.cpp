@@ -124,6 +124,8 @@ TEST_F(ActionsTest, RunOneAfterTheOtherAndTellWhatBecameOfThem) {
             "stopServer.sh other -user you -password secret begins\nends\n");
   EXPECT_TRUE(agent.waitForTrace("ZOVA0185I Action 2, stopAPPSVR *** for " + other));
   const std::string trace = agent.trace();
+  EXPECT_THAT(trace, testing::HasSubstr("ZOVA0071I Take Action command startServer.sh completed successfully "
+                                        "for application server shop."));
   EXPECT_THAT(trace,
               testing::HasSubstr("ZOVA0072E Take Action command stopServer.sh failed for application server "
                                  "other - Reason: Unable to start the new process."));
@@ -133,11 +135,12 @@ TEST_F(ActionsTest, RunOneAfterTheOtherAndTellWhatBecameOfThem) {
 TEST_F(ActionsTest, AnAgentWithoutRightsRunsOnlyWhatNobodyElseCanChange) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can start an agent of another user";
   ::chmod(agent.directory().c_str(), 0755);
-  writeScript("stopServer.sh", "id -u; exit 3\n");
+  writeScript("stopServer.sh", "id -u; echo $*; exit 3\n");
   agent.setUser(65534);
   ASSERT_NO_FATAL_FAILURE(agent.start());
   const std::string node = addServer("shop");
-  EXPECT_EQ(recordOf(agent.act(node, "StopAppSvr")).at("output"), "65534\n");
+  EXPECT_EQ(recordOf(agent.act(node, "StopAppSvr 'me' 'a b")).at("output"), "65534\nshop\n")
+      << "a quote that is left open holds nothing";
   ::chmod((root + "/bin").c_str(), 0777);
   const TestRow refused = recordOf(agent.act(node, "StopAppSvr"));
   const std::string reason = root + "/bin/stopServer.sh is not run as user 65534: " + root + "/bin can be";
