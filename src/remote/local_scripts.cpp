@@ -31,11 +31,15 @@ constexpr const char* SystemdRun = "/usr/bin/systemd-run";
 constexpr std::size_t MostEntryBytes = 16384;
 
 /// Descriptors of the shell that becomes the script. What lies above the standard ones is the drain's.
-enum : int { Input, Output, Error, OutputEnd, ErrorEnd, Agent, FirstClosed };
+enum : int { Input, Output, Error, OutputEnd, ErrorEnd, Agent, Begin, BeginEnd, FirstClosed };
 
+/// First the agent is told that the shell has been reached; that it may have gone must not end the shell,
+/// which has the other end for that.
+///
 /// The drain waits for the end of a stream on which the agent never writes, and then takes both others. It is
 /// nobody's child, so that the script finds none that it does not know.
 constexpr const char* Prologue =
+    "echo >&6; exec 6>&- 7<&-\n"
     "( { cat <&5; cat <&3 & cat <&4; } & ) </dev/null >/dev/null 2>&1; exec 3<&- 4<&- 5<&-\n"
     "cd 2>/dev/null || cd /; unset OLDPWD\n"
     "umask 022\n"
@@ -129,6 +133,8 @@ class SpawnedScript : public ScriptRun {
   }
   /// 0, or an errno.
   int spawn(std::vector<std::string> command, std::vector<std::string> environment);
+  /// Waits for the shell that becomes the script: false when what leads to it has ended instead.
+  bool begins();
   int wait() override;
   const RWCString& output() const override { return _outputTail.text(); }
   const RWCString& error() const override { return _errorTail.text(); }
@@ -138,14 +144,15 @@ class SpawnedScript : public ScriptRun {
                 char* const* environment);
   bool waitForMore();
 
-  ZOVPipe _output, _error, _agent;
+  ZOVPipe _output, _error, _agent, _begin;
   Tail _outputTail, _errorTail;
   pid_t _pid = 0;
   int _end = -1;  // readable once the process has ended
 };
 
 int SpawnedScript::spawn(std::vector<std::string> command, std::vector<std::string> environment) {
-  if (_output.writeEnd() == 0 || _error.writeEnd() == 0 || _agent.writeEnd() == 0) return EMFILE;
+  if (_output.writeEnd() == 0 || _error.writeEnd() == 0 || _agent.writeEnd() == 0 || _begin.writeEnd() == 0)
+    return EMFILE;
   // A script opens its own streams anew as /dev/stdout or /dev/stderr, and may be another user's. Who else
   // could get at a pipe has that user's rights, or root's.
   for (const int stream : {_output.writeEnd(), _error.writeEnd()}) ::fchmod(stream, 0622);
@@ -160,6 +167,7 @@ int SpawnedScript::spawn(std::vector<std::string> command, std::vector<std::stri
   _output.closeWriteEnd();
   _error.closeWriteEnd();
   _agent.closeReadEnd();
+  _begin.closeWriteEnd();
   if (failed != 0) return failed;
   _end = static_cast<int>(::syscall(SYS_pidfd_open, _pid, 0));
   if (_end < 0) _agent.closeWriteEnd();  // nobody can read while he waits, so the drain does
@@ -174,6 +182,8 @@ int SpawnedScript::spawnWith(posix_spawn_file_actions_t& actions, posix_spawnatt
   ::posix_spawn_file_actions_adddup2(&actions, _output.readEnd(), OutputEnd);
   ::posix_spawn_file_actions_adddup2(&actions, _error.readEnd(), ErrorEnd);
   ::posix_spawn_file_actions_adddup2(&actions, _agent.readEnd(), Agent);
+  ::posix_spawn_file_actions_adddup2(&actions, _begin.writeEnd(), Begin);
+  ::posix_spawn_file_actions_adddup2(&actions, _begin.readEnd(), BeginEnd);
   ::posix_spawn_file_actions_addclosefrom_np(&actions, FirstClosed);
   sigset_t signals;
   std::memset(&signals, 0xFF, sizeof signals);  // sigfillset leaves out two, which would come to be ignored
@@ -184,6 +194,15 @@ int SpawnedScript::spawnWith(posix_spawn_file_actions_t& actions, posix_spawnatt
   ::posix_spawnattr_setflags(&attributes,
                              POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSID);
   return ::posix_spawn(&_pid, command[0], &actions, &attributes, command, environment);
+}
+
+bool SpawnedScript::begins() {
+  pollfd event{_begin.readEnd(), POLLIN, 0};
+  while (::poll(&event, 1, -1) < 0 && errno == EINTR) continue;
+  RWCString told;
+  _begin.Read(&told);
+  _begin.closeReadEnd();
+  return !told.isNull();
 }
 
 /// Takes what has been written, and waits for more of it: false once the process has ended.
@@ -259,7 +278,11 @@ std::unique_ptr<ScriptRun> LocalScripts::start(const ServerScript& script, RWCSt
     refusal = script.path() + " is not run: " + command[0] + " cannot be started, " + std::strerror(failed);
     return nullptr;
   }
-  return run;
+  if (run->begins()) return run;
+  run->wait();
+  refusal = script.path() + " is not run: " + command[0] + " fails, " +
+            run->error().strip(RWCString::trailing, '\n');
+  return nullptr;
 }
 
 }  // namespace zov

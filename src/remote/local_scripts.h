@@ -11,6 +11,9 @@
 // would end the server that they started. Others may start no scope, and their scripts run in the unit. The
 // scope's name, which everybody can read, holds no argument.
 //
+// Whether it has begun the shell tells, by a pipe of its own: what fails before it is named as the one that
+// has failed, and the script as not run.
+//
 // What it writes. Two pipes take it while the agent lives. A drain, a process beside the script, holds their
 // read ends too, and reads from the moment on that the agent lets go of the run, by its end or its death: so
 // no write of the script, or of a server that has inherited the pipes, ever fails or waits.
