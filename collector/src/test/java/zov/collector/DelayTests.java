@@ -26,8 +26,8 @@ final class DelayTests {
   private final AtomicLong nanos = new AtomicLong(7);
   private final DelayLedger ledger = new DelayLedger(nanos::get);
   private final Samples samples = new Samples();
-  private final DelaySampler sampler =
-      new DelaySampler(PID, ledger, () -> 1_700_000_000_999L, new Abbreviations(PID));
+  private final DelaySampler sampler = new DelaySampler(
+      PID, ledger, () -> 1_700_000_000_999L, new Abbreviations(PID), (application, name) -> Scale.NONE);
 
   private final HostDelays delays = new HostDelays(ledger);
   private final TracedRequest request = new TracedRequest(0, 1);
@@ -114,6 +114,17 @@ final class DelayTests {
       many.accounts();
       many.add(new TallyLedger.Kind(0, "new"), 0, 1, 1);
       Check.equal(1L, many.accounts().stream().filter(one -> one.kind.names.contains("new")).count());
+    });
+
+    Check.test("fractions are told in the end, though nothing comes in between", () -> {
+      TallyLedger rare = new TallyLedger(1, () -> 0);
+      long millis = 0;
+      for (int i = 0; i < 2000; i++) {
+        if (i % 2 == 0)
+          rare.add(new TallyLedger.Kind(0, "x"), 0, 1, 900_000);
+        for (TallyLedger.Account account : rare.accounts()) millis += rare.take(account)[0].millis;
+      }
+      Check.equal(900L, millis);
     });
 
     Check.test("what threads add while others take is told once", () -> {

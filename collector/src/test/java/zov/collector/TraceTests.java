@@ -95,6 +95,36 @@ final class TraceTests {
       Check.equal(3, log.size());
     });
 
+    Check.test("delays of those that were measured are scaled to all, and told when there were some", () -> {
+      TraceLedger ledger = new TraceLedger(System::nanoTime);
+      ledger.tellDelays(true, 2);
+      Samples samples = new Samples();
+      TraceSampler sampler = new TraceSampler(1, ledger, () -> 0, new Abbreviations(1));
+      for (int measured = 0; measured < 3; measured++) {
+        for (int i = 0; i < 3; i++) {
+          TracedRequest request = new TracedRequest(0, i < measured ? 50 : 0);
+          request.application = "shop";
+          request.name = "/page";
+          if (i < measured)
+            request.delay(DelayType.QUERY, 50_000_000);
+          ledger.ended(request, 52_000_000, 200);
+        }
+        sampler.sample(samples);
+        Message told = samples.takeMessages()
+                           .stream()
+                           .filter(one -> one.subtype == SampleTypes.WORKLOAD_SUMMARY)
+                           .findFirst()
+                           .get();
+        boolean some = measured > 0;
+        Check.equal("3 156 " + (some ? "3 150 6" : "0 0 0"),
+            told.number(Keys.REQUEST_COUNT) + " " + told.number(Keys.REQUEST_TIME) + " "
+                + told.number(Keys.DELAY_6_COUNT) + " " + told.number(Keys.DELAY_6_TIME) + " "
+                + told.number(Keys.DELAY_13_TIME));
+        Check.equal(some, Hex.of(told.toFrame()).contains(Hex.number(Keys.DELAY_6_COUNT, some ? 3 : 0)));
+        Check.equal(some ? 3.0 / measured : 50.0, ledger.scaleOf("shop", "/page").counts);
+      }
+    });
+
     Check.test("addresses that somebody makes up take half of the room, and long ones are cut", () -> {
       TraceLedger ledger = new TraceLedger(System::nanoTime);
       StringBuilder name = new StringBuilder("/");
