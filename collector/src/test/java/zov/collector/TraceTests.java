@@ -69,6 +69,7 @@ final class TraceTests {
 
     Check.test("a class file that cannot be read is left as it was, and the log says so", () -> {
       List<String> log = new ArrayList<>();
+      List<String> asked = new ArrayList<>();
       ClassFileTransformer weaver;
       try (InputStream jar = Tracing.class.getResourceAsStream("/zov-weaver.jar")) {
         weaver = (ClassFileTransformer) new WeaverLoader(jar)
@@ -93,6 +94,18 @@ final class TraceTests {
       Check.equal(null, weaver.transform(null, "com/sun/net/httpserver/Filter$Chain", null, null, broken));
       Check.equal(null, weaver.transform(null, "zov/demo/Shop", null, null, chain));
       Check.equal(3, log.size());
+      ClassLoader isolated = new ClassLoader(null) {
+        @Override
+        protected Class<?> loadClass(String name, boolean resolve) throws ClassNotFoundException {
+          asked.add(name);
+          throw new ClassNotFoundException(name);
+        }
+      };
+      chain[7] = 52;
+      for (int i = 0; i < 2; i++)
+        Check.equal(
+            null, weaver.transform(isolated, "com/sun/net/httpserver/Filter$Chain", null, null, chain));
+      Check.equal("4 [zov.boot.Hooks]", log.size() + " " + asked);
     });
 
     Check.test("delays of those that were measured are scaled to all, and told when there were some", () -> {
