@@ -94,6 +94,12 @@ final class TraceTests {
       Check.equal(null, weaver.transform(null, "com/sun/net/httpserver/Filter$Chain", null, null, broken));
       Check.equal(null, weaver.transform(null, "zov/demo/Shop", null, null, chain));
       Check.equal(3, log.size());
+      for (String exchange : List.of("HttpExchangeImpl", "HttpsExchangeImpl")) {
+        String name = "sun/net/httpserver/" + exchange;
+        try (InputStream in = Filter.Chain.class.getModule().getResourceAsStream(name + ".class")) {
+          Check.holds(weaver.transform(null, name, null, null, in.readAllBytes()) != null, name);
+        }
+      }
       ClassLoader isolated = new ClassLoader(null) {
         @Override
         protected Class<?> loadClass(String name, boolean resolve) throws ClassNotFoundException {
