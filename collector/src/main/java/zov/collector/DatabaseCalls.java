@@ -16,7 +16,8 @@ import zov.boot.Hooks;
 
 /**
  * Reads calls of JDBC. A data source goes by the address of its database, of which nothing is kept behind the
- * first "?" or ";" and nothing of a user; product and version are asked of the driver once for each address.
+ * first "?" or ";" and nothing of a user. Product and version are asked of the driver once for each address,
+ * when a connection has just been given: in mid-transaction that could disturb the host.
  *
  * Statements and connections are known weakly. Not every JVM has the module java.sql; this class is not to be
  * reached there. Called on the host's threads, many at once.
@@ -25,6 +26,8 @@ final class DatabaseCalls {
   static final String UNKNOWN_STATEMENT = "unknown";
 
   private static final int MOST_PATTERNS = 500;
+  /** Each may have a pattern of its own. */
+  private static final int MOST_STATEMENTS = 5_000;
   private static final Set<String> QUERIES = Set.of("SELECT", "WITH", "VALUES", "SHOW", "EXPLAIN", "TABLE");
   private static final String USER = "^((?:[A-Za-z0-9+]+:)*(?://)?).*@";
 
@@ -58,7 +61,7 @@ final class DatabaseCalls {
   private final ConcurrentMap<String, Source> byAddress = new ConcurrentHashMap<>();
   /** Of connections, and of what they come from. */
   private final WeakIdentityMap<Source> sources = new WeakIdentityMap<>();
-  private final WeakIdentityMap<Prepared> statements = new WeakIdentityMap<>();
+  private final WeakIdentityMap<Prepared> statements = new WeakIdentityMap<>(MOST_STATEMENTS);
 
   static boolean isRead(int kind, Object target) {
     return kind == Hooks.CONNECTION ? target instanceof DataSource || target instanceof Driver
@@ -135,29 +138,33 @@ final class DatabaseCalls {
       Source known = sources.get(pool);
       return known == null ? Source.UNKNOWN : known;
     }
-    Source source = sourceOf((Connection) connection);
+    Source source = known((Connection) connection, true);
     if (sources.get(pool) != source)
       sources.put(pool, source);
     return source;
   }
 
   private Source sourceOf(Connection connection) {
-    if (connection == null)
-      return Source.UNKNOWN;
+    return connection == null ? Source.UNKNOWN : known(connection, false);
+  }
+
+  private Source known(Connection connection, boolean isNew) {
     Source source = sources.get(connection);
     if (source == null) {
-      source = ask(connection);
-      sources.put(connection, source);
+      source = ask(connection, isNew);
+      if (isNew || source != Source.UNKNOWN)
+        sources.put(connection, source);
     }
     return source;
   }
 
-  private Source ask(Connection connection) {
+  /** Of one that is not new only the address is asked, which drivers have at hand. */
+  private Source ask(Connection connection, boolean isNew) {
     try {
       DatabaseMetaData about = connection.getMetaData();
       String address = String.valueOf(about.getURL());
       Source known = byAddress.get(address);
-      if (known == null && byAddress.size() < TallyLedger.MOST_KINDS) {
+      if (known == null && isNew && byAddress.size() < TallyLedger.MOST_KINDS) {
         known = new Source(name(address), text(about.getDatabaseProductName()),
             text(about.getDatabaseProductVersion()), "\"".equals(about.getIdentifierQuoteString()));
         byAddress.put(address, known);

@@ -15,7 +15,9 @@ final class DelayLedger {
   /** Gets, puts, browses, publications. */
   static final int QUEUE_WAYS = 4;
 
-  /** By type, application, request, and the two details of the delay; done in one way only. */
+  /**
+   * By type, application, request, and the two details of the delay; done in one way only, and not scaled.
+   */
   final TallyLedger parts;
   /** By name, product and version. */
   final TallyLedger dataSources;
@@ -38,7 +40,7 @@ final class DelayLedger {
   void addPart(TracedRequest request, TracedRequest.Part part) {
     TallyLedger.Kind kind =
         new TallyLedger.Kind(part.type.number, request.application, request.name, part.detail1, part.detail2);
-    parts.add(kind, 0, request.weight * part.count, request.weight * part.nanos, part.longestNanos);
+    parts.add(kind, 0, part.count, part.nanos, part.longestNanos);
   }
 
   /** Commits and rollbacks are told as parts of requests only. */

@@ -1,6 +1,7 @@
 package zov.collector;
 
 import java.io.IOException;
+import java.util.List;
 import java.util.function.LongSupplier;
 
 /**
@@ -24,12 +25,20 @@ final class DelaySampler {
     void put(Message sample, TallyLedger.Tally[] tallies);
   }
 
+  /** By how much what was measured of an application's request is to be scaled. */
+  interface Scales {
+    Scale of(String application, String request);
+  }
+
   private final long processId;
   private final DelayLedger ledger;
   private final LongSupplier unixMillis;
   private final Abbreviations abbreviations;
+  private final Scales scales;
 
-  DelaySampler(long processId, DelayLedger ledger, LongSupplier unixMillis, Abbreviations abbreviations) {
+  DelaySampler(long processId, DelayLedger ledger, LongSupplier unixMillis, Abbreviations abbreviations,
+      Scales scales) {
+    this.scales = scales;
     this.processId = processId;
     this.ledger = ledger;
     this.unixMillis = unixMillis;
@@ -62,9 +71,14 @@ final class DelaySampler {
         sample.number(numberKey, account.kind.number);
       for (int i = 0; i < nameKeys.length; i++)
         sample.text(nameKeys[i], abbreviations.shorten(account.kind.names.get(i), sink));
-      figures.put(sample, of.take(account));
+      figures.put(sample, of.take(account, 0, scale(of, account.kind.names)));
       sink.send(sample);
     }
+  }
+
+  /** Data sources and queues have been weighed call by call. */
+  private Scale scale(TallyLedger of, List<String> names) {
+    return of == ledger.parts ? scales.of(names.get(0), names.get(1)) : Scale.NONE;
   }
 
   private static void counts(Message sample, int[][] keys, TallyLedger.Tally[] tallies) {

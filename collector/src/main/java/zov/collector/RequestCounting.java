@@ -38,7 +38,7 @@ final class RequestCounting {
     });
     if (!starts)
       return false;
-    traced.tellDelays(level >= DELAYS);
+    traced.tellDelays(level >= DELAYS, measuredPercent);
     tracer.measure(level >= DELAYS ? measuredPercent : 0);
     return true;
   }

@@ -29,7 +29,8 @@ final class RequestSampler {
     this.unixMillis = unixMillis;
     abbreviations = new Abbreviations(processId);
     traced = new TraceSampler(processId, counting.traced, unixMillis, abbreviations);
-    delays = new DelaySampler(processId, counting.delays, unixMillis, abbreviations);
+    delays =
+        new DelaySampler(processId, counting.delays, unixMillis, abbreviations, counting.traced::scaleOf);
   }
 
   /** The agent wants requests; what is counted already is told, which may be from before this session. */

@@ -1,8 +1,5 @@
 package zov.collector;
 
-import java.util.Collections;
-import java.util.Map;
-import java.util.WeakHashMap;
 import java.util.concurrent.ThreadLocalRandom;
 import java.util.function.LongSupplier;
 import zov.boot.Tracer;
@@ -67,8 +64,8 @@ final class RequestTracer implements Tracer {
   private final LongSupplier nanoTime;
   private final ThreadLocal<Doing> threads = ThreadLocal.withInitial(Doing::new);
   /** Requests that have left their thread and not ended. */
-  private final Map<Object, TracedRequest> open = Collections.synchronizedMap(new WeakHashMap<>());
-  /** Whether there ever were such; spares the others a lock. */
+  private final WeakIdentityMap<TracedRequest> open = new WeakIdentityMap<>();
+  /** Whether there ever were such; spares the others a look. */
   private volatile boolean anyOpen;
   private volatile int measuredPercent = ALL_PERCENT;
 
@@ -102,8 +99,9 @@ final class RequestTracer implements Tracer {
       request = new TracedRequest(nanoTime.getAsLong(), weight());
       container.describe(exchange, request);
     }
-    thread.request = request;
-    return new Visit(thread, container, exchange, response, request, resumed);
+    Visit visit = new Visit(thread, container, exchange, response, request, resumed);
+    thread.request = request; // last: without a token nobody would take it back
+    return visit;
   }
 
   private double weight() {
@@ -166,8 +164,9 @@ final class RequestTracer implements Tracer {
     boolean measured = thread.request == null || thread.request.isMeasured();
     if (thread.waiting || !delays.isWanted(kind, target, measured))
       return null;
+    Wait wait = new Wait(thread, kind, target, argument, nanoTime.getAsLong());
     thread.waiting = true;
-    return new Wait(thread, kind, target, argument, nanoTime.getAsLong());
+    return wait;
   }
 
   @Override

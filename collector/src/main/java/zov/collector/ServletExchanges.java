@@ -11,6 +11,7 @@ final class ServletExchanges extends Exchanges {
   private final Method dispatcherType;
   private final Method contextPath;
   private final Method servletContext;
+  /** Null before version 3.1 of the API, which does not tell it. */
   private final Method virtualServer;
   private final Method uri;
   private final Method servletPath;
@@ -34,7 +35,7 @@ final class ServletExchanges extends Exchanges {
     dispatcherType = request.getMethod("getDispatcherType");
     servletContext = request.getMethod("getServletContext");
     contextPath = servletContext.getReturnType().getMethod("getContextPath");
-    virtualServer = servletContext.getReturnType().getMethod("getVirtualServerName");
+    virtualServer = optional(servletContext.getReturnType(), "getVirtualServerName");
     uri = request.getMethod("getRequestURI");
     servletPath = request.getMethod("getServletPath");
     pathInfo = request.getMethod("getPathInfo");
@@ -46,6 +47,14 @@ final class ServletExchanges extends Exchanges {
     listener = Class.forName(api + "AsyncListener", false, loader);
     addListener = asyncContext.getReturnType().getMethod("addListener", listener);
     eventContext = Class.forName(api + "AsyncEvent", false, loader).getMethod("getAsyncContext");
+  }
+
+  private static Method optional(Class<?> type, String name) {
+    try {
+      return type.getMethod(name);
+    } catch (NoSuchMethodException older) {
+      return null;
+    }
   }
 
   @Override
@@ -91,7 +100,7 @@ final class ServletExchanges extends Exchanges {
 
   /** The host's name is behind that of the server: "Catalina/localhost". */
   private String applicationName(Object context) {
-    String server = String.valueOf(call(virtualServer, context));
+    String server = virtualServer == null ? "null" : String.valueOf(call(virtualServer, context));
     String host = server.equals("null") ? "localhost" : server.substring(server.lastIndexOf('/') + 1);
     return Names.application(host, (String) call(contextPath, context));
   }

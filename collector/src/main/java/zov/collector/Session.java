@@ -179,8 +179,9 @@ final class Session {
     if (!traced)
       requests.start();
     log.line("The agent collects request data at level " + level + "; every request is counted, "
-        + (traced ? "as it is traced; delays are measured on " + percent + " percent"
-                  : "as the server does"));
+        + (!traced                   ? "as the server does"
+                : level == LEVEL_TWO ? "as it is traced; delays are measured on " + percent + " percent"
+                                     : "as it is traced"));
     connection.send(
         Message.accepted(request).number(RequestKeys.VALUE, traced ? percent : EVERY_REQUEST_PERCENT));
   }

@@ -11,7 +11,8 @@ import java.util.function.LongSupplier;
 /**
  * Keeps how often something was done, how long that took and the longest of it, by kind, as far as the agent
  * has not been told. Of {@link #MOST_KINDS} kinds, that is; what is of further ones is kept under {@link
- * #OTHER}. A kind of which there was nothing in an interval gives its place up.
+ * #OTHER}. A kind of which there was nothing in an interval gives its place up, unless there is room for the
+ * fractions that are left of it.
  *
  * The host's threads add. They wait for each other only when they add to the same kind, whose account is its
  * own lock, or bring a new kind; nothing is done under a lock but that. The rest is the collector's thread's.
@@ -59,18 +60,23 @@ final class TallyLedger {
   /** The ways in which one kind of thing was done. */
   static final class Account {
     final Kind kind;
+    /** Since it was last taken; what of that was not told for being a fraction is the rest. */
     private final double[] counts;
     private final double[] nanos;
+    private final double[] countRests;
+    private final double[] nanoRests;
     private final long[] longest;
     private long since;
     private boolean touched;
-    private boolean gone;
+    private volatile boolean gone;
 
     private Account(Kind kind, int ways, long since) {
       this.kind = kind;
       this.since = since;
       counts = new double[ways];
       nanos = new double[ways];
+      countRests = new double[ways];
+      nanoRests = new double[ways];
       longest = new long[ways];
     }
 
@@ -84,9 +90,45 @@ final class TallyLedger {
       return true;
     }
 
-    private synchronized boolean goIfIdle() {
-      gone = !touched;
+    /** It has nothing to tell, and its next interval begins now; what is left stays if there is room. */
+    private synchronized boolean goIfIdle(boolean roomy, long now) {
+      if (touched)
+        return false;
+      since = now;
+      gone = !roomy || !hasRest();
       return gone;
+    }
+
+    private boolean hasRest() {
+      for (int way = 0; way < counts.length; way++) {
+        if (counts[way] + nanos[way] + countRests[way] + nanoRests[way] > 0)
+          return true;
+      }
+      return false;
+    }
+
+    private synchronized boolean isTouched() { return touched; }
+
+    private Tally take(int way, Scale scale) {
+      Tally tally = new Tally();
+      double allOfCount = countRests[way] + scale.counts * counts[way];
+      double allOfNanos = nanoRests[way] + scale.times * nanos[way];
+      counts[way] = nanos[way] = 0;
+      tally.count = (long) allOfCount;
+      tally.millis = (long) (allOfNanos / NANOS_PER_MILLI);
+      countRests[way] = allOfCount - tally.count;
+      nanoRests[way] = allOfNanos - tally.millis * NANOS_PER_MILLI;
+      if (tally.count > 0) {
+        tally.longestMillis = Math.round(longest[way] / NANOS_PER_MILLI);
+        longest[way] = 0;
+      }
+      return tally;
+    }
+
+    /** What to scale by, of what was added in two ways and not taken; null when the second has none. */
+    synchronized Scale scale(int all, int measured) {
+      return counts[measured] > 0 ? Scale.of(counts[all], nanos[all], counts[measured], nanos[measured])
+                                  : null;
     }
   }
 
@@ -121,18 +163,29 @@ final class TallyLedger {
   /** From then on, what nobody needs to tell apart is better kept together. */
   boolean isHalfFull() { return accounts.size() >= MOST_KINDS / 2; }
 
-  private synchronized Account account(Kind kind) {
+  private Account account(Kind kind) {
+    Account other = accounts.size() < MOST_KINDS ? null : accounts.get(kind.other());
+    return other == null || other.gone ? newAccount(kind) : other;
+  }
+
+  private synchronized Account newAccount(Kind kind) {
     Kind known = accounts.containsKey(kind) || accounts.size() < MOST_KINDS ? kind : kind.other();
     return accounts.computeIfAbsent(known, one -> new Account(one, ways, newcomersSince));
   }
 
   /** Those that have something to tell; who has waited longest comes first. */
   List<Account> accounts() {
+    List<Account> all = new ArrayList<>();
     synchronized (this) {
-      accounts.values().removeIf(Account::goIfIdle);
-      newcomersSince = nanoTime.getAsLong();
+      long now = nanoTime.getAsLong();
+      boolean roomy = !isHalfFull();
+      accounts.values().removeIf(account -> account.goIfIdle(roomy, now));
+      newcomersSince = now;
     }
-    List<Account> all = new ArrayList<>(accounts.values());
+    for (Account account : accounts.values()) {
+      if (account.isTouched())
+        all.add(account);
+    }
     all.sort(Comparator.comparingLong(account -> account.since));
     return all;
   }
@@ -144,19 +197,15 @@ final class TallyLedger {
    * What is to be told of each way, and is then taken as told. What is less than one of a count, or than a
    * millisecond, is told when it has become one.
    */
-  Tally[] take(Account account) {
+  Tally[] take(Account account) { return take(account, 0, Scale.NONE); }
+
+  /** The ways from the first scaled one on are scaled so; without a scale they stay as they are. */
+  Tally[] take(Account account, int firstScaled, Scale scale) {
     Tally[] taken = new Tally[ways];
     synchronized (account) {
       for (int way = 0; way < ways; way++) {
-        Tally tally = taken[way] = new Tally();
-        tally.count = (long) account.counts[way];
-        tally.millis = (long) (account.nanos[way] / NANOS_PER_MILLI);
-        account.counts[way] -= tally.count;
-        account.nanos[way] -= tally.millis * NANOS_PER_MILLI;
-        if (tally.count > 0) {
-          tally.longestMillis = Math.round(account.longest[way] / NANOS_PER_MILLI);
-          account.longest[way] = 0;
-        }
+        Scale by = way < firstScaled ? Scale.NONE : scale;
+        taken[way] = by == null ? new Tally() : account.take(way, by);
       }
       account.touched = false;
       account.since = nanoTime.getAsLong();

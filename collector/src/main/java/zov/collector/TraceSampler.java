@@ -28,12 +28,12 @@ final class TraceSampler {
   void sample(SampleSink sink) throws IOException {
     long requests = 0;
     long errors = 0;
-    for (TallyLedger.Account account : ledger.requests.accounts()) {
+    for (TallyLedger.Account account : ledger.accounts()) {
       sink.progress();
       long millis = Math.max(1, ledger.requests.age(account) / NANOS_PER_MILLI);
       String application = abbreviations.shorten(account.kind.names.get(0), sink);
       String name = abbreviations.shorten(account.kind.names.get(1), sink);
-      TallyLedger.Tally[] tallies = ledger.requests.take(account);
+      TallyLedger.Tally[] tallies = ledger.take(account);
       requests += tallies[TraceLedger.ALL].count;
       errors += tallies[TraceLedger.ERRORS].count;
       sink.send(
@@ -53,7 +53,7 @@ final class TraceSampler {
                          .number(Keys.REQUEST_COUNT, all.count)
                          .number(Keys.REQUEST_TIME, all.millis)
                          .number(Keys.LONGEST_REQUEST_TIME, all.longestMillis);
-    if (!ledger.tellsDelays())
+    if (!ledger.tellsDelays() || tallies[TraceLedger.MEASURED].count == 0)
       return sample;
     long rest = all.millis;
     for (int i = 0; i < DELAYS.length; i++) {

@@ -76,11 +76,16 @@ final class Tracing {
     if (hooked)
       Hooks.tracer = null;
     level = 0;
-    if (weaver == null)
-      return;
-    instrumentation.removeTransformer(weaver);
-    retransform(weaver, null);
+    ClassFileTransformer last = weaver;
     weaver = null;
+    if (last == null)
+      return;
+    try {
+      instrumentation.removeTransformer(last);
+      retransform(last, null);
+    } catch (RuntimeException | LinkageError failure) {
+      log.line("Classes keep calls of the collector's, which do nothing: " + failure);
+    }
   }
 
   /** The JVM keeps the file open, so that it need not stay. */

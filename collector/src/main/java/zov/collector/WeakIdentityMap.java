@@ -7,10 +7,10 @@ import java.util.concurrent.ConcurrentMap;
 
 /**
  * What is known of objects of the host's, by their identity, and none of them held: what goes from the host
- * goes from here. None of their methods is called. Of more than {@link #MOST} nothing is known. Any thread.
+ * goes from here. None of their methods is called. Of more than so many nothing is known. Any thread.
  */
 final class WeakIdentityMap<V> {
-  static final int MOST = 50_000;
+  private static final int MOST = 50_000;
 
   private static final class Key extends WeakReference<Object> {
     private final int hash;
@@ -53,13 +53,21 @@ final class WeakIdentityMap<V> {
 
   private final ConcurrentMap<Object, V> values = new ConcurrentHashMap<>();
   private final ReferenceQueue<Object> gone = new ReferenceQueue<>();
+  private final int most;
+
+  WeakIdentityMap() { this(MOST); }
+
+  WeakIdentityMap(int most) { this.most = most; }
 
   /** Null when nothing is known. */
   V get(Object object) { return values.get(new Probe(object)); }
 
   void put(Object object, V value) {
     for (Object key = gone.poll(); key != null; key = gone.poll()) values.remove(key);
-    if (values.size() < MOST)
+    if (values.size() < most)
       values.put(new Key(object, gone), value);
   }
+
+  /** What was known; null when that is nothing. */
+  V remove(Object object) { return values.remove(new Probe(object)); }
 }

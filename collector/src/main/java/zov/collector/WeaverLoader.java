@@ -7,7 +7,10 @@ import java.util.Map;
 import java.util.jar.JarEntry;
 import java.util.jar.JarInputStream;
 
-/** The loader of the weaver and its library, which nothing but the JDK is visible to. */
+/**
+ * The loader of the weaver and its library, which nothing but the JDK is visible to, with the collector's
+ * rights.
+ */
 final class WeaverLoader extends ClassLoader {
   private static final String SUFFIX = ".class";
 
@@ -29,6 +32,6 @@ final class WeaverLoader extends ClassLoader {
     byte[] classFile = classFiles.get(name);
     if (classFile == null)
       throw new ClassNotFoundException(name);
-    return defineClass(name, classFile, 0, classFile.length);
+    return defineClass(name, classFile, 0, classFile.length, WeaverLoader.class.getProtectionDomain());
   }
 }

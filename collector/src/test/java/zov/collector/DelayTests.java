@@ -26,8 +26,8 @@ final class DelayTests {
   private final AtomicLong nanos = new AtomicLong(7);
   private final DelayLedger ledger = new DelayLedger(nanos::get);
   private final Samples samples = new Samples();
-  private final DelaySampler sampler =
-      new DelaySampler(PID, ledger, () -> 1_700_000_000_999L, new Abbreviations(PID));
+  private final DelaySampler sampler = new DelaySampler(
+      PID, ledger, () -> 1_700_000_000_999L, new Abbreviations(PID), (application, name) -> Scale.NONE);
 
   private final HostDelays delays = new HostDelays(ledger);
   private final TracedRequest request = new TracedRequest(0, 1);
@@ -66,6 +66,8 @@ final class DelayTests {
       DelayTests host = new DelayTests();
       Connection connection = database("jdbc:x:y://bob:tig@er@host:1/stock;password=tiger?user=bob");
       DataSource pool = fake(DataSource.class, Map.of());
+      host.call(Hooks.COMMIT, connection, null, null);
+      host.call(Hooks.CONNECTION, pool, null, connection);
       host.call(Hooks.STATEMENT, statement(connection), "select a from b where c='d'", null);
       host.call(Hooks.STATEMENT, statement(connection), "\"a b\" 7", null);
       host.call(Hooks.STATEMENT, statement(connection), "call x", fake(ResultSet.class, Map.of()));
@@ -73,15 +75,14 @@ final class DelayTests {
       host.call(Hooks.PREPARE, connection, "update b set c=7", prepared);
       host.call(Hooks.STATEMENT, prepared, null, null);
       host.call(Hooks.STATEMENT, fake(Statement.class, Map.of()), null, null);
-      host.call(Hooks.CONNECTION, pool, null, connection);
       host.delays.ended(host.request, Hooks.CONNECTION, 1, pool, null, null, new SQLException("none left"));
       host.call(Hooks.CONNECTION, fake(Driver.class, Map.of()), null, null);
       host.call(Hooks.ROLLBACK, connection, null, null);
       String place = "x:y://host:1/stock ";
-      Check.equal(
-          List.of("QUERY " + place + "select a from b where c=?", "UPDATE " + place + "\"a b\" ?",
-              "QUERY " + place + "call x", "UPDATE " + place + "update b set c=?", "UPDATE other unknown",
-              "CONNECTION " + place + "connection 2", "TRANSACTION " + place + "rollback"),
+      Check.equal(List.of("TRANSACTION other commit", "CONNECTION " + place + "connection 2",
+                      "QUERY " + place + "select a from b where c=?", "UPDATE " + place + "\"a b\" ?",
+                      "QUERY " + place + "call x", "UPDATE " + place + "update b set c=?",
+                      "UPDATE other unknown", "TRANSACTION " + place + "rollback"),
           host.parts());
       Check.equal(List.of("x:thin:host:1/db", "h:mem:a"),
           List.of(DatabaseCalls.name("jdbc:x:thin:scott/tiger@host:1/db"),
@@ -114,6 +115,17 @@ final class DelayTests {
       many.accounts();
       many.add(new TallyLedger.Kind(0, "new"), 0, 1, 1);
       Check.equal(1L, many.accounts().stream().filter(one -> one.kind.names.contains("new")).count());
+    });
+
+    Check.test("fractions are told in the end, though nothing comes in between", () -> {
+      TallyLedger rare = new TallyLedger(1, () -> 0);
+      long millis = 0;
+      for (int i = 0; i < 2000; i++) {
+        if (i % 2 == 0)
+          rare.add(new TallyLedger.Kind(0, "x"), 0, 1, 900_000);
+        for (TallyLedger.Account account : rare.accounts()) millis += rare.take(account)[0].millis;
+      }
+      Check.equal(900L, millis);
     });
 
     Check.test("what threads add while others take is told once", () -> {

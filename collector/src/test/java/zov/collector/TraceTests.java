@@ -69,6 +69,7 @@ final class TraceTests {
 
     Check.test("a class file that cannot be read is left as it was, and the log says so", () -> {
       List<String> log = new ArrayList<>();
+      List<String> asked = new ArrayList<>();
       ClassFileTransformer weaver;
       try (InputStream jar = Tracing.class.getResourceAsStream("/zov-weaver.jar")) {
         weaver = (ClassFileTransformer) new WeaverLoader(jar)
@@ -93,6 +94,54 @@ final class TraceTests {
       Check.equal(null, weaver.transform(null, "com/sun/net/httpserver/Filter$Chain", null, null, broken));
       Check.equal(null, weaver.transform(null, "zov/demo/Shop", null, null, chain));
       Check.equal(3, log.size());
+      for (String exchange : List.of("HttpExchangeImpl", "HttpsExchangeImpl")) {
+        String name = "sun/net/httpserver/" + exchange;
+        try (InputStream in = Filter.Chain.class.getModule().getResourceAsStream(name + ".class")) {
+          Check.holds(weaver.transform(null, name, null, null, in.readAllBytes()) != null, name);
+        }
+      }
+      ClassLoader isolated = new ClassLoader(null) {
+        @Override
+        protected Class<?> loadClass(String name, boolean resolve) throws ClassNotFoundException {
+          asked.add(name);
+          throw new ClassNotFoundException(name);
+        }
+      };
+      chain[7] = 52;
+      for (int i = 0; i < 2; i++)
+        Check.equal(
+            null, weaver.transform(isolated, "com/sun/net/httpserver/Filter$Chain", null, null, chain));
+      Check.equal("4 [zov.boot.Hooks]", log.size() + " " + asked);
+    });
+
+    Check.test("delays of those that were measured are scaled to all, and told when there were some", () -> {
+      TraceLedger ledger = new TraceLedger(System::nanoTime);
+      ledger.tellDelays(true, 2);
+      Samples samples = new Samples();
+      TraceSampler sampler = new TraceSampler(1, ledger, () -> 0, new Abbreviations(1));
+      for (int measured = 0; measured < 3; measured++) {
+        for (int i = 0; i < 3; i++) {
+          TracedRequest request = new TracedRequest(0, i < measured ? 50 : 0);
+          request.application = "shop";
+          request.name = "/page";
+          if (i < measured)
+            request.delay(DelayType.QUERY, 50_000_000);
+          ledger.ended(request, 52_000_000, 200);
+        }
+        sampler.sample(samples);
+        Message told = samples.takeMessages()
+                           .stream()
+                           .filter(one -> one.subtype == SampleTypes.WORKLOAD_SUMMARY)
+                           .findFirst()
+                           .get();
+        boolean some = measured > 0;
+        Check.equal("3 156 " + (some ? "3 150 6" : "0 0 0"),
+            told.number(Keys.REQUEST_COUNT) + " " + told.number(Keys.REQUEST_TIME) + " "
+                + told.number(Keys.DELAY_6_COUNT) + " " + told.number(Keys.DELAY_6_TIME) + " "
+                + told.number(Keys.DELAY_13_TIME));
+        Check.equal(some, Hex.of(told.toFrame()).contains(Hex.number(Keys.DELAY_6_COUNT, some ? 3 : 0)));
+        Check.equal(some ? 3.0 / measured : 50.0, ledger.scaleOf("shop", "/page").counts);
+      }
     });
 
     Check.test("addresses that somebody makes up take half of the room, and long ones are cut", () -> {

@@ -30,8 +30,10 @@ final class Entries implements Points {
     }
     add("com/sun/net/httpserver/Filter$Chain", "doFilter(Lcom/sun/net/httpserver/HttpExchange;)V",
         Advice.entry(0, Advice.NONE));
-    for (String answer : new String[] {"sendResponseHeaders(IJ)V", "close()V"})
-      add("sun/net/httpserver/HttpExchangeImpl", answer, Advice.end(Advice.THIS));
+    for (String exchange : new String[] {"HttpExchangeImpl", "HttpsExchangeImpl"}) {
+      for (String answer : new String[] {"sendResponseHeaders(IJ)V", "close()V"})
+        add("sun/net/httpserver/" + exchange, answer, Advice.end(Advice.THIS));
+    }
   }
 
   private void add(String className, String method, Advice advice) {

@@ -1,8 +1,14 @@
 package zov.weaver;
 
 import java.lang.instrument.ClassFileTransformer;
+import java.lang.ref.WeakReference;
+import java.security.AccessController;
+import java.security.PrivilegedAction;
 import java.security.ProtectionDomain;
 import java.util.List;
+import java.util.Set;
+import java.util.concurrent.ConcurrentHashMap;
+import java.util.concurrent.CopyOnWriteArrayList;
 import java.util.function.Consumer;
 import java.util.function.Predicate;
 import org.objectweb.asm.ClassReader;
@@ -12,15 +18,16 @@ import org.objectweb.asm.MethodVisitor;
 import org.objectweb.asm.Opcodes;
 
 /**
- * Weaves calls of the hooks into the host's classes as the JVM loads or retransforms them. Never changed once
- * made; the JVM calls it on all threads that load classes.
+ * Weaves calls of the hooks into the host's classes as the JVM loads or retransforms them. The JVM calls it
+ * on all threads that load classes, whose rights may be few; so it takes its own.
  *
  * A class is left as it was when it does not see the hooks, when its file is of a version whose format is not
- * known here, and when weaving fails for whatever reason; a line to the log says so, once for each reason. As
- * nothing is added to a class but code, retransforming it without this transformer takes all out again.
+ * known here, and when weaving fails for whatever reason; a line to the log says so, one for each loader that
+ * does not see the hooks and is not asked again. As nothing is added to a class but code, retransforming it
+ * without this transformer takes all out again.
  *
  * It has a loader of its own, so that its parts are reached by the JDK's types only: it is a predicate of
- * classes, too, which says of those that are loaded already which may be woven.
+ * classes, too, which says of those that are loaded already which may be woven, or have been.
  */
 public final class Weaver implements ClassFileTransformer, Predicate<Class<?>> {
   static final String HOOKS = "zov.boot.Hooks";
@@ -33,9 +40,14 @@ public final class Weaver implements ClassFileTransformer, Predicate<Class<?>> {
   private static final int MINOR = 4;
   private static final int MAJOR = 6;
   private static final int PREVIEW = 0xffff;
+  private static final int MOST_REMEMBERED = 10_000;
 
   private final List<Points> points;
   private final Consumer<String> log;
+  /** Loaders that do not see the hooks. */
+  private final List<WeakReference<ClassLoader>> isolated = new CopyOnWriteArrayList<>();
+  /** By name ("java/lang/String"), since what the bytes told at load cannot be told of a loaded class. */
+  private final Set<String> wovenClasses = ConcurrentHashMap.newKeySet();
 
   /** Level 1 weaves entries, 2 delays, too. */
   public Weaver(int level, Consumer<String> log) {
@@ -49,7 +61,7 @@ public final class Weaver implements ClassFileTransformer, Predicate<Class<?>> {
       if (some.mayHave(loaded))
         return true;
     }
-    return false;
+    return wovenClasses.contains(loaded.getName().replace('.', '/'));
   }
 
   private boolean mayHave(String className, byte[] classFile) {
@@ -63,26 +75,46 @@ public final class Weaver implements ClassFileTransformer, Predicate<Class<?>> {
   @Override
   public byte[] transform(
       ClassLoader loader, String className, Class<?> before, ProtectionDomain domain, byte[] classFile) {
+    if (className == null || className.startsWith("zov/"))
+      return null;
+    return AccessController.doPrivileged(
+        (PrivilegedAction<byte[]>) () -> transformed(loader, className, classFile));
+  }
+
+  /** The log needs rights, too. */
+  private byte[] transformed(ClassLoader loader, String className, byte[] classFile) {
     try {
-      if (className == null || className.startsWith("zov/") || !mayHave(className, classFile))
-        return null;
-      return seesHooks(loader) ? woven(classFile) : null;
+      return mayHave(className, classFile) && seesHooks(loader, className) ? woven(className, classFile)
+                                                                           : null;
     } catch (Throwable failure) {
       log.accept("A class is left as it was: " + className + ": " + failure);
       return null;
     }
   }
 
-  private static boolean seesHooks(ClassLoader loader) {
-    try {
-      return Class.forName(HOOKS, false, loader).getClassLoader() == null;
-    } catch (ClassNotFoundException isolated) {
-      return false;
+  private boolean seesHooks(ClassLoader loader, String className) {
+    if (loader == null)
+      return true;
+    for (WeakReference<ClassLoader> each : isolated) {
+      if (each.get() == loader)
+        return false;
     }
+    try {
+      if (Class.forName(HOOKS, false, loader).getClassLoader() == null)
+        return true;
+    } catch (ClassNotFoundException | LinkageError | RuntimeException unseen) {
+      // It is remembered below.
+    }
+    isolated.removeIf(each -> each.get() == null);
+    isolated.add(new WeakReference<>(loader));
+    log.accept("Classes are left as they were, such as " + className + ": their loader, a "
+        + loader.getClass().getName() + ", does not see the package zov.boot of the boot class path; in OSGi "
+        + "the property org.osgi.framework.bootdelegation has the packages to be seen");
+    return false;
   }
 
   /** Null when there is nothing to weave. */
-  private byte[] woven(byte[] classFile) {
+  private byte[] woven(String className, byte[] classFile) {
     int version = unsigned(classFile, MAJOR);
     if (version > NEWEST_OF_SAME_FORMAT || (version > NEWEST_READ && unsigned(classFile, MINOR) == PREVIEW)) {
       throw new IllegalArgumentException(
@@ -101,6 +133,8 @@ public final class Weaver implements ClassFileTransformer, Predicate<Class<?>> {
       return null;
     byte[] result = writer.toByteArray();
     result[MAJOR + 1] = (byte) version;
+    if (wovenClasses.size() < MOST_REMEMBERED)
+      wovenClasses.add(className);
     return result;
   }
 
