@@ -39,12 +39,13 @@ TEST(ServiceManager, FeedsTheWatchdogWhileAllVitalLoopsBeat) {
 
 TEST(ServiceManager, TellsOnlyWhoListens) {
   const NotifySocket socket;
+  const std::string place = socket.path();
   const struct {
     const char *path, *pid, *interval;
     bool listens;
   } cases[] = {{nullptr, nullptr, "20000000", false},
-               {socket.path().c_str(), "1", "20000000", true},  // another process is watched
-               {socket.path().c_str(), nullptr, "20s", true}};
+               {place.c_str(), "1", "20000000", true},  // another process is watched
+               {place.c_str(), nullptr, "20s", true}};
   for (const auto& c : cases) {
     const EnvironmentVariable path("NOTIFY_SOCKET", c.path), pid("WATCHDOG_PID", c.pid),
         interval("WATCHDOG_USEC", c.interval);
