@@ -51,12 +51,13 @@ std::vector<std::string> usualFiles() {
 
 /// The file that is meant by what was given.
 std::string fileOf(const std::string& path) {
-  if (std::filesystem::is_directory(path)) return fileIn(path);
+  std::error_code failure;
+  if (std::filesystem::is_directory(path, failure)) return fileIn(path);
   if (!path.empty()) return path;
   std::string looked;
   for (const std::string& file : usualFiles()) {
-    if (std::filesystem::exists(file)) return file;
-    looked += (looked.empty() ? "" : ", ") + file;
+    if (std::filesystem::exists(file, failure)) return file;
+    looked += (looked.empty() ? "" : ", ") + file + (failure ? " (" + failure.message() + ")" : "");
   }
   throw Failure(Status::Refused, "There is no configuration to check; without a file it is looked for as " +
                                      looked + ". An agent without one runs with its defaults.");

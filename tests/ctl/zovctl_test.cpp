@@ -172,6 +172,7 @@ TEST_F(Zovctl, ListsShowsAndActs) {
       {{"act", node, "StopAppSvr", "it's me"}, 2, "^$", "holds a single quote"},
       {{"node"}, 2, "^$", "no command node. Did you mean nodes\\?"},
       {{}, 2, "^$", "No command is given. Known are top, nodes, "},
+      {{"--version"}, 0, "^zovctl [0-9.]+\n$", "^$"},
       {{"-a", "nowhere", "nodes"}, 2, "^$", "'nowhere'; accepted are HOST:PORT"},
       {{"-a", "127.0.0.1:1", "nodes"}, 3, "^$", "127.0.0.1:1 does not answer: .*--agent HOST:PORT"},
   };
@@ -422,6 +423,9 @@ TEST(ZovctlCheck, SaysLineByLineWhatIsNotUsed) {
   }
   EXPECT_THAT(zovctl({"check", "/nonexistent"}).out, HasSubstr("/nonexistent: No such file"));
   EXPECT_THAT(zovctl({"check"}, {{"ZOV_CONFIG_DIR", "/nonexistent"}}).err, HasSubstr("/nonexistent/"));
+  const Outcome unreadable = zovctl({"check"}, {{"ZOV_CONFIG_DIR", std::string(NAME_MAX + 1, 'x')}});
+  EXPECT_EQ(unreadable.status, 1);
+  EXPECT_THAT(unreadable.err, HasSubstr("ov.cfg (File name too long)"));
 }
 
 // The help, the man page and the page for people have the same commands and options.
