@@ -66,7 +66,8 @@ void printTable(const Table& table, const RowsOptions& options, const std::vecto
   const std::vector<Column> shown = shownColumns(table, options, rows);
   std::vector<Listing::Heading> headings;
   for (const Column& column : shown) {
-    const bool showsUnit = column.unit == "ms" || column.unit == "s" || column.unit == "bytes";
+    const bool showsUnit =
+        column.unit == "ms" || column.unit == "s" || column.unit == "bytes" || column.unit == "KiB";
     headings.push_back({column.readable + (showsUnit ? "/" + column.unit : ""),
                         column.isNumber ? Align::Right : Align::Left});
   }
