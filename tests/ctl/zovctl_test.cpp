@@ -164,6 +164,8 @@ TEST_F(Zovctl, ListsShowsAndActs) {
       {{"rows", "ZOVREQUEST", "-w", "q=1"}, 1, "^$", "Known are node, server, "},
       {{"rows", "ZOVREQUEST", "-w", "q"}, 2, "^$", "'q'; accepted is COLUMN=VALUE"},
       {{"rows", "ZOVREQUEST", "-n", "x" + node}, 1, "^$", "no node xshop.*Did you mean shop:"},
+      {{"rows", "ZOVREQUEST", "-n", "x" + node, "-o", "json"}, 1, "^$", "no node xshop.*Did you mean shop:"},
+      {{"rows", "ZOVREQ"}, 1, "^$", "Did you mean ZOVREQUEST or ZOVREQSEL or ZOVREQHIS\\?"},
       {{"rows", "ZOVREQUEST", "-o", "xml"}, 2, "^$", "table,json,csv"},
       {{"rows"}, 2, "^$", "table is required"},
       {{"events", "ZOVAPP"}, 1, "^$", "no events of ZOVAPP. Known are ZOVLOGANAL, ZOVPREV"},
