@@ -18,6 +18,7 @@
 #include "logs/log_file_collector.h"
 #include "platform/descriptor_limit.h"
 #include "platform/services.h"
+#include "platform/version.h"
 #include "remote/local_scripts.h"
 #include "remote/script_helper.h"
 #include "remote/system_command_manager.h"
@@ -35,7 +36,6 @@ static DGT1_Unit traceUnit("ZOVCAGNT");
 namespace {
 /// How long the agent's end waits for the framework's threads to leave the agent.
 constexpr int RequestEndMilliseconds = 1000;
-constexpr const char* ProductVersion = "06.00.00";
 constexpr const char* ConfigurationDirectory = "ZOV_CONFIG_DIR";
 constexpr int VersionBytes = 9;
 /// How current the framework is told that data are, while the agent comes up and after.
@@ -115,7 +115,7 @@ void ZOVAgent::registerWithFramework() {
     return agent != nullptr ? agent->statusLine() : std::string();
   });
   ARQ_SetCurrency(CurrencyKind, CurrencyAtStart);
-  zov::introduceAgent({.version = ProductVersion,
+  zov::introduceAgent({.version = zov::ProductVersion,
                        .node = getHostName("").str(),
                        .directory = OSL1_GetEnv(ConfigurationDirectory, ""),
                        .mostNodeBytes = ZOVNodeNames::MaximumLength});

@@ -1,16 +1,20 @@
-// The process's entry. The exit status is always 0, also when the start failed; the trace tells.
+// The process's entry. The exit status of an agent is always 0, also when the start failed; the trace tells.
 
 #include <malloc.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <csignal>
+#include <cstdio>
 #include <memory>
+#include <optional>
+#include <string_view>
 
 #include "agent/agent.h"
 #include "framework/process.h"
 #include "platform/frames.h"
 #include "platform/trace.h"
+#include "platform/version.h"
 #include "runtime/budgets.h"
 #include "runtime/waits.h"
 
@@ -49,7 +53,24 @@ static void shareArenas() {
   mallopt(M_ARENA_MAX, Arenas);
 }
 
+/// The exit status of an option; none for what starts an agent.
+static std::optional<int> answerOption(std::string_view given) {
+  if (given == "--version") return std::printf("zovagent %s\n", zov::ProductVersion), 0;
+  if (given == "--help" || given == "-h") {
+    std::printf(
+        "zovagent starts the agent, which runs until it is told to end. A configuration file and the\n"
+        "environment say what differs from the defaults: see zovagent(8). --version tells its version.\n");
+    return 0;
+  }
+  if (!given.starts_with('-')) return std::nullopt;
+  std::fprintf(stderr,
+               "zovagent: The option is '%.*s'; accepted are --help and --version. No agent was started.\n",
+               static_cast<int>(given.size()), given.data());
+  return 2;
+}
+
 int main(int argc, char** argv) {
+  if (const auto status = answerOption(argc > 1 ? argv[1] : "")) return *status;
   std::signal(SIGPIPE, SIG_IGN);
   shareArenas();
   DGT1_Open();

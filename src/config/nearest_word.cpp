@@ -46,6 +46,13 @@ std::string_view nearestWord(std::string_view word, std::span<const std::string_
 }
 
 std::string nearestHint(std::string_view word, std::span<const std::string_view> known) {
+  std::string begun;
+  for (const std::string_view candidate : known) {
+    const bool begins =
+        !word.empty() && std::ranges::equal(word, candidate.substr(0, word.size()), sameLetter);
+    if (begins) begun.append(begun.empty() ? " Did you mean " : " or ").append(candidate);
+  }
+  if (!begun.empty()) return begun + "?";
   if (const std::string_view nearest = nearestWord(word, known); !nearest.empty()) {
     return " Did you mean " + std::string(nearest) + "?";
   }

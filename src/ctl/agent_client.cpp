@@ -87,8 +87,10 @@ void AgentClient::fail(const HttpAnswer& answer) const {
   std::string reason = printable(memberText(told, "error"));
   if (reason.empty()) reason = "the answer is " + std::to_string(answer.status) + ", and not an agent's";
   if (answer.status == 401) {
-    throw Failure(Status::NoToken, "The agent at " + printable(_base) + " wants another token: " + reason +
-                                       ". Set ZOV_HUB_TOKEN to the one that it was started with.");
+    throw Failure(Status::NoToken,
+                  "The agent at " + printable(_base) + " wants another token: " + reason +
+                      ". Set ZOV_HUB_TOKEN to the one that it was started with, or unset it for one that was "
+                      "started with none.");
   }
   throw Failure(Status::Refused, "The agent at " + printable(_base) + ": " + reason);
 }

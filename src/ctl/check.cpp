@@ -22,10 +22,10 @@ struct Finding {
   std::string text;
 };
 
-/// The agent looks at the form of a log when it opens one.
-void checkLogFormats(const std::string& path, std::vector<Finding>& findings) {
+/// The agent looks at the form of a log when it opens one. False when the file as a whole is not used.
+bool checkLogFormats(const std::string& path, std::vector<Finding>& findings) {
   VPD::AgentConfig config;
-  if (!VPD::ConfigParser().parseConfigFromFile(path.c_str(), &config)) return;
+  if (!VPD::ConfigParser().parseConfigFromFile(path.c_str(), &config)) return false;
   const VPD::ConfigBase& instance = *config.getInstance("");
   for (unsigned int i = 0; i < instance.getNumSections(); ++i) {
     for (const VPD::ConfigEntry& entry : instance.getSection(i)->getEntries()) {
@@ -34,6 +34,7 @@ void checkLogFormats(const std::string& path, std::vector<Finding>& findings) {
                                           " is not used; " + LogFormat::Accepted});
     }
   }
+  return true;
 }
 
 std::string fileIn(const std::string& directory) {
@@ -51,12 +52,13 @@ std::vector<std::string> usualFiles() {
 
 /// The file that is meant by what was given.
 std::string fileOf(const std::string& path) {
-  if (std::filesystem::is_directory(path)) return fileIn(path);
+  std::error_code failure;
+  if (std::filesystem::is_directory(path, failure)) return fileIn(path);
   if (!path.empty()) return path;
   std::string looked;
   for (const std::string& file : usualFiles()) {
-    if (std::filesystem::exists(file)) return file;
-    looked += (looked.empty() ? "" : ", ") + file;
+    if (std::filesystem::exists(file, failure)) return file;
+    looked += (looked.empty() ? "" : ", ") + file + (failure ? " (" + failure.message() + ")" : "");
   }
   throw Failure(Status::Refused, "There is no configuration to check; without a file it is looked for as " +
                                      looked + ". An agent without one runs with its defaults.");
@@ -70,13 +72,14 @@ Status checkConfiguration(const std::string& path) {
   std::vector<Finding> findings;
   ZOVConfigParms parms([&](unsigned int line, const std::string& text) { findings.push_back({line, text}); });
   parms.readFile(file.c_str());
-  checkLogFormats(file, findings);
+  const bool isTaken = checkLogFormats(file, findings);
   std::ranges::stable_sort(findings, {}, &Finding::line);
   const std::string shown = printable(file);
   for (const auto& [line, text] : findings) {
     const std::string place = line == 0 ? shown : shown + ":" + std::to_string(line);
     std::printf("%s: %s\n", place.c_str(), printable(text).c_str());
   }
+  if (!isTaken) std::printf("%s: the agent uses nothing of it while this is so.\n", shown.c_str());
   if (!findings.empty()) return Status::Refused;
   std::printf("%s: the agent uses all of it.\n", shown.c_str());
   return Status::Done;

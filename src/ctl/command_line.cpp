@@ -5,6 +5,7 @@
 
 #include "config/nearest_word.h"
 #include "ctl/text.h"
+#include "platform/version.h"
 
 namespace zov::ctl {
 
@@ -18,6 +19,7 @@ CommandLine::CommandLine() {
       ->type_name("HOST:PORT")
       ->envname("ZOV_HUB_ADDRESS")
       ->capture_default_str();
+  _app.set_version_flag("--version", std::string("zovctl ") + ProductVersion, "The version");
   addTop();
   addListings();
   addRows();

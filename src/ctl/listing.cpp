@@ -66,7 +66,8 @@ void printTable(const Table& table, const RowsOptions& options, const std::vecto
   const std::vector<Column> shown = shownColumns(table, options, rows);
   std::vector<Listing::Heading> headings;
   for (const Column& column : shown) {
-    const bool showsUnit = column.unit == "ms" || column.unit == "s" || column.unit == "bytes";
+    const bool showsUnit =
+        column.unit == "ms" || column.unit == "s" || column.unit == "bytes" || column.unit == "KiB";
     headings.push_back({column.readable + (showsUnit ? "/" + column.unit : ""),
                         column.isNumber ? Align::Right : Align::Left});
   }
@@ -82,8 +83,15 @@ void printTable(const Table& table, const RowsOptions& options, const std::vecto
   print(listing);
 }
 
+void failForUnknownNode(AgentClient& agent, const RowsOptions& options) {
+  const std::vector<std::string> known = agent.nodes();
+  for (const std::string& node : options.nodes) {
+    if (std::ranges::find(known, node) == known.end()) agent.failForNode(node);
+  }
+}
+
 /// The answer as it comes, or on a terminal as that may show it.
-void printAsSent(AgentClient& agent, HttpRequest request, const std::string& form) {
+void printAsSent(AgentClient& agent, HttpRequest request, const RowsOptions& options) {
   std::string shown;
   const bool terminal = isatty(STDOUT_FILENO) == 1;
   request.take = [&](std::string_view part) {
@@ -94,8 +102,10 @@ void printAsSent(AgentClient& agent, HttpRequest request, const std::string& for
     }
   };
   const HttpAnswer answer = agent.http().send(request);
+  if (answer.status == 404) failForUnknownNode(agent, options);
   if (answer.status != 200) agent.fail(answer);
-  if (terminal) std::fputs((form == "csv" ? printableCsv(shown) : printableJson(shown)).c_str(), stdout);
+  if (terminal)
+    std::fputs((options.form == "csv" ? printableCsv(shown) : printableJson(shown)).c_str(), stdout);
 }
 
 }  // namespace
@@ -138,14 +148,9 @@ void printRows(AgentClient& agent, const RowsOptions& options) {
   const Table table = agent.table(options.table);
   HttpRequest request = agent.request(pathOf(table, options));
   if (options.form == "csv") request.headers.emplace_back("Accept: text/csv");
-  if (options.form != "table") return printAsSent(agent, request, options.form);
+  if (options.form != "table") return printAsSent(agent, request, options);
   const HttpAnswer answer = agent.http().send(request);
-  if (answer.status == 404) {
-    const std::vector<std::string> known = agent.nodes();
-    for (const std::string& node : options.nodes) {
-      if (std::ranges::find(known, node) == known.end()) agent.failForNode(node);
-    }
-  }
+  if (answer.status == 404) failForUnknownNode(agent, options);
   const RowsAnswer came = readRows(agent.read(answer));
   printTable(table, options, came.rows);
   for (const NodeReport& report : came.reports) {

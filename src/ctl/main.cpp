@@ -20,5 +20,8 @@ int main(int argc, char** argv) {
     std::fflush(stdout);
     std::fprintf(stderr, "zovctl: %s\n", failure.what());
     return static_cast<int>(failure.status());
+  } catch (const std::exception& fault) {
+    std::fprintf(stderr, "zovctl: A fault in zovctl, which ends: %s\n", fault.what());
+    return static_cast<int>(Status::Refused);
   }
 }

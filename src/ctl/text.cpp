@@ -111,6 +111,17 @@ std::string fitted(std::string_view text, std::size_t width, Align align) {
   return align == Align::Right ? blanks + shown : shown + blanks;
 }
 
+std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
+  std::vector<std::string> lines{""};
+  while (!text.empty()) {
+    const std::string_view word = text.substr(0, text.find(' '));
+    text.remove_prefix(std::min(text.size(), word.size() + 1));
+    if (!lines.back().empty() && widthOf(lines.back()) + 1 + widthOf(word) > width) lines.emplace_back();
+    lines.back().append(lines.back().empty() ? "" : " ").append(word);
+  }
+  return lines;
+}
+
 std::string withoutEnd(std::string text) {
   text.erase(text.find_last_not_of(' ') + 1);
   return text;

@@ -23,6 +23,8 @@ std::size_t widthOf(std::string_view printable);
 /// The printable text in exactly so many columns: cut, or filled with blanks at its end or at its beginning.
 enum class Align { Left, Right };
 std::string fitted(std::string_view printable, std::size_t width, Align align = Align::Left);
+/// Lines of at most that many columns, cut at blanks; a longer word stands alone.
+std::vector<std::string> wrapped(std::string_view text, std::size_t width);
 /// The text without the blanks at its end.
 std::string withoutEnd(std::string text);
 

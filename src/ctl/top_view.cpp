@@ -278,9 +278,12 @@ void TopView::addRequest(std::vector<std::string>& lines, const TopData& data, s
   for (const Column& column : _requests.columns) {
     const std::string text = printable(request->row.text(column));
     const bool showsUnit = column.unit != "time" && column.unit != "count";
-    if (!text.empty()) {
-      facts.push_back(fitted(column.readable, 26) + " " +
-                      fitted(text + (showsUnit ? " " + column.unit : ""), 26) + " " + column.meaning);
+    if (text.empty()) continue;
+    std::string ahead =
+        fitted(column.readable, 26) + " " + fitted(text + (showsUnit ? " " + column.unit : ""), 26) + " ";
+    for (const std::string& part : wrapped(column.meaning, _columns - std::min(_columns, widthOf(ahead)))) {
+      facts.push_back(ahead + part);
+      ahead = std::string(widthOf(ahead), ' ');
     }
   }
   const std::size_t room = most > 2 ? most - 2 : 0;

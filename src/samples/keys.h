@@ -15,7 +15,7 @@ enum Number : int {
 }  // namespace key
 
 /// What one stands for in a value whose decimals have been taken off.
-enum class Unit { None, Milliseconds, Seconds, Bytes, Count, Percent, Time };
+enum class Unit { None, Milliseconds, Seconds, Bytes, Kibibytes, Count, Percent, Time };
 
 struct KeyInfo {
   int number;
@@ -40,9 +40,9 @@ constexpr const KeyInfo& keyInfo(int number) {
   return unknownKey;
 }
 
-/// "ms", "s", "bytes", "count", "percent", "time"; empty for None.
+/// "ms", "s", "bytes", "KiB", "count", "percent", "time"; empty for None.
 constexpr std::string_view nameOf(Unit unit) {
-  constexpr std::string_view names[] = {"", "ms", "s", "bytes", "count", "percent", "time"};
+  constexpr std::string_view names[] = {"", "ms", "s", "bytes", "KiB", "count", "percent", "time"};
   return names[static_cast<int>(unit)];
 }
 

@@ -42,6 +42,7 @@ struct Label {
 struct Plan {
   std::vector<Recipe> recipes;  // of the families
   std::vector<Label> labels;    // behind node and server
+  bool isOfProcess = false;     // a server has a resource of this name in each of its processes
   MetricGroup group;            // without series
 };
 
@@ -58,6 +59,8 @@ BaseUnit baseUnit(Unit unit) {
       return {"seconds", 1};
     case Unit::Bytes:
       return {"bytes", 1};
+    case Unit::Kibibytes:
+      return {"bytes", 1024};
     case Unit::Percent:
       return {"ratio", 1e-2};
     default:
@@ -70,8 +73,12 @@ std::string metricName(const TableInfo& table, const KeyInfo& key, std::string_v
   std::string name = "zov_";
   if (!key.name.starts_with(prefix)) name += prefix;
   name += key.name;
-  // Ends that say what the unit or the kind of the metric says.
-  for (const std::string_view end : {"_count", "_milliseconds", "_percent"}) {
+  // What the unit or the kind of the metric says.
+  constexpr std::string_view percent = "_percent";
+  if (const std::size_t at = name.find(percent); unit == "ratio" && at != std::string::npos) {
+    name.erase(at, percent.size());
+  }
+  for (const std::string_view end : {"_count", "_milliseconds"}) {
     if (name.ends_with(end)) name.resize(name.size() - end.size());
   }
   return name.append(unit.empty() ? "" : "_").append(unit);
@@ -87,7 +94,8 @@ void add(Plan& plan, const TableInfo& table, const KeyInfo& key, Type type, Reci
   const BaseUnit unit = baseUnit(key.unit);
   recipe.factor *= unit.factor;
   plan.group.families.push_back(
-      {metricName(table, key, unit.name), unit.name, type, std::string(key.meaning)});
+      {metricName(table, key, unit.name), unit.name, type,
+       std::string(key.meaning) + (type == Type::Gauge ? "" : " All in all, not of one interval.")});
   plan.recipes.push_back(recipe);
 }
 
@@ -121,7 +129,9 @@ Plan planOf(const TableInfo& table) {
     for (const Column& column : table.columns) {
       if (column.key == NoKey || !RWCString(filter.column).equals(column.name, RWCString::ignoreCase))
         continue;
-      if (isNew(column.key)) {
+      if (column.key == key::process_id) {
+        plan.isOfProcess = true;
+      } else if (isNew(column.key)) {
         plan.labels.push_back({column.key, column.type == ColumnInfo_Integer});
         plan.group.labelNames.emplace_back(keyInfo(column.key).name);
       }
@@ -192,7 +202,9 @@ class Collection {
     if (server.getStatus() != ServerConnected || !server.runningBackgroundCollection(type)) return;
     for (const ZOVSample::_SampleType each : table.sampleTypes) {
       const std::vector<std::string> labels = labelsOf(server);
-      server.forEachAnchor(each, [&](const ZOVResourceAnchor& anchor) { addAnchor(labels, anchor); });
+      server.forEachAnchor(each, [&](const ZOVResourceAnchor& anchor) {
+        if (isPresent(server, anchor)) addAnchor(labels, anchor);
+      });
     }
   }
 
@@ -205,6 +217,14 @@ class Collection {
  private:
   static std::vector<std::string> labelsOf(const ZOVApplicationServerBase& server) {
     return {server.getSubnodeNameUTF8().str(), server.getName().str()};
+  }
+
+  /// Not of a process that the server has no more, whose series would stay beside those of the present one.
+  bool isPresent(const ZOVApplicationServerBase& server, const ZOVResourceAnchor& anchor) const {
+    const ZOVSample* const sample = anchor.getLastSample();
+    if (!_plan.isOfProcess || sample == nullptr) return true;
+    const long long process = sample->getNumericData(key::process_id);
+    return process == ZOVSample::NullValue || process == static_cast<long long>(server.getProcessId());
   }
 
   void addAnchor(const std::vector<std::string>& serverLabels, const ZOVResourceAnchor& anchor) {

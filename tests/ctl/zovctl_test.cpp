@@ -164,6 +164,8 @@ TEST_F(Zovctl, ListsShowsAndActs) {
       {{"rows", "ZOVREQUEST", "-w", "q=1"}, 1, "^$", "Known are node, server, "},
       {{"rows", "ZOVREQUEST", "-w", "q"}, 2, "^$", "'q'; accepted is COLUMN=VALUE"},
       {{"rows", "ZOVREQUEST", "-n", "x" + node}, 1, "^$", "no node xshop.*Did you mean shop:"},
+      {{"rows", "ZOVREQUEST", "-n", "x" + node, "-o", "json"}, 1, "^$", "no node xshop.*Did you mean shop:"},
+      {{"rows", "ZOVREQ"}, 1, "^$", "Did you mean ZOVREQUEST or ZOVREQSEL or ZOVREQHIS\\?"},
       {{"rows", "ZOVREQUEST", "-o", "xml"}, 2, "^$", "table,json,csv"},
       {{"rows"}, 2, "^$", "table is required"},
       {{"events", "ZOVAPP"}, 1, "^$", "no events of ZOVAPP. Known are ZOVLOGANAL, ZOVPREV"},
@@ -172,6 +174,7 @@ TEST_F(Zovctl, ListsShowsAndActs) {
       {{"act", node, "StopAppSvr", "it's me"}, 2, "^$", "holds a single quote"},
       {{"node"}, 2, "^$", "no command node. Did you mean nodes\\?"},
       {{}, 2, "^$", "No command is given. Known are top, nodes, "},
+      {{"--version"}, 0, "^zovctl [0-9.]+\n$", "^$"},
       {{"-a", "nowhere", "nodes"}, 2, "^$", "'nowhere'; accepted are HOST:PORT"},
       {{"-a", "127.0.0.1:1", "nodes"}, 3, "^$", "127.0.0.1:1 does not answer: .*--agent HOST:PORT"},
   };
@@ -294,7 +297,7 @@ TEST_F(Zovctl, ShowsTopInEightyColumns) {
 TEST_F(Zovctl, ObeysTheKeysOfTop) {
   const struct {
     const char* keys;
-    const char* shown;  // line ends are "\n"
+    std::string shown;  // line ends are "\n"
   } steps[] = {
       {"c",
        "by count\n server     application request              count  per s mean ms longest all ms\n"
@@ -315,7 +318,8 @@ TEST_F(Zovctl, ObeysTheKeysOfTop) {
        "with oo\n application request                         count  per s mean ms longest all ms\n"
        ">app         look                               30    3.0      10       -    300\n\n"},
       {"\r", "\napp: look, on shop:"},
-      {"", "request_time_mean          10 ms"},
+      {"", "When the sample was taken,\n" + std::string(54, ' ') + "CYY"},
+      {"jjjjjjjj", "request_time_mean          10 ms"},
       {"\033", "\n>app         look "},
       {"h", "n c p m x t   sort requests: "},
   };
@@ -411,17 +415,22 @@ TEST(ZovctlCheck, SaysLineByLineWhatIsNotUsed) {
        "^F:2: .*accepted are ACTIVITY.*\nF:3: .*outside 1 to 3600; 60 is used"},
       {"[A:shop]\nZOV_APPSRVR_NAEM = shop\nZOV_APPSRVR_ROOT = /srv\n",
        "^F:1: Missing fields for section shop.*\nF:2: .*Did you mean ZOV_APPSRVR_NAME\\?$"},
-      {"[Basic_Config\nx\n", "^F:1: found '\\[Basic_Config'.*\nF:2: found 'x', .*accepted are \\[NAME\\]"},
+      {"[Basic_Config\nx\n",
+       "^F:1: found '\\[Basic_Config'.*\nF:2: found 'x', .*accepted are \\[NAME\\].*\nF: the agent uses "
+       "nothing of it"},
   };
   for (const auto& c : cases) {
     const Outcome outcome = check(c.text);
     EXPECT_TRUE(std::regex_search(outcome.out, std::regex(c.found, std::regex::multiline)))
         << c.text << outcome.out;
-    EXPECT_EQ(outcome.status, outcome.out.find(": the agent uses") == std::string::npos ? 1 : 0);
+    EXPECT_EQ(outcome.status, outcome.out.find(": the agent uses all") == std::string::npos ? 1 : 0);
     EXPECT_EQ(outcome.err, "");
   }
   EXPECT_THAT(zovctl({"check", "/nonexistent"}).out, HasSubstr("/nonexistent: No such file"));
   EXPECT_THAT(zovctl({"check"}, {{"ZOV_CONFIG_DIR", "/nonexistent"}}).err, HasSubstr("/nonexistent/"));
+  const Outcome unreadable = zovctl({"check"}, {{"ZOV_CONFIG_DIR", std::string(NAME_MAX + 1, 'x')}});
+  EXPECT_EQ(unreadable.status, 1);
+  EXPECT_THAT(unreadable.err, HasSubstr("ov.cfg (File name too long)"));
 }
 
 // The help, the man page and the page for people have the same commands and options.

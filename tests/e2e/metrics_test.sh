@@ -66,7 +66,7 @@ same() {
   local before
   before=$(field ZOVAPSRV used_memory)
   sleep 1
-  [ -n "$before" ] && [ "$(known zov_server_used_memory)" = "$before" ] && [ "$(field ZOVAPSRV used_memory)" = "$before" ]
+  [ -n "$before" ] && [ "$(known "zov_server_used_memory_bytes / 1024")" = "$before" ] && [ "$(field ZOVAPSRV used_memory)" = "$before" ]
 }
 eventually same
 [ "$(known zov_server_up)" = 1 ] || fail "the server is not up"

@@ -84,7 +84,7 @@ inside() {
   done
   [ -L /etc/systemd/system/multi-user.target.wants/zovagent.service ] || fail "the unit is not enabled"
 
-  as nobody zovctl check /etc/zovagent/zovagent.cfg
+  as nobody zovctl check
   startAgent
   [ "$(stat -c '%U:%G %a' /var/lib/zovagent /var/lib/zovagent/hub.token | xargs)" = \
     "zovagent:zovagent 750 zovagent:zovagent 640" ] || fail "$(stat -c '%n %U:%G %a' /var/lib/zovagent/*)"

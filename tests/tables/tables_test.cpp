@@ -113,6 +113,7 @@ TEST(Tables, MetricsAreNamedOnceAndEndWithTheirUnit) {
   for (const std::string& group : zov::TableMetrics::instance().groups()) {
     const zov::MetricGroup metrics = zov::TableMetrics::instance().collect(group, 0);
     EXPECT_FALSE(metrics.families.empty()) << group;
+    EXPECT_EQ(std::ranges::count(metrics.labelNames, "process_id"), 0) << group;
     for (const zov::MetricFamily& family : metrics.families) {
       EXPECT_TRUE(names.insert(family.name).second) << family.name;
       EXPECT_TRUE(family.name.starts_with("zov_") && family.name.ends_with(family.unit)) << family.name;
@@ -123,7 +124,7 @@ TEST(Tables, MetricsAreNamedOnceAndEndWithTheirUnit) {
     }
   }
   for (const char* name : {"zov_request", "zov_request_time_seconds", "zov_server_up", "zov_gc_time_seconds",
-                           "zov_server_used_memory", "zov_thread_pool_percent_maxed_ratio"}) {
+                           "zov_server_used_memory_bytes", "zov_thread_pool_maxed_ratio"}) {
     EXPECT_TRUE(names.contains(name)) << name;
   }
 }

@@ -37,7 +37,7 @@ std::string utcOf(std::string_view text) {
   fields.tm_isdst = -1;
   if (fields.tm_mon < 0 || fields.tm_mday == 0) return "";
   const std::time_t time = std::mktime(&fields);
-  if (gmtime_r(&time, &fields) == nullptr) return "";
+  if (time == -1 || gmtime_r(&time, &fields) == nullptr) return "";
   char utc[32];
   const std::size_t end = std::strftime(utc, sizeof utc, "%Y-%m-%dT%H:%M:%S", &fields);
   return std::string(utc, end).append(".").append(text.substr(13)).append("Z");
