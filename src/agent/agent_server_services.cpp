@@ -73,11 +73,12 @@ std::shared_ptr<ZOVLogFileCollector> AgentServerServices::logFileCollector() {
   return _agent.logFileCollector();
 }
 
-ZOVReturnCode AgentServerServices::queueSystemCommand(ServerScript script) {
+ZOVReturnCode AgentServerServices::queueSystemCommand(const ServerScript& script) {
   ZOVSystemCommandManager* const manager = _agent.systemCommandManager();
   if (manager == nullptr) return ZOV_UNABLE_TO_START_PROCESS;
-  script.observer = observeScript();
-  return manager->QueueCommand(std::move(script));
+  ServerScript watched = script;
+  watched.observer = observeScript();
+  return manager->QueueCommand(std::move(watched));
 }
 
 }  // namespace zov

@@ -28,7 +28,7 @@ class AgentServerServices : public ZOVServerServices {
   std::shared_ptr<ZOVApplicationServerBase> findServer(const RWCString& name, const RWCString& root) override;
   std::shared_ptr<ZOVResourceManagerProxy> resourceManager() override;
   std::shared_ptr<ZOVLogFileCollector> logFileCollector() override;
-  ZOVReturnCode queueSystemCommand(zov::ServerScript script) override;
+  ZOVReturnCode queueSystemCommand(const zov::ServerScript& script) override;
 
  private:
   ZOVAgent& _agent;

@@ -164,6 +164,7 @@ Table AgentClient::table(const std::string& name) {
   if (answer.status != 404) return tableOf(read(answer));
   const std::vector<Table> all = tables();
   std::vector<std::string_view> known;
+  known.reserve(all.size());
   for (const Table& table : all) known.push_back(table.name);
   throw Failure(Status::Refused, "There is no table " + printable(name) + "." + nearestHint(name, known));
 }

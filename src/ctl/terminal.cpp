@@ -110,9 +110,10 @@ Terminal::Terminal() {
     throw Failure(Status::Refused, std::string("The keyboard cannot be read: ") + std::strerror(errno) + ".");
   }
   output = ::open("/dev/tty", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (output < 0)
+  if (output < 0) {
     throw Failure(Status::Refused,
                   std::string("The terminal cannot be opened: ") + std::strerror(errno) + ".");
+  }
   const sigset_t set = watchedSignals();
   ::sigprocmask(SIG_BLOCK, &set, nullptr);
   signals = ::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);

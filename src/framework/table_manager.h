@@ -37,9 +37,10 @@ struct QueryAbilities {
 struct ColumnDescription {
   enum class None { Never, MinusOne, Empty };  ///< what stands for no value
   std::string readable;                        ///< snake case; no other column of the table has it
-  std::string_view unit = {};  ///< "ms", "s", "bytes", "KiB", "count", "percent", "time" (16 digits), or empty
-  std::string meaning = {};    ///< sentences
-  int decimals = 0;            ///< how many digits of an integer stand behind the point
+  std::string_view unit =
+      {};                    ///< "ms", "s", "bytes", "KiB", "count", "percent", "time" (16 digits), or empty
+  std::string meaning = {};  ///< sentences
+  int decimals = 0;          ///< how many digits of an integer stand behind the point
   None none = None::Never;
   bool isDigits = false;  ///< a text that is a decimal number
 };

@@ -108,6 +108,7 @@ std::vector<std::string> environmentOf(const Account& account) {
 /// The texts as exec takes them.
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (std::string& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   return pointers;

@@ -33,7 +33,7 @@ class PathWalk {
   std::string takeName() {
     const std::size_t begin = std::min(_rest.find_first_not_of('/'), _rest.size());
     const std::size_t end = std::min(_rest.find('/', begin), _rest.size());
-    const std::string name = _rest.substr(begin, end - begin);
+    std::string name = _rest.substr(begin, end - begin);
     _rest.erase(0, std::min(_rest.find_first_not_of('/', end), _rest.size()));
     return name;
   }
@@ -46,7 +46,7 @@ class PathWalk {
       return "";
     }
     const std::string next = _at == "/" ? "/" + name : _at + "/" + name;
-    const std::string wrong = look(next);
+    std::string wrong = look(next);
     if (!wrong.empty()) return wrong;
     if (S_ISLNK(_status.st_mode)) return follow(next);
     _at = next;

@@ -47,7 +47,7 @@ class ZOVServerServices {
   virtual std::shared_ptr<ZOVResourceManagerProxy> resourceManager() { return nullptr; }
   /// Runs the script on the system command thread: 176 when it is queued. Who watches it is the agent's to
   /// say: on a thread that carries out a command it is that command's record.
-  virtual ZOVReturnCode queueSystemCommand(zov::ServerScript /*script*/) { return 176; }
+  virtual ZOVReturnCode queueSystemCommand(const zov::ServerScript& /*script*/) { return 176; }
   /// The task that scans log files; null when logs are not followed.
   virtual std::shared_ptr<ZOVLogFileCollector> logFileCollector() { return nullptr; }
 };

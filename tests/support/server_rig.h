@@ -61,7 +61,7 @@ class RecordingServerServices : public ZOVServerServices {
     return context ? context->findAppServer(name, root) : nullptr;
   }
   std::shared_ptr<ZOVResourceManagerProxy> resourceManager() override { return manager; }
-  ZOVReturnCode queueSystemCommand(zov::ServerScript script) override {
+  ZOVReturnCode queueSystemCommand(const zov::ServerScript& script) override {
     std::string line = script.path().str();
     for (const RWCString& argument : script.arguments) line += "|" + argument.str();
     commands.push_back(line);
