@@ -6,9 +6,7 @@ set -euo pipefail
 
 build=$(cd "$1" && pwd)
 source "$(dirname "$0")/scratch.sh"
-for part in zov-collector.jar zov-weaver.jar zov-demo.jar demo.classpath; do
-  [ -e "$build/collector/$part" ] || skip "$part was not built; scripts/install.sh demo installs what it needs"
-done
+built zov-collector.jar zov-weaver.jar zov-demo.jar demo.classpath
 
 port=$((20000 + RANDOM % 4000))
 hub=http://127.0.0.1:$((port + 4000))

@@ -5,9 +5,7 @@ set -euo pipefail
 
 build=$(cd "$1" && pwd)
 source "$(dirname "$0")/scratch.sh"
-for part in collector/zov-collector.jar collector/zov-demo.jar collector/demo.classpath; do
-  [ -e "$build/$part" ] || skip "$part was not built (it needs default-jdk-headless and libtomcat10-java)"
-done
+built zov-collector.jar zov-demo.jar demo.classpath
 
 port=$((20000 + RANDOM % 4000))
 hub=127.0.0.1:$((port + 4000))

@@ -15,6 +15,13 @@ skip() {
   exit 77
 }
 
+# built PART...: skips where the collector's or the demo's were not
+built() {
+  for part in "$@"; do
+    [ -e "$build/collector/$part" ] || skip "$part was not built; scripts/install.sh demo installs what it needs"
+  done
+}
+
 # With the last words of all logs.
 fail() {
   echo "FAILED: $*" >&2
